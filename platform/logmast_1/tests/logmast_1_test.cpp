@@ -1,0 +1,63 @@
+#include <logmast_1/logmast_1.h>
+
+#include <log4cplus/loggingmacros.h>
+#include <log4cplus/nullappender.h>
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+namespace {
+
+using log4cplus::Logger;
+using logmast_1::log::configureComponentLogger;
+
+Logger const g_atLoad = configureComponentLogger("at.load");
+
+void addNullAppender(Logger logger) {
+    logger.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
+}
+
+TEST(ComponentLogger, AFreshProcessStaysQuiet) {
+    testing::internal::CaptureStderr();
+    LOG4CPLUS_FATAL(g_atLoad, "nobody asked");
+    LOG4CPLUS_FATAL(configureComponentLogger("fresh"), "nobody asked");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(ComponentLogger, WhatTheProcessSetsBeforeOrAfterStays) {
+    Logger::getInstance("set.before").setLogLevel(log4cplus::WARN_LOG_LEVEL);
+    EXPECT_EQ(configureComponentLogger("set.before").getLogLevel(), log4cplus::WARN_LOG_LEVEL);
+
+    configureComponentLogger("set.after");
+    Logger::getInstance("set.after").setLogLevel(log4cplus::INFO_LOG_LEVEL);
+    EXPECT_EQ(configureComponentLogger("set.after").getLogLevel(), log4cplus::INFO_LOG_LEVEL);
+}
+
+TEST(ComponentLogger, AnAppenderOfItsOwnOrOfAnAncestorCountsAsConfigured) {
+    addNullAppender(Logger::getInstance("own"));
+    EXPECT_TRUE(configureComponentLogger("own").isEnabledFor(log4cplus::ERROR_LOG_LEVEL));
+
+    addNullAppender(Logger::getInstance("family"));
+    EXPECT_TRUE(configureComponentLogger("family.child").isEnabledFor(log4cplus::ERROR_LOG_LEVEL));
+
+    Logger::getInstance("family.apart").setAdditivity(false);
+    EXPECT_FALSE(configureComponentLogger("family.apart").isEnabledFor(log4cplus::FATAL_LOG_LEVEL));
+}
+
+TEST(ComponentLogger, NoCallUndoesALevelThatWasSetAfterAnotherOne) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([] {
+            Logger logger = configureComponentLogger("contended");
+            logger.setLogLevel(log4cplus::INFO_LOG_LEVEL);
+        });
+    }
+    for (std::thread& each : threads) {
+        each.join();
+    }
+    EXPECT_EQ(Logger::getInstance("contended").getLogLevel(), log4cplus::INFO_LOG_LEVEL);
+}
+
+} // namespace
