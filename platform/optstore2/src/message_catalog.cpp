@@ -1,0 +1,155 @@
+#include <optstore2/message_catalog.h>
+
+#include "message_files.h"
+
+#include <logmast_1/logmast_1.h>
+
+#include <log4cplus/loggingmacros.h>
+
+#include <clocale>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <vector>
+
+namespace optstore2 {
+namespace {
+
+using BRACE_2_18::i18n::catalog_t;
+
+class MessageCatalogs {
+public:
+    catalog_t const* get(std::string const& name);
+    void setDirectory(char const* directory);
+
+private:
+    using files_t = std::vector<std::filesystem::path>;
+
+    files_t places() const;
+    messages_t const* messages(std::filesystem::path const& file);
+    catalog_t const* merged(files_t const& files);
+    void report(std::filesystem::path const& file, std::string const& fault);
+
+    log4cplus::Logger const m_logger = logmast_1::log::configureComponentLogger("optstore2");
+    files_t const m_installedPlaces = installedMessageDirectories();
+
+    std::mutex m_lock; // guards what follows
+    std::optional<std::string> m_directory;
+    std::map<std::filesystem::path, messages_t> m_messages;
+    std::set<std::filesystem::path> m_reported;
+    std::map<files_t, std::unique_ptr<catalog_t const>> m_catalogs; // only grows
+};
+
+/// The languages of a locale name such as "de_DE.UTF-8", nearest first, English last.
+std::vector<std::string> languagesOf(std::string_view locale) {
+    std::vector<std::string> languages;
+    std::string_view const territory = locale.substr(0, locale.find_first_of(".@"));
+    if (territory != "C" && territory != "POSIX") {
+        std::string_view const language = territory.substr(0, territory.find('_'));
+        for (std::string_view const each : {territory, language}) {
+            if (languages.empty() || languages.back() != each) {
+                languages.emplace_back(each);
+            }
+        }
+    }
+    if (languages.empty() || languages.back() != "en") {
+        languages.emplace_back("en");
+    }
+    return languages;
+}
+
+std::vector<std::string> languagesOfProcess() {
+    char const* const locale = std::setlocale(LC_MESSAGES, nullptr);
+    return languagesOf(locale != nullptr ? locale : "C");
+}
+
+catalog_t const* MessageCatalogs::get(std::string const& name) {
+    std::vector<std::string> const languages = languagesOfProcess();
+    std::lock_guard<std::mutex> const guard(m_lock);
+    for (std::filesystem::path const& place : places()) {
+        files_t found;
+        for (std::string const& language : languages) {
+            std::filesystem::path file = place / (name + '.' + language + ".json");
+            if (messages(file) != nullptr) {
+                found.push_back(std::move(file));
+            }
+        }
+        if (!found.empty()) {
+            return merged(found);
+        }
+    }
+    return nullptr;
+}
+
+void MessageCatalogs::setDirectory(char const* directory) {
+    std::lock_guard<std::mutex> const guard(m_lock);
+    m_directory = directory != nullptr ? std::optional<std::string>(directory) : std::nullopt;
+}
+
+MessageCatalogs::files_t MessageCatalogs::places() const {
+    if (m_directory && m_directory->empty()) {
+        return {};
+    }
+    files_t places = m_installedPlaces;
+    if (m_directory) {
+        places.emplace(places.begin(), *m_directory);
+    }
+    return places;
+}
+
+messages_t const* MessageCatalogs::messages(std::filesystem::path const& file) {
+    auto const known = m_messages.find(file);
+    if (known != m_messages.end()) {
+        return &known->second;
+    }
+    std::string fault;
+    std::optional<messages_t> read = readMessageFile(file, fault);
+    if (!read) {
+        report(file, fault);
+        return nullptr;
+    }
+    return &m_messages.emplace(file, std::move(*read)).first->second;
+}
+
+catalog_t const* MessageCatalogs::merged(files_t const& files) {
+    std::unique_ptr<catalog_t const>& catalog = m_catalogs[files];
+    if (!catalog) {
+        auto made = std::make_unique<catalog_t>();
+        for (auto file = files.rbegin(); file != files.rend(); ++file) {
+            for (auto const& [key, text] : m_messages.at(*file)) {
+                made->put(key, text);
+            }
+        }
+        catalog = std::move(made);
+    }
+    return catalog.get();
+}
+
+void MessageCatalogs::report(std::filesystem::path const& file, std::string const& fault) {
+    if (!fault.empty() && m_logger.isEnabledFor(log4cplus::ERROR_LOG_LEVEL) &&
+        m_reported.insert(file).second) {
+        LOG4CPLUS_ERROR(m_logger, "The message catalogue is left out: " << file << ": " << fault);
+    }
+}
+
+/// Never destroyed: catalogues may be asked for and used by static objects on their way out.
+MessageCatalogs& messageCatalogs() {
+    static auto& s_catalogs = *new MessageCatalogs;
+    return s_catalogs;
+}
+
+} // namespace
+
+catalog_t const* getMessageCatalog(std::string const& name) {
+    return messageCatalogs().get(name);
+}
+
+void setMessageDirectory(char const* directory) {
+    messageCatalogs().setDirectory(directory);
+}
+
+} // namespace optstore2

@@ -1,0 +1,50 @@
+#include "message_files.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cerrno>
+#include <cstring>
+#include <dlfcn.h>
+#include <fstream>
+#include <system_error>
+
+namespace optstore2 {
+
+namespace fs = std::filesystem;
+
+std::optional<messages_t> readMessageFile(fs::path const& file, std::string& fault) {
+    std::error_code error;
+    if (fs::status(file, error).type() == fs::file_type::not_found) {
+        return std::nullopt;
+    }
+    std::ifstream stream(file);
+    if (!stream) {
+        fault = std::strerror(errno);
+        return std::nullopt;
+    }
+    try {
+        return nlohmann::json::parse(stream).get<messages_t>();
+    } catch (nlohmann::json::exception const& failure) {
+        fault = failure.what();
+        return std::nullopt;
+    }
+}
+
+std::vector<fs::path> installedMessageDirectories() {
+    std::vector<fs::path> directories;
+    Dl_info self{};
+    std::error_code error;
+    if (dladdr(reinterpret_cast<void const*>(&installedMessageDirectories), &self) != 0) {
+        fs::path const library = fs::canonical(self.dli_fname, error);
+        if (!error) {
+            // A library lies in lib, or in lib/<multiarch triplet>.
+            fs::path const above = library.parent_path().parent_path();
+            directories.push_back(above / "share/lokata/messages");
+            directories.push_back(above.parent_path() / "share/lokata/messages");
+        }
+    }
+    directories.emplace_back(OPTSTORE2_DATA_DIRECTORY "/lokata/messages");
+    return directories;
+}
+
+} // namespace optstore2
