@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <dlfcn.h>
+#include <exception>
 #include <fstream>
 #include <system_error>
 
@@ -24,7 +25,7 @@ std::optional<messages_t> readMessageFile(fs::path const& file, std::string& fau
     }
     try {
         return nlohmann::json::parse(stream).get<messages_t>();
-    } catch (nlohmann::json::exception const& failure) {
+    } catch (std::exception const& failure) {
         fault = failure.what();
         return std::nullopt;
     }

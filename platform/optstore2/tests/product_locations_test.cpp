@@ -1,0 +1,157 @@
+#include <optstore2/product_locations.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <pwd.h>
+#include <string>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using optstore2::IProductLocations;
+
+constexpr uid_t somebodyElse = 65534;
+
+class ProductLocations : public testing::Test {
+protected:
+    ProductLocations() {
+        std::string name = (fs::temp_directory_path() / "locations-XXXXXX").string();
+        m_root = mkdtemp(name.data());
+    }
+
+    ~ProductLocations() override {
+        IProductLocations::get()->setTempDirectory(nullptr);
+        fs::remove_all(m_root);
+    }
+
+    static std::string given(fs::path const& directory) {
+        IProductLocations::get()->setTempDirectory(directory.c_str());
+        return IProductLocations::get()->getTempDirectory();
+    }
+
+    static mode_t mode(fs::path const& path) {
+        struct stat status {};
+        EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
+        return status.st_mode & 07777;
+    }
+
+    fs::path m_root;
+};
+
+TEST_F(ProductLocations, TheDirectoryIsMadeForTheUserAloneWithTheOneAbove) {
+    mode_t const old = umask(0);
+    fs::path const directory = m_root / "above/own";
+    EXPECT_EQ(given(directory), directory);
+    umask(old);
+    EXPECT_EQ(mode(directory), 0700U);
+    EXPECT_EQ(mode(directory.parent_path()), 0700U);
+    EXPECT_EQ(given(directory), directory);
+
+    EXPECT_EQ(given(m_root / "two/missing/above"), "");
+    EXPECT_FALSE(fs::exists(m_root / "two"));
+}
+
+TEST_F(ProductLocations, ADirectoryThatWentAwayIsMadeAgainAndOldAnswersStayReadable) {
+    fs::path const directory = m_root / "own";
+    IProductLocations::get()->setTempDirectory(directory.c_str());
+    char const* const before = IProductLocations::get()->getTempDirectory();
+    fs::remove(directory);
+    EXPECT_STREQ(IProductLocations::get()->getTempDirectory(), directory.c_str());
+    EXPECT_TRUE(fs::is_directory(directory));
+    EXPECT_EQ(given(""), "");
+    EXPECT_STREQ(before, directory.c_str());
+}
+
+TEST_F(ProductLocations, WhatIsNotAPrivateDirectoryIsRefusedAndLeftAsItIs) {
+    fs::path const open = m_root / "open";
+    fs::create_directory(open);
+    for (mode_t const each : {0755U, 0710U, 0701U, 0777U, 0500U}) {
+        chmod(open.c_str(), each);
+        EXPECT_EQ(given(open), "") << each;
+        EXPECT_EQ(mode(open), each);
+    }
+
+    fs::path const own = m_root / "own";
+    ASSERT_EQ(given(own), own);
+    fs::create_directory_symlink(own, m_root / "link");
+    EXPECT_EQ(given(m_root / "link"), "");
+    EXPECT_EQ(given(m_root / "link/"), "");
+    fs::create_symlink(m_root / "nowhere", m_root / "dangling");
+    EXPECT_EQ(given(m_root / "dangling"), "");
+    EXPECT_EQ(mkfifo((m_root / "pipe").c_str(), 0700), 0);
+    EXPECT_EQ(given(m_root / "pipe"), "");
+}
+
+TEST_F(ProductLocations, ADirectoryThatOthersCouldReplaceIsRefused) {
+    fs::path const above = m_root / "above";
+    fs::path const own = above / "own";
+    ASSERT_EQ(given(own), own);
+    chmod(above.c_str(), 0777);
+    EXPECT_EQ(given(own), "");
+    chmod(above.c_str(), 01777);
+    EXPECT_EQ(given(own), own);
+}
+
+TEST_F(ProductLocations, ADirectoryOfAnotherUserIsRefused) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs root, to give a directory to another user";
+    }
+    fs::path const own = m_root / "own";
+    ASSERT_EQ(given(own), own);
+    ASSERT_EQ(chown(own.c_str(), somebodyElse, somebodyElse), 0);
+    EXPECT_EQ(given(own), "");
+
+    fs::path const below = m_root / "theirs/own";
+    ASSERT_EQ(given(below), below);
+    ASSERT_EQ(chown(below.parent_path().c_str(), somebodyElse, somebodyElse), 0);
+    EXPECT_EQ(given(below), "");
+}
+
+TEST_F(ProductLocations, APathIsTakenAsAbsoluteFromTheCurrentDirectoryOfTheCall) {
+    fs::path const before = fs::current_path();
+    fs::current_path(m_root);
+    IProductLocations::get()->setTempDirectory("here//./own/");
+    fs::current_path(before);
+    EXPECT_STREQ(IProductLocations::get()->getTempDirectory(), (m_root / "here/own").c_str());
+}
+
+/// Runs as a user without a usable home directory; gives 0 if the default is what it must be.
+int defaultWithoutHome() {
+    if (setgid(somebodyElse) != 0 || setuid(somebodyElse) != 0) {
+        return 2;
+    }
+    IProductLocations::get()->setTempDirectory(nullptr);
+    return *IProductLocations::get()->getTempDirectory() == '\0' ? 0 : 1;
+}
+
+TEST_F(ProductLocations, TheDefaultLiesInTheHomeDirectoryAndIsEmptyForAUserWithoutOne) {
+    setenv("HOME", m_root.c_str(), 1);
+    setenv("XDG_CACHE_HOME", m_root.c_str(), 1);
+    IProductLocations::get()->setTempDirectory(nullptr);
+    std::string const directory = IProductLocations::get()->getTempDirectory();
+    if (!directory.empty()) {
+        EXPECT_EQ(directory, getpwuid(geteuid())->pw_dir + std::string("/.cache/lokata"));
+        EXPECT_EQ(mode(directory), 0700U);
+    }
+    EXPECT_TRUE(fs::is_empty(m_root));
+
+    passwd const* const nobody = getpwuid(somebodyElse);
+    if (geteuid() != 0 || (nobody != nullptr && fs::exists(nobody->pw_dir))) {
+        GTEST_SKIP() << "needs root and a user 65534 without a home directory";
+    }
+    pid_t const child = fork();
+    if (child == 0) {
+        _exit(defaultWithoutHome());
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+} // namespace
