@@ -103,7 +103,7 @@ std::string digest_t::get_digest_base16() const {
 
     static constexpr char DIGITS[] = "0123456789abcdef";
     std::string text;
-    text.reserve(2U * size);
+    text.reserve(std::size_t{2} * size);
     for (unsigned int i = 0; i < size; ++i) {
         text += DIGITS[digest[i] >> 4];
         text += DIGITS[digest[i] & 0xF];

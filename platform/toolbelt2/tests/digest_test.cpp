@@ -27,7 +27,7 @@ protected:
     path_t file(char const* name) const { return path_t((m_directory / name).c_str()); }
 
     path_t file_with(std::string const& content) const {
-        path_t const path = file("content");
+        path_t path = file("content");
         std::ofstream(path.c_str(), std::ios::binary) << content;
         return path;
     }
