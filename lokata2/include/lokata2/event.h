@@ -96,12 +96,15 @@ class CallbackAccessor;
 ///
 /// Set a holder only while no other thread builds an accessor on it.
 template <class T>
-class CallbackHolder : public internal::CallbackLink {
+class CallbackHolder final : public internal::CallbackLink {
 public:
     CallbackHolder() = default;
     /// A null callback makes an empty holder.
     explicit CallbackHolder(T* callback) { set(callback); }
     CallbackHolder(CallbackHolder const& other) : CallbackLink() { set(other); }
+    /// Leaves the handler list first, while the object is still whole: an event may arrive until
+    /// then.
+    ~CallbackHolder() override { detach(); }
 
     CallbackHolder& operator=(T* callback) {
         set(callback);
