@@ -1,0 +1,78 @@
+#include "image_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace lokata::kernel {
+
+std::string withErrno(std::string const& what) {
+    return what + ": " + std::generic_category().message(errno);
+}
+
+Descriptor::~Descriptor() {
+    close();
+}
+
+bool Descriptor::close() {
+    int const fd = m_fd;
+    m_fd = -1;
+    return fd < 0 || ::close(fd) == 0;
+}
+
+// O_NONBLOCK: opening a pipe must not wait for its writer.
+ImageFile::ImageFile(std::string const& path)
+    : m_fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+    struct stat status {};
+    if (m_fd.get() < 0 || ::fstat(m_fd.get(), &status) != 0) {
+        throw Failure(withErrno("it cannot be opened"));
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw Failure("it is not a regular file");
+    }
+    m_size = static_cast<std::uint64_t>(status.st_size);
+}
+
+bool ImageFile::isSameFileAs(std::string const& path) const {
+    struct stat mine {};
+    struct stat other {};
+    return ::fstat(m_fd.get(), &mine) == 0 && ::stat(path.c_str(), &other) == 0 &&
+           mine.st_dev == other.st_dev && mine.st_ino == other.st_ino;
+}
+
+std::size_t ImageFile::readAt(std::uint64_t offset, void* pBuffer, std::size_t count) const {
+    std::size_t done = 0;
+    while (done < count) {
+        ssize_t const got = ::pread(m_fd.get(), static_cast<char*>(pBuffer) + done, count - done,
+                                    static_cast<off_t>(offset + done));
+        if (got == 0) {
+            break;
+        }
+        if (got < 0 && errno != EINTR) {
+            throw Failure(withErrno("it cannot be read"));
+        }
+        done += got < 0 ? 0 : static_cast<std::size_t>(got);
+    }
+    return done;
+}
+
+std::size_t RangeReader::read(void* pBuffer, std::size_t count) {
+    std::size_t const got = m_image.readAt(
+        m_position, pBuffer,
+        static_cast<std::size_t>(std::min<std::uint64_t>(count, m_end - m_position)));
+    m_position += got;
+    return got;
+}
+
+std::uint64_t littleEndian(unsigned char const* pBytes, std::size_t count) {
+    std::uint64_t value = 0;
+    for (std::size_t i = count; i > 0; --i) {
+        value = value << 8 | pBytes[i - 1];
+    }
+    return value;
+}
+
+} // namespace lokata::kernel
