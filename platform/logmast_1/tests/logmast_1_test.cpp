@@ -15,6 +15,8 @@ using logmast_1::log::configureComponentLogger;
 
 Logger const g_atLoad = configureComponentLogger("at.load");
 
+constexpr int threadCount = 8;
+
 void addNullAppender(Logger logger) {
     logger.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
 }
@@ -48,7 +50,8 @@ TEST(ComponentLogger, AnAppenderOfItsOwnOrOfAnAncestorCountsAsConfigured) {
 
 TEST(ComponentLogger, NoCallUndoesALevelThatWasSetAfterAnotherOne) {
     std::vector<std::thread> threads;
-    for (int i = 0; i < 8; ++i) {
+    threads.reserve(threadCount);
+    for (int i = 0; i < threadCount; ++i) {
         threads.emplace_back([] {
             Logger logger = configureComponentLogger("contended");
             logger.setLogLevel(log4cplus::INFO_LOG_LEVEL);

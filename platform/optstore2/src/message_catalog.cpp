@@ -73,7 +73,8 @@ catalog_t const* MessageCatalogs::get(std::string const& name) {
     for (std::filesystem::path const& place : places()) {
         files_t found;
         for (std::string const& language : languages) {
-            std::filesystem::path file = place / (name + '.' + language + ".json");
+            std::filesystem::path file = place / name;
+            (file += '.').concat(language).concat(".json");
             if (messages(file) != nullptr) {
                 found.push_back(std::move(file));
             }
