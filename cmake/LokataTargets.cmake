@@ -12,6 +12,9 @@ function(lokata_private_warnings target)
         -Wnon-virtual-dtor -Wcast-qual -Wformat=2 -Wimplicit-fallthrough -Werror)
 endfunction()
 
+# The test programs that belong into the ThreadSanitizer run.
+add_custom_target(threaded-tests)
+
 # lokata_add_tests(NAME SOURCES a.cpp ... LIBRARIES x ... [LABELS threads])
 # One GoogleTest program, its cases known to ctest one by one. The label "threads" puts a
 # program into the ThreadSanitizer run.
@@ -26,6 +29,9 @@ function(lokata_add_tests name)
     set(properties TIMEOUT 300)
     if(arg_LABELS)
         list(APPEND properties LABELS "${arg_LABELS}")
+        if("threads" IN_LIST arg_LABELS)
+            add_dependencies(threaded-tests ${name})
+        endif()
     endif()
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}." PROPERTIES ${properties})
 endfunction()
