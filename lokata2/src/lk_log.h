@@ -1,7 +1,7 @@
 #pragma once
 
 #include <log4cplus/loggingmacros.h>
-#include <logmast_1/log.h>
+#include <logmast_1/logmast_1.h>
 
 #include <optional>
 #include <sstream>
