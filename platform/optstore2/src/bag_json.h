@@ -1,0 +1,25 @@
+#pragma once
+
+#include <toolbelt2/variant_bag.h>
+
+#include <string>
+#include <string_view>
+
+namespace optstore2 {
+
+/// A bag as JSON text that brings back names, type numbers, values and order exactly:
+///
+///     [{"name": "category", "type": 3, "value": 1},
+///      {"name": "searchDirectory", "bag": [{"name": "name", "type": 12, "value": "/opt"}]}]
+///
+/// A number is the 64 bits of its value, unsigned. A text that is not UTF-8, as a file name
+/// need not be, is {"bytes": [47, 255]} instead of a string; so is such a name.
+///
+/// Throws std::invalid_argument for a bag nested deeper than 100.
+std::string bag_to_json(toolbelt2::variant_bag_t const& bag);
+
+/// The bag that bag_to_json wrote. Throws std::invalid_argument, with the reason, for any
+/// other text.
+toolbelt2::variant_bag_t bag_from_json(std::string_view text);
+
+} // namespace optstore2

@@ -1,0 +1,114 @@
+#include "sqlite_connection.h"
+
+#include <optstore2/storage_error.h>
+
+#include <sqlite3.h>
+
+namespace optstore2 {
+
+void sqlite_connection_t::closer_t::operator()(sqlite3* database) const {
+    sqlite3_close_v2(database);
+}
+
+sqlite_connection_t::sqlite_connection_t(std::string const& file, bool create,
+                                         std::chrono::milliseconds busyTimeout)
+    : m_file(file) {
+    int const flags =
+        SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (create ? SQLITE_OPEN_CREATE : 0);
+    sqlite3* database = nullptr;
+    int const result = sqlite3_open_v2(file.c_str(), &database, flags, nullptr);
+    m_pDatabase.reset(database);
+    if (result != SQLITE_OK) {
+        fail();
+    }
+    sqlite3_busy_timeout(database, static_cast<int>(busyTimeout.count()));
+}
+
+void sqlite_connection_t::fail() const {
+    throw storage_error(m_file, m_pDatabase ? sqlite3_errmsg(m_pDatabase.get()) : "out of memory");
+}
+
+void sqlite_connection_t::make_durable() {
+    sqlite_statement_t(*this, "PRAGMA journal_mode = TRUNCATE").step();
+    execute("PRAGMA synchronous = FULL");
+}
+
+bool sqlite_connection_t::has_moved() const {
+    int moved = 0;
+    sqlite3_file_control(m_pDatabase.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+    return moved != 0;
+}
+
+void sqlite_connection_t::execute(char const* sql) {
+    if (sqlite3_exec(m_pDatabase.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+        fail();
+    }
+}
+
+std::int64_t sqlite_connection_t::query_number(char const* sql) {
+    sqlite_statement_t statement(*this, sql);
+    statement.step();
+    return statement.number(0);
+}
+
+void sqlite_statement_t::finalizer_t::operator()(sqlite3_stmt* statement) const {
+    sqlite3_finalize(statement);
+}
+
+sqlite_statement_t::sqlite_statement_t(sqlite_connection_t& connection, char const* sql)
+    : m_connection(connection) {
+    sqlite3_stmt* statement = nullptr;
+    int const result =
+        sqlite3_prepare_v2(connection.m_pDatabase.get(), sql, -1, &statement, nullptr);
+    m_pStatement.reset(statement);
+    if (result != SQLITE_OK) {
+        connection.fail();
+    }
+}
+
+void sqlite_statement_t::bind(int parameter, std::string const& text) {
+    if (sqlite3_bind_text64(m_pStatement.get(), parameter, text.data(), text.size(), SQLITE_STATIC,
+                            SQLITE_UTF8) != SQLITE_OK) {
+        m_connection.fail();
+    }
+}
+
+bool sqlite_statement_t::step() {
+    int const result = sqlite3_step(m_pStatement.get());
+    if (result != SQLITE_ROW && result != SQLITE_DONE) {
+        m_connection.fail();
+    }
+    return result == SQLITE_ROW;
+}
+
+std::int64_t sqlite_statement_t::number(int column) const {
+    return sqlite3_column_int64(m_pStatement.get(), column);
+}
+
+std::string_view sqlite_statement_t::text(int column) const {
+    if (sqlite3_column_type(m_pStatement.get(), column) != SQLITE_TEXT) {
+        return {};
+    }
+    auto const* const bytes =
+        static_cast<char const*>(sqlite3_column_blob(m_pStatement.get(), column));
+    auto const size = sqlite3_column_bytes(m_pStatement.get(), column);
+    return bytes ? std::string_view(bytes, static_cast<std::size_t>(size)) : std::string_view();
+}
+
+sqlite_transaction_t::sqlite_transaction_t(sqlite_connection_t& connection, bool forWriting)
+    : m_connection(connection) {
+    connection.execute(forWriting ? "BEGIN IMMEDIATE" : "BEGIN");
+}
+
+sqlite_transaction_t::~sqlite_transaction_t() {
+    sqlite3* const database = m_connection.m_pDatabase.get();
+    if (sqlite3_get_autocommit(database) == 0) {
+        sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+}
+
+void sqlite_transaction_t::commit() {
+    m_connection.execute("COMMIT");
+}
+
+} // namespace optstore2

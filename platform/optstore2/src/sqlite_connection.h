@@ -1,0 +1,96 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace optstore2 {
+
+/// An open SQLite file. For one thread at a time. Every operation throws storage_error with
+/// SQLite's reason.
+class sqlite_connection_t {
+public:
+    /// Opens an absolute file name, and creates the file, empty, only if told so.
+    sqlite_connection_t(std::string const& file, bool create,
+                        std::chrono::milliseconds busyTimeout);
+
+    /// Makes a commit survive a loss of power. A rollback journal and not a write-ahead log,
+    /// because home directories lie on network file systems too; truncated and not removed,
+    /// because a removal is only durable once its directory is. This can change the file, so
+    /// it has to wait until it is known to be ours.
+    void make_durable();
+
+    /// True if the name no longer leads to the file that is open: it was removed or replaced.
+    bool has_moved() const;
+
+    /// Runs a statement that gives no rows.
+    void execute(char const* sql);
+
+    /// The single number that a query gives.
+    std::int64_t query_number(char const* sql);
+
+    std::string const& file() const { return m_file; }
+
+private:
+    friend class sqlite_statement_t;
+    friend class sqlite_transaction_t;
+
+    struct closer_t {
+        void operator()(sqlite3* database) const;
+    };
+
+    [[noreturn]] void fail() const;
+
+    std::string m_file;
+    std::unique_ptr<sqlite3, closer_t> m_pDatabase;
+};
+
+/// A prepared statement with its parameters. What is bound must outlive it.
+class sqlite_statement_t {
+public:
+    sqlite_statement_t(sqlite_connection_t& connection, char const* sql);
+
+    /// Binds a text to the parameter of that number, counted from 1.
+    void bind(int parameter, std::string const& text);
+
+    /// Goes to the next row; false behind the last one.
+    bool step();
+
+    /// Columns count from 0.
+    std::int64_t number(int column) const;
+
+    /// The bytes of a text, alive until the next step; empty for a value of another kind.
+    std::string_view text(int column) const;
+
+private:
+    struct finalizer_t {
+        void operator()(sqlite3_stmt* statement) const;
+    };
+
+    sqlite_connection_t& m_connection;
+    std::unique_ptr<sqlite3_stmt, finalizer_t> m_pStatement;
+};
+
+/// A transaction, rolled back unless it was committed.
+class sqlite_transaction_t {
+public:
+    /// `forWriting` takes the right to write at once, so that the transaction cannot fail
+    /// half-way because another writer came first.
+    sqlite_transaction_t(sqlite_connection_t& connection, bool forWriting);
+    ~sqlite_transaction_t();
+
+    sqlite_transaction_t(sqlite_transaction_t const&) = delete;
+    sqlite_transaction_t& operator=(sqlite_transaction_t const&) = delete;
+
+    void commit();
+
+private:
+    sqlite_connection_t& m_connection;
+};
+
+} // namespace optstore2

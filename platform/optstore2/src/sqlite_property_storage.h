@@ -1,0 +1,37 @@
+#pragma once
+
+#include "sqlite_connection.h"
+
+#include <optstore2/property_storage.h>
+
+#include <mutex>
+#include <optional>
+
+namespace optstore2 {
+
+/// IPropertyStorage over one SQLite file with a single table. The file is opened at the first
+/// need and kept open; one that was removed or replaced meanwhile is opened anew, so that
+/// nothing is written into a file that no name leads to.
+class SqlitePropertyStorage : public IPropertyStorage {
+public:
+    /// `file` is an absolute name. Throws storage_error if a file is there and is not, or
+    /// cannot now be seen to be, a store of this kind.
+    SqlitePropertyStorage(std::string file, std::chrono::milliseconds busyTimeout);
+
+    toolbelt2::variant_bag_t read(std::string const& name,
+                                  toolbelt2::variant_bag_t const& defaultValue) const override;
+    void write(std::string const& name, toolbelt2::variant_bag_t const& value) override;
+
+private:
+    bool fileExists() const;
+    sqlite_connection_t* connect(bool create) const;
+
+    std::string const m_file;
+    std::chrono::milliseconds const m_busyTimeout;
+
+    /// Guards the connection, and with it each transaction as a whole.
+    mutable std::mutex m_lock;
+    mutable std::optional<sqlite_connection_t> m_connection;
+};
+
+} // namespace optstore2

@@ -1,0 +1,253 @@
+#include "store_directory.h"
+
+#include <optstore2/property_storage.h>
+#include <optstore2/storage_error.h>
+
+#include <gmock/gmock.h>
+#include <sqlite3.h>
+
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <sys/stat.h>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace optstore2;
+using namespace toolbelt2;
+using testing::HasSubstr;
+
+class PropertyStorage : public StoreDirectory {
+protected:
+    sptr_t<IPropertyStorage> open() {
+        auto store =
+            IPropertyStorage::openSqlite(m_store.c_str(), m_error, std::chrono::milliseconds(0));
+        EXPECT_TRUE(store) << m_error;
+        return store;
+    }
+
+    std::string refusal() {
+        m_error.clear();
+        EXPECT_FALSE(
+            IPropertyStorage::openSqlite(m_store.c_str(), m_error, std::chrono::milliseconds(0)));
+        return m_error;
+    }
+
+    std::string bytes() const {
+        std::ifstream input(m_store, std::ios::binary);
+        return {std::istreambuf_iterator<char>(input), {}};
+    }
+
+    void setBytes(std::string const& content) const {
+        std::ofstream(m_store, std::ios::binary | std::ios::trunc) << content;
+    }
+
+    /// Runs SQL on the file as another program would.
+    std::shared_ptr<sqlite3> runElsewhere(std::string const& sql) const {
+        sqlite3* database = nullptr;
+        EXPECT_EQ(sqlite3_open(m_store.c_str(), &database), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+        return {database, &sqlite3_close};
+    }
+
+    std::string m_error;
+};
+
+variant_bag_t const NONE;
+
+variant_bag_t text(std::string const& value) {
+    variant_bag_t bag;
+    bag.put("text", value);
+    return bag;
+}
+
+template <typename Operation>
+std::string reason(Operation operation) {
+    try {
+        operation();
+    } catch (storage_error const& error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+TEST_F(PropertyStorage, BringsBackTypeNumbersOrderRepeatedNamesAndBytes) {
+    variant_bag_t directory;
+    directory.put("recursive", true);
+    directory.put("name", std::string("/\xff\xc3(\xed\xa0\x80/\xc3\xa4\0\"\\\n", 14));
+    directory.put("", "");
+    variant_bag_t bag;
+    bag.add_variant_bag("x", directory);
+    bag.put("x", std::uint8_t{255});
+    bag.add_variant_bag("x", NONE);
+    bag.put("\xfe", variant_t::from_bits(static_cast<variant_type_t>(-7), ~0ULL));
+    bag.put("long", variant_t::from_text(vtLongText, "\xf0\x9f\x98\x80"));
+    bag.add_variant_bag("x", bag);
+
+    open()->write("searchDirs", bag);
+    EXPECT_EQ(open()->read("searchDirs", NONE), bag);
+}
+
+TEST_F(PropertyStorage, GivesTheDefaultOnlyForANameThatWasNeverWritten) {
+    auto const store = open();
+    EXPECT_EQ(store->read("a", text("default")), text("default"));
+    store->write("a", text("1"));
+    store->write("b", NONE);
+    store->write("a", text("2"));
+    EXPECT_EQ(store->read("a", text("default")), text("2"));
+    EXPECT_EQ(store->read("b", text("default")), NONE);
+    EXPECT_EQ(store->read("A", text("default")), text("default"));
+}
+
+TEST_F(PropertyStorage, CreatesItsFileWithTheFirstWriteAndNotBefore) {
+    auto const store = open();
+    store->read("a", NONE);
+    EXPECT_FALSE(std::filesystem::exists(m_store));
+
+    auto const other = open();
+    other->write("a", text("1"));
+    EXPECT_EQ(store->read("a", NONE), text("1"));
+
+    std::string error;
+    auto const homeless =
+        IPropertyStorage::openSqlite((m_directory / "no" / "file").c_str(), error);
+    ASSERT_TRUE(homeless);
+    EXPECT_THAT(reason([&] { homeless->write("a", NONE); }), HasSubstr("unable to open"));
+    EXPECT_FALSE(IPropertyStorage::openSqlite(nullptr, error));
+}
+
+TEST_F(PropertyStorage, RefusesAFileThatIsNoStoreAndLeavesItAsItIs) {
+    for (std::string const& content :
+         {std::string("x"), std::string("my precious notes\n"), std::string(100000, 'z')}) {
+        setBytes(content);
+        EXPECT_THAT(refusal(), HasSubstr(m_store.string() + ": file is not a database"));
+        EXPECT_EQ(bytes(), content);
+    }
+    std::filesystem::remove(m_store);
+    std::filesystem::create_directory(m_store);
+    EXPECT_THAT(refusal(), HasSubstr("is not a plain file"));
+}
+
+TEST_F(PropertyStorage, RefusesTheDatabaseOfAnotherProgramOrALaterVersion) {
+    runElsewhere("CREATE TABLE property (name TEXT PRIMARY KEY, value TEXT)");
+    std::string const foreign = bytes();
+    EXPECT_THAT(refusal(), HasSubstr("is the database of another program"));
+    EXPECT_EQ(bytes(), foreign);
+
+    std::filesystem::remove(m_store);
+    auto const store = open();
+    store->write("a", text("1"));
+    runElsewhere("PRAGMA user_version = 2");
+    EXPECT_THAT(refusal(), HasSubstr("format version 2"));
+    EXPECT_THAT(reason([&] { store->write("a", NONE); }), HasSubstr("format version 2"));
+    EXPECT_THAT(reason([&] { store->read("a", NONE); }), HasSubstr("format version 2"));
+}
+
+TEST_F(PropertyStorage, ReportsDamageAndNeverReadsItAsEmpty) {
+    variant_bag_t big;
+    for (int i = 0; i < 2000; ++i) {
+        big.put(std::to_string(i), "some text to fill a page with");
+    }
+    open()->write("a", big);
+    std::string const whole = bytes();
+
+    for (std::size_t keep : {std::size_t{100}, std::size_t{4096}, whole.size() / 2}) {
+        setBytes(whole.substr(0, keep));
+        EXPECT_THAT(refusal(), HasSubstr("malformed")) << keep;
+        EXPECT_EQ(bytes(), whole.substr(0, keep));
+    }
+
+    std::string holed = whole;
+    holed.replace(4096, whole.size() - 4096, whole.size() - 4096, '\x5a');
+    setBytes(holed);
+    auto const store = open();
+    EXPECT_THAT(reason([&] { store->read("a", NONE); }), HasSubstr("malformed"));
+    EXPECT_THAT(reason([&] { store->write("a", NONE); }), HasSubstr("malformed"));
+    EXPECT_EQ(bytes(), holed);
+}
+
+TEST_F(PropertyStorage, ReportsAValueThatIsNoBag) {
+    auto const store = open();
+    for (char const* value :
+         {"", "[", "{}", "7", R"([{"name":"a"}])", R"([{"name":"a","type":3}])",
+          R"([{"name":"a","type":3,"value":-1}])", R"([{"name":"a","type":1e9,"value":1}])",
+          R"([{"name":"a","type":4294967296,"value":1}])", R"([{"name":7,"type":3,"value":1}])",
+          R"([{"name":"a","type":12,"value":{"bytes":[256]}}])", R"([{"name":"a","bag":null}])"}) {
+        store->write("a", NONE);
+        runElsewhere(std::string("UPDATE property SET value = '") + value + "'");
+        EXPECT_THAT(reason([&] { store->read("a", NONE); }), HasSubstr("\"a\" is damaged"))
+            << value;
+    }
+    runElsewhere("UPDATE property SET value = x'00ff'");
+    EXPECT_THAT(reason([&] { store->read("a", NONE); }), HasSubstr("\"a\" is damaged"));
+}
+
+TEST_F(PropertyStorage, RefusesToWriteWhatItCouldNotReadBack) {
+    variant_bag_t bag;
+    for (int depth = 1; depth < 100; ++depth) {
+        variant_bag_t outer;
+        outer.add_variant_bag("in", bag);
+        bag = outer;
+    }
+    auto const store = open();
+    store->write("a", bag);
+    EXPECT_EQ(store->read("a", NONE), bag);
+
+    variant_bag_t tooDeep;
+    tooDeep.add_variant_bag("in", bag);
+    EXPECT_THAT(reason([&] { store->write("a", tooDeep); }), HasSubstr("too deeply"));
+    EXPECT_EQ(store->read("a", NONE), bag);
+}
+
+TEST_F(PropertyStorage, ReportsALockedFileAndKeepsWhatItHolds) {
+    auto const store = open();
+    store->write("a", text("kept"));
+    {
+        auto const owner = runElsewhere("BEGIN EXCLUSIVE");
+        EXPECT_THAT(reason([&] { store->read("a", NONE); }), HasSubstr("locked"));
+        EXPECT_THAT(reason([&] { store->write("a", NONE); }), HasSubstr("locked"));
+        EXPECT_THAT(refusal(), HasSubstr("locked"));
+    }
+    EXPECT_EQ(store->read("a", NONE), text("kept"));
+
+    auto const reader = runElsewhere("BEGIN; SELECT * FROM property");
+    EXPECT_EQ(store->read("a", NONE), text("kept"));
+    EXPECT_THAT(reason([&] { store->write("a", NONE); }), HasSubstr("locked"));
+    sqlite3_exec(reader.get(), "COMMIT", nullptr, nullptr, nullptr);
+    store->write("a", text("after"));
+    EXPECT_EQ(store->read("a", NONE), text("after"));
+}
+
+TEST_F(PropertyStorage, FollowsItsNameWhenTheFileIsReplaced) {
+    auto const store = open();
+    store->write("a", text("old"));
+    std::filesystem::rename(m_store, m_directory / "moved");
+    EXPECT_EQ(store->read("a", NONE), NONE);
+    store->write("a", text("new"));
+    EXPECT_EQ(open()->read("a", NONE), text("new"));
+
+    std::filesystem::rename(m_directory / "moved", m_store);
+    EXPECT_EQ(store->read("a", NONE), text("old"));
+}
+
+TEST_F(PropertyStorage, ServesThreadsThatShareOneStore) {
+    auto const store = open();
+    std::vector<std::thread> threads;
+    for (char name : {'a', 'b', 'c', 'd'}) {
+        threads.emplace_back([&store, name] {
+            for (int round = 0; round < 25; ++round) {
+                variant_bag_t const value = text(name + std::to_string(round));
+                store->write({name}, value);
+                EXPECT_EQ(store->read({name}, NONE), value);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(store->read("d", NONE), text("d24"));
+}
+
+} // namespace
