@@ -71,6 +71,10 @@ Found findByScan(ImageFile const& image) {
         return found || ++tried == kMaxCandidates;
     });
     if (!found) {
+        char head[kHead];
+        if (kernelKindOf({head, image.readAt(0, head, sizeof head)})) {
+            throw Failure("it is not compressed");
+        }
         throw Failure("it holds no compressed kernel that can be unpacked" +
                       (reason.empty() ? "" : " (" + reason + ")"));
     }

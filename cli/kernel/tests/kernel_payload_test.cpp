@@ -240,7 +240,7 @@ TEST_F(KernelPayload, WhatCannotBeUnpackedIsNamed) {
     expectFailure(plainImage(lzo), "lzo is not supported");
     expectFailure(x86Image("no signature", 12), "no known compression signature");
     expectFailure(zbootImage("", 0xffffffff), "truncated");
-    expectFailure(elfKernel(), "no compressed kernel");
+    expectFailure(elfKernel() + lzo, "it is not compressed");
     expectFailure(kDecoys, "no compressed kernel");
     expectFailure("", "no compressed kernel");
     std::string const oneGiBDictionary = "\x5d"s + number(1u << 30, 4) + std::string(8, '\xff');
