@@ -35,8 +35,9 @@ std::string join(std::string_view directory, std::string_view part) {
     result = directory;
     while (endsWithSeparator(result))
         result.pop_back();
-    if (part.empty() || part.front() != separator)
-        result += separator;
+    while (!part.empty() && part.front() == separator)
+        part.remove_prefix(1);
+    result += separator;
     return result += part;
 }
 
@@ -95,6 +96,8 @@ std::string_view fileName(std::string_view path) {
         return "/";
     if (endsWithSeparator(path))
         return ".";
+    if (path.size() == rootNameLength(path))
+        return path;
     return path.substr(path.rfind(separator) + 1);
 }
 

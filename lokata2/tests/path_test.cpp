@@ -1,0 +1,110 @@
+#include "lk_path.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using namespace LK_2_13;
+
+TEST(Path, HasOneNormalNameHoweverItIsWritten) {
+    for (auto name : {"/a/b", "/a/b/", "/a/b/.", "/a/b/./", "/a/./b", "/a//b", "/a/x/../b",
+                      "/../a/b", "/a/b/x/.."})
+        EXPECT_EQ(paths::normalName(name), "/a/b") << name;
+    for (auto name : {".", "./", "./.", "a/..", "a/../"})
+        EXPECT_EQ(paths::normalName(name), ".") << name;
+    for (auto name : {"/", "///", "/.", "/..", "/a/.."})
+        EXPECT_EQ(paths::normalName(name), "/") << name;
+    for (auto name : {"//host", "//host/", "//host/.", "//host/a/..", "//host/.."})
+        EXPECT_EQ(paths::normalName(name), "//host") << name;
+    EXPECT_EQ(paths::normalName("//host/a/"), "//host/a");
+    EXPECT_EQ(paths::normalName(""), "");
+    EXPECT_EQ(paths::normalName("a/../../b/.."), "..");
+    EXPECT_EQ(paths::normalName("../.././c"), "../../c");
+    EXPECT_EQ(paths::normalName("..a/.b/c."), "..a/.b/c.");
+}
+
+TEST(Path, KeepsExactlyOneTrailingSeparatorInItsNormalForm) {
+    for (auto name : {"/a/b/", "/a/b//", "/a/b/.", "/a/./b/./"})
+        EXPECT_EQ(paths::normal(name), "/a/b/") << name;
+    EXPECT_EQ(paths::normal("/a/b"), "/a/b");
+    EXPECT_EQ(paths::normal("//host/"), "//host/");
+    EXPECT_EQ(paths::normal("/"), "/");
+}
+
+TEST(Path, IsAppendedBelowADirectoryAndNeverInItsPlace) {
+    for (auto directory : {"/a", "/a/", "/a//"})
+        for (auto part : {"b", "/b", "//b"})
+            EXPECT_EQ(paths::join(directory, part), "/a/b") << directory << " and " << part;
+    EXPECT_EQ(paths::join("/a", ""), "/a/");
+    EXPECT_EQ(paths::join("/a/", ""), "/a/");
+    EXPECT_EQ(paths::join("/", ""), "/");
+    EXPECT_EQ(paths::join("/", "//host/b"), "/host/b");
+    EXPECT_EQ(paths::join("", "/b"), "/b");
+    EXPECT_EQ(paths::join("", ""), "");
+    EXPECT_EQ(paths::join("//host", "b"), "//host/b");
+}
+
+TEST(Path, EndsWhenItsParentsAreFollowed) {
+    auto const parents = [](std::string_view path) {
+        std::string all;
+        for (path = paths::parent(path); !path.empty(); path = paths::parent(path))
+            all.append(path).append(" ");
+        return all;
+    };
+    EXPECT_EQ(parents("/a/b/c"), "/a/b /a / ");
+    EXPECT_EQ(parents("/a//b/"), "/a//b /a / ");
+    EXPECT_EQ(parents("a/b/c"), "a/b a ");
+    EXPECT_EQ(parents("//host/a/b"), "//host/a //host ");
+    for (auto path : {"/", "//", "a", "", "//host"})
+        EXPECT_EQ(parents(path), "") << path;
+}
+
+TEST(Path, SplitsIntoNameStemAndExtension) {
+    struct {
+        std::string_view path, name, stem, extension;
+    } const cases[] = {
+        {"/x/libz.so.1", "libz.so.1", "libz.so", ".1"},
+        {"/x.d/vmlinux", "vmlinux", "vmlinux", ""},
+        {"/x/.hidden", ".hidden", "", ".hidden"},
+        {"/x/a.", "a.", "a", "."},
+        {"/x/", ".", ".", ""},
+        {"/x/..", "..", "..", ""},
+        {"/", "/", "/", ""},
+        {"//host", "//host", "//host", ""},
+        {"", "", "", ""},
+    };
+    for (auto const& c : cases) {
+        EXPECT_EQ(paths::fileName(c.path), c.name) << c.path;
+        EXPECT_EQ(paths::stem(c.path), c.stem) << c.path;
+        EXPECT_EQ(paths::extension(c.path), c.extension) << c.path;
+    }
+}
+
+TEST(Path, HasItsRootAsAnElement) {
+    using Elements = std::vector<std::string_view>;
+    EXPECT_EQ(paths::elements("/a//b/"), (Elements{"/", "a", "b"}));
+    EXPECT_EQ(paths::elements("a/../b"), (Elements{"a", "..", "b"}));
+    EXPECT_EQ(paths::elements("//host/a"), (Elements{"//host", "/", "a"}));
+    EXPECT_EQ(paths::elements("/"), Elements{"/"});
+    EXPECT_TRUE(paths::elements("").empty());
+}
+
+TEST(Path, GetsSlashesOnlyIfItLooksLikeAWindowsPath) {
+    struct {
+        std::string path;
+        std::string_view fixed;
+    } cases[] = {{R"(C:\a\b)", "C:/a/b"},  {R"(\\host\a)", "//host/a"},
+                 {R"(\a\b)", R"(\a\b)"},   {R"(/a\b)", R"(/a\b)"},
+                 {R"(CD:\a)", R"(CD:\a)"}, {R"(C:/a\b)", R"(C:/a\b)"},
+                 {R"(\)", R"(\)"},         {"", ""}};
+    for (auto& c : cases) {
+        paths::fixWindowsSeparators(c.path);
+        EXPECT_EQ(c.path, c.fixed);
+    }
+}
+
+} // namespace

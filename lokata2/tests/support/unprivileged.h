@@ -1,0 +1,35 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <exception>
+#include <iostream>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace LK_2_13::test {
+
+/// Runs `body` in a child process without root's rights, for what permissions forbid. True if it
+/// gave true; what it throws is shown and counts as false. The directories of a test must be open
+/// to others.
+template <class Body>
+bool holdsUnprivileged(Body body) {
+    pid_t const child = fork();
+    if (child == 0) {
+        constexpr unsigned nobody = 65534;
+        bool held = false;
+        try {
+            held = geteuid() != 0 || (setgid(nobody) == 0 && setuid(nobody) == 0);
+            held = held && body();
+        } catch (std::exception const& error) {
+            std::cerr << error.what() << std::endl;
+        }
+        _exit(held ? 0 : 1);
+    }
+    int status = 0;
+    return child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) &&
+           WEXITSTATUS(status) == 0;
+}
+
+} // namespace LK_2_13::test
