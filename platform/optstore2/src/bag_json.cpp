@@ -68,29 +68,27 @@ json to_json(variant_bag_t const& bag, int depth) {
     require(depth <= MAX_DEPTH, "bags are nested too deeply");
     json entries = json::array();
     for (variant_bag_t::entry_t const& entry : bag.entries()) {
-        json item = {{"name", text_to_json(entry.m_name)}};
+        json item = json::array({text_to_json(entry.m_name)});
         if (auto const* const value = std::get_if<variant_t>(&entry.m_content)) {
-            item["type"] = static_cast<std::int32_t>(value->type());
-            item["value"] =
-                value->is_text() ? text_to_json(value->as_text()) : json(value->as_uint64());
+            item.push_back(static_cast<std::int32_t>(value->type()));
+            item.push_back(value->is_text() ? text_to_json(value->as_text())
+                                            : json(value->as_uint64()));
         } else {
-            item["bag"] =
-                to_json(*std::get<sptr_t<variant_bag_t const>>(entry.m_content), depth + 1);
+            item.push_back(
+                to_json(*std::get<sptr_t<variant_bag_t const>>(entry.m_content), depth + 1));
         }
         entries.push_back(std::move(item));
     }
     return entries;
 }
 
-variant_t variant_from_json(json const& item) {
-    json const& number = item.at("type");
+variant_t variant_from_json(json const& number, json const& value) {
     require(number.is_number_integer(), "no type number");
     auto const wide = number.get<std::int64_t>();
     require(wide >= std::numeric_limits<std::int32_t>::min() &&
                 wide <= std::numeric_limits<std::int32_t>::max(),
             "no type number");
     auto const type = static_cast<variant_type_t>(wide);
-    json const& value = item.at("value");
     if (value.is_number()) {
         require(value.is_number_unsigned(), "no 64-bit value");
         return variant_t::from_bits(type, value.get<std::uint64_t>());
@@ -103,11 +101,12 @@ variant_bag_t from_json(json const& entries, int depth) {
     require(depth <= MAX_DEPTH, "bags are nested too deeply");
     variant_bag_t bag;
     for (json const& item : entries) {
-        std::string const name = text_from_json(item.at("name"));
-        if (auto const child = item.find("bag"); child != item.end()) {
-            bag.add_variant_bag(name, from_json(*child, depth + 1));
+        require(item.is_array() && (item.size() == 2 || item.size() == 3), "no entry of a bag");
+        std::string const name = text_from_json(item[0]);
+        if (item.size() == 2) {
+            bag.add_variant_bag(name, from_json(item[1], depth + 1));
         } else {
-            bag.put(name, variant_from_json(item));
+            bag.put(name, variant_from_json(item[1], item[2]));
         }
     }
     return bag;

@@ -10,10 +10,9 @@
 #include <functional>
 #include <iostream>
 #include <random>
-#include <set>
+#include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <utility>
 
 namespace {
 
@@ -23,11 +22,11 @@ using namespace toolbelt2;
 // Long enough for a loaded machine: no test waits for it to run out.
 constexpr std::chrono::milliseconds PATIENCE{120000};
 
-/// A child process that reports numbers as it goes.
+using report_t = std::function<void(std::uint64_t)>;
+
+/// A child process that reports numbers through a pipe as it goes.
 class Process {
 public:
-    using report_t = std::function<void(std::uint64_t)>;
-
     explicit Process(std::function<void(report_t const&)> const& body) {
         int ends[2];
         if (::pipe(ends) != 0) {
@@ -36,7 +35,17 @@ public:
         m_pid = ::fork();
         if (m_pid == 0) {
             ::close(ends[0]);
-            ::_exit(run(body, ends[1]));
+            try {
+                body([&ends](std::uint64_t number) {
+                    if (::write(ends[1], &number, sizeof number) != sizeof number) {
+                        ::_exit(3);
+                    }
+                });
+                ::_exit(0);
+            } catch (std::exception const& error) {
+                std::cerr << error.what() << std::endl;
+                ::_exit(2);
+            }
         }
         ::close(ends[1]);
         m_reports = ends[0];
@@ -60,20 +69,6 @@ public:
     }
 
 private:
-    static int run(std::function<void(report_t const&)> const& body, int reports) {
-        try {
-            body([reports](std::uint64_t number) {
-                if (::write(reports, &number, sizeof number) != sizeof number) {
-                    ::_exit(3);
-                }
-            });
-            return 0;
-        } catch (std::exception const& error) {
-            std::cerr << error.what() << '\n';
-            return 2;
-        }
-    }
-
     pid_t m_pid = -1;
     int m_reports = -1;
 };
@@ -90,7 +85,7 @@ protected:
     }
 
     /// Writes ever higher numbers under one name, and reports each that was written.
-    void count(std::string const& name, std::uint64_t last, Process::report_t const& report) const {
+    void count(std::string const& name, std::uint64_t last, report_t const& report) const {
         auto const store = open();
         for (std::uint64_t number = stored(*store, name) + 1; number <= last; ++number) {
             variant_bag_t bag;
@@ -112,13 +107,13 @@ TEST_F(PropertyStorageProcesses, AKilledWriterLosesNothingThatWasWritten) {
     constexpr int ROUNDS = 25;
     constexpr std::uint64_t STEADY_WRITES = 150;
     Process const steady(
-        [this](Process::report_t const& report) { count("steady", STEADY_WRITES, report); });
+        [this](report_t const& report) { count("steady", STEADY_WRITES, report); });
 
     std::minstd_rand random(1);
     std::uint64_t acknowledged = 0;
     for (int round = 0; round < ROUNDS; ++round) {
         Process const victim(
-            [this](Process::report_t const& report) { count("victim", UINT64_MAX, report); });
+            [this](report_t const& report) { count("victim", UINT64_MAX, report); });
         for (auto wanted = 1 + random() % 4; wanted > 0; --wanted) {
             ASSERT_TRUE(victim.nextReport(acknowledged));
         }
@@ -138,33 +133,10 @@ TEST_F(PropertyStorageProcesses, AKilledWriterLosesNothingThatWasWritten) {
     EXPECT_EQ(stored(*open(), "steady"), STEADY_WRITES);
 }
 
-TEST_F(PropertyStorageProcesses, ReadersSeeOnlyWholeValuesWhileOthersWrite) {
-    auto const reading = [this](Process::report_t const&) {
-        auto const store = open();
-        std::uint64_t before = 0;
-        while (before < 60) {
-            variant_bag_t const bag = store->read("x", {});
-            variant_t const* const number = bag.get("number");
-            std::uint64_t const now = number ? number->as_uint64() : 0;
-            if (now < before ||
-                (number && bag.get("padding")->as_text().size() != now % 3 * 5000)) {
-                throw std::runtime_error("a value went back or is torn");
-            }
-            before = now;
-        }
-    };
-    Process const first(reading);
-    Process const second(reading);
-    Process const writer([this](Process::report_t const& report) { count("x", 60, report); });
-    EXPECT_EQ(writer.wait(), 0);
-    EXPECT_EQ(first.wait(), 0);
-    EXPECT_EQ(second.wait(), 0);
-}
-
 TEST_F(PropertyStorageProcesses, UnderTheLockNoReadModifyWriteIsLost) {
     constexpr int ADDS = 40;
     auto const adding = [this](std::string const& prefix) {
-        return [this, prefix](Process::report_t const&) {
+        return [this, prefix](report_t const&) {
             auto const store = open();
             for (int i = 0; i < ADDS; ++i) {
                 store_lock_t const lock(m_store.c_str());
@@ -182,7 +154,7 @@ TEST_F(PropertyStorageProcesses, UnderTheLockNoReadModifyWriteIsLost) {
 }
 
 TEST_F(PropertyStorageProcesses, TheLockEndsWithAProcessThatIsKilled) {
-    Process const owner([this](Process::report_t const& report) {
+    Process const owner([this](report_t const& report) {
         store_lock_t const lock(m_store.c_str());
         report(1);
         ::pause();

@@ -9,7 +9,6 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <sys/stat.h>
 #include <thread>
 #include <vector>
 
@@ -171,10 +170,9 @@ TEST_F(PropertyStorage, ReportsDamageAndNeverReadsItAsEmpty) {
 TEST_F(PropertyStorage, ReportsAValueThatIsNoBag) {
     auto const store = open();
     for (char const* value :
-         {"", "[", "{}", "7", R"([{"name":"a"}])", R"([{"name":"a","type":3}])",
-          R"([{"name":"a","type":3,"value":-1}])", R"([{"name":"a","type":1e9,"value":1}])",
-          R"([{"name":"a","type":4294967296,"value":1}])", R"([{"name":7,"type":3,"value":1}])",
-          R"([{"name":"a","type":12,"value":{"bytes":[256]}}])", R"([{"name":"a","bag":null}])"}) {
+         {"", "[", "{}", "7", "[7]", R"([["a"]])", R"([["a",3,1,1]])", R"([["a",3,-1]])",
+          R"([["a",1e9,1]])", R"([["a",4294967296,1]])", R"([[7,3,1]])", R"([["a",12,null]])",
+          R"([["a",12,{"bytes":[256]}]])", R"([["a",12,{"bytes":7}]])", R"([["a",null]])"}) {
         store->write("a", NONE);
         runElsewhere(std::string("UPDATE property SET value = '") + value + "'");
         EXPECT_THAT(reason([&] { store->read("a", NONE); }), HasSubstr("\"a\" is damaged"))

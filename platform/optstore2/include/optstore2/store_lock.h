@@ -12,9 +12,9 @@ namespace optstore2 {
 /// It ends with this object, or with the process however that dies.
 class OPTSTORE2_EXPORT store_lock_t {
 public:
-    /// Waits, without a time-out, until the lock is free. Not recursive: a thread that holds
-    /// it and asks again waits for ever. Throws storage_error if the lock file cannot be
-    /// created or locked.
+    /// Waits, without a time-out, until the lock of a store file (not null) is free. Not
+    /// recursive: a thread that holds it and asks again waits for ever. Throws storage_error
+    /// if the lock file cannot be created or locked.
     explicit store_lock_t(char const* storeFile);
     ~store_lock_t();
 
