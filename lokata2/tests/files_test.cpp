@@ -36,7 +36,6 @@ TEST(FileExists, IsFalseWhereItMayNotLook) {
     TempTree const tree;
     std::string const file = tree.file("closed/file");
     std::filesystem::permissions(tree.path("closed"), std::filesystem::perms::none);
-    std::filesystem::permissions(tree.root(), std::filesystem::perms::all);
     EXPECT_TRUE(test::holdsUnprivileged([&] {
         return utils::isDirectory(tree.path("closed").c_str()) &&
                !utils::fileExists(file.c_str()) && !utils::isDirectory(file.c_str()) &&
@@ -79,15 +78,16 @@ protected:
 
 TEST_F(UniqueTempDir, IsNewAndPrivateAtEachCall) {
     TempTree const tree;
-    optstore2::IProductLocations::get()->setTempDirectory(tree.root().c_str());
+    std::string const parent = tree.path("private");
+    optstore2::IProductLocations::get()->setTempDirectory(parent.c_str());
     std::string first;
     std::string second;
     ASSERT_EQ(utils::createUniqueTempDir(first), 0);
     ASSERT_EQ(utils::createUniqueTempDir(second), 0);
     EXPECT_NE(first, second);
     EXPECT_TRUE(utils::isDirectory(second.c_str()));
-    EXPECT_THAT(first, MatchesRegex(tree.root() + "/lk-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-"
-                                                  "[0-9a-f]{4}"));
+    EXPECT_THAT(first, MatchesRegex(parent + "/lk-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-"
+                                             "[0-9a-f]{4}"));
 }
 
 TEST_F(UniqueTempDir, FailsWithARecordWhereThereIsNoPlace) {

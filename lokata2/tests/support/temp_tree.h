@@ -9,7 +9,7 @@
 
 namespace LK_2_13::test {
 
-/// A real directory of one test. Removes itself with all that is in it.
+/// A real directory of one test, open to all readers. Removes itself with all that is in it.
 class TempTree {
 public:
     TempTree() {
@@ -17,6 +17,7 @@ public:
         if (mkdtemp(name.data()) == nullptr)
             throw std::runtime_error("no directory for the test: " + name);
         m_root = std::filesystem::canonical(name).string();
+        std::filesystem::permissions(m_root, std::filesystem::perms(0755));
     }
     ~TempTree() {
         std::error_code ignored;

@@ -11,8 +11,7 @@
 namespace LK_2_13::test {
 
 /// Runs `body` in a child process without root's rights, for what permissions forbid. True if it
-/// gave true; what it throws is shown and counts as false. The directories of a test must be open
-/// to others.
+/// gave true; what it throws is shown and counts as false.
 template <class Body>
 bool holdsUnprivileged(Body body) {
     pid_t const child = fork();
