@@ -32,9 +32,10 @@ class CallbackLink;
 /// Base of all callbacks. Its destructor waits until every running call on other threads has ended
 /// and empties all holders.
 ///
-/// That happens in the base class, when the derived part is gone already. A class whose operations
-/// use members of its own calls `disconnectHandlers` first thing in its own destructor. Neither may
-/// run from within a call of the same callback: it would wait for itself forever.
+/// That happens in the base class, when the derived parts are gone already. A callback that may be
+/// destroyed while searches run on other threads calls `disconnectHandlers` first thing in the
+/// destructor of its most derived class. Neither may run from within a call of the same callback:
+/// it would wait for itself forever.
 class LOKATA2_EXPORT EventGenerator {
 public:
     EventGenerator();

@@ -1,0 +1,180 @@
+#include "lk_search_manipulator.h"
+#include "support/temp_tree.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace LK_2_13 {
+namespace {
+
+/// Searches for `name` through one context with one directory, as a client of a manipulator.
+class SearchBehavior : public ::testing::Test {
+protected:
+    void SetUp() override {
+        m_tree.write("dir/present", "content");
+        m_dirs->addDirectory(scBinaryFiles, m_tree.path("dir").c_str(), false, true);
+        m_manager->registerSearchDirs(*m_context, m_dirs, "dirs");
+        m_manipulator = createSearchManipulatorByContext(m_context, nullptr, nullptr);
+    }
+
+    std::string find(char const* name, char const* clientId = "client") {
+        auto const file = m_manager->createFileSearch(*m_context, clientId, nullptr)
+                              ->findBinFile(name, nullptr, nullptr, 0);
+        return file ? file->name() : "";
+    }
+
+    /// The answer that is remembered for a name: "unknown" for none, "none" for no such file.
+    std::string remembered(char const* name) {
+        auto const association = m_manipulator->getHistory()->findBinFileAssociation(name);
+        if (!association)
+            return "unknown";
+        return association->resolvedName() == nullptr ? "none" : association->resolvedName();
+    }
+
+    TempTree m_tree;
+    ObjectPtr<IResolutionContextMgr> m_manager = IResolutionContextMgr::create();
+    ObjectPtr<IResolutionContext> m_context =
+        m_manager->createFileSystemContext(m_tree.path("context").c_str(), false);
+    ObjectPtr<IEditableSearchDirContainer> m_dirs = IEditableSearchDirContainer::create();
+    ObjectPtr<ISearchManipulator> m_manipulator;
+};
+
+class StartedCallback : public ISearchStartedCallback {
+public:
+    ~StartedCallback() override { disconnectHandlers(); }
+    bool binFileSearchStarted(char const*, IStringContainer&) override { return m_goOn; }
+    bool symFileSearchStarted(char const*, char const*, char const*, IStringContainer&) override {
+        return m_goOn;
+    }
+    bool srcFileSearchStarted(char const*, char const*, char const*, IStringContainer&) override {
+        return m_goOn;
+    }
+
+    bool m_goOn = true;
+};
+
+/// Takes the first valid file although no step ran.
+class TakeFirstValid : public INoFilesFoundCallback {
+public:
+    ~TakeFirstValid() override { disconnectHandlers(); }
+    ObjectPtr<IValidFile> noBinFilesFound(char const*, IValidator&, IInvalidFileIterator&,
+                                          IValidFileIterator& validFiles) override {
+        return validFiles.next();
+    }
+    ObjectPtr<IValidFile> noSymFilesFound(char const*, char const*, char const*, IValidator&,
+                                          IInvalidFileIterator&, IValidFileIterator&) override {
+        return nullptr;
+    }
+    ObjectPtr<IValidFile> noSrcFilesFound(char const*, char const*, char const*, IValidator&,
+                                          IInvalidFileIterator&, IValidFileIterator&) override {
+        return nullptr;
+    }
+};
+
+TEST_F(SearchBehavior, RemembersTheFirstFileAndSuggestsItNextTime) {
+    m_manipulator->setFilesFoundBehavior("client", ffbUpdateHistory);
+    m_manipulator->setSearchStartedBehavior("client", ssbSuggestFromHistory);
+    EXPECT_EQ(find("present"), m_tree.path("dir/present"));
+    EXPECT_EQ(remembered("present"), m_tree.path("dir/present"));
+
+    m_dirs->clear(scBinaryFiles);
+    EXPECT_EQ(find("present"), m_tree.path("dir/present")) << "known from the history alone";
+    EXPECT_EQ(find("present", "other"), "") << "the behaviour is that of one client";
+}
+
+TEST_F(SearchBehavior, HistoryOnlyReachesTheCallerThroughTheNoFilesFoundCallback) {
+    m_manipulator->getHistory()->addBinFileAssociation("present",
+                                                       m_tree.path("dir/present").c_str());
+    m_manipulator->setSearchStartedBehavior("client", ssbUseHistoryOnly);
+    EXPECT_EQ(find("present"), "");
+    TakeFirstValid takeFirst;
+    m_manipulator->setOwnNoFilesFoundCallback("client", &takeFirst);
+    EXPECT_EQ(find("present"), m_tree.path("dir/present"));
+    m_manipulator->setOwnNoFilesFoundCallback("client", nullptr);
+}
+
+TEST_F(SearchBehavior, AnAnswerOfNoFileStopsLaterSearches) {
+    m_manipulator->setNoFilesFoundBehavior("client", nfbNoHistoryUpdate);
+    EXPECT_EQ(find("absent"), "");
+    EXPECT_EQ(remembered("absent"), "unknown");
+    m_manipulator->setNoFilesFoundBehavior("client", nfbUpdateHistory);
+    EXPECT_EQ(find("absent"), "");
+    EXPECT_EQ(remembered("absent"), "none");
+
+    m_tree.write("dir/absent", "now it is there");
+    m_manipulator->setSearchStartedBehavior("client", ssbSuggestFromHistory);
+    EXPECT_EQ(find("absent"), "");
+    m_manipulator->setSearchStartedBehavior("client", ssbNoHistory);
+    EXPECT_EQ(find("absent"), m_tree.path("dir/absent"));
+}
+
+TEST_F(SearchBehavior, AClientThatStopsASearchIsNotOverruledByTheHistory) {
+    m_manipulator->getHistory()->addBinFileAssociation("present",
+                                                       m_tree.path("dir/present").c_str());
+    m_manipulator->setSearchStartedBehavior("client", ssbSuggestFromHistory);
+    StartedCallback own;
+    m_manipulator->setOwnSearchStartedCallback("client", &own);
+    EXPECT_EQ(find("present"), m_tree.path("dir/present"));
+    own.m_goOn = false;
+    EXPECT_EQ(find("present"), "");
+    m_manipulator->setOwnSearchStartedCallback("client", nullptr);
+}
+
+TEST_F(SearchBehavior, WithoutHistoryAFilesFoundCallbackOfItsOwnRejectsAll) {
+    m_manipulator->setOwnFilesFoundCallback("client", nullptr);
+    EXPECT_EQ(find("present"), "") << "the default callback passes on the answer of nobody: null";
+    m_manipulator->setFilesFoundBehavior("client", static_cast<files_found_behavior_t>(3));
+    EXPECT_EQ(find("present"), m_tree.path("dir/present")) << "3 acts as ffbUpdateHistory";
+}
+
+TEST_F(SearchBehavior, RefusesANullClientAndEndsWithItsManipulator) {
+    EXPECT_FALSE(m_manipulator->setSearchStartedBehavior(nullptr, ssbSuggestFromHistory));
+    EXPECT_FALSE(m_manipulator->setOwnNoFilesFoundCallback(nullptr, nullptr));
+    EXPECT_FALSE(m_manipulator->setSearchDirsBehavior(nullptr, sdbCapture));
+    m_manipulator->setOwnFilesFoundCallback("client", nullptr);
+    auto const search = m_manager->createFileSearch(*m_context, "client", nullptr);
+    m_manipulator = nullptr;
+    EXPECT_TRUE(search->findBinFile("present", nullptr, nullptr, 0))
+        << "no environment calls a callback that went";
+}
+
+TEST_F(SearchBehavior, ReleasesItsCapturesWhenItGoes) {
+    m_manipulator->setSearchDirsBehavior("client", sdbCapture);
+    m_manipulator->setSearchDirsBehavior("kept", static_cast<search_dirs_behavior_t>(2));
+    m_manager->captureSearchDirs(*m_context, "kept");
+    m_tree.write("late/fresh", "content");
+    m_dirs->addDirectory(scBinaryFiles, m_tree.path("late").c_str(), false, true);
+    EXPECT_EQ(find("fresh"), "");
+    m_manipulator = nullptr;
+    EXPECT_EQ(find("fresh"), m_tree.path("late/fresh"));
+    EXPECT_EQ(find("fresh", "kept"), "") << "a capture of somebody else stays";
+}
+
+TEST_F(SearchBehavior, ManipulatorsMayGoWhileSearchesRun) {
+    constexpr int rounds = 30;
+    std::vector<std::thread> searchers;
+    std::atomic<int> found{0};
+    for (int i = 0; i < 2; ++i) {
+        searchers.emplace_back([&] {
+            for (int round = 0; round < rounds; ++round)
+                found += find("present").empty() ? 0 : 1;
+        });
+    }
+    auto const history = ISearchHistory::create();
+    for (int round = 0; round < rounds; ++round) {
+        auto const manipulator = createSearchManipulatorByContext(m_context, nullptr, history);
+        manipulator->setSearchDirsBehavior("client", sdbCapture);
+        manipulator->setSearchStartedBehavior("client", ssbNoHistory);
+        manipulator->setFilesFoundBehavior("other", ffbUpdateHistory);
+        manipulator->setNoFilesFoundBehavior("client", nfbUpdateHistory);
+    }
+    for (std::thread& searcher : searchers)
+        searcher.join();
+    EXPECT_EQ(found, 2 * rounds);
+}
+
+} // namespace
+} // namespace LK_2_13
