@@ -14,7 +14,7 @@ namespace {
 class SearchBehavior : public ::testing::Test {
 protected:
     void SetUp() override {
-        m_tree.write("dir/present", "content");
+        m_tree.file("dir/present", "content");
         m_dirs->addDirectory(scBinaryFiles, m_tree.path("dir").c_str(), false, true);
         m_manager->registerSearchDirs(*m_context, m_dirs, "dirs");
         m_manipulator = createSearchManipulatorByContext(m_context, nullptr, nullptr);
@@ -34,7 +34,7 @@ protected:
         return association->resolvedName() == nullptr ? "none" : association->resolvedName();
     }
 
-    TempTree m_tree;
+    test::TempTree m_tree;
     ObjectPtr<IResolutionContextMgr> m_manager = IResolutionContextMgr::create();
     ObjectPtr<IResolutionContext> m_context =
         m_manager->createFileSystemContext(m_tree.path("context").c_str(), false);
@@ -104,7 +104,7 @@ TEST_F(SearchBehavior, AnAnswerOfNoFileStopsLaterSearches) {
     EXPECT_EQ(find("absent"), "");
     EXPECT_EQ(remembered("absent"), "none");
 
-    m_tree.write("dir/absent", "now it is there");
+    m_tree.file("dir/absent", "now it is there");
     m_manipulator->setSearchStartedBehavior("client", ssbSuggestFromHistory);
     EXPECT_EQ(find("absent"), "");
     m_manipulator->setSearchStartedBehavior("client", ssbNoHistory);
@@ -145,7 +145,7 @@ TEST_F(SearchBehavior, ReleasesItsCapturesWhenItGoes) {
     m_manipulator->setSearchDirsBehavior("client", sdbCapture);
     m_manipulator->setSearchDirsBehavior("kept", static_cast<search_dirs_behavior_t>(2));
     m_manager->captureSearchDirs(*m_context, "kept");
-    m_tree.write("late/fresh", "content");
+    m_tree.file("late/fresh", "content");
     m_dirs->addDirectory(scBinaryFiles, m_tree.path("late").c_str(), false, true);
     EXPECT_EQ(find("fresh"), "");
     m_manipulator = nullptr;
