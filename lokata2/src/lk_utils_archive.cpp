@@ -1,0 +1,76 @@
+#include <lokata2/checksum.h>
+#include <lokata2/utils.h>
+
+#include "lk_path.h"
+
+#include <boost/filesystem/operations.hpp>
+
+#include <stdexcept>
+#include <string_view>
+
+namespace LK_2_13::utils {
+
+namespace {
+
+// createDir does not tell a directory that exists from a failure, and another writer may make it
+// between the first question and the attempt.
+bool ensureDirectory(std::string const& directory) {
+    return isDirectory(directory.c_str()) || createDir(directory.c_str()) ||
+           isDirectory(directory.c_str());
+}
+
+// No exception leaves the archive: that of a library which refuses the algorithm means no checksum.
+ObjectPtr<IChecksum> md5Of(IChecksumCalculator& calculator, char const* source) {
+    try {
+        return calculator.calculateChecksum(source, ctMd5);
+    } catch (std::runtime_error const&) {
+        return {};
+    }
+}
+
+bool copy(char const* source, std::string const& target) {
+    boost::system::error_code error;
+    boost::filesystem::copy_file(source, target,
+                                 boost::filesystem::copy_options::overwrite_existing, error);
+    return !error;
+}
+
+} // namespace
+
+archive_result_t archiveFile(char const* source, char const* root, char const* category,
+                             std::string& archivedName, bool removeSource) {
+    std::string directory = root;
+    if (!ensureDirectory(directory))
+        return afDirectoryError;
+    if (category != nullptr) {
+        directory = paths::join(directory, category);
+        if (!ensureDirectory(directory))
+            return afDirectoryError;
+    }
+    std::string_view const name = paths::fileName(source);
+    directory = paths::join(directory, name);
+    if (!ensureDirectory(directory))
+        return afDirectoryError;
+
+    ObjectPtr<IChecksumCalculator> const calculator = IChecksumCalculator::create();
+    if (!calculator)
+        return afNoCalculator;
+    ObjectPtr<IChecksum> const checksum = md5Of(*calculator, source);
+    if (!checksum)
+        return afNoChecksum;
+    directory = paths::join(directory, checksum->value());
+    if (!ensureDirectory(directory))
+        return afDirectoryError;
+
+    archivedName = paths::join(directory, name);
+    // The content is not compared: the checksum in the path stands for it.
+    if (fileExists(archivedName.c_str()))
+        return afAlreadyArchived;
+    if (!copy(source, archivedName))
+        return afCopyFailed;
+    if (removeSource)
+        removeFile(source);
+    return afOk;
+}
+
+} // namespace LK_2_13::utils

@@ -1,0 +1,86 @@
+#include <lokata2/utils.h>
+
+#include "support/temp_tree.h"
+#include "support/unprivileged.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+namespace {
+
+using namespace LK_2_13;
+namespace fs = std::filesystem;
+
+class Archiving : public testing::Test {
+protected:
+    archive_result_t archive(std::string const& source, char const* category = nullptr,
+                             bool removeSource = false) {
+        return utils::archiveFile(source.c_str(), m_root.c_str(), category, m_archived,
+                                  removeSource);
+    }
+
+    test::TempTree m_tree;
+    std::string m_root = m_tree.path("archive");
+    std::string m_archived = "as it was";
+};
+
+TEST_F(Archiving, KeepsEachVersionOfANameUnderItsChecksum) {
+    std::string const one = m_tree.file("1/name", "one");
+    EXPECT_EQ(archive(one, "binaries"), afOk);
+    EXPECT_EQ(m_archived, m_root + "/binaries/name/f97c5d29941bfb1b2fdab0874906ab82/name");
+    EXPECT_EQ(test::contentOf(m_archived), "one");
+
+    EXPECT_EQ(archive(m_tree.file("2/name", "two"), "binaries"), afOk);
+    EXPECT_EQ(m_archived, m_root + "/binaries/name/b8a9f715dbb64fd5c56e7783c6820a61/name");
+    EXPECT_EQ(test::contentOf(m_archived), "two");
+    EXPECT_TRUE(fs::exists(one));
+}
+
+TEST_F(Archiving, CopiesAFileOnceAndThenKeepsTheSourceInAnyCase) {
+    std::string const source = m_tree.file("name", "one");
+    EXPECT_EQ(archive(source, nullptr, true), afOk);
+    EXPECT_FALSE(fs::exists(source));
+    std::string const first = m_archived;
+    EXPECT_EQ(first, m_root + "/name/f97c5d29941bfb1b2fdab0874906ab82/name");
+
+    m_tree.file("name", "one");
+    std::ofstream(first) << "not compared";
+    m_archived.clear();
+    EXPECT_EQ(archive(source, nullptr, true), afAlreadyArchived);
+    EXPECT_EQ(m_archived, first);
+    EXPECT_EQ(test::contentOf(first), "not compared");
+    EXPECT_TRUE(fs::exists(source));
+}
+
+TEST_F(Archiving, LeavesTheLevelOfTheNameBehindWhenTheSourceCannotBeRead) {
+    EXPECT_EQ(archive(m_tree.path("missing"), "all"), afNoChecksum);
+    EXPECT_TRUE(fs::is_directory(m_root + "/all/missing"));
+    EXPECT_EQ(m_archived, "as it was");
+}
+
+TEST_F(Archiving, FailsWhereADirectoryCannotBeMade) {
+    std::string const source = m_tree.file("name", "one");
+    std::string const deep = m_tree.path("no/archive");
+    EXPECT_EQ(utils::archiveFile(source.c_str(), deep.c_str(), nullptr, m_archived, true),
+              afDirectoryError);
+    m_tree.file("archive/symbols", "no directory");
+    EXPECT_EQ(archive(source, "symbols"), afDirectoryError);
+    m_tree.file("archive/sources/name", "no directory");
+    EXPECT_EQ(archive(source, "sources"), afDirectoryError);
+    EXPECT_EQ(m_archived, "as it was");
+    EXPECT_TRUE(fs::exists(source));
+}
+
+TEST_F(Archiving, NamesTheCopyThatFailedAndKeepsTheSource) {
+    std::string const source = m_tree.file("name", "one");
+    m_tree.dir("archive/name/f97c5d29941bfb1b2fdab0874906ab82");
+    fs::permissions(m_tree.root(), fs::perms::all);
+    EXPECT_TRUE(test::holdsUnprivileged([&] {
+        return archive(source, nullptr, true) == afCopyFailed && fs::exists(source) &&
+               m_archived == m_root + "/name/f97c5d29941bfb1b2fdab0874906ab82/name";
+    }));
+}
+
+} // namespace
