@@ -1,0 +1,188 @@
+#include <lokata2/content_validators.h>
+
+#include "support/error_info.h"
+#include "support/message_directory.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace {
+
+using namespace LK_2_13;
+
+constexpr std::uint64_t time0 = 1000000000;
+
+class ContentValidators : public testing::Test {
+protected:
+    std::string fileOf(std::string_view name, std::string_view content, std::int64_t seconds) {
+        std::string const file = m_tree.file(name, content);
+        timespec const times[] = {{seconds, 0}, {seconds, 999}};
+        EXPECT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+        return file;
+    }
+
+    /// The verdict with what was written into the container.
+    std::string judge(IValidatorCallback& validator, std::string const& file) {
+        test::ErrorInfo info;
+        std::string const verdict = std::to_string(validator.validate(file.c_str(), info));
+        m_calls = info.calls;
+        return verdict + ", severity " + std::to_string(info.severity) + ", " + info.message;
+    }
+
+    static constexpr char const* isValid = "0, severity 2, ";
+    static constexpr char const* isUndecided = "2, severity 2, ";
+
+    test::TempTree m_tree;
+    test::MessageDirectory m_messages;
+    std::string m_calls;
+};
+
+TEST_F(ContentValidators, CompareAChecksumOfAnyCase) {
+    std::string const file = m_tree.file("file", "one");
+    auto const expectation = [](checksum_type_t type, char const* value) {
+        return IChecksumCalculator::create()->fromString(type, value);
+    };
+    auto const right = expectation(ctMd5, "F97C5D29941BFB1B2FDAB0874906AB82");
+    ChecksumValidator same(scBinaryFiles, right);
+    EXPECT_EQ(judge(same, file), isValid);
+    EXPECT_EQ(judge(same, m_tree.path("missing")), isUndecided);
+    ChecksumValidator nothing(scBinaryFiles, ObjectPtr<IChecksum>());
+    EXPECT_EQ(judge(nothing, file), isUndecided);
+    ChecksumValidator crc(scBinaryFiles, expectation(ctCrc32, "00"));
+    EXPECT_EQ(judge(crc, file), isUndecided);
+}
+
+TEST_F(ContentValidators, RefuseAnotherChecksumByTheCategory) {
+    m_messages.putCommonCatalog(R"({"BinChecksumMismatch": "bin {arg1}",
+        "SymChecksumMismatch": "sym {arg1}", "SrcChecksumMismatch": "src {arg1}"})");
+    std::string const file = m_tree.file("file", "one");
+    auto const refusal = [&](std::uint32_t category) {
+        ChecksumValidator validator(static_cast<search_category_t>(category),
+                                    IChecksumCalculator::create()->fromString(ctSha1, "00"));
+        return judge(validator, file);
+    };
+    EXPECT_EQ(refusal(scBinaryFiles), "1, severity 0, bin " + file);
+    EXPECT_EQ(m_calls, "severity message ");
+    EXPECT_EQ(refusal(scSymbolFiles), "1, severity 0, sym " + file);
+    EXPECT_EQ(refusal(scSourceFiles), "1, severity 1, src " + file);
+    EXPECT_EQ(refusal(scAllFiles), "1, severity 2, %ChecksumMismatch");
+    EXPECT_EQ(m_calls, "message ");
+}
+
+TEST_F(ContentValidators, LeaveTheTextOfAChecksumToASubclass) {
+    class Own : public ChecksumValidator {
+    public:
+        using ChecksumValidator::ChecksumValidator;
+        using ChecksumValidator::fillErrorMessageForSymFile;
+        void fillErrorMessageForSymFile(ISymChecksumMismatchMessage& message,
+                                        IMsgContainer& container, char const* fileName) override {
+            EXPECT_FALSE(message.fillMessage(container, fileName));
+            container.put((std::string("own <") + fileName + ">").c_str());
+        }
+    };
+    ObjectPtr<IChecksum> const expected = IChecksumCalculator::create()->fromString(ctMd5, "00");
+    Own own(scSymbolFiles, expected);
+    std::string const file = m_tree.file("file", "one");
+    EXPECT_EQ(judge(own, file), "1, severity 0, own <" + file + ">");
+
+    class Container final : public IMsgContainer {
+    public:
+        void put(char const* text) override { m_text = text; }
+        char const* get() override { return m_text.c_str(); }
+        std::string m_text;
+    } container;
+    own.fillErrorMessageForSymFile(*IMessageMgr::create()->getSymChecksumMismatchMessage(),
+                                   container);
+    EXPECT_EQ(container.m_text, "own <>");
+}
+
+TEST_F(ContentValidators, CompareWhatIsRecordedOfTimeAndSize) {
+    std::string const file = fileOf("file", "1234", time0);
+    struct {
+        std::uint64_t time, size;
+        char const* verdict;
+    } const cases[] = {
+        {0, 0, isUndecided},
+        {0, 4, isValid},
+        {time0, 0, isValid},
+        {time0, 4, isValid},
+        {time0 + 1, 0, "1, severity 1, time  differs"},
+        {time0 - 1, 5, "1, severity 1, time  differs"},
+        {time0, 5, "1, severity 1, size  differs"},
+        {0, 5, "1, severity 1, size  differs"},
+    };
+    m_messages.putCommonCatalog(R"({"ModificationTimeMismatch": "time {arg1} differs",
+                                    "SizeMismatch": "size {arg1} differs"})");
+    for (auto const& c : cases) {
+        SourceFileTimeAndSizeMatchValidator validator(c.time, c.size);
+        EXPECT_EQ(judge(validator, file), c.verdict) << c.time << " and " << c.size;
+    }
+    EXPECT_EQ(m_calls, "message severity ");
+}
+
+TEST_F(ContentValidators, ReadTimesAsSigned32Bits) {
+    SourceFileTimeAndSizeMatchValidator beforeTheEpoch(static_cast<std::uint64_t>(-5), 0);
+    EXPECT_EQ(judge(beforeTheEpoch, fileOf("old", "", -5)), isValid);
+    EXPECT_EQ(judge(beforeTheEpoch, fileOf("far", "", (std::int64_t{1} << 32) - 5)), isValid);
+}
+
+TEST_F(ContentValidators, SpareTheTimeButNotTheSizeBelowExceptionDirectories) {
+    std::string const file = fileOf("top/sub/file", "1234", time0);
+    std::string missing = m_tree.path("missing");
+    std::string top = m_tree.link("link", m_tree.path("top")) + "/.";
+    SourceFileTimeAndSizeMatchValidator validator(time0 + 1, 4);
+    validator.addTimeCheckExceptionDir(missing);
+    EXPECT_EQ(judge(validator, file), "1, severity 1, %ModificationTimeOrSizeMismatch");
+    validator.addTimeCheckExceptionDir(top);
+    EXPECT_EQ(judge(validator, file), isValid);
+    EXPECT_EQ(judge(validator, fileOf("top/other", "12345", time0)),
+              "1, severity 1, %ModificationTimeOrSizeMismatch");
+    EXPECT_EQ(judge(validator, fileOf("topmost/file", "1234", time0)),
+              "1, severity 1, %ModificationTimeOrSizeMismatch");
+}
+
+TEST_F(ContentValidators, NeverSpareAFileThatIsItselfInTheList) {
+    ExceptionDirsHelper helper;
+    EXPECT_FALSE(helper.isTimeCheckException("/a/file"));
+    std::string directory = m_tree.dir("directory");
+    helper.addTimeCheckExceptionDir(directory);
+    EXPECT_FALSE(helper.isTimeCheckException(directory.c_str()));
+    EXPECT_FALSE(helper.isTimeCheckException("relative/file"));
+    EXPECT_FALSE(helper.isTimeCheckException(nullptr));
+    std::string root = "/";
+    helper.addTimeCheckExceptionDir(root);
+    EXPECT_TRUE(helper.isTimeCheckException(directory.c_str()));
+}
+
+TEST_F(ContentValidators, RefuseAFileThatIsNewerThanItsReference) {
+    std::string const reference = fileOf("reference", "", time0);
+    std::string const newer = fileOf("sub/newer", "", time0 + 1);
+    SourceFileUpToDateCheckValidator validator(reference.c_str(), true);
+    SourceFileUpToDateCheckValidator undecided(reference.c_str(), false);
+    EXPECT_EQ(judge(validator, fileOf("same", "", time0)), isValid);
+    EXPECT_EQ(judge(undecided, fileOf("same", "", time0)), isUndecided);
+    EXPECT_EQ(judge(validator, m_tree.path("missing")), isValid);
+    EXPECT_EQ(judge(undecided, newer), "1, severity 1, %SourceFileUpToDate");
+    EXPECT_EQ(m_calls, "message severity ");
+    EXPECT_EQ(judge(validator, fileOf("old", "", -1)), "1, severity 1, %SourceFileUpToDate");
+    std::string directory = m_tree.path("sub");
+    validator.addTimeCheckExceptionDir(directory);
+    EXPECT_EQ(judge(validator, newer), isValid);
+}
+
+TEST_F(ContentValidators, WarnForGoodIfThereWasNoReference) {
+    std::string const reference = m_tree.path("reference");
+    SourceFileUpToDateCheckValidator validator(reference.c_str(), true);
+    std::string const file = fileOf("file", "", time0);
+    m_tree.file("reference");
+    EXPECT_EQ(judge(validator, file), "2, severity 1, ");
+    m_messages.putCommonCatalog(R"({"NoDataForSourceFileValidation": "no data"})");
+    EXPECT_EQ(judge(validator, file), "2, severity 1, no data");
+    EXPECT_EQ(m_calls, "message severity ");
+}
+
+} // namespace
