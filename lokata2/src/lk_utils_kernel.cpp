@@ -1,0 +1,130 @@
+#include <lokata2/utils.h>
+
+#include "lk_log.h"
+#include "lk_text.h"
+
+#include <array>
+#include <ios>
+#include <vector>
+
+#include <zlib.h>
+
+namespace LK_2_13::utils {
+
+namespace {
+
+constexpr std::size_t bufferSize = 0x40000;
+
+/// The head of a gzip member (RFC 1952): its magic, deflate, and no flags.
+constexpr std::array<unsigned char, 4> signature = {0x1F, 0x8B, 0x08, 0x00};
+
+/// The state of zlib for one gzip stream.
+class GzipStream {
+public:
+    GzipStream() {
+        constexpr int gzipOnly = 16;
+        m_isReady = inflateInit2(&m_stream, MAX_WBITS + gzipOnly) == Z_OK;
+    }
+    ~GzipStream() {
+        if (m_isReady)
+            inflateEnd(&m_stream);
+    }
+    GzipStream(GzipStream const&) = delete;
+    GzipStream& operator=(GzipStream const&) = delete;
+
+    bool isReady() const { return m_isReady; }
+    z_stream* operator->() { return &m_stream; }
+    z_stream* get() { return &m_stream; }
+
+private:
+    z_stream m_stream{};
+    bool m_isReady = false;
+};
+
+// Whether the next bytes are the signature. The scan goes on behind the byte that breaks a match,
+// with no stepping back, so a signature that begins at that byte is not seen: meant.
+bool isSignatureNext(std::istream& in) {
+    for (unsigned char const expected : signature)
+        if (in.get() != expected)
+            return false;
+    return true;
+}
+
+// Leaves the stream at the first signature. A stream that breaks ends the scan like its end.
+bool seekSignature(std::istream& in) {
+    while (in.good())
+        if (isSignatureNext(in))
+            return in.seekg(-static_cast<std::streamoff>(signature.size()), std::ios::cur).good();
+    return false;
+}
+
+// A target that cannot be closed without an error is not whole. Only one that was opened here goes.
+bool extractTo(std::ifstream& in, char const* target) {
+    std::ofstream out(target, std::ios::binary | std::ios::trunc);
+    bool const isOpened = out.is_open();
+    bool const isInflated = uncompress(in, out);
+    in.close();
+    out.close();
+    if (isInflated && out.good())
+        return true;
+    if (isOpened)
+        removeFile(target);
+    return false;
+}
+
+} // namespace
+
+bool uncompress(std::basic_ifstream<char>& in, std::basic_ofstream<char>& out) {
+    if (!in.good() || !out.good())
+        return false;
+    std::vector<char> input(bufferSize);
+    std::vector<char> output(bufferSize);
+    GzipStream stream;
+    if (!stream.isReady())
+        return false;
+
+    int result = Z_OK;
+    while (!in.eof() && result != Z_STREAM_END) {
+        in.read(input.data(), static_cast<std::streamsize>(input.size()));
+        if (in.bad())
+            return false;
+        if (in.gcount() == 0)
+            break;
+        stream->next_in = reinterpret_cast<Bytef*>(input.data());
+        stream->avail_in = static_cast<uInt>(in.gcount());
+        do {
+            stream->next_out = reinterpret_cast<Bytef*>(output.data());
+            stream->avail_out = static_cast<uInt>(output.size());
+            result = inflate(stream.get(), Z_NO_FLUSH);
+            // The output came out exactly full before, and only more input is needed.
+            if (result == Z_BUF_ERROR)
+                result = Z_OK;
+            if (result != Z_OK && result != Z_STREAM_END)
+                return false;
+            out.write(output.data(),
+                      static_cast<std::streamsize>(output.size() - stream->avail_out));
+            if (out.bad())
+                return false;
+        } while (stream->avail_out == 0);
+    }
+    // The end of the file within the stream is no failure: meant.
+    return true;
+}
+
+bool extractVmlinux(char const* compressedImage, char const* target) try {
+    std::ifstream in(orEmpty(compressedImage), std::ios::binary);
+    if (!in.good())
+        return false;
+    // Only the first signature is ever tried, also if it is a false one: meant.
+    if (seekSignature(in) && extractTo(in, orEmpty(target))) {
+        LK_LOG_INFO(target << " was extracted from " << compressedImage);
+        return true;
+    }
+    LK_LOG_ERROR("Failed to extract vmlinux from " << compressedImage);
+    return false;
+} catch (std::ios_base::failure const&) {
+    LK_LOG_ERROR("I/O error when extracting: " << target << " from " << compressedImage);
+    return false;
+}
+
+} // namespace LK_2_13::utils
