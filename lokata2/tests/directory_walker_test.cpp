@@ -1,0 +1,177 @@
+#include "lk_search_finder.h"
+
+#include "support/offers.h"
+#include "support/temp_tree.h"
+#include "support/unprivileged.h"
+
+#include <gmock/gmock.h>
+
+#include <sys/stat.h>
+
+namespace {
+
+using namespace LK_2_13;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+class DirectoryWalker : public testing::Test {
+protected:
+    /// Walks one directory of the tree for a name; gives what was offered, relative to the tree.
+    std::vector<std::string> offered(std::string const& directory, char const* name,
+                                     bool recursive = true) {
+        FilesFinder finder(ssSystemDirs, nullptr);
+        finder.addSearchDirectory(directory.c_str(), recursive);
+        finder.find(name, m_offers);
+        return m_offers.namesBelow(m_tree.root());
+    }
+
+    test::TempTree m_tree;
+    test::Offers m_offers;
+};
+
+class WalkCallback final : public ISearchDirectoryFindCallback {
+public:
+    bool find(std::string const& directory, bool, std::string const&, ISearchResultsContainer&,
+              bool& skipDirectory) override {
+        EXPECT_FALSE(skipDirectory);
+        skipDirectory = directory == skipped;
+        return directory == ending;
+    }
+
+    std::string skipped;
+    std::string ending;
+};
+
+TEST_F(DirectoryWalker, StripsTheDirectoriesOfANameFromTheLeft) {
+    EXPECT_THAT(offered("/d", "/usr/lib/x.so", false),
+                ElementsAre("/d/usr/lib/x.so", "/d/usr/lib/x.so", "/d/lib/x.so", "/d/x.so"));
+    EXPECT_THAT(m_offers.steps, testing::Each(ssSystemDirs));
+    m_offers.names.clear();
+    EXPECT_THAT(offered("/d/", "x.so", false), ElementsAre("/d/x.so"));
+    m_offers.names.clear();
+    EXPECT_THAT(offered("/d/e", "./a/../../x", false),
+                ElementsAre("/d/x", "/d/x", "/x", "/d/x", "/d/e/x"));
+}
+
+TEST_F(DirectoryWalker, OffersTheFullNameFirstAndThenTheBareNameEverywhereBelow) {
+    m_tree.dir("sub/a");
+    EXPECT_THAT(offered(m_tree.root(), "a/x.so"),
+                ElementsAre("a/x.so", "x.so", "x.so", "sub/x.so", "sub/a/x.so"));
+    m_offers.names.clear();
+    EXPECT_THAT(offered(m_tree.root(), "a/x.so", false), ElementsAre("a/x.so", "x.so"));
+}
+
+TEST_F(DirectoryWalker, FinishesTheTreeOfASubdirectoryBeforeTheNext) {
+    m_tree.dir("p/q");
+    m_tree.dir("r/s");
+    auto names = offered(m_tree.root(), "x");
+    ASSERT_EQ(names.size(), 6U);
+    if (names[2] == "r/x")
+        std::swap_ranges(names.begin() + 2, names.begin() + 4, names.begin() + 4);
+    EXPECT_THAT(names, ElementsAre("x", "x", "p/x", "p/q/x", "r/x", "r/s/x"));
+}
+
+TEST_F(DirectoryWalker, EntersEachDirectoryOnceThroughLinksAndLoops) {
+    m_tree.dir("a/b");
+    m_tree.link("a/b/up", "../..");
+    m_tree.link("a/again", "b");
+    auto const names = offered(m_tree.root(), "x");
+    EXPECT_THAT(names, testing::AnyOf(UnorderedElementsAre("x", "x", "a/x", "a/b/x"),
+                                      UnorderedElementsAre("x", "x", "a/x", "a/again/x")));
+}
+
+TEST_F(DirectoryWalker, FollowsLinksToDirectoriesAndPassesOverAllOtherEntries) {
+    test::TempTree const elsewhere;
+    m_tree.link("outside", elsewhere.root());
+    m_tree.link("dangling", "nothing");
+    m_tree.link("through", "file/none");
+    m_tree.link("tofile", "file");
+    m_tree.file("file");
+    ASSERT_EQ(mkfifo(m_tree.path("fifo").c_str(), 0600), 0);
+    EXPECT_THAT(offered(m_tree.root(), "x"), ElementsAre("x", "x", "outside/x"));
+}
+
+TEST_F(DirectoryWalker, GivesUpADirectoryWithAnEntryOfUnknownStatus) {
+    m_tree.dir("bad/sub1");
+    m_tree.link("bad/self", "self");
+    m_tree.dir("bad/sub2");
+    m_tree.dir("good");
+    EXPECT_THAT(offered(m_tree.root(), "x"), UnorderedElementsAre("x", "x", "bad/x", "good/x"));
+}
+
+TEST_F(DirectoryWalker, GivesUpAClosedDirectoryAndGoesOnWithTheNext) {
+    m_tree.dir("closed/sub");
+    m_tree.dir("open");
+    ASSERT_EQ(chmod(m_tree.path("closed").c_str(), 0311), 0);
+    EXPECT_TRUE(test::holdsUnprivileged([&] {
+        std::vector<std::string> const wanted{"closed/x", "open/x", "x", "x"};
+        std::vector<std::string> names = offered(m_tree.root(), "x");
+        std::sort(names.begin(), names.end());
+        return names == wanted;
+    }));
+}
+
+TEST_F(DirectoryWalker, OffersIntoMissingDirectoriesAndPlainFiles) {
+    std::string const file = m_tree.file("file");
+    EXPECT_THAT(offered(m_tree.path("none"), "x"), ElementsAre("none/x"));
+    m_offers.names.clear();
+    EXPECT_THAT(offered(file, "x"), ElementsAre("file/x", "file/x"));
+}
+
+TEST_F(DirectoryWalker, StopsAtTheFirstAcceptedCandidate) {
+    FilesFinder finder(ssSystemDirs, nullptr);
+    EXPECT_FALSE(finder.find("x", m_offers));
+    finder.addSearchDirectory(m_tree.dir("first/sub").c_str(), false);
+    finder.addSearchDirectory(m_tree.path("first").c_str(), true);
+    finder.addSearchDirectory(m_tree.dir("second").c_str(), false);
+    m_offers.accepted = m_tree.path("first/sub/x");
+    EXPECT_TRUE(finder.find("a/x", m_offers));
+    EXPECT_THAT(m_offers.namesBelow(m_tree.root()), ElementsAre("first/sub/a/x", "first/sub/x"));
+
+    m_offers.names.clear();
+    m_offers.accepted = m_tree.path("first/x");
+    EXPECT_TRUE(finder.find("x", m_offers));
+    EXPECT_EQ(m_offers.names.size(), 2U);
+}
+
+TEST_F(DirectoryWalker, WalksTheCommonPartOfOverlappingDirectoriesTwice) {
+    FilesFinder finder(ssSystemDirs, nullptr);
+    finder.addSearchDirectory(m_tree.dir("a").c_str(), true);
+    finder.addSearchDirectory(m_tree.path("a").c_str(), true);
+    EXPECT_FALSE(finder.find("x", m_offers));
+    EXPECT_THAT(m_offers.namesBelow(m_tree.root()), ElementsAre("a/x", "a/x", "a/x", "a/x"));
+}
+
+TEST_F(DirectoryWalker, AsksItsCallbackBeforeEachDirectory) {
+    WalkCallback callback;
+    callback.skipped = m_tree.dir("skipped");
+    callback.ending = m_tree.path("ending");
+    FilesFinder finder(ssSystemDirs, &callback);
+    finder.addSearchDirectory(callback.skipped.c_str(), true);
+    EXPECT_FALSE(finder.find("x", m_offers));
+    EXPECT_THAT(m_offers.names, IsEmpty());
+    finder.addSearchDirectory("/d", false);
+    finder.addSearchDirectory(callback.ending.c_str(), true);
+    EXPECT_TRUE(finder.find("x", m_offers));
+    EXPECT_THAT(m_offers.names, ElementsAre("/d/x"));
+}
+
+TEST_F(DirectoryWalker, HoldsNoHandleWhileItDescends) {
+    std::string deep = "d";
+    for (int i = 0; i < 400; ++i)
+        deep += "/d";
+    std::string const bottom = m_tree.dir(deep);
+    auto const handles = [] {
+        auto const open = std::filesystem::directory_iterator("/proc/self/fd");
+        return std::distance(begin(open), end(open));
+    };
+    auto const before = handles();
+    m_offers.onOffer = [&] { ASSERT_EQ(handles(), before); };
+    m_offers.accepted = bottom + "/x";
+    offered(m_tree.root(), "x");
+    EXPECT_EQ(m_offers.names.size(), 403U);
+    EXPECT_EQ(m_offers.names.back(), m_offers.accepted);
+}
+
+} // namespace
