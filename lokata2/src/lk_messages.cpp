@@ -49,6 +49,7 @@ ObjectPtr<IMessageMgr> IMessageMgr::create() {
     return MessageMgr::s_messageMgr;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void initializeValidationMessages(ObjectPtr<IMessageMgr> pMgr) {
     if (!pMgr)
         return;

@@ -66,7 +66,7 @@ private:
 
 // The key in the catalogue is the name of the class without its last word.
 #define LK_MESSAGE_CLASS(Name, parameters)                                                         \
-    class Name : public CatalogMessage<I##Name> {                                                  \
+    class Name : public CatalogMessage<I##Name> { /* NOLINT(bugprone-macro-parentheses) */         \
     public:                                                                                        \
         using CatalogMessage::CatalogMessage;                                                      \
                                                                                                    \

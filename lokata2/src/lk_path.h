@@ -10,8 +10,9 @@
 /// system is never asked.
 namespace LK_2_13::paths {
 
-/// `part` below `directory`, also if `part` is absolute. An empty `part` leaves `directory` with
-/// exactly one trailing separator; an empty `directory` gives `part`.
+/// `part` below `directory` with exactly one separator between them, also if `part` is absolute. An
+/// empty `part` leaves `directory` with exactly one trailing separator; an empty `directory` gives
+/// `part`.
 std::string join(std::string_view directory, std::string_view part);
 
 /// Resolves "." and ".." and repeated separators. A trailing separator, also one that is written
@@ -22,7 +23,8 @@ std::string normal(std::string_view path);
 /// `normal` without a trailing separator, but for the root.
 std::string normalName(std::string_view path);
 
-/// The last element: "." for a path with a trailing separator, "/" for the root.
+/// The last element: "." for a path with a trailing separator, "/" for the root. A host alone is
+/// its own name.
 std::string_view fileName(std::string_view path);
 
 /// The file name without its extension.

@@ -19,7 +19,7 @@ constexpr std::uint64_t time0 = 1000000000;
 class ContentValidators : public testing::Test {
 protected:
     std::string fileOf(std::string_view name, std::string_view content, std::int64_t seconds) {
-        std::string const file = m_tree.file(name, content);
+        std::string file = m_tree.file(name, content);
         timespec const times[] = {{seconds, 0}, {seconds, 999}};
         EXPECT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
         return file;

@@ -71,9 +71,9 @@ TEST(Messages, HaveEachTheirKey) {
                                            "FileArchMismatch",    "FileIsNotABinaryModule",
                                            "BinFileReadingError", "BinFileUnsupportedFormat",
                                            "FileIsNotRegular"};
-    std::string catalog;
+    std::string catalog = R"({"": "")";
     for (std::string const& key : keys)
-        catalog += (catalog.empty() ? "{\"" : ",\"") + key + "\": \"" + key + "\"";
+        catalog.append(R"(, ")").append(key).append(R"(": ")").append(key).append(R"(")");
     test::MessageDirectory const directory;
     directory.putCommonCatalog(catalog + "}");
 

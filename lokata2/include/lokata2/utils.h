@@ -31,7 +31,8 @@ namespace utils {
 /// The normal form of a path, by its text alone: the file system is not asked, links are not
 /// resolved, a relative name stays relative. "." components go, "name/.." folds, a trailing
 /// separator goes unless `addTrailingSeparator` asks for exactly one. The backslashes of a Windows
-/// path (`C:\a`, `\\host\a`) become slashes. Null or an empty name gives an empty text.
+/// path (`C:\a`, `\\host\a`) become slashes. What folds to nothing is ".". Null or an empty name
+/// gives an empty text.
 LOKATA2_EXPORT std::string getCanonicalName(char const* name, bool addTrailingSeparator);
 
 /// -1, 0 or 1, byte by byte as unsigned values. Case sensitive.

@@ -39,7 +39,7 @@ public:
 
     /// Writes a file, making its parents; gives its absolute path.
     std::string file(std::string_view name, std::string_view content = "") const {
-        std::string const result = path(name);
+        std::string result = path(name);
         std::filesystem::create_directories(std::filesystem::path(result).parent_path());
         std::ofstream(result, std::ios::binary) << content;
         return result;
@@ -47,7 +47,7 @@ public:
 
     /// Makes a symbolic link, making its parents; gives its absolute path.
     std::string link(std::string_view name, std::string_view target) const {
-        std::string const result = path(name);
+        std::string result = path(name);
         std::filesystem::create_directories(std::filesystem::path(result).parent_path());
         std::filesystem::create_symlink(target, result);
         return result;
