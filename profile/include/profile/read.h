@@ -1,0 +1,35 @@
+#pragma once
+
+/// Reads recorded profiles. Every function may be called from any thread and throws nothing but
+/// std::bad_alloc; what an input does wrong is told in Profile::errors.
+
+#include "profile/profile.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace lokata::profile {
+
+/// Limits that keep a hostile input from taking the machine, all in bytes.
+struct ReadOptions {
+    std::optional<Format> format;            ///< Forced; empty: found by content.
+    std::uint64_t max_stream = 1ULL << 30;   ///< Read from a pipe or a device.
+    std::uint64_t max_unpacked = 256U << 20; ///< A gzipped profile, unpacked into memory.
+    std::uint64_t max_inflated = 4ULL << 30; ///< Compressed records in all, never held at once.
+    std::uint64_t max_names = 256U << 20;    ///< Names and build-ids kept in the result.
+    std::uint64_t max_pending = 256U << 20;  ///< Events held back to bring them into order.
+};
+
+/// The kind of the content; empty for content of no known kind.
+std::optional<Format> detectFormat(std::string_view content);
+
+/// Reads a profile from memory, which need only live for the call.
+Profile readProfile(std::string_view content, ReadOptions const& options = {});
+
+/// Reads a profile from a file; "-" is standard input. A regular file is mapped, not copied, and
+/// must not be truncated meanwhile.
+Profile readProfileFile(std::string const& path, ReadOptions const& options = {});
+
+} // namespace lokata::profile

@@ -1,0 +1,203 @@
+#include "profile/read.h"
+
+#include "readers.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace lokata::profile {
+
+namespace {
+
+constexpr std::array<std::pair<Format, char const*>, 7> c_formats{{
+    {Format::perf_data, "perf"},
+    {Format::perf_buildid_list, "buildid-list"},
+    {Format::eu_unstrip, "unstrip"},
+    {Format::maps, "maps"},
+    {Format::path_list, "paths"},
+    {Format::core, "core"},
+    {Format::pprof, "pprof"},
+}};
+
+Profile failed(std::uint64_t offset, std::string message) {
+    Profile profile;
+    profile.errors.push_back({offset, std::move(message)});
+    return profile;
+}
+
+class File {
+public:
+    explicit File(std::string const& path)
+        : m_owned(path != "-")
+        , m_descriptor(m_owned ? ::open(path.c_str(), O_RDONLY | O_CLOEXEC) : STDIN_FILENO) {}
+    ~File() {
+        if (m_owned && m_descriptor >= 0) {
+            ::close(m_descriptor);
+        }
+    }
+    File(File const&) = delete;
+    File& operator=(File const&) = delete;
+
+    int get() const { return m_descriptor; }
+
+private:
+    bool m_owned;
+    int m_descriptor;
+};
+
+class Mapping {
+public:
+    Mapping(int file, std::size_t size)
+        : m_size(size), m_start(::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0)) {}
+    ~Mapping() {
+        if (valid()) {
+            ::munmap(m_start, m_size);
+        }
+    }
+    Mapping(Mapping const&) = delete;
+    Mapping& operator=(Mapping const&) = delete;
+
+    bool valid() const { return m_start != MAP_FAILED; }
+    std::string_view content() const { return {static_cast<char const*>(m_start), m_size}; }
+
+private:
+    std::size_t m_size;
+    void* m_start;
+};
+
+/// Reads to the end or to @p limit. The error number of a failed read, or 0.
+int readStream(int file, std::uint64_t limit, std::string& content) {
+    std::array<char, 64 * 1024> block{};
+    while (content.size() < limit) {
+        auto const wanted = std::min<std::uint64_t>(block.size(), limit - content.size());
+        auto const got = ::read(file, block.data(), wanted);
+        if (got < 0 && errno != EINTR) {
+            return errno;
+        }
+        if (got == 0) {
+            return 0;
+        }
+        if (got > 0) {
+            content.append(block.data(), static_cast<std::size_t>(got));
+        }
+    }
+    return EFBIG;
+}
+
+} // namespace
+
+char const* formatName(Format format) {
+    for (auto const& [known, name] : c_formats) {
+        if (known == format) {
+            return name;
+        }
+    }
+    return "";
+}
+
+std::optional<Format> formatFromName(std::string const& name) {
+    for (auto const& [format, known] : c_formats) {
+        if (name == known) {
+            return format;
+        }
+    }
+    return std::nullopt;
+}
+
+char const* kindName(ModuleKind kind) {
+    switch (kind) {
+    case ModuleKind::file:
+        return "file";
+    case ModuleKind::deleted_file:
+        return "deleted-file";
+    case ModuleKind::kernel:
+        return "kernel";
+    case ModuleKind::kernel_module:
+        return "kernel-module";
+    case ModuleKind::vdso:
+        return "vdso";
+    case ModuleKind::vsyscall:
+        return "vsyscall";
+    case ModuleKind::anonymous:
+        return "anonymous";
+    case ModuleKind::bpf:
+        return "bpf";
+    case ModuleKind::guest_file:
+        return "guest-file";
+    case ModuleKind::guest_kernel:
+        return "guest-kernel";
+    case ModuleKind::guest_module:
+        return "guest-module";
+    }
+    return "";
+}
+
+std::optional<Format> detectFormat(std::string_view content) {
+    auto const magic = content.substr(0, 8);
+    if (magic == "PERFILE2" || magic == "2ELIFREP" || magic == "PERFFILE") {
+        return Format::perf_data;
+    }
+    if (content.substr(0, 4) == "\177ELF") {
+        return Format::core;
+    }
+    if (content.substr(0, 2) == "\x1f\x8b" || looksLikePprof(content)) {
+        return Format::pprof;
+    }
+    constexpr std::size_t judged = 4096;
+    if (content.empty() || content.substr(0, judged).find('\0') != std::string_view::npos) {
+        return std::nullopt;
+    }
+    return detectText(content);
+}
+
+Profile readProfile(std::string_view content, ReadOptions const& options) {
+    auto const format = options.format ? options.format : detectFormat(content);
+    if (!format) {
+        return failed(0, content.empty() ? "the input is empty"
+                                         : "the content is of no known kind of profile");
+    }
+    switch (*format) {
+    case Format::perf_data:
+        return readPerfData(content, options);
+    case Format::core:
+        return readCore(content, options);
+    case Format::pprof:
+        return readPprof(content, options);
+    default:
+        return readText(content, *format, options);
+    }
+}
+
+Profile readProfileFile(std::string const& path, ReadOptions const& options) {
+    File const file(path);
+    struct stat status {};
+    if (file.get() < 0 || ::fstat(file.get(), &status) != 0) {
+        return failed(0, std::string("cannot be opened: ") + std::strerror(errno));
+    }
+    if (S_ISREG(status.st_mode) && status.st_size > 0 && ::lseek(file.get(), 0, SEEK_CUR) == 0) {
+        Mapping const mapping(file.get(), static_cast<std::size_t>(status.st_size));
+        if (mapping.valid()) {
+            return readProfile(mapping.content(), options);
+        }
+    }
+    std::string content;
+    auto const error = readStream(file.get(), options.max_stream, content);
+    if (error != 0 && content.empty()) {
+        return failed(0, std::string("cannot be read: ") + std::strerror(error));
+    }
+    auto profile = readProfile(content, options);
+    if (error != 0) {
+        profile.errors.push_back(
+            {content.size(), std::string("reading stopped: ") + std::strerror(error)});
+    }
+    return profile;
+}
+
+} // namespace lokata::profile
