@@ -61,19 +61,16 @@ TEST_F(ChecksumTest, ComparesTypeAndDigitsWhateverTheirCase) {
 TEST(ChecksumCalculator, IsOneWhileSomebodyHoldsIt) {
     ObjectPtr<IChecksumCalculator> first = IChecksumCalculator::create();
     EXPECT_EQ(first, IChecksumCalculator::create());
-    EXPECT_EQ(first->addRef(), 2);
-    EXPECT_EQ(first->release(), 1);
     first = ObjectPtr<IChecksumCalculator>();
     first = IChecksumCalculator::create();
     EXPECT_EQ(first->addRef(), 2);
     EXPECT_EQ(first->release(), 1);
 }
 
-TEST(ChecksumCalculator, ComesAndGoesOnManyThreads) {
-    std::vector<std::thread> threads;
-    threads.reserve(4);
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([] {
+TEST(ChecksumCalculator, IsNeverHandedOutWhileItGoesOnAnotherThread) {
+    std::vector<std::thread> threads(4);
+    for (std::thread& thread : threads)
+        thread = std::thread([] {
             for (int round = 0; round < 200; ++round)
                 EXPECT_TRUE(IChecksumCalculator::create()->fromString(ctMd5, "ab"));
         });

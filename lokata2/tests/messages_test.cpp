@@ -4,16 +4,24 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
-#include <vector>
 
 namespace {
 
 using namespace LK_2_13;
 
-std::string textOf(IFileDoesNotExistMessage& message, char const* fileName) {
+template <class Message>
+std::string rendered(Message& message, bool (Message::*fill)(IMsgContainer&, char const*),
+                     char const* fileName = "/a") {
     MsgContainer container;
-    return message.fillMessage(container, fileName) ? container.get() : "nothing";
+    return (message.*fill)(container, fileName) ? container.get() : "nothing";
+}
+
+template <class Message>
+std::string rendered(Message& message, bool (Message::*fill)(IMsgContainer&)) {
+    MsgContainer container;
+    return (message.*fill)(container) ? container.get() : "nothing";
 }
 
 TEST(MsgContainer, GivesNullForNothingAndForTheEmptyText) {
@@ -30,6 +38,7 @@ TEST(Messages, ComeFromTheCatalogueThatIsThereAtTheCall) {
     test::MessageDirectory const directory;
     ObjectPtr<IMessageMgr> const manager = IMessageMgr::create();
     ObjectPtr<IFileDoesNotExistMessage> const message = manager->getFileDoesNotExistMessage();
+    auto const fill = &IFileDoesNotExistMessage::fillMessage;
 
     MsgContainer container;
     container.put("as it was");
@@ -38,9 +47,9 @@ TEST(Messages, ComeFromTheCatalogueThatIsThereAtTheCall) {
 
     directory.putCommonCatalog(R"({"FileDoesNotExist": "no {arg1}!", "SizeMismatch": "plain",
                                    "FileIsDirectory": "{arg1} stays", "SrcChecksumMismatch": ""})");
-    EXPECT_EQ(textOf(*message, "/a{arg1}"), "no /a{arg1}!");
-    EXPECT_EQ(textOf(*message, ""), "no !");
-    EXPECT_EQ(textOf(*message, nullptr), "no !");
+    EXPECT_EQ(rendered(*message, fill, "/a{arg1}"), "no /a{arg1}!");
+    EXPECT_EQ(rendered(*message, fill, ""), "no !");
+    EXPECT_EQ(rendered(*message, fill, nullptr), "no !");
     EXPECT_TRUE(manager->getSizeMismatchMessage()->fillMessage(container, "/a"));
     EXPECT_STREQ(container.get(), "plain");
     EXPECT_TRUE(manager->getFileIsDirectoryMessage()->fillMessage(container));
@@ -50,40 +59,15 @@ TEST(Messages, ComeFromTheCatalogueThatIsThereAtTheCall) {
     EXPECT_STREQ(container.get(), "{arg1} stays");
 }
 
-template <class Message>
-std::string rendered(Message& message, bool (Message::*fill)(IMsgContainer&, char const*)) {
-    MsgContainer container;
-    return (message.*fill)(container, "/a") ? container.get() : "nothing";
-}
-
-template <class Message>
-std::string rendered(Message& message, bool (Message::*fill)(IMsgContainer&)) {
-    MsgContainer container;
-    return (message.*fill)(container) ? container.get() : "nothing";
-}
-
-TEST(Messages, HaveEachTheirKey) {
-    std::vector<std::string> const keys = {"BinChecksumMismatch", "SymChecksumMismatch",
-                                           "SrcChecksumMismatch", "ModificationTimeMismatch",
-                                           "SizeMismatch",        "SourceFileUpToDate",
-                                           "FileIsDirectory",     "FileIsNotReadable",
-                                           "FileDoesNotExist",    "InvalidSymbolFile",
-                                           "FileArchMismatch",    "FileIsNotABinaryModule",
-                                           "BinFileReadingError", "BinFileUnsupportedFormat",
-                                           "FileIsNotRegular"};
-    std::string catalog = R"({"": "")";
-    for (std::string const& key : keys)
-        catalog.append(R"(, ")").append(key).append(R"(": ")").append(key).append(R"(")");
-    test::MessageDirectory const directory;
-    directory.putCommonCatalog(catalog + "}");
-
+TEST(Messages, StandAllInTheShippedCatalogueUnderTheirOwnKeys) {
     ObjectPtr<IMessageMgr> const manager = IMessageMgr::create();
-    std::vector<std::string> texts;
+    std::set<std::string> texts;
 #define LK_RENDER(Name, parameters)                                                                \
-    texts.push_back(rendered(*manager->get##Name(), &I##Name::fillMessage));
+    texts.insert(rendered(*manager->get##Name(), &I##Name::fillMessage));
     LOKATA2_MESSAGES(LK_RENDER)
 #undef LK_RENDER
-    EXPECT_EQ(texts, keys);
+    EXPECT_EQ(texts.size(), 15U);
+    EXPECT_EQ(texts.count("nothing"), 0U);
 }
 
 /// Of a client: tells how it is counted.
@@ -111,7 +95,9 @@ TEST(MessageMgr, IsOneForTheProcessAndKeepsWhatAClientSets) {
     first->setFileDoesNotExistMessage(ObjectPtr<IFileDoesNotExistMessage>(&own));
     first->setFileDoesNotExistMessage(ObjectPtr<IFileDoesNotExistMessage>(&own));
     EXPECT_EQ(own.m_count, 1);
-    EXPECT_EQ(textOf(*second->getFileDoesNotExistMessage(), "/a"), "mine");
+    EXPECT_EQ(
+        rendered(*second->getFileDoesNotExistMessage(), &IFileDoesNotExistMessage::fillMessage),
+        "mine");
     second->setFileDoesNotExistMessage(original);
     EXPECT_EQ(own.m_count, 0);
 }

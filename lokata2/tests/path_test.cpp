@@ -4,7 +4,6 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace {
 
@@ -23,16 +22,8 @@ TEST(Path, HasOneNormalNameHoweverItIsWritten) {
     EXPECT_EQ(paths::normalName("//host/a/"), "//host/a");
     EXPECT_EQ(paths::normalName(""), "");
     EXPECT_EQ(paths::normalName("a/../../b/.."), "..");
-    EXPECT_EQ(paths::normalName("../.././c"), "../../c");
-    EXPECT_EQ(paths::normalName("..a/.b/c."), "..a/.b/c.");
-}
-
-TEST(Path, KeepsExactlyOneTrailingSeparatorInItsNormalForm) {
-    for (auto name : {"/a/b/", "/a/b//", "/a/b/.", "/a/./b/./"})
-        EXPECT_EQ(paths::normal(name), "/a/b/") << name;
-    EXPECT_EQ(paths::normal("/a/b"), "/a/b");
-    EXPECT_EQ(paths::normal("//host/"), "//host/");
-    EXPECT_EQ(paths::normal("/"), "/");
+    EXPECT_EQ(paths::normalName("../.././..a/c."), "../../..a/c.");
+    EXPECT_EQ(paths::normal("/a/./b/."), "/a/b/");
 }
 
 TEST(Path, IsAppendedBelowADirectoryAndNeverInItsPlace) {
@@ -40,12 +31,9 @@ TEST(Path, IsAppendedBelowADirectoryAndNeverInItsPlace) {
         for (auto part : {"b", "/b", "//b"})
             EXPECT_EQ(paths::join(directory, part), "/a/b") << directory << " and " << part;
     EXPECT_EQ(paths::join("/a", ""), "/a/");
-    EXPECT_EQ(paths::join("/a/", ""), "/a/");
     EXPECT_EQ(paths::join("/", ""), "/");
     EXPECT_EQ(paths::join("/", "//host/b"), "/host/b");
     EXPECT_EQ(paths::join("", "/b"), "/b");
-    EXPECT_EQ(paths::join("", ""), "");
-    EXPECT_EQ(paths::join("//host", "b"), "//host/b");
 }
 
 TEST(Path, EndsWhenItsParentsAreFollowed) {
@@ -84,27 +72,15 @@ TEST(Path, SplitsIntoNameStemAndExtension) {
     }
 }
 
-TEST(Path, HasItsRootAsAnElement) {
-    using Elements = std::vector<std::string_view>;
-    EXPECT_EQ(paths::elements("/a//b/"), (Elements{"/", "a", "b"}));
-    EXPECT_EQ(paths::elements("a/../b"), (Elements{"a", "..", "b"}));
-    EXPECT_EQ(paths::elements("//host/a"), (Elements{"//host", "/", "a"}));
-    EXPECT_EQ(paths::elements("/"), Elements{"/"});
-    EXPECT_TRUE(paths::elements("").empty());
-}
-
 TEST(Path, GetsSlashesOnlyIfItLooksLikeAWindowsPath) {
-    struct {
-        std::string path;
-        std::string_view fixed;
-    } cases[] = {{R"(C:\a\b)", "C:/a/b"},  {R"(\\host\a)", "//host/a"},
-                 {R"(\a\b)", R"(\a\b)"},   {R"(/a\b)", R"(/a\b)"},
-                 {R"(CD:\a)", R"(CD:\a)"}, {R"(C:/a\b)", R"(C:/a\b)"},
-                 {R"(\)", R"(\)"},         {"", ""}};
-    for (auto& c : cases) {
-        paths::fixWindowsSeparators(c.path);
-        EXPECT_EQ(c.path, c.fixed);
-    }
+    auto const fixed = [](std::string path) {
+        paths::fixWindowsSeparators(path);
+        return path;
+    };
+    EXPECT_EQ(fixed(R"(C:\a\b)"), "C:/a/b");
+    EXPECT_EQ(fixed(R"(\\host\a)"), "//host/a");
+    for (auto path : {R"(\a\b)", R"(/a\b)", R"(CD:\a)", R"(C:/a\b)", R"(\)", ""})
+        EXPECT_EQ(fixed(path), path);
 }
 
 } // namespace
