@@ -1,22 +1,17 @@
 #include "lk_search_history.h"
 
+#include "lk_text.h"
+
 #include <tuple>
 
 namespace LK_2_13 {
-
-namespace {
-
-std::string textOf(char const* text) {
-    return text == nullptr ? std::string() : text;
-}
-
-} // namespace
 
 ObjectPtr<ISearchHistory> ISearchHistory::create() {
     return new SearchHistory;
 }
 
-FileAssociation::FileAssociation(char const* resolvedName) : m_resolvedName(textOf(resolvedName)) {}
+FileAssociation::FileAssociation(char const* resolvedName)
+    : m_resolvedName(orEmpty(resolvedName)) {}
 
 char const* FileAssociation::resolvedName() const {
     return m_resolvedName.empty() ? nullptr : m_resolvedName.c_str();
@@ -24,9 +19,9 @@ char const* FileAssociation::resolvedName() const {
 
 SearchHistory::AssociationKey::AssociationKey(char const* fileName, char const* binaryName,
                                               char const* checksum)
-    : m_fileName(textOf(fileName))
-    , m_binaryName(textOf(binaryName))
-    , m_checksum(textOf(checksum)) {}
+    : m_fileName(orEmpty(fileName))
+    , m_binaryName(orEmpty(binaryName))
+    , m_checksum(orEmpty(checksum)) {}
 
 bool SearchHistory::AssociationKey::operator<(AssociationKey const& other) const {
     return std::tie(m_fileName, m_binaryName, m_checksum) <

@@ -1,0 +1,165 @@
+#include "lk_context.h"
+
+#include "lk_log.h"
+#include "lk_path.h"
+#include "lk_text.h"
+
+namespace LK_2_13 {
+
+namespace {
+
+/// Marks a result directory that was set up before. The leading blank keeps it apart from the keys
+/// of clients.
+constexpr char hiddenResultDirKey[] = " hidden_result_dir_key";
+
+char const* orNull(char const* text) {
+    return text != nullptr ? text : "NULL";
+}
+
+} // namespace
+
+LKLock g_resoulutionContextMgrLock;
+ResolutionContextMgr* ResolutionContextMgr::s_instance = nullptr;
+
+BasicResolutionContext::BasicResolutionContext(char const* id) : m_id(orEmpty(id)) {}
+
+BasicResolutionContext::BasicResolutionContext(IResolutionContext const& other)
+    : BasicResolutionContext(other.getUniqueID()) {}
+
+ResolutionContextKey::ResolutionContextKey(IResolutionContext const* context)
+    : m_text(context != nullptr ? idOf(*context) : "") {}
+
+bool ResolutionContextKeyLess::operator()(ResolutionContextKey const& a,
+                                          ResolutionContextKey const& b) const {
+    return utils::compareCanonicalFileNames(a.text().c_str(), b.text().c_str()) < 0;
+}
+
+char const* idOf(IResolutionContext const& context) {
+    return orEmpty(context.getUniqueID());
+}
+
+ObjectPtr<IResolutionContextMgr> IResolutionContextMgr::create() {
+    LKLockWrap const guard(&g_resoulutionContextMgrLock);
+    if (ResolutionContextMgr::s_instance == nullptr)
+        ResolutionContextMgr::s_instance = new ResolutionContextMgr;
+    return ResolutionContextMgr::s_instance;
+}
+
+ResolutionContextMgr::ResolutionContextMgr()
+    : RefCountImpl<IResolutionContextMgr>(&g_resoulutionContextMgrLock) {}
+
+ResolutionContextMgr::~ResolutionContextMgr() {
+    LKLockWrap const guard(&g_resoulutionContextMgrLock);
+    s_instance = nullptr;
+}
+
+bool ResolutionContextMgr::addInheritance(IResolutionContext& child, IResolutionContext& parent) {
+    LK_TRACE();
+    LK_LOG_INFO("Child: " << idOf(child) << " Parent: " << idOf(parent));
+    LKLockWrap const guard(&m_lock);
+    m_parents[ResolutionContextKey(&child)] = new BasicResolutionContext(parent);
+    return true;
+}
+
+ObjectPtr<IResolutionContext> ResolutionContextMgr::getParentContext(IResolutionContext& context) {
+    LKSpinSharedLockWrap const guard(&m_lock);
+    auto const entry = m_parents.find(ResolutionContextKey(&context));
+    return entry == m_parents.end() ? ObjectPtr<IResolutionContext>() : entry->second;
+}
+
+ObjectPtr<IMetadata> ResolutionContextMgr::getMetadataForContext(IResolutionContext& context) {
+    {
+        LKSpinSharedLockWrap const guard(&m_lock);
+        auto const entry = m_metadata.find(ResolutionContextKey(&context));
+        if (entry != m_metadata.end())
+            return entry->second;
+    }
+    return addEmptyMetadata(context);
+}
+
+ObjectPtr<IMetadata> ResolutionContextMgr::addEmptyMetadata(IResolutionContext& context) {
+    LKLockWrap const guard(&m_lock);
+    ObjectPtr<IMetadata> const metadata(new Metadata);
+    m_metadata.emplace(ResolutionContextKey(&context), metadata);
+    return metadata;
+}
+
+ObjectPtr<ISearchDirContainer> ResolutionContextMgr::getSearchDirs(IResolutionContext& context,
+                                                                   char const* key) {
+    return getMetadataForContext(context)->getSearchDirs(key);
+}
+
+std::string ResolutionContextMgr::getArchiveDir(IResolutionContext& context) {
+    return getMetadataForContext(context)->getArchiveDir();
+}
+
+void ResolutionContextMgr::registerSearchDirs(IResolutionContext& context,
+                                              ObjectPtr<ISearchDirContainer> const& container,
+                                              char const* key) {
+    LK_TRACE();
+    LK_LOG_INFO("Context: " << idOf(context) << " Key: " << orNull(key));
+    getMetadataForContext(context)->setSearchDirs(container, key);
+}
+
+void ResolutionContextMgr::registerArchiveDir(IResolutionContext& context, char const* dir) {
+    LK_TRACE();
+    LK_LOG_INFO("Context: " << idOf(context) << " Dir: " << orNull(dir));
+    getMetadataForContext(context)->setArchiveDir(dir);
+}
+
+void ResolutionContextMgr::registerCacheDir(IResolutionContext& context, char const* dir) {
+    LK_TRACE();
+    LK_LOG_INFO("Context: " << idOf(context) << " Dir: " << orNull(dir));
+    getMetadataForContext(context)->setCacheDir(dir);
+}
+
+ObjectPtr<IResolutionContext> ResolutionContextMgr::createUserWideContext() {
+    LK_TRACE();
+    return new BasicResolutionContext(utils::getUserId().c_str());
+}
+
+ObjectPtr<IResolutionContext>
+ResolutionContextMgr::createFileSystemContext(char const* dir, bool addTrailingSeparator) {
+    LK_TRACE();
+    if (dir == nullptr || *dir == '\0') {
+        LK_LOG_INFO("No context created!");
+        return nullptr;
+    }
+    std::string const canonical = utils::getCanonicalName(dir, addTrailingSeparator);
+    LK_LOG_INFO("ContextId: " << dir);
+    if (canonical.empty()) {
+        LK_LOG_INFO("No context created!");
+        return nullptr;
+    }
+    return new BasicResolutionContext(canonical.c_str());
+}
+
+ObjectPtr<IResolutionContext> ResolutionContextMgr::createResultDirectoryContext(char const* dir) {
+    LK_TRACE();
+    if (dir == nullptr)
+        return nullptr;
+    ObjectPtr<IResolutionContext> const context = createFileSystemContext(dir, true);
+    if (!context || getSearchDirs(*context, hiddenResultDirKey))
+        return context;
+    registerArchiveDir(*context, paths::join(dir, "archive").c_str());
+
+    // Symbol files are looked for among the binaries too; a binary is never looked for among the
+    // symbols.
+    struct {
+        search_category_t category;
+        char const* part;
+        bool recursive;
+    } const layout[] = {
+        {scBinaryFiles, "binaries", false}, {scSymbolFiles, "symbols", false},
+        {scSymbolFiles, "binaries", false}, {scSourceFiles, "sources", true},
+        {scAllFiles, "all", true},
+    };
+    ObjectPtr<IEditableSearchDirContainer> const container = IEditableSearchDirContainer::create();
+    for (auto const& [category, part, recursive] : layout)
+        container->addDirectory(category, paths::join(dir, part).c_str(), recursive, true);
+    container->addDirectory(scAllFiles, dir, false, true);
+    registerSearchDirs(*context, container, hiddenResultDirKey);
+    return context;
+}
+
+} // namespace LK_2_13
