@@ -8,6 +8,8 @@ endif()
 
 function(lokata_private_warnings target)
     target_compile_options(${target} PRIVATE
+        # Log lines name source files from the top of the tree, wherever it lies.
+        -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
         -Wall -Wextra -Wpedantic -Wshadow -Wold-style-cast -Woverloaded-virtual
         -Wnon-virtual-dtor -Wcast-qual -Wformat=2 -Wimplicit-fallthrough -Werror)
 endfunction()

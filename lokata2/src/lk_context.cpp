@@ -79,7 +79,7 @@ ObjectPtr<IMetadata> ResolutionContextMgr::getMetadataForContext(IResolutionCont
 
 ObjectPtr<IMetadata> ResolutionContextMgr::addEmptyMetadata(IResolutionContext& context) {
     LKLockWrap const guard(&m_lock);
-    ObjectPtr<IMetadata> const metadata(new Metadata);
+    ObjectPtr<IMetadata> metadata(new Metadata);
     m_metadata.emplace(ResolutionContextKey(&context), metadata);
     return metadata;
 }
@@ -138,7 +138,7 @@ ObjectPtr<IResolutionContext> ResolutionContextMgr::createResultDirectoryContext
     LK_TRACE();
     if (dir == nullptr)
         return nullptr;
-    ObjectPtr<IResolutionContext> const context = createFileSystemContext(dir, true);
+    ObjectPtr<IResolutionContext> context = createFileSystemContext(dir, true);
     if (!context || getSearchDirs(*context, hiddenResultDirKey))
         return context;
     registerArchiveDir(*context, paths::join(dir, "archive").c_str());

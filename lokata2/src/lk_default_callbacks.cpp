@@ -208,7 +208,7 @@ ObjectPtr<IValidFile> DefaultFilesFoundCallback::srcFilesFound(char const* fileN
 
 ObjectPtr<IValidFile>
 DefaultNoFilesFoundCallback::processNoFilesFound(INoFilesFoundHandler& handler) {
-    ObjectPtr<IValidFile> const result = handler.callUserCallback();
+    ObjectPtr<IValidFile> result = handler.callUserCallback();
     if (m_behavior == nfbNoHistory || m_behavior == nfbNoHistoryUpdate)
         return result;
     handler.updateHistory(result ? result->name() : nullptr);

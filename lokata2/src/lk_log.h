@@ -27,6 +27,8 @@ private:
 
 } // namespace LK_2_13
 
+// `text` is a chain of insertions and must not stand in parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define LK_LOG_AT(level, text)                                                                     \
     do {                                                                                           \
         if (::LK_2_13::g_logger.isEnabledFor(level)) {                                             \
@@ -41,6 +43,7 @@ private:
 /// The text of a fault ends with the place that reports it.
 #define LK_LOG_ERROR(text)                                                                         \
     LK_LOG_AT(log4cplus::ERROR_LOG_LEVEL, text << ", at file: " << __FILE__ << ":" << __LINE__)
+// NOLINTEND(bugprone-macro-parentheses)
 /// The trace text is the compiler's full signature of the function.
 #define LK_TRACE()                                                                                 \
     ::LK_2_13::ScopedTrace const lkScopedTrace(__PRETTY_FUNCTION__, __FILE__, __LINE__)

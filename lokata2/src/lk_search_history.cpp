@@ -32,7 +32,7 @@ ObjectPtr<IFileAssociation> SearchHistory::putAssociation(associations_t& associ
                                                           AssociationKey const& key,
                                                           char const* resolvedName) {
     LKLockWrap const guard(&m_lock);
-    ObjectPtr<IFileAssociation> const association(new FileAssociation(resolvedName));
+    ObjectPtr<IFileAssociation> association(new FileAssociation(resolvedName));
     associations[key] = association;
     return association;
 }

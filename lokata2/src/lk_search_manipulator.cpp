@@ -41,7 +41,7 @@ ObjectPtr<TDefault> SearchManipulator::getCallback(callbacks_t<TDefault>& callba
     auto const entry = callbacks.find(clientId);
     if (entry != callbacks.end())
         return entry->second;
-    ObjectPtr<TDefault> const callback(new TDefault(m_pHistory, m_pContext, clientId));
+    ObjectPtr<TDefault> callback(new TDefault(m_pHistory, m_pContext, clientId));
     callbacks.emplace(clientId, callback);
     return callback;
 }

@@ -66,8 +66,11 @@ archive_result_t archiveFile(char const* source, char const* root, char const* c
     // The content is not compared: the checksum in the path stands for it.
     if (fileExists(archivedName.c_str()))
         return afAlreadyArchived;
-    if (!copy(source, archivedName))
+    if (!copy(source, archivedName)) {
+        // A part of a file would read as archived from then on.
+        removeFile(archivedName.c_str());
         return afCopyFailed;
+    }
     if (removeSource)
         removeFile(source);
     return afOk;

@@ -140,6 +140,7 @@ public:
     }
     virtual ~ObjectPtr() { drop(); }
 
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): sameness of the pointers is what counts
     ObjectPtr& operator=(ObjectPtr const& other) {
         if (m_pObject == other.m_pObject)
             return *this;
