@@ -236,13 +236,17 @@ private:
         return known->second;
     }
 
-    /// Files with a build-id or with an executable range are modules; the others are data.
+    /// Files with a build-id or with an executable range are modules; the others are data. A
+    /// debugger leaves unchanged ranges out of the core; a file of several ranges is then taken for
+    /// a module, as data files are mapped in one piece.
     void addModules() {
         std::unordered_set<std::string_view> executable;
         std::unordered_set<std::string_view> identified;
+        std::unordered_set<std::string_view> seen;
         for (auto const& file : m_files) {
             auto const* const segment = segmentAt(file.start);
-            if (segment == nullptr || segment->executable) {
+            bool const again = !seen.insert(file.name).second;
+            if (segment != nullptr ? segment->executable : again || m_segments.empty()) {
                 executable.insert(file.name);
             }
             if (file.file_offset == 0 && !buildIdAt(file.start).empty()) {

@@ -158,10 +158,12 @@ std::optional<Format> detectFormat(std::string_view content) {
 }
 
 Profile readProfile(std::string_view content, ReadOptions const& options) {
+    if (content.empty()) {
+        return failed(0, "the input is empty");
+    }
     auto const format = options.format ? options.format : detectFormat(content);
     if (!format) {
-        return failed(0, content.empty() ? "the input is empty"
-                                         : "the content is of no known kind of profile");
+        return failed(0, "the content is of no known kind of profile");
     }
     switch (*format) {
     case Format::perf_data:

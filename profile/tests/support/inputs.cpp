@@ -1,0 +1,179 @@
+#include "inputs.h"
+
+#include <algorithm>
+
+#include <elf.h>
+#include <zlib.h>
+#include <zstd.h>
+
+namespace lokata::profile::test {
+
+namespace {
+
+constexpr std::size_t c_page = 4096;
+
+std::string note(Bytes out, std::uint32_t type, std::string_view owner, std::string_view content) {
+    out.u32(owner.size() + 1).u32(content.size()).u32(type);
+    return out.text(owner, 4).raw(content).pad(4).content();
+}
+
+/// An ELF header with @p count program headers right behind it.
+Bytes elfHeader(bool wide, bool bigEndian, std::uint16_t type, std::size_t count) {
+    Bytes out(bigEndian);
+    unsigned const word = wide ? 8 : 4;
+    out.raw("\177ELF").u8(wide ? ELFCLASS64 : ELFCLASS32);
+    out.u8(bigEndian ? ELFDATA2MSB : ELFDATA2LSB).u8(EV_CURRENT).padTo(16);
+    out.u16(type).u16(EM_PPC64).u32(EV_CURRENT).integer(0, word);
+    out.integer(wide ? 64 : 52, word).integer(0, word).u32(0);
+    return out.u16(wide ? 64 : 52).u16(wide ? 56 : 32).u16(count).u16(0).u16(0).u16(0);
+}
+
+void programHeader(Bytes& out, bool wide, std::uint32_t type, std::uint32_t flags,
+                   std::uint64_t offset, std::uint64_t address, std::uint64_t size) {
+    unsigned const word = wide ? 8 : 4;
+    out.u32(type);
+    if (wide) {
+        out.u32(flags);
+    }
+    out.integer(offset, word).integer(address, word).integer(0, word);
+    out.integer(size, word).integer(std::max<std::uint64_t>(size, c_page), word);
+    if (!wide) {
+        out.u32(flags);
+    }
+    out.integer(4, word);
+}
+
+PerfFile perfRecords(bool bigEndian) {
+    PerfFile perf(bigEndian);
+    perf.attr(PerfFile::sampleType, {1, 2});
+    perf.mmap(~0U, 0xffff0000, 0x1000, "[kernel.kallsyms]_text", 0, PERF_RECORD_MISC_KERNEL);
+    perf.mountNamespace(1, 77).mountNamespace(9, 78);
+    perf.exec(5, 1).mmap(5, 0x1000, 0x1000, "/usr/bin/app", 2);
+    perf.mmap2(5, 0x3000, 0x1000, "/usr/lib/libx.so", buildId('x'), 0, 2);
+    perf.fork(5, 6, 3).sample(6, 0x1234, 4).sample(5, 0x3456, 5).finishedRound();
+    perf.sample(5, 0xffff0010, 6, PERF_RECORD_MISC_KERNEL);
+    return perf.buildId(buildId('a'), "/usr/bin/app");
+}
+
+std::string compressedPerf() {
+    PerfFile perf;
+    perf.attr(PerfFile::sampleType);
+    auto const packed = zstd(perfRecords(false).records());
+    perf.record(81, 0, Bytes().raw(packed.substr(0, packed.size() / 2)));
+    perf.record(81, 0, Bytes().raw(packed.substr(packed.size() / 2)));
+    return perf.file();
+}
+
+std::string pprof() {
+    PprofFile file;
+    file.unit(1, 2).sample({1, 2}, {5}).sample({2}, {7});
+    file.mapping(1, 3, 4).mapping(2, 5, 0).location(1, 1, 1).location(2, 2, 2);
+    file.function(1, 6).function(2, 6);
+    for (auto const* const text :
+         {"", "samples", "count", "/bin/app", "abcdef0123", "/lib/libx.so", "src/main.cc"}) {
+        file.string(text);
+    }
+    return file.content();
+}
+
+} // namespace
+
+std::string buildId(char first, std::size_t size) {
+    std::string id;
+    for (std::size_t i = 0; i < size; ++i) {
+        id.push_back(static_cast<char>(first + i));
+    }
+    return id;
+}
+
+std::string zstd(std::string_view content) {
+    std::string packed(ZSTD_compressBound(content.size()), '\0');
+    auto* const stream = ZSTD_createCStream();
+    ZSTD_inBuffer in{content.data(), content.size(), 0};
+    ZSTD_outBuffer out{packed.data(), packed.size(), 0};
+    ZSTD_compressStream2(stream, &out, &in, ZSTD_e_flush);
+    ZSTD_freeCStream(stream);
+    return packed.substr(0, out.pos);
+}
+
+std::string gzip(std::string_view content) {
+    z_stream stream{};
+    deflateInit2(&stream, 9, Z_DEFLATED, MAX_WBITS + 16, 8, Z_DEFAULT_STRATEGY);
+    std::string packed(deflateBound(&stream, content.size()), '\0');
+    std::string input(content);
+    stream.next_in = reinterpret_cast<Bytef*>(input.data());
+    stream.avail_in = static_cast<uInt>(input.size());
+    stream.next_out = reinterpret_cast<Bytef*>(packed.data());
+    stream.avail_out = static_cast<uInt>(packed.size());
+    deflate(&stream, Z_FINISH);
+    packed.resize(stream.total_out);
+    deflateEnd(&stream);
+    return packed;
+}
+
+std::string CoreFile::content() const {
+    unsigned const word = wide ? 8 : 4;
+    Bytes list(bigEndian);
+    list.integer(files.size(), word).integer(c_page, word);
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        auto const start = 0x10000 + i * c_page;
+        list.integer(start, word).integer(start + c_page, word).integer(0, word);
+    }
+    for (auto const& file : files) {
+        list.text(file.name);
+    }
+    auto const notes = note(Bytes(bigEndian), NT_FILE, "CORE", list.content());
+    auto out = elfHeader(wide, bigEndian, ET_CORE, files.size() + 1);
+    auto const notesAt = out.size() + (files.size() + 1) * (wide ? 56 : 32);
+    programHeader(out, wide, PT_NOTE, 0, notesAt, 0, notes.size());
+    std::string pages;
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        auto const& file = files[i];
+        auto image = elfHeader(wide, bigEndian, ET_DYN, 1);
+        auto const id = note(Bytes(bigEndian), NT_GNU_BUILD_ID, "GNU", file.build_id);
+        programHeader(image, wide, PT_NOTE, PF_R, 64 + 56, 64 + 56, id.size());
+        image.padTo(64 + 56).raw(id);
+        auto const page = file.build_id.empty() ? std::string() : image.content();
+        programHeader(out, wide, PT_LOAD, PF_R | (file.executable ? PF_X : 0U),
+                      notesAt + notes.size() + pages.size(), 0x10000 + i * c_page, page.size());
+        pages += page;
+    }
+    return out.raw(notes).raw(pages).content();
+}
+
+PprofFile& PprofFile::sample(std::vector<std::uint64_t> const& locations,
+                             std::vector<std::uint64_t> const& values) {
+    Bytes packed;
+    for (auto const id : locations) {
+        packed.varint(id);
+    }
+    auto content = Bytes().varint(1 << 3 | 2).varint(packed.size()).raw(packed.content());
+    for (auto const value : values) {
+        content.varint(2 << 3).varint(value);
+    }
+    return field(2, content.content());
+}
+
+std::vector<Input> const& inputs() {
+    static std::vector<Input> const all{
+        {Format::perf_data, "file", perfRecords(false).file()},
+        {Format::perf_data, "big-endian", perfRecords(true).file()},
+        {Format::perf_data, "pipe", perfRecords(false).pipe()},
+        {Format::perf_data, "compressed", compressedPerf()},
+        {Format::perf_buildid_list, "list", "0123456789abcdef0123 /usr/bin/app\n"},
+        {Format::eu_unstrip, "list",
+         "0x1000+0x2000 abcdef01@0x1010 /usr/bin/app - app\n"
+         "0x7000+0x1000 - . - linux-vdso.so.1\n"},
+        {Format::maps, "list",
+         "1000-2000 r-xp 00000000 fe:00 12 /usr/bin/a\\012b (deleted)\n"
+         "2000-3000 rw-p 00000000 00:00 0 [heap]\n"},
+        {Format::path_list, "list", "/usr/bin/app\nlibx.so\n"},
+        {Format::core, "wide", CoreFile{true, false, {{"/bin/app", buildId('c')}}}.content()},
+        {Format::core, "narrow", CoreFile{false, true, {{"/bin/app", buildId('c')}}}.content()},
+        {Format::pprof, "plain", pprof()},
+        {Format::pprof, "gzipped", gzip(pprof())},
+    };
+    return all;
+}
+
+} // namespace lokata::profile::test

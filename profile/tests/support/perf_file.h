@@ -1,0 +1,176 @@
+#pragma once
+
+#include "bytes.h"
+
+#include <map>
+#include <vector>
+
+#include <linux/perf_event.h>
+
+namespace lokata::profile::test {
+
+/// Writes perf.data content record by record.
+class PerfFile {
+public:
+    static constexpr std::uint64_t sampleType = PERF_SAMPLE_IP | PERF_SAMPLE_TID | PERF_SAMPLE_TIME;
+
+    explicit PerfFile(bool bigEndian = false) : m_bigEndian(bigEndian), m_data(bigEndian) {}
+
+    PerfFile& attr(std::uint64_t type, std::vector<std::uint64_t> ids = {}) {
+        m_attrs.push_back({type, std::move(ids)});
+        return *this;
+    }
+
+    PerfFile& record(std::uint32_t type, std::uint16_t misc, Bytes const& payload) {
+        m_data.u32(type).u16(misc).u16(8 + payload.size()).raw(payload.content());
+        return *this;
+    }
+
+    PerfFile& mmap(std::uint32_t pid, std::uint64_t start, std::uint64_t length,
+                   std::string_view name, std::uint64_t time = 0,
+                   std::uint16_t misc = PERF_RECORD_MISC_USER) {
+        return record(PERF_RECORD_MMAP, misc,
+                      trailer(make().u32(pid).u32(pid).u64(start).u64(length).u64(0).text(name, 8),
+                              pid, time));
+    }
+
+    PerfFile& mmap2(std::uint32_t pid, std::uint64_t start, std::uint64_t length,
+                    std::string_view name, std::string_view buildId, std::uint64_t inode = 0,
+                    std::uint64_t time = 0) {
+        auto payload = make().u32(pid).u32(pid).u64(start).u64(length).u64(0);
+        if (buildId.empty()) {
+            payload.u32(8).u32(1).u64(inode).u64(0);
+        } else {
+            auto const end = payload.size() + 24;
+            payload.u8(buildId.size()).u8(0).u16(0).raw(buildId).padTo(end);
+        }
+        payload.u32(5).u32(2).text(name, 8);
+        auto const misc = PERF_RECORD_MISC_USER | (buildId.empty() ? 0 : c_buildIdMisc);
+        return record(PERF_RECORD_MMAP2, static_cast<std::uint16_t>(misc),
+                      trailer(payload, pid, time));
+    }
+
+    PerfFile& sample(std::uint32_t pid, std::uint64_t address, std::uint64_t time = 0,
+                     std::uint16_t misc = PERF_RECORD_MISC_USER) {
+        return record(PERF_RECORD_SAMPLE, misc, make().u64(address).u32(pid).u32(pid).u64(time));
+    }
+
+    PerfFile& fork(std::uint32_t parent, std::uint32_t child, std::uint64_t time = 0) {
+        return record(
+            PERF_RECORD_FORK, 0,
+            trailer(make().u32(child).u32(parent).u32(child).u32(parent).u64(time), child, time));
+    }
+
+    PerfFile& exec(std::uint32_t pid, std::uint64_t time = 0) {
+        return record(PERF_RECORD_COMM, PERF_RECORD_MISC_COMM_EXEC,
+                      trailer(make().u32(pid).u32(pid).text("comm", 8), pid, time));
+    }
+
+    PerfFile& mountNamespace(std::uint32_t pid, std::uint64_t inode) {
+        auto payload = make().u32(pid).u32(pid).u64(7);
+        for (int i = 0; i < 7; ++i) {
+            payload.u64(4).u64(i == 5 ? inode : 99);
+        }
+        return record(PERF_RECORD_NAMESPACES, 0, trailer(payload, pid, 0));
+    }
+
+    PerfFile& finishedRound() { return record(68, 0, make()); }
+
+    /// A build-id for the feature section of file mode.
+    PerfFile& buildId(std::string_view id, std::string_view name,
+                      std::uint16_t misc = PERF_RECORD_MISC_USER) {
+        auto payload = make().u32(~0U).raw(id).padTo(24).u8(id.size()).padTo(28).text(name, 8);
+        m_buildIds += make().u32(0).u16(misc | 1U << 15).u16(8 + payload.size()).content() +
+                      payload.content();
+        return *this;
+    }
+
+    std::string const& records() const { return m_data.content(); }
+    Bytes make() const { return Bytes(m_bigEndian); }
+
+    /// Adds the sample_id that every record but a sample ends with.
+    Bytes trailer(Bytes payload, std::uint32_t pid, std::uint64_t time) const {
+        return payload.u32(pid).u32(pid).u64(time);
+    }
+
+    /// The whole in file mode. @p finished: false as perf leaves it when it is killed.
+    std::string file(bool finished = true) const {
+        constexpr std::size_t header = 104;
+        auto ids = make();
+        auto attrs = make();
+        auto const attrsAt = header;
+        auto const idsAt = attrsAt + m_attrs.size() * (attrSize + 16);
+        for (auto const& one : m_attrs) {
+            attrs.raw(attrBytes(one.type)).u64(idsAt + ids.size()).u64(8 * one.ids.size());
+            for (auto const id : one.ids) {
+                ids.u64(id);
+            }
+        }
+        auto const dataAt = idsAt + ids.size();
+        auto head = make();
+        head.raw(magic()).u64(header).u64(attrSize + 16);
+        head.u64(attrsAt).u64(attrs.size()).u64(dataAt).u64(finished ? m_data.size() : 0);
+        head.u64(0).u64(0);
+        head.u64(finished ? 1U << 2 | 1U << 4 : 0).u64(0).u64(0).u64(0);
+        head.raw(attrs.content()).raw(ids.content()).raw(m_data.content());
+        if (finished) {
+            auto const release = make().u32(8).raw("6.1.0-x").content();
+            auto const at = head.size() + 32;
+            head.u64(at).u64(m_buildIds.size()).u64(at + m_buildIds.size()).u64(release.size());
+            head.raw(m_buildIds).raw(release);
+        }
+        return head.content();
+    }
+
+    /// The whole in pipe mode.
+    std::string pipe() const {
+        PerfFile all(m_bigEndian);
+        for (auto const& one : m_attrs) {
+            auto payload = make().raw(attrBytes(one.type));
+            for (auto const id : one.ids) {
+                payload.u64(id);
+            }
+            all.record(64, 0, payload);
+        }
+        all.record(80, 0, make().u64(4).u32(8).text("6.1.0-x"));
+        auto content = make().raw(magic()).u64(16).raw(all.records()).raw(records());
+        for (std::size_t at = 0; at < m_buildIds.size();) {
+            // The type is the one thing that differs from the records of the feature.
+            auto const size = static_cast<unsigned char>(m_buildIds[at + (m_bigEndian ? 7 : 6)]);
+            content.u32(67).raw(std::string_view(m_buildIds).substr(at + 4, size - 4U));
+            at += size;
+        }
+        return content.content();
+    }
+
+private:
+    struct Attr {
+        std::uint64_t type;
+        std::vector<std::uint64_t> ids;
+    };
+    static constexpr std::size_t attrSize = 64;
+    static constexpr unsigned c_buildIdMisc = PERF_RECORD_MISC_MMAP_BUILD_ID;
+
+    std::string_view magic() const { return m_bigEndian ? "2ELIFREP" : "PERFILE2"; }
+
+    std::string attrBytes(std::uint64_t type) const {
+        auto const sampleIdAll = m_bigEndian ? 1ULL << (63 - 18) : 1ULL << 18;
+        return make()
+            .u32(1)
+            .u32(attrSize)
+            .u64(0)
+            .u64(0)
+            .u64(type)
+            .u64(0)
+            .u64(sampleIdAll)
+            .padTo(attrSize)
+            .content();
+    }
+
+    bool m_bigEndian;
+    Bytes m_data;
+    std::vector<Attr> m_attrs;
+    std::string m_buildIds;
+};
+
+} // namespace lokata::profile::test
