@@ -56,21 +56,25 @@ ResolutionContextMgr::~ResolutionContextMgr() {
 bool ResolutionContextMgr::addInheritance(IResolutionContext& child, IResolutionContext& parent) {
     LK_TRACE();
     LK_LOG_INFO("Child: " << idOf(child) << " Parent: " << idOf(parent));
+    ResolutionContextKey const key(&child);
+    ObjectPtr<IResolutionContext> const copy(new BasicResolutionContext(parent));
     LKLockWrap const guard(&m_lock);
-    m_parents[ResolutionContextKey(&child)] = new BasicResolutionContext(parent);
+    m_parents[key] = copy;
     return true;
 }
 
 ObjectPtr<IResolutionContext> ResolutionContextMgr::getParentContext(IResolutionContext& context) {
+    ResolutionContextKey const key(&context);
     LKSpinSharedLockWrap const guard(&m_lock);
-    auto const entry = m_parents.find(ResolutionContextKey(&context));
+    auto const entry = m_parents.find(key);
     return entry == m_parents.end() ? ObjectPtr<IResolutionContext>() : entry->second;
 }
 
 ObjectPtr<IMetadata> ResolutionContextMgr::getMetadataForContext(IResolutionContext& context) {
+    ResolutionContextKey const key(&context);
     {
         LKSpinSharedLockWrap const guard(&m_lock);
-        auto const entry = m_metadata.find(ResolutionContextKey(&context));
+        auto const entry = m_metadata.find(key);
         if (entry != m_metadata.end())
             return entry->second;
     }
@@ -78,9 +82,10 @@ ObjectPtr<IMetadata> ResolutionContextMgr::getMetadataForContext(IResolutionCont
 }
 
 ObjectPtr<IMetadata> ResolutionContextMgr::addEmptyMetadata(IResolutionContext& context) {
-    LKLockWrap const guard(&m_lock);
+    ResolutionContextKey const key(&context);
     ObjectPtr<IMetadata> metadata(new Metadata);
-    m_metadata.emplace(ResolutionContextKey(&context), metadata);
+    LKLockWrap const guard(&m_lock);
+    m_metadata.emplace(key, metadata);
     return metadata;
 }
 

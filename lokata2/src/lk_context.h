@@ -104,7 +104,7 @@ private:
     std::map<ResolutionContextKey, ObjectPtr<IResolutionContext>, ResolutionContextKeyLess>
         m_parents;
     /// Guards both maps, for the operation on the map only: never held across a call into a
-    /// metadata.
+    /// metadata or a context of a client.
     LKSpinSharedLock m_lock;
 };
 

@@ -13,10 +13,25 @@ typename TMap::mapped_type valueOf(TMap const& map, std::string const& key) {
     return entry == map.end() ? typename TMap::mapped_type() : entry->second;
 }
 
+/// The old value may be the last reference to an object of a client. It goes after the lock, so
+/// that no destructor of a client runs under it.
+template <class T>
+void replaceValue(std::map<std::string, ObjectPtr<T>>& map, std::string const& key,
+                  ObjectPtr<T> const& value, ILock& lock) {
+    ObjectPtr<T> old;
+    LKLockWrap const guard(&lock);
+    ObjectPtr<T>& slot = map[key];
+    old = slot;
+    slot = value;
+}
+
 } // namespace
 
 SearchDirKeyIterator::SearchDirKeyIterator(search_dirs_t const& searchDirs, ISpinSharedLock* lock)
-    : m_searchDirs(searchDirs), m_current(searchDirs.begin()), m_pLock(lock) {}
+    : m_searchDirs(searchDirs), m_pLock(lock) {
+    m_pLock->sharedLock();
+    m_current = m_searchDirs.begin();
+}
 
 SearchDirKeyIterator::~SearchDirKeyIterator() {
     m_pLock->sharedUnlock();
@@ -43,12 +58,10 @@ ObjectPtr<ISearchDirContainer> Metadata::getSearchDirs(char const* key) {
 }
 
 void Metadata::setSearchDirs(ObjectPtr<ISearchDirContainer> const& container, char const* key) {
-    LKLockWrap const guard(&m_lock);
-    m_searchDirs[requiredText(key)] = container;
+    replaceValue(m_searchDirs, requiredText(key), container, m_lock);
 }
 
 ObjectPtr<ISearchDirKeyIterator> Metadata::searchDirsKeyIterator() {
-    m_lock.sharedLock();
     return new SearchDirKeyIterator(m_searchDirs, &m_lock);
 }
 
@@ -108,8 +121,7 @@ std::string Metadata::getCacheDir() {
 
 void Metadata::setCapturedSearchDirs(std::string const& key,
                                      ObjectPtr<ICapturedSearchDirs> captured) {
-    LKLockWrap const guard(&m_lock);
-    m_capturedSearchDirs[key] = captured;
+    replaceValue(m_capturedSearchDirs, key, captured, m_lock);
 }
 
 ObjectPtr<ICapturedSearchDirs> Metadata::getCapturedSearchDirs(std::string const& key) {
@@ -131,8 +143,7 @@ IFileRetriever* Metadata::getFileRetriever(std::string const& key) {
 
 void Metadata::registerSearchStepsConfigurator(char const* key,
                                                ObjectPtr<ISearchStepsConfigurator> configurator) {
-    LKLockWrap const guard(&m_lock);
-    m_searchStepsConfigurators[requiredText(key)] = configurator;
+    replaceValue(m_searchStepsConfigurators, requiredText(key), configurator, m_lock);
 }
 
 ObjectPtr<ISearchStepsConfigurator> Metadata::getSearchStepsConfigurator(char const* key) {
@@ -151,8 +162,7 @@ herald2::IMessenger* Metadata::getMessenger(char const* key) {
 }
 
 void Metadata::registerEnvironmentInfo(char const* key, ObjectPtr<IEnvironmentInfo> info) {
-    LKLockWrap const guard(&m_lock);
-    m_environmentInfos[requiredText(key)] = info;
+    replaceValue(m_environmentInfos, requiredText(key), info, m_lock);
 }
 
 ObjectPtr<IEnvironmentInfo> Metadata::getEnvironmentInfo(char const* key) {

@@ -82,7 +82,7 @@ class SearchDirKeyIterator : public RefCountImpl<ISearchDirKeyIterator> {
 public:
     using search_dirs_t = std::map<std::string, ObjectPtr<ISearchDirContainer>>;
 
-    /// The caller holds `lock` shared; the hold passes to the iterator.
+    /// Takes `lock` shared, for as long as it lives. Both belong to a metadata that outlives it.
     SearchDirKeyIterator(search_dirs_t const& searchDirs, ISpinSharedLock* lock);
     ~SearchDirKeyIterator() override;
 
