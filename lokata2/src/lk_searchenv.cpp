@@ -1,7 +1,14 @@
 #include "lk_searchenv.h"
 
+#include <lokata2/search_dir_chain.h>
+
 #include "lk_searchenv_dirs.h"
 #include "lk_text.h"
+
+#include <brace/debug.h>
+
+#include <utility>
+#include <vector>
 
 namespace LK_2_13 {
 
@@ -10,6 +17,21 @@ namespace {
 ObjectPtr<ISearchDirIterator> enumerateIn(ObjectPtr<ISearchDirContainer> const& container,
                                           search_category_t category) {
     return container ? container->enumerate(category) : nullptr;
+}
+
+/// The word of a category on the command line; null for an invalid one.
+char const* commandLineWord(search_category_t category) {
+    switch (category) {
+    case scBinaryFiles:
+        return "bin";
+    case scSymbolFiles:
+        return "sym";
+    case scSourceFiles:
+        return "src";
+    case scAllFiles:
+        return "all";
+    }
+    return nullptr;
 }
 
 } // namespace
@@ -97,6 +119,26 @@ std::string dump(ObjectPtr<ISearchEnv> const& env, search_category_t category) {
         });
     }
     return text += "]";
+}
+
+toolbelt2::generic_iterator_t<std::string>
+getSearchDirCommandLine(search_category_t category, ObjectPtr<ISearchDirIterator> const& iterator) {
+    char const* const word = commandLineWord(category);
+    if (word == nullptr)
+        BRACE_2_18::debug::report("Invalid category", __FILE__, __func__);
+    if (word == nullptr || !iterator)
+        return {};
+    std::vector<std::string> result;
+    forEachDirectory(*iterator, [&](char const* name, bool recursive, bool priority) {
+        std::string item = word;
+        if (recursive || priority)
+            item.append(":").append(recursive ? "r" : "").append(priority ? "p" : "");
+        item.append("=").append(orEmpty(name));
+        if (item.back() == '\\')
+            item.pop_back();
+        result.push_back(std::move(item));
+    });
+    return toolbelt2::generic_iterator_t<std::string>(std::move(result));
 }
 
 } // namespace LK_2_13

@@ -22,7 +22,8 @@ public:
 
 /// The search directories of an environment, frozen. `enumerate` gives the stored iterator itself:
 /// there is one cursor for each category, shared by all who ask, so `reset` it first and walk it on
-/// one thread at a time. The category must be one of the four values.
+/// one thread at a time. A chain that holds a set made from an environment of the library walks
+/// cursors of its own. The category must be one of the four values; any other gives null.
 class LOKATA2_EXPORT ICapturedSearchDirs : public ISearchDirContainer {
 public:
     /// Takes one enumeration of each category now. A null environment makes an empty set. The
@@ -32,8 +33,8 @@ public:
 
 /// The directories as command-line arguments: "bin", "sym", "src" or "all", then ":" with "r"
 /// (recursive) and "p" (high priority) if set, "=" and the name, less one backslash at its end.
-/// `iterator` must not be null; it is reset first. An invalid category is reported as an impossible
-/// state and gives an empty list.
+/// `iterator` is reset first; null reads as an empty list. An invalid category is reported as an
+/// impossible state and gives an empty list.
 LOKATA2_EXPORT toolbelt2::generic_iterator_t<std::string>
 getSearchDirCommandLine(search_category_t category, ObjectPtr<ISearchDirIterator> const& iterator);
 
