@@ -1,6 +1,7 @@
 #include "lk_search_impl.h"
 
 #include "lk_log.h"
+#include "lk_search_kernel.h"
 #include "lk_search_types.h"
 
 #include <brace/debug.h>
@@ -99,7 +100,15 @@ bool FoundFilesLazyIterator::validateAndAdd(char const* fileName, unsigned int s
         return false;
     }
 
-    ObjectPtr<IValidatedFile> const validated = m_validator.validateInternal(fileName, step);
+    ObjectPtr<IValidatedFile> validated = m_validator.validateInternal(fileName, step);
+    std::string unpackedKernel;
+    if (validated->validFile() && isCompressedKernelName(fileName)) {
+        if (!substituteKernelImage(m_validator, fileName, step, validated, unpackedKernel))
+            return false;
+        if (!unpackedKernel.empty())
+            fileName = unpackedKernel.c_str();
+    }
+
     if (ObjectPtr<IValidFile> const valid = validated->validFile())
         return addValid(valid, fileName);
     addInvalid(validated->invalidFile(), fileName);

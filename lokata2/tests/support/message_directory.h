@@ -16,11 +16,12 @@ public:
     MessageDirectory(MessageDirectory const&) = delete;
     MessageDirectory& operator=(MessageDirectory const&) = delete;
 
-    /// Makes "lokata_common" out of a JSON object. Once only: a catalogue that was read is kept.
-    void putCommonCatalog(std::string_view json) const {
-        m_tree.file("lokata_common.en.json", json);
+    /// Makes a catalogue out of a JSON object. Once only: a catalogue that was read is kept.
+    void putCatalog(std::string const& name, std::string_view json) const {
+        m_tree.file(name + ".en.json", json);
         optstore2::setMessageDirectory(m_tree.root().c_str());
     }
+    void putCommonCatalog(std::string_view json) const { putCatalog("lokata_common", json); }
 
 private:
     TempTree m_tree;
