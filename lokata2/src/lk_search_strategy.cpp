@@ -3,6 +3,7 @@
 #include "lk_log.h"
 #include "lk_path.h"
 #include "lk_search_steps_config.h"
+#include "lk_searchenv_dirs.h"
 #include "lk_text.h"
 
 #include <lokata2/utils.h>
@@ -13,19 +14,11 @@ namespace {
 
 constexpr char const* guestMarker = "[guest]";
 
-/// Calls `use` for each record of a list that may be null.
-template <class Use>
-void forEachRecord(ObjectPtr<ISearchDirIterator> const& iterator, Use use) {
-    if (!iterator)
-        return;
-    iterator->reset();
-    char const* name = nullptr;
-    bool recursive = false;
-    bool highPriority = false;
-    while (iterator->getCurrentRecord(name, recursive, highPriority)) {
-        use(name, recursive, highPriority);
-        iterator->next();
-    }
+/// A list may be null.
+template <class Visit>
+void forEachDirectory(ObjectPtr<ISearchDirIterator> const& iterator, Visit visit) {
+    if (iterator)
+        LK_2_13::forEachDirectory(*iterator, visit);
 }
 
 } // namespace
@@ -43,8 +36,8 @@ bool BasicFileSearchStrategy::findInArchiveDirs(ISearchResultsContainer& results
     auto const add = [&](char const* name, bool, bool) {
         finder.addSearchDirectory(paths::join(name, bare).c_str(), true);
     };
-    forEachRecord(m_pSearchEnv->archiveDirs(getCategorySpecific()), add);
-    forEachRecord(m_pSearchEnv->archiveDirs(scAllFiles), add);
+    forEachDirectory(m_pSearchEnv->archiveDirs(getCategorySpecific()), add);
+    forEachDirectory(m_pSearchEnv->archiveDirs(scAllFiles), add);
     return finder.find(bare.c_str(), results);
 }
 
@@ -139,7 +132,7 @@ bool BasicFileSearchStrategy::findInSearchDirs(ISearchResultsContainer& results,
                                                ObjectPtr<ISearchDirIterator> const& iterator,
                                                bool highPriority) {
     FilesFinder finder(highPriority ? ssHighPrioritySearchDirs : ssLowPrioritySearchDirs, this);
-    forEachRecord(iterator, [&](char const* name, bool recursive, bool priority) {
+    forEachDirectory(iterator, [&](char const* name, bool recursive, bool priority) {
         if (priority == highPriority)
             finder.addSearchDirectory(name, recursive);
     });
