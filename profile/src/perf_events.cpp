@@ -128,8 +128,10 @@ void PerfDecoder::decodeMap(PerfRecord const& record, PerfEvent& event, Cursor& 
             auto const id = in.bytes(20);
             event.mapping->build_id = id.substr(0, size);
         } else {
+            Cursor number = in;
+            number.skip(8);
+            bool const isFile = number.u64() != 0;
             auto const inode = in.bytes(24);
-            bool const isFile = inode.substr(8, 8).find_first_not_of('\0') != inode.npos;
             event.mapping->inode = isFile ? inode : std::string_view{};
         }
         in.skip(8);
