@@ -1,0 +1,129 @@
+#include "lk_context.h"
+#include "support/dir_records.h"
+
+#include <herald2/messenger.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace LK_2_13 {
+namespace {
+
+constexpr int rounds = 60;
+
+class Policy : public IConfidenceLevelPolicyCallback {
+public:
+    ~Policy() override { disconnectHandlers(); }
+    confidence_level_t getConfidenceLevel(search_category_t, unsigned int) override {
+        return m_level;
+    }
+
+private:
+    confidence_level_t m_level = clReject;
+};
+
+class Messenger : public herald2::IMessenger {
+public:
+    void message(herald2::message_kind_t, char const*) override {}
+};
+
+void runAtOnce(std::vector<std::function<void()>> const& jobs) {
+    std::vector<std::thread> threads;
+    threads.reserve(jobs.size());
+    for (auto const& job : jobs)
+        threads.emplace_back(job);
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+TEST(ContextThreads, RegisterCaptureAndAssembleAtOnce) {
+    auto const manager = IResolutionContextMgr::create();
+    auto const child = manager->createFileSystemContext("/child", false);
+    auto const parent = manager->createFileSystemContext("/parent", false);
+    auto const dirs = IEditableSearchDirContainer::create();
+    dirs->addDirectory(scBinaryFiles, "/always", true, true);
+    manager->registerSearchDirs(*parent, dirs, "always");
+    manager->addInheritance(*child, *parent);
+    manager->registerArchiveDir(*child, "/archive");
+
+    Messenger messenger;
+    auto const assemble = [&] {
+        for (int i = 0; i < rounds; ++i) {
+            auto const env = manager->createSearchEnv(*child, "client", nullptr);
+            std::string const found = test::dirsOf(env->searchDirs(scBinaryFiles));
+            EXPECT_NE(found.find("/always rp;"), std::string::npos) << found;
+            auto* const holder = env->confidenceLevelPolicyCallback();
+            CallbackAccessor<IConfidenceLevelPolicyCallback> const accessor(*holder);
+            if (auto* const policy = accessor.get()) {
+                EXPECT_EQ(policy->getConfidenceLevel(scBinaryFiles, 0), clReject);
+            }
+        }
+    };
+    auto const registerThings = [&] {
+        for (int i = 0; i < rounds; ++i) {
+            std::string const name = "/dir" + std::to_string(i);
+            auto const more = IEditableSearchDirContainer::create();
+            more->addDirectory(scBinaryFiles, name.c_str(), false, false);
+            manager->registerSearchDirs(*child, more, "own");
+            dirs->addDirectory(scBinaryFiles, name.c_str(), false, false);
+            manager->registerArchiveDir(*child, name.c_str());
+            manager->registerMessenger(*child, "client", i % 2 == 0 ? &messenger : nullptr);
+            manager->registerEnvironmentInfo(*child, "", IEditableEnvironmentInfo::create());
+            manager->addInheritance(*child, *parent);
+        }
+    };
+    auto const capture = [&] {
+        for (int i = 0; i < rounds; ++i) {
+            manager->captureSearchDirs(*(i % 2 == 0 ? parent : child), "client");
+            manager->releaseSearchDirs(*(i % 3 == 0 ? parent : child), "client");
+        }
+    };
+    auto const comeAndGo = [&] {
+        for (int i = 0; i < rounds; ++i) {
+            Policy policy;
+            manager->registerConfidenceLevelPolicyCallback(*child, "client", &policy);
+        }
+    };
+    runAtOnce({assemble, assemble, registerThings, capture, comeAndGo});
+}
+
+TEST(ContextThreads, SearchUnderOneCaptureWithCursorsOfTheirOwn) {
+    auto const manager = IResolutionContextMgr::create();
+    auto const context = manager->createFileSystemContext("/captured", false);
+    auto const dirs = IEditableSearchDirContainer::create();
+    for (char const* name : {"/a", "/b", "/c"})
+        dirs->addDirectory(scBinaryFiles, name, false, false);
+    manager->registerSearchDirs(*context, dirs, "key");
+    manager->captureSearchDirs(*context, "client");
+    auto const walk = [&] {
+        for (int i = 0; i < rounds; ++i) {
+            auto const env = manager->createSearchEnv(*context, "client", nullptr);
+            EXPECT_EQ(test::dirsOf(env->searchDirs(scBinaryFiles)), "/a ;/b ;/c ;");
+        }
+    };
+    runAtOnce({walk, walk});
+}
+
+TEST(ContextThreads, NeverMeetAManagerThatIsGoing) {
+    for (int i = 0; i < rounds; ++i) {
+        auto last = IResolutionContextMgr::create();
+        ObjectPtr<IResolutionContextMgr> met;
+        std::thread leaver;
+        {
+            LKLockWrap const guard(&g_resoulutionContextMgrLock);
+            leaver = std::thread([&] { last = nullptr; });
+            for (int turn = 0; turn < 100; ++turn)
+                std::this_thread::yield();
+            met = IResolutionContextMgr::create();
+        }
+        leaver.join();
+        ASSERT_EQ(met.get(), IResolutionContextMgr::create().get());
+    }
+}
+
+} // namespace
+} // namespace LK_2_13
