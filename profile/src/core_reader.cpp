@@ -19,7 +19,7 @@ namespace {
 
 /// As much of a mapped file as is searched for its notes. The kernel dumps at least the first
 /// page of an ELF file, and linkers put the notes there.
-constexpr std::uint64_t c_window = 64 * 1024;
+constexpr std::uint64_t c_window = 64UL * 1024;
 constexpr std::uint64_t c_page = 4096;
 /// Segments that are looked at for notes; real files have one to three.
 constexpr std::size_t c_maxHeaders = 64;

@@ -19,7 +19,7 @@ Unpacked gunzip(std::string_view packed, std::uint64_t limit) {
         return result;
     }
     std::unique_ptr<z_stream, int (*)(z_stream*)> const guard(&stream, inflateEnd);
-    std::vector<char> block(256 * 1024);
+    std::vector<char> block(256UL * 1024);
     std::size_t position = 0;
     while (position < packed.size()) {
         auto const given =

@@ -186,11 +186,13 @@ std::optional<PerfEvent> PerfDecoder::decode(PerfRecord const& record, bool& dam
         event.cpu_mode = PERF_RECORD_MISC_KERNEL;
         event.address = in.u64();
         event.length = in.u32();
-        in.skip(2);
+        auto const symbolType = in.u16();
         auto const flags = in.u16();
         event.kind = (flags & PERF_RECORD_KSYMBOL_FLAGS_UNREGISTER) != 0 ? PerfEvent::Kind::unmap
                                                                          : PerfEvent::Kind::map;
         event.mapping = std::make_unique<PerfMapping>();
+        event.mapping->kind =
+            symbolType == PERF_RECORD_KSYMBOL_TYPE_BPF ? ModuleKind::bpf : ModuleKind::anonymous;
         event.mapping->name = in.text();
         break;
     }

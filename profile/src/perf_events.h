@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cursor.h"
+#include "profile/profile.h"
 
 #include <cstdint>
 #include <memory>
@@ -28,8 +29,9 @@ struct PerfRecord {
 /// A file mapped into an address space.
 struct PerfMapping {
     std::string name;
-    std::string build_id; ///< Raw bytes; empty when the record carries none.
-    std::string inode;    ///< Device and inode, as raw bytes; empty when the record carries none.
+    std::optional<ModuleKind> kind; ///< Empty: told by the name.
+    std::string build_id;           ///< Raw bytes; empty when the record carries none.
+    std::string inode; ///< Device and inode, as raw bytes; empty when the record carries none.
 };
 
 /// A record in the form in which it is applied, free of the input.

@@ -188,7 +188,7 @@ bool PerfSession::makeWritable(Space& space) {
 /// The same file in two mount namespaces is one module; two files of one name are two.
 std::uint32_t PerfSession::moduleOf(PerfEvent const& event, std::uint64_t mountNamespace) {
     auto const& mapping = *event.mapping;
-    auto const kind = kindOf(mapping.name, event.cpu_mode);
+    auto const kind = mapping.kind.value_or(kindOf(mapping.name, event.cpu_mode));
     ModuleKey const key{withoutStartSymbol(mapping.name, kind), kind, mapping.build_id,
                         mountNamespace};
     auto const& identity = mapping.build_id.empty() ? mapping.inode : mapping.build_id;
@@ -197,8 +197,10 @@ std::uint32_t PerfSession::moduleOf(PerfEvent const& event, std::uint64_t mountN
     }
     auto const known = m_files.find(identity + mapping.name);
     if (known != m_files.end()) {
-        if (m_builder.profile().modules[known->second].mount_namespace != mountNamespace) {
-            m_alsoIn.emplace(known->second, mountNamespace);
+        if (m_builder.profile().modules[known->second].mount_namespace != mountNamespace &&
+            m_fileBytes <= m_builder.options().max_names) {
+            bool const isNew = m_alsoIn.emplace(known->second, mountNamespace).second;
+            m_fileBytes += isNew ? sizeof(std::string) : 0;
         }
         return known->second;
     }
@@ -363,11 +365,12 @@ void PerfSession::applyBuildIds() {
         return std::to_string(static_cast<int>(kind)) +
                std::string(kind == ModuleKind::kernel ? std::string_view{} : name);
     };
-    for (std::uint32_t i = 0; i < modules.size(); ++i) {
-        if (modules[i].build_id.empty()) {
-            auto& entry = open[keyOf(modules[i].name, modules[i].kind)];
-            // The recording machine's own file comes first in line.
-            entry.insert(modules[i].mount_namespace == 0 ? entry.end() : entry.begin(), i);
+    // Served from the back: the recording machine's own files first, each in order of appearance.
+    for (bool const own : {false, true}) {
+        for (auto i = static_cast<std::uint32_t>(modules.size()); i-- > 0;) {
+            if (modules[i].build_id.empty() && (modules[i].mount_namespace == 0) == own) {
+                open[keyOf(modules[i].name, modules[i].kind)].push_back(i);
+            }
         }
     }
     for (auto const& one : m_buildIds) {

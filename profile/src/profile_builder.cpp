@@ -8,7 +8,7 @@ namespace lokata::profile {
 namespace {
 
 constexpr std::size_t c_maxErrors = 100;
-constexpr std::size_t c_maxName = 64 * 1024;
+constexpr std::size_t c_maxName = 64UL * 1024;
 constexpr std::size_t c_maxBuildId = 64;
 
 ModuleKey keyOf(Module const& one) {

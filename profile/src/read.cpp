@@ -74,7 +74,7 @@ private:
 
 /// Reads to the end or to @p limit. The error number of a failed read, or 0.
 int readStream(int file, std::uint64_t limit, std::string& content) {
-    std::array<char, 64 * 1024> block{};
+    std::array<char, 64UL * 1024> block{};
     while (content.size() < limit) {
         auto const wanted = std::min<std::uint64_t>(block.size(), limit - content.size());
         auto const got = ::read(file, block.data(), wanted);

@@ -7,7 +7,7 @@ namespace lokata::profile {
 namespace {
 
 constexpr int c_maxWindowLog = 27;
-constexpr std::size_t c_block = 128 * 1024;
+constexpr std::size_t c_block = 128UL * 1024;
 
 } // namespace
 

@@ -117,6 +117,9 @@ TEST(PerfData, TellsKindsByNameAndMode) {
     perf.mmap(~0U, 0x10000000, 0x1000, "[ext4]", 0, kernel).sample(5, 0x10000000, 0, kernel);
     perf.mmap(~0U, 0x20000000, 0x1000, "/lib/modules/6/x.ko.xz", 0, kernel);
     perf.sample(5, 0x20000000, 0, kernel).sample(5, 0x30000000, 0, kernel);
+    auto program = perf.make().u64(0x60000000).u32(64).u16(1).u16(0).text("handler", 8);
+    perf.record(PERF_RECORD_KSYMBOL, 0, perf.trailer(program, 0, 0));
+    perf.sample(5, 0x60000010, 0, kernel);
     perf.mmap(40, 0x1000, 0x1000, "[guest.kernel.kallsyms.40]_text", 0, guestKernel);
     perf.sample(40, 0x1000, 0, guestKernel);
     perf.mmap(40, 0x1000, 0x1000, "/bin/in-guest", 0, guestUser).sample(40, 0x1000, 0, guestUser);
@@ -130,7 +133,7 @@ TEST(PerfData, TellsKindsByNameAndMode) {
     perf.buildId(buildId('k'), "/boot/vmlinux", kernel);
     EXPECT_THAT(summary(perf),
                 ElementsAre("[kernel.kallsyms] kernel 1 6b6c", "[ext4] kernel-module 1",
-                            "/lib/modules/6/x.ko.xz kernel-module 1",
+                            "/lib/modules/6/x.ko.xz kernel-module 1", "handler bpf 1",
                             "[guest.kernel.kallsyms.40] guest-kernel 1",
                             "/bin/in-guest guest-file 1", "[vdso] vdso 1", "[vsyscall] vsyscall 1",
                             "[heap] anonymous 1", "//anon anonymous 1", "/dev/zero anonymous 1",
@@ -231,10 +234,11 @@ TEST(PerfData, KeepsAttributionWhenEventsMustBeAppliedEarly) {
 TEST(PerfData, AccountsForEverySampleThatForksMultiply) {
     auto perf = perfFile();
     for (std::uint32_t i = 0; i < 300; ++i) {
-        perf.mmap(1, 0x1000 * (i + 1), 0x1000, "/lib/" + std::to_string(i));
+        perf.mmap(1, 0x1000UL * (i + 1), 0x1000, "/lib/" + std::to_string(i));
     }
     for (std::uint32_t pid = 2; pid < 300; ++pid) {
-        perf.fork(pid - 1, pid).mmap(pid, 0x1000 * pid, 0x1000, "/own").sample(pid, 0x1000 * pid);
+        auto const start = 0x1000UL * pid;
+        perf.fork(pid - 1, pid).mmap(pid, start, 0x1000, "/own").sample(pid, start);
     }
     EXPECT_THAT(summary(perf), ElementsAre("/own file 298"));
 }
