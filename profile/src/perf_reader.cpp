@@ -53,7 +53,7 @@ public:
         , m_builder(builder)
         , m_decoder(m_bigEndian)
         , m_session(builder)
-        , m_zstd(builder.options().max_inflated) {}
+        , m_zstd(unpackLimit(builder.options(), builder.options().max_inflated, content.size())) {}
 
     void read() {
         Cursor in(m_content, m_bigEndian);
@@ -161,6 +161,7 @@ private:
             auto const size = in.u16();
             if (size < c_recordHeader) {
                 m_builder.error(base + at, "a record of impossible size, the rest cannot be read");
+                m_lost = true;
                 return bytes.size();
             }
             if (size > bytes.size() - at) {
@@ -251,7 +252,7 @@ private:
         }
         m_inCompressed = true;
         m_compressedOffset = offset;
-        while (!packed.empty() && !m_zstdFailed) {
+        while (!packed.empty() && !m_zstdFailed && !m_lost) {
             m_zstdFailed = !m_zstd.next(packed, m_inflated);
             m_inflated.erase(0, readRecords(m_inflated, offset, false));
         }
@@ -347,6 +348,7 @@ private:
     std::size_t m_idCount = 0;
     ZstdStream m_zstd;
     bool m_zstdFailed = false;
+    bool m_lost = false; ///< Where records start is not known any more.
     bool m_inCompressed = false;
     std::string m_inflated;
     std::uint64_t m_compressedOffset = 0;

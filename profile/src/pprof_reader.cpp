@@ -296,7 +296,8 @@ Profile readPprof(std::string_view content, ReadOptions const& options) {
     ProfileBuilder builder(options);
     builder.profile().format = Format::pprof;
     if (content.substr(0, 2) == "\x1f\x8b") {
-        auto const unpacked = gunzip(content, options.max_unpacked);
+        auto const unpacked =
+            gunzip(content, unpackLimit(options, options.max_unpacked, content.size()));
         if (!unpacked.error.empty()) {
             builder.error(unpacked.offset, unpacked.error);
         }

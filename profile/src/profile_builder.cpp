@@ -25,6 +25,12 @@ bool isBuildId(std::string_view bytes) {
            bytes.find_first_not_of('\0') != std::string_view::npos;
 }
 
+std::uint64_t unpackLimit(ReadOptions const& options, std::uint64_t most, std::size_t packedSize) {
+    constexpr std::uint64_t always = 16UL << 20;
+    bool const bound = packedSize < most / std::max<std::uint64_t>(options.max_expansion, 1);
+    return bound ? std::min(most, always + packedSize * options.max_expansion) : most;
+}
+
 std::string buildIdFromHex(std::string_view text) {
     std::string bytes;
     for (std::size_t i = 0; i + 1 < text.size(); i += 2) {

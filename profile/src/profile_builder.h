@@ -68,6 +68,9 @@ private:
 /// True when the bytes can be a build-id: 1 to 64 of them, not all zero.
 bool isBuildId(std::string_view bytes);
 
+/// What may come out of a packed input of that size when the options allow @p most bytes.
+std::uint64_t unpackLimit(ReadOptions const& options, std::uint64_t most, std::size_t packedSize);
+
 /// The raw bytes of a build-id in hexadecimal; empty for anything else.
 std::string buildIdFromHex(std::string_view text);
 

@@ -154,6 +154,12 @@ TEST(Pprof, StopsUnpackingAtTheLimit) {
     EXPECT_THAT(names(profile), ElementsAre("/app"));
     ASSERT_FALSE(profile.errors.empty());
     EXPECT_THAT(profile.errors[0].message, HasSubstr("limit of 1000 bytes"));
+
+    auto const bomb = gzip(file.string(std::string(20 << 20, 'x')).content());
+    EXPECT_THAT(readProfile(bomb).errors, SizeIs(2)) << "out of proportion to its size";
+    options = ReadOptions();
+    options.max_expansion = 2000;
+    EXPECT_THAT(readProfile(bomb, options).errors, IsEmpty());
 }
 
 TEST(Limits, NamesBeyondTheBudgetAreLeftOutAndTold) {

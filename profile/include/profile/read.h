@@ -12,12 +12,13 @@
 
 namespace lokata::profile {
 
-/// Limits that keep a hostile input from taking the machine, all in bytes.
+/// Limits that keep a hostile input from taking the machine, all in bytes unless told.
 struct ReadOptions {
     std::optional<Format> format;            ///< Forced; empty: found by content.
     std::uint64_t max_stream = 1ULL << 30;   ///< Read from a pipe or a device.
     std::uint64_t max_unpacked = 256U << 20; ///< A gzipped profile, unpacked into memory.
     std::uint64_t max_inflated = 4ULL << 30; ///< Compressed records in all, never held at once.
+    std::uint64_t max_expansion = 100;       ///< Times the packed size, and 16 MiB more.
     std::uint64_t max_names = 256U << 20;    ///< Names and build-ids kept in the result.
     std::uint64_t max_pending = 256U << 20;  ///< Events held back to bring them into order.
 };
