@@ -1,0 +1,238 @@
+#include "profile/module_search.h"
+
+#include "profile/names.h"
+#include "search_overlay.h"
+
+#include <lokata2/utils.h>
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace lokata::profile {
+
+using namespace LK_2_13;
+
+/// The client's environment with our callbacks in front of its own, and with search directories
+/// that the index has thinned out for the name of the running search.
+class ModuleSearch::Environment final : public RefCountImpl<ISearchEnv> {
+public:
+    Environment(ObjectPtr<ISearchEnv> const& inner, DirectoryIndex* index)
+        : m_pInner(inner)
+        , m_pIndex(index)
+        , m_started(inner.get(), record)
+        , m_found(inner.get(), record)
+        , m_notFound(inner.get(), record)
+        , m_startedHolder(&m_started)
+        , m_foundHolder(&m_found)
+        , m_notFoundHolder(&m_notFound) {}
+
+    ObjectPtr<ISearchDirIterator> searchDirs(search_category_t category) override {
+        if (!m_pInner)
+            return nullptr;
+        ObjectPtr<ISearchDirIterator> const all = m_pInner->searchDirs(category);
+        return m_pIndex == nullptr || record.name.empty() ? all : m_pIndex->prune(all, record.name);
+    }
+    ObjectPtr<ISearchDirIterator> archiveDirs(search_category_t category) override {
+        return m_pInner ? m_pInner->archiveDirs(category) : nullptr;
+    }
+    char const* cacheDir() override { return m_pInner ? m_pInner->cacheDir() : ""; }
+    CallbackHolder<ISearchStartedCallback>* searchStartedCallback() override {
+        return &m_startedHolder;
+    }
+    CallbackHolder<IFilesFoundCallback>* filesFoundCallback() override { return &m_foundHolder; }
+    CallbackHolder<INoFilesFoundCallback>* noFilesFoundCallback() override {
+        return &m_notFoundHolder;
+    }
+    CallbackHolder<IConfidenceLevelPolicyCallback>* confidenceLevelPolicyCallback() override {
+        return m_pInner ? m_pInner->confidenceLevelPolicyCallback() : &m_noPolicy;
+    }
+    ObjectPtr<IEnvironmentInfo> environmentInfo() override {
+        return m_pInner ? m_pInner->environmentInfo() : nullptr;
+    }
+    IFileRetriever* fileRetriever() override {
+        return m_pInner ? m_pInner->fileRetriever() : nullptr;
+    }
+    ObjectPtr<ISearchStepsConfigurator> searchStepsConfigurator() const override {
+        return m_pInner ? m_pInner->searchStepsConfigurator() : nullptr;
+    }
+    herald2::IMessenger* messenger() override { return m_pInner ? m_pInner->messenger() : nullptr; }
+
+    SearchRecord record;
+
+private:
+    ObjectPtr<ISearchEnv> m_pInner;
+    DirectoryIndex* m_pIndex;
+    SuggestingCallback m_started;
+    ChoosingCallback m_found;
+    RecordingCallback m_notFound;
+    CallbackHolder<ISearchStartedCallback> m_startedHolder;
+    CallbackHolder<IFilesFoundCallback> m_foundHolder;
+    CallbackHolder<INoFilesFoundCallback> m_notFoundHolder;
+    CallbackHolder<IConfidenceLevelPolicyCallback> m_noPolicy;
+};
+
+namespace {
+
+char const* textOrNull(std::string const& text) {
+    return text.empty() ? nullptr : text.c_str();
+}
+
+Place placeOf(std::string const& path, std::vector<Candidate> const& candidates) {
+    for (Candidate const& candidate : candidates)
+        if (utils::getCanonicalName(candidate.path.c_str(), false) == path)
+            return candidate.place;
+    return Place::search_step;
+}
+
+/// A packed kernel stands as a result where it could not be unpacked, or where what it held was
+/// another kernel. Neither proves anything.
+bool isUnprovenKernelImage(IValidFile const& file, Judgement const* judgement) {
+    return judgement != nullptr && judgement->result == vrUndecided &&
+           judgement->identity.kind == IdentityKind::build_id &&
+           utils::getFileNameOnly(file.name()).rfind(VMLINUZ, 0) == 0;
+}
+
+FoundFile describe(IValidFile const& file, Judgement const* judgement,
+                   std::vector<Candidate> const& suggestions) {
+    FoundFile result;
+    result.path = file.name();
+    result.confidence = file.confidence();
+    result.step = file.searchStep();
+    if (result.step == ssAskUser)
+        result.place = placeOf(result.path, suggestions);
+    if (judgement != nullptr)
+        result.identity = judgement->identity;
+    return result;
+}
+
+void addRefusal(IInvalidFile const& file, Judgement const* judgement, SearchOutcome& outcome) {
+    auto const known =
+        std::find_if(outcome.rejected.begin(), outcome.rejected.end(),
+                     [&](RejectedFile const& other) { return other.path == file.name(); });
+    if (known != outcome.rejected.end())
+        return;
+    outcome.rejected.push_back({file.name(), file.severity(), file.searchStep(),
+                                file.errorMessage(),
+                                judgement == nullptr ? Identity() : judgement->identity});
+}
+
+} // namespace
+
+ModuleSearch::ModuleSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
+                           bool useIndex)
+    : m_support(support)
+    , m_environment(new Environment(environment, useIndex ? &support.directories : nullptr))
+    , m_search(IFileSearch::create(ObjectPtr<ISearchEnv>(m_environment))) {}
+
+ModuleSearch::~ModuleSearch() = default;
+
+template <class Find>
+void ModuleSearch::run(SearchOutcome& outcome, std::vector<Candidate> suggestions,
+                       IdentityValidator& validator, Find const& find) {
+    auto const start = std::chrono::steady_clock::now();
+    SearchRecord& record = m_environment->record;
+    record = SearchRecord();
+    record.suggestions = std::move(suggestions);
+    ObjectPtr<IValidFile> const file = find();
+    for (ObjectPtr<IInvalidFile> const& refused : record.refused)
+        addRefusal(*refused, validator.judgementOf(refused->name()), outcome);
+    if (file) {
+        Judgement const* const judgement = validator.judgementOf(file->name());
+        if (!isUnprovenKernelImage(*file, judgement))
+            outcome.file = describe(*file, judgement, record.suggestions);
+    }
+    std::move(record.suggestions.begin(), record.suggestions.end(),
+              std::back_inserter(outcome.suggested));
+    outcome.elapsed += std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::steady_clock::now() - start);
+}
+
+/// Archives and trees by build-id say nothing about where other files lie.
+void ModuleSearch::learn(std::string const& name, SearchOutcome& outcome) {
+    if (outcome.file && (outcome.file->step == ssHighPrioritySearchDirs ||
+                         outcome.file->step == ssLowPrioritySearchDirs))
+        outcome.learned = m_support.learned.learn(name, outcome.file->path);
+}
+
+SearchOutcome ModuleSearch::findBinary(std::string const& name, BuildId const& buildId,
+                                       unsigned long long stepsSelector) {
+    SearchOutcome outcome;
+    std::string searched = searchableName(name);
+    std::vector<Candidate> suggestions = m_support.places.binary(searched, buildId);
+    if (searched.empty() && buildId.empty())
+        return outcome;
+    BinaryValidator validator(m_support.elf, buildId);
+    // Without a name that may be used, the places of the build-id are still worth a look.
+    std::string const asked = searched.empty() ? toHex(buildId) : searched;
+    run(outcome, std::move(suggestions), validator,
+        [&] { return m_search->findBinFile(asked.c_str(), &validator, nullptr, stepsSelector); });
+    learn(searched, outcome);
+    return outcome;
+}
+
+SearchOutcome ModuleSearch::findSymbols(std::string const& name, std::string const& binaryPath,
+                                        BuildId const& buildId) {
+    SymbolOwner owner{binaryPath, buildId, std::nullopt, 0};
+    if (!binaryPath.empty()) {
+        auto const facts = m_support.elf.facts(binaryPath);
+        owner.debug_link = facts->debug_link;
+        owner.machine = facts->machine;
+        if (owner.build_id.empty())
+            owner.build_id = facts->build_id;
+    }
+    std::string const checksum = toHex(owner.build_id);
+    std::string const searched = searchableName(name);
+    std::vector<Candidate> suggestions =
+        m_support.places.symbols(searched, binaryPath, owner.build_id, owner.debug_link);
+
+    SearchOutcome outcome;
+    SymbolValidator validator(m_support.elf, owner);
+    for (std::string const& each : symbolFileNames(searched, owner.build_id, owner.debug_link)) {
+        run(outcome, std::exchange(suggestions, {}), validator, [&] {
+            return m_search->findSymFile(each.c_str(), textOrNull(binaryPath), textOrNull(checksum),
+                                         &validator, nullptr, nullptr);
+        });
+        if (outcome.file) {
+            learn(each, outcome);
+            break;
+        }
+    }
+    return outcome;
+}
+
+std::optional<SearchOutcome> ModuleSearch::findSupplementary(std::string const& symbolPath) {
+    auto const facts = m_support.elf.facts(symbolPath);
+    if (!facts->alt_link)
+        return std::nullopt;
+    AltLink const& link = *facts->alt_link;
+    SupplementaryValidator validator(m_support.elf, link.build_id);
+    std::string const bare = utils::getFileNameOnly(link.name.c_str());
+    std::string const checksum = toHex(link.build_id);
+    std::string const asked = isSafeBareName(bare) ? bare : checksum;
+    SearchOutcome outcome;
+    run(outcome, m_support.places.supplementary(symbolPath, link), validator, [&] {
+        return m_search->findSymFile(asked.c_str(), symbolPath.c_str(), checksum.c_str(),
+                                     &validator, nullptr, nullptr);
+    });
+    return outcome;
+}
+
+SearchOutcome ModuleSearch::findSource(SourceFile const& source, std::string const& binaryPath) {
+    SearchOutcome outcome;
+    std::string const searched = searchableName(source.name);
+    if (searched.empty())
+        return outcome;
+    SourceValidator validator(source.identity);
+    std::string const checksum =
+        source.identity.md5 ? toHex({source.identity.md5->begin(), source.identity.md5->end()})
+                            : "";
+    run(outcome, m_support.places.source(searched), validator, [&] {
+        return m_search->findSrcFile(searched.c_str(), textOrNull(binaryPath), textOrNull(checksum),
+                                     &validator, nullptr);
+    });
+    learn(searched, outcome);
+    return outcome;
+}
+
+} // namespace lokata::profile
