@@ -1,0 +1,16 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace lokata::cli {
+
+/// What a command ends with.
+enum ExitStatus : int { esDone = 0, esNotFound = 1, esFailed = 2, esInterrupted = 130 };
+
+/// Ends a command with `esFailed`. The text is one line for the user that names the argument or
+/// the file at fault, without the name of the program.
+struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+} // namespace lokata::cli

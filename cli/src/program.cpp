@@ -1,0 +1,84 @@
+#include "program.h"
+
+#include "archive_command.h"
+#include "checksum_command.h"
+#include "dirs_command.h"
+#include "failure.h"
+#include "find_command.h"
+#include "log_output.h"
+#include "output.h"
+#include "run_command.h"
+#include "unpack_kernel_command.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <csignal>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace lokata::cli {
+namespace {
+
+// The arguments, last one first, as CLI11 takes them. It reads a text in square brackets as a list
+// where several values may stand, so a file with such a name gets its directory in front.
+std::vector<std::string> reversedArguments(int argc, char const* const* argv) {
+    std::vector<std::string> arguments;
+    bool isChecksum = false;
+    for (int i = 1; i < argc; ++i) {
+        std::string argument = argv[i];
+        if (isChecksum && argument.size() > 1 && argument.front() == '[' && argument.back() == ']')
+            argument.insert(0, "./");
+        isChecksum = isChecksum || argument == "checksum";
+        arguments.push_back(std::move(argument));
+    }
+    std::reverse(arguments.begin(), arguments.end());
+    return arguments;
+}
+
+int runCommandLine(int argc, char const* const* argv) {
+    CLI::App program("Finds the files that belong to the module names of a profile.\n"
+                     "Exit status: 0 found or done, 1 not found, 2 wrong usage or a failure.",
+                     "lokata");
+    int exitStatus = esDone;
+    int verbosity = 0;
+    program.set_version_flag("--version", "lokata " LOKATA_VERSION);
+    program.add_flag("-v", verbosity, "Show the library's log on standard error; -vv shows more");
+    program.require_subcommand(1);
+    program.fallthrough();
+    program.parse_complete_callback([&verbosity] { showLog(verbosity); });
+
+    addFindCommand(program, exitStatus);
+    addRunCommand(program, exitStatus);
+    addArchiveCommand(program, exitStatus);
+    addChecksumCommand(program, exitStatus);
+    addDirsCommand(program, exitStatus);
+    addUnpackKernelCommand(program, exitStatus);
+
+    try {
+        program.parse(reversedArguments(argc, argv));
+    } catch (CLI::Success const& help) {
+        std::ostringstream text;
+        program.exit(help, text, text);
+        writeOutput(text.str());
+    } catch (CLI::ParseError const& error) {
+        throw Failure(std::string(error.what()) + "; see lokata --help");
+    }
+    return exitStatus;
+}
+
+} // namespace
+
+int runProgram(int argc, char const* const* argv) {
+    // A reader that goes away shall show as a failed write, with its exit status.
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        return runCommandLine(argc, argv);
+    } catch (std::exception const& error) {
+        reportError(error.what());
+        return esFailed;
+    }
+}
+
+} // namespace lokata::cli

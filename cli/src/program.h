@@ -1,0 +1,9 @@
+#pragma once
+
+namespace lokata::cli {
+
+/// The whole program: reads the command line, runs the command it names and gives the exit status.
+/// Does not throw.
+int runProgram(int argc, char const* const* argv);
+
+} // namespace lokata::cli

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+namespace lokata::cli {
+
+/// Reads a file line by line. A signal that is handled while a line is awaited ends the reading.
+class RequestFile {
+public:
+    /// "-" is standard input. Throws `Failure` if the file cannot be opened.
+    explicit RequestFile(std::string const& name);
+    ~RequestFile();
+    RequestFile(RequestFile const&) = delete;
+    RequestFile& operator=(RequestFile const&) = delete;
+
+    /// False at the end, or if a signal came. Throws `Failure` if the file cannot be read.
+    bool next(std::string& line);
+
+    /// Where the current line stands: the file's name, ":" and the number of the line.
+    std::string place() const;
+    std::uint64_t bytesRead() const { return m_bytesRead; }
+    /// 0 if it is not known.
+    std::uint64_t size() const;
+
+private:
+    std::string m_name;
+    std::FILE* m_pFile;
+    char* m_pLine = nullptr; ///< kept by getline
+    std::size_t m_capacity = 0;
+    std::uint64_t m_lineNumber = 0;
+    std::uint64_t m_bytesRead = 0;
+};
+
+} // namespace lokata::cli

@@ -1,0 +1,103 @@
+#include "enumerator_names.h"
+#include "failure.h"
+#include "record_output.h"
+#include "request_line.h"
+#include "search_dir_argument.h"
+#include "validation_options.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+using namespace LK_2_13;
+
+namespace lokata::cli {
+namespace {
+
+TEST(SearchDirArgument, ReadsEveryFormThatTheLibraryPrints) {
+    auto const dir = parseSearchDir("src:rp=/home/me=you/a:b");
+    EXPECT_EQ(dir.category, scSourceFiles);
+    EXPECT_TRUE(dir.recursive);
+    EXPECT_TRUE(dir.priority);
+    EXPECT_EQ(dir.directory, "/home/me=you/a:b");
+
+    auto const plain = parseSearchDir("all=C:\\dir");
+    EXPECT_EQ(plain.category, scAllFiles);
+    EXPECT_FALSE(plain.recursive || plain.priority);
+    EXPECT_EQ(plain.directory, "C:\\dir");
+    EXPECT_TRUE(parseSearchDir("bin:p=/x").priority);
+}
+
+TEST(SearchDirArgument, NamesTheArgumentThatItRefuses) {
+    for (char const* const text :
+         {"", "/usr/lib", "bin", "bin=", "bin:=/x", "bin:q=/x", "Bin=/x", "=/x", "bin:r:p=/x"}) {
+        try {
+            parseSearchDir(text);
+            ADD_FAILURE() << text;
+        } catch (Failure const& failure) {
+            EXPECT_EQ(std::string(failure.what()).find("\"" + std::string(text) + "\": "), 0U);
+        }
+    }
+}
+
+TEST(Steps, AreAUnionOfNamesWithOrWithoutTheirPrefix) {
+    EXPECT_EQ(parseSteps("SystemDirs"), ssSystemDirs);
+    EXPECT_EQ(parseSteps("CacheSearchDir,ssAbsoluteNameLookup,AskUser"),
+              ssCacheSearchDir | ssAbsoluteNameLookup | ssAskUser);
+    for (char const* const list : {"", "SystemDirs,", "systemdirs", "SystemDirs,Nowhere"})
+        EXPECT_THROW(parseSteps(list), Failure) << list;
+}
+
+TEST(Checksums, NeedTheRightNumberOfDigits) {
+    std::string const md5 = "md5:D41D8CD98F00B204E9800998ECF8427E";
+    ASSERT_TRUE(parseChecksum(md5));
+    EXPECT_EQ(parseChecksum(md5)->type(), ctMd5);
+    EXPECT_EQ(parseChecksum("sha1:" + std::string(40, '0'))->type(), ctSha1);
+    EXPECT_FALSE(parseChecksum(md5 + "0"));
+    EXPECT_FALSE(parseChecksum("sha1:" + md5.substr(4)));
+    EXPECT_FALSE(parseChecksum("md5:" + std::string(32, 'g')));
+    EXPECT_FALSE(parseChecksum("md"));
+}
+
+TEST(RequestLine, ReadsWordsQuotesAndJson) {
+    auto const words = parseRequestLine("sym\t\"a \\\"b\\\".so\"  /bin/x md5:0 \r");
+    ASSERT_TRUE(words);
+    EXPECT_EQ(words->category, scSymbolFiles);
+    EXPECT_EQ(words->name, "a \"b\".so");
+    EXPECT_EQ(words->binary, "/bin/x");
+    EXPECT_EQ(words->checksum, "md5:0");
+
+    auto const json = parseRequestLine(R"( {"category":"src","name":"a b\n.c","binary":null})");
+    ASSERT_TRUE(json);
+    EXPECT_EQ(json->category, scSourceFiles);
+    EXPECT_EQ(json->name, "a b\n.c");
+    EXPECT_TRUE(json->binary.empty());
+
+    EXPECT_FALSE(parseRequestLine(""));
+    EXPECT_FALSE(parseRequestLine("  # bin name"));
+}
+
+TEST(RequestLine, RefusesWhatIsNoRequest) {
+    for (std::string const& line :
+         {std::string("bin"), std::string("bin \"\""), std::string("all x"), std::string("bin a b"),
+          std::string("bin \"a"), std::string("src a b c d"), std::string("{\"category\":\"bin\"}"),
+          std::string("{\"category\":\"bin\",\"name\":1}"), std::string("{"),
+          std::string(R"({"category":"bin","name":"a\u0000b"})")})
+        EXPECT_THROW(parseRequestLine(line), MalformedLine) << line;
+}
+
+TEST(JsonLine, IsUtf8AndKeepsItsKeysWhateverANameHolds) {
+    SearchRecord const record{scBinaryFiles,
+                              "a\xff\"b",
+                              {{"/x\xfe", cfPolicyHigh, ssHighPrioritySearchDirs}},
+                              {{"/y", svError, "no", static_cast<search_step_t>(512)}}};
+    std::string const line = jsonLine(record);
+    EXPECT_EQ(line, "{\"category\":\"scBinaryFiles\",\"name\":\"a\xEF\xBF\xBD\\\"b\",\"found\":[{"
+                    "\"path\":\"/x\xEF\xBF\xBD\",\"confidence\":\"cfPolicyHigh\",\"step\":"
+                    "\"ssHighPrioritySearchDirs\"}],\"rejected\":[{\"path\":\"/y\",\"severity\":"
+                    "\"svError\",\"message\":\"no\",\"step\":\"512\"}]}\n");
+    EXPECT_FALSE(nlohmann::json::parse(line, nullptr, false).is_discarded());
+}
+
+} // namespace
+} // namespace lokata::cli
