@@ -2,43 +2,28 @@
 /// each, all in the cache. Beside it what it is held against: `find` as a process, and the least
 /// number of system calls that the same answer takes. The directory of the trees is that of TMPDIR.
 /// The large tree takes two million directory entries.
+#include "bench_support.h"
+
 #include "lk_search_impl.h"
 #include "lk_search_strategy_src.h"
 
-#include <benchmark/benchmark.h>
-
-#include <cstdlib>
-#include <filesystem>
 #include <map>
-#include <stdexcept>
-#include <vector>
 
 #include <dirent.h>
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
 using namespace LK_2_13;
+using bench::require;
 
 constexpr char const* absentName = "libabsent.so.1";
 
-void require(bool condition, char const* what) {
-    if (!condition)
-        throw std::runtime_error(what);
-}
-
-/// A tree in which each directory but the lowest has ten subdirectories. Removes itself.
+/// A tree in which each directory but the lowest has ten subdirectories.
 class Tree {
 public:
     explicit Tree(std::int64_t directories) {
-        std::string name = (std::filesystem::temp_directory_path() / "lokata-walk-XXXXXX").string();
-        require(mkdtemp(name.data()) != nullptr, "no directory for the tree");
-        m_root = name;
-        std::vector<std::string> made{m_root};
+        std::vector<std::string> made{root()};
         for (std::size_t parent = 0; static_cast<std::int64_t>(made.size()) < directories;) {
             made.push_back(made[parent] + "/dir" + std::to_string(made.size()));
             require(mkdir(made.back().c_str(), 0755) == 0, "no directory in the tree");
@@ -48,14 +33,7 @@ public:
         for (std::string const& directory : made)
             fill(directory);
     }
-    ~Tree() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_root, ignored);
-    }
-    Tree(Tree const&) = delete;
-    Tree& operator=(Tree const&) = delete;
-
-    std::string const& root() const { return m_root; }
+    std::string const& root() const { return m_scratch.name(); }
 
 private:
     static void fill(std::string const& directory) {
@@ -65,7 +43,7 @@ private:
         }
     }
 
-    std::string m_root;
+    bench::ScratchDirectory m_scratch;
 };
 
 /// Never asked: no candidate exists.
@@ -140,19 +118,7 @@ void walk(benchmark::State& state) {
 }
 
 void findProcess(benchmark::State& state) {
-    std::string const& root = treeOf(state.range(0));
-    std::vector<std::string> words{"find", root, "-name", absentName};
-    std::vector<char*> argv;
-    for (std::string& word : words)
-        argv.push_back(word.data());
-    argv.push_back(nullptr);
-    for ([[maybe_unused]] auto _ : state) {
-        pid_t child = 0;
-        int status = 0;
-        require(posix_spawnp(&child, "find", nullptr, nullptr, argv.data(), environ) == 0,
-                "cannot run find");
-        require(waitpid(child, &status, 0) == child && status == 0, "find failed");
-    }
+    bench::measureProcess(state, {"find", treeOf(state.range(0)), "-name", absentName}, 0);
 }
 
 void bareLoop(benchmark::State& state) {
@@ -165,10 +131,10 @@ void bareLoop(benchmark::State& state) {
 constexpr int smallTree = 10'000;
 constexpr int largeTree = 200'000;
 
-BENCHMARK(walk)->Arg(smallTree)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(findProcess)->Arg(smallTree)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(bareLoop)->Arg(smallTree)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(bareLoop)->Arg(largeTree)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(walk)->Arg(largeTree)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(walk)->Arg(smallTree)->Unit(benchmark::kMillisecond);
+BENCHMARK(findProcess)->Arg(smallTree)->Unit(benchmark::kMillisecond)->UseManualTime();
+BENCHMARK(bareLoop)->Arg(smallTree)->Unit(benchmark::kMillisecond);
+BENCHMARK(bareLoop)->Arg(largeTree)->Unit(benchmark::kMillisecond);
+BENCHMARK(walk)->Arg(largeTree)->Unit(benchmark::kMillisecond);
 
 } // namespace
