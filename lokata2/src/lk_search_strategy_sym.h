@@ -35,7 +35,8 @@ private:
     std::string m_binaryFile;
     std::string m_checksum;
     IValidator& m_validator;
-    ISymSrvDownloadProgressCallback* m_downloadCallback;
+    /// Only kept; no operation calls it.
+    [[maybe_unused]] ISymSrvDownloadProgressCallback* m_downloadCallback;
 };
 
 } // namespace LK_2_13
