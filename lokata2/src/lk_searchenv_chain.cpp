@@ -41,6 +41,7 @@ ObjectPtr<ISearchDirIterator> SearchDirChain::enumerate(search_category_t catego
     return merger->enumerate(category);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is that of the interface
 ObjectPtr<ICapturedSearchDirs> ICapturedSearchDirs::create(ObjectPtr<ISearchEnv> env) {
     return new CapturedSearchDirs(env);
 }
@@ -60,7 +61,7 @@ ObjectPtr<ISearchDirIterator> CapturedSearchDirs::enumerate(search_category_t ca
 }
 
 ObjectPtr<ISearchDirIterator> CapturedSearchDirs::enumerateApart(search_category_t category) const {
-    ObjectPtr<ISearchDirIterator> const shared = enumerate(category);
+    ObjectPtr<ISearchDirIterator> shared = enumerate(category);
     if (auto const* const own = dynamic_cast<DefaultSearchDirIterator const*>(shared.get()))
         return own->copy();
     return shared;

@@ -88,7 +88,7 @@ protected:
 
     ObjectPtr<IEditableSearchDirContainer> registerDir(ObjectPtr<IResolutionContext> const& where,
                                                        char const* dir, char const* key = "key") {
-        auto const dirs = IEditableSearchDirContainer::create();
+        auto dirs = IEditableSearchDirContainer::create();
         dirs->addDirectory(scBinaryFiles, dir, false, false);
         m_manager->registerSearchDirs(*where, dirs, key);
         return dirs;

@@ -14,7 +14,7 @@ namespace {
 using test::dirsOf;
 
 ObjectPtr<IEditableSearchDirContainer> binaryDirs(char const* name, bool recursive, bool priority) {
-    auto const dirs = IEditableSearchDirContainer::create();
+    auto dirs = IEditableSearchDirContainer::create();
     dirs->addDirectory(scBinaryFiles, name, recursive, priority);
     return dirs;
 }
