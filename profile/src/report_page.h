@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string_view>
+
+namespace lokata::profile {
+
+/// The page with its style and script, put together by the build from the files in profile/html.
+/// The marks <!--modules--> and <!--documents--> stand in it once each, in this order.
+extern std::string_view const c_reportPage;
+
+} // namespace lokata::profile
