@@ -52,7 +52,7 @@ public:
         , m_bigEndian(content.substr(0, 1) == "2")
         , m_builder(builder)
         , m_decoder(m_bigEndian)
-        , m_session(builder)
+        , m_session(builder, content.size())
         , m_zstd(unpackLimit(builder.options(), builder.options().max_inflated, content.size())) {}
 
     void read() {

@@ -12,8 +12,9 @@ namespace lokata::profile {
 namespace {
 
 /// Mappings made in all, with those that a child process copies from its parent. It bounds what a
-/// chain of forks can cost and is far beyond any real recording.
+/// chain of forks can cost, which would else grow with the square of the input.
 constexpr std::uint64_t c_maxRanges = 16'000'000;
+constexpr std::uint64_t c_freeRanges = 1'000'000;
 /// The kernel's PID_MAX_LIMIT.
 constexpr std::size_t c_maxSpaces = 4'194'304;
 /// What perf writes for what belongs to no process.
@@ -88,6 +89,9 @@ void PerfSession::clear(Ranges& ranges, std::uint64_t start, std::uint64_t end) 
         }
     }
 }
+
+PerfSession::PerfSession(ProfileBuilder& builder, std::size_t inputSize)
+    : m_builder(builder), m_maxRanges(std::min(c_maxRanges, c_freeRanges + inputSize / 8)) {}
 
 void PerfSession::add(PerfEvent event) {
     if (event.kind == PerfEvent::Kind::sample) {
@@ -173,7 +177,7 @@ PerfSession::Space* PerfSession::space(std::uint64_t key) {
 bool PerfSession::makeWritable(Space& space) {
     bool const shared = space.ranges.use_count() > 1;
     m_rangesMade += 1 + (shared ? space.ranges->size() : 0);
-    if (m_rangesMade > c_maxRanges) {
+    if (m_rangesMade > m_maxRanges) {
         m_builder.errorOnce(0, "too many mappings, the later ones are not attributed");
         return false;
     }
@@ -358,6 +362,9 @@ void PerfSession::addBuildId(std::uint8_t cpuMode, std::uint32_t pid, std::strin
 /// A name gives its build-id to the mapping that is recorded without one; a name with several
 /// stands for several files.
 void PerfSession::applyBuildIds() {
+    if (m_buildIds.empty()) {
+        return;
+    }
     std::unordered_map<std::string, std::vector<std::uint32_t>> open;
     auto const& modules = m_builder.profile().modules;
     auto const keyOf = [](std::string_view name, ModuleKind kind) {

@@ -18,7 +18,8 @@ namespace lokata::profile {
 /// that was mapped where it fell.
 class PerfSession {
 public:
-    explicit PerfSession(ProfileBuilder& builder) : m_builder(builder) {}
+    /// @p inputSize bounds, with a generous share, the mappings that are made in all.
+    PerfSession(ProfileBuilder& builder, std::size_t inputSize);
 
     /// Takes an event in the order of the input.
     void add(PerfEvent event);
@@ -71,6 +72,7 @@ private:
     std::uint32_t findIn(std::uint64_t key, std::uint64_t address) const;
 
     ProfileBuilder& m_builder;
+    std::uint64_t m_maxRanges;
     std::vector<PerfEvent> m_pending;
     std::uint64_t m_pendingBytes = 0;
     std::uint64_t m_newest = 0;

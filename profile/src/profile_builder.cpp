@@ -105,10 +105,13 @@ void ProfileBuilder::setBuildId(std::uint32_t index, std::string_view buildId) {
 }
 
 void ProfileBuilder::setHostNamespace(std::uint64_t inode) {
+    if (inode == 0) {
+        return;
+    }
     std::vector<Module> kept;
     std::vector<Module> own;
     for (auto& one : m_profile.modules) {
-        (inode != 0 && one.mount_namespace == inode ? own : kept).push_back(std::move(one));
+        (one.mount_namespace == inode ? own : kept).push_back(std::move(one));
     }
     m_profile.modules = std::move(kept);
     m_modules.clear();

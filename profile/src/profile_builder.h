@@ -35,7 +35,8 @@ public:
     /// Gives a module a build-id, so that module() finds it under the new key.
     void setBuildId(std::uint32_t index, std::string_view buildId);
 
-    /// Makes names of that mount namespace the recording machine's own.
+    /// Makes names of that mount namespace, unless it is 0, the recording machine's own. Indices
+    /// of modules hold no longer.
     void setHostNamespace(std::uint64_t inode);
 
     /// Notes that functions of the module come from the file; for none, only that it exists.
