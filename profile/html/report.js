@@ -26,7 +26,8 @@
     return element;
   }
 
-  const count = (n) => n.toLocaleString("en");
+  const grouped = new Intl.NumberFormat("en");
+  const count = (n) => grouped.format(n);
   const plural = (n, one, many) => `${count(n)} ${n === 1 ? one : many || one + "s"}`;
 
   // Never rounds up to all or down to nothing.
@@ -43,8 +44,9 @@
     return us < 1e6 ? `${(us / 1000).toFixed(1)} ms` : `${(us / 1e6).toFixed(1)} s`;
   }
 
+  // Names such as "//anon" and "[heap]" are no paths and stay whole.
   function splitPath(path) {
-    const at = path.lastIndexOf("/");
+    const at = path.startsWith("//") || path.startsWith("[") ? -1 : path.lastIndexOf("/");
     return at > 0 && at + 1 < path.length ? [path.slice(0, at), path.slice(at + 1)] : ["", path];
   }
 
@@ -83,7 +85,7 @@
     return [
       ["Judged by", identity.kind === "none" ? null : readable(identity.kind)],
       ["Expected", identity.expected, "mono"],
-      ["Has", identity.actual, differs ? "mono differs" : "mono"],
+      ["Actual", identity.actual, differs ? "mono differs" : "mono"],
     ];
   }
 
@@ -122,7 +124,7 @@
         ["Recorded as", module.name, "path"],
         ["Build-id", module.build_id || "none recorded", module.build_id ? "mono" : "dim"],
         ["Kind", readable(module.kind)],
-        ["Why", module.reason],
+        ["Why", module.binary ? null : module.reason],
         ["Samples", module.samples === null ? null : `${count(module.samples)}, and ${count(module.caller_samples)} as a caller`],
         ["Process", module.pid],
         ["Mount namespace", module.mount_namespace],
@@ -144,43 +146,47 @@
   let order = { key: "samples", down: true };
   const pressed = new Set();
 
+  // The rows are laid out as grids, so that those out of sight cost nothing; the roles say to
+  // assistive programs that it is a table all the same.
+  const cell = (key, properties, ...children) => make("td", { role: "cell", class: `c-${key}`, ...properties }, ...children);
+
   function samplesCell(module, total) {
-    if (module.samples === null) return make("td", { class: "c-samples dim" }, "\u2013");
+    if (module.samples === null) return cell("samples", null, "\u2013");
     const width = total ? Math.max(module.samples ? 2 : 0, (100 * module.samples) / total) : 0;
     const fill = make("i", null);
     fill.style.width = `${width}%`;
-    return make("td", { class: "c-samples", title: plural(module.samples, "sample") },
+    return cell("samples", { title: plural(module.samples, "sample") },
       percent(module.samples, total), make("span", { class: "share", "data-status": module.status }, fill));
   }
 
   function fileCell(module) {
     const file = module.binary;
     if (!file || !file.path) {
-      return make("td", { class: "c-file", colspan: 2 }, make("span", { class: "why", title: module.reason }, module.reason || ""));
+      return cell("file", { "aria-colspan": 2 }, make("span", { class: "why", title: module.reason }, module.reason || ""));
     }
-    if (file.path === module.name) return make("td", { class: "c-file dim" }, "at its recorded path");
+    if (file.path === module.name) return cell("file", null, make("span", { class: "dim" }, "at its recorded path"));
     const [directory, name] = splitPath(file.path);
-    return make("td", { class: "c-file" }, make("span", { class: "path" }, name),
+    return cell("file", null, make("span", { class: "path" }, name),
       directory ? make("small", { class: "path" }, directory) : null);
   }
 
   function proofCell(module) {
     const file = module.binary;
     if (!file || !file.path) return null;
-    return make("td", { class: "c-proof" }, proof(file), make("small", null, wayTo(file)));
+    return cell("proof", null, proof(file), make("small", null, wayTo(file)));
   }
 
   function moduleRow(entry, total) {
     const { module } = entry;
     const [directory, name] = splitPath(module.name);
     entry.button = make("button", { type: "button", class: "name path", "aria-expanded": "false" }, name || "(no name)");
-    return make("tr", { class: "module" },
+    return make("tr", { role: "row", class: "module" },
       samplesCell(module, total),
-      make("td", { class: "c-name" }, entry.button, directory ? make("small", { class: "path" }, directory) : null),
-      make("td", { class: "c-status" }, state(module.status)),
+      cell("name", null, entry.button, directory ? make("small", { class: "path" }, directory) : null),
+      cell("status", null, state(module.status)),
       fileCell(module),
       proofCell(module),
-      make("td", { class: "c-symbols" }, module.symbols ? fileState(module.symbols) : ""));
+      cell("symbols", null, module.symbols ? fileState(module.symbols) : ""));
   }
 
   function toggle(entry, open) {
@@ -189,7 +195,7 @@
     entry.button.setAttribute("aria-expanded", String(open));
     entry.row.classList.toggle("open", open);
     if (open && !entry.detail) {
-      entry.detail = make("tr", { class: "detail" }, make("td", { colspan: columns.length }, ...details(entry.module)));
+      entry.detail = make("tr", { role: "row", class: "detail" }, make("td", { role: "cell", "aria-colspan": columns.length }, ...details(entry.module)));
     }
     if (open) entry.row.after(entry.detail);
     else entry.detail.remove();
@@ -342,6 +348,7 @@
       entry.row.addEventListener("click", () => { if (getSelection().isCollapsed) toggle(entry, !entry.open); });
       return entry;
     });
+    byId("app").classList.toggle("uncounted", !total);
     order = total ? { key: "samples", down: true } : { key: "status", down: false };
     showGaps(total);
     sortEntries();
@@ -385,7 +392,7 @@
   }
 
   function setUpTable() {
-    byId("modules").tHead.rows[0].append(...columns.map((column) => make("th", { scope: "col", class: `c-${column.key}`, "data-key": column.key },
+    byId("modules").tHead.rows[0].append(...columns.map((column) => make("th", { scope: "col", role: "columnheader", class: `c-${column.key}`, "data-key": column.key },
       make("button", {
         type: "button",
         on: () => {
