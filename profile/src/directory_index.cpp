@@ -138,6 +138,7 @@ public:
         std::sort(positions.begin(), positions.end());
         positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
         std::vector<std::string const*> result;
+        result.reserve(positions.size());
         for (std::uint32_t const position : positions)
             result.push_back(&m_directories[position]);
         return result;

@@ -260,7 +260,7 @@ std::optional<std::uint32_t> ElfFactsCache::crc32(std::string const& path) {
         if (auto const known = m_crcs.find(*key); known != m_crcs.end())
             return known->second;
     }
-    std::optional<std::uint32_t> const result = fileCrc32(path);
+    std::optional<std::uint32_t> result = fileCrc32(path);
     if (key && result && key == keyOf(path)) {
         std::lock_guard const guard(m_mutex);
         m_crcs.emplace(*key, *result);

@@ -153,7 +153,7 @@ TEST_F(ModuleSearchTest, AnUnsafeNameIsSearchedByItsBuildIdAlone) {
     EXPECT_FALSE(search.findBinary("/bin/a\nb", {}).file);
 }
 
-/// Refuses every suggestion of files that end in ".first", and lets no step run.
+/// Suggests a file for binaries and lets no step run for symbols.
 class ClientCallbacks final : public ISearchStartedCallback {
 public:
     explicit ClientCallbacks(std::string suggestion) : m_suggestion(std::move(suggestion)) {}
