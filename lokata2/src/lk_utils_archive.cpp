@@ -67,8 +67,10 @@ archive_result_t archiveFile(char const* source, char const* root, char const* c
     if (fileExists(archivedName.c_str()))
         return afAlreadyArchived;
     if (!copy(source, archivedName)) {
-        // A part of a file would read as archived from then on.
-        removeFile(archivedName.c_str());
+        // A part of a file would read as archived from then on. But if the source went, another
+        // writer has archived and removed it, and what lies at the target is the only copy.
+        if (fileExists(source))
+            removeFile(archivedName.c_str());
         return afCopyFailed;
     }
     if (removeSource)

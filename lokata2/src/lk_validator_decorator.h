@@ -20,7 +20,7 @@ public:
     std::string getFileDoesntExistErrMessage(char const* fileName);
     std::string getFileIsNotReadableErrMessage(char const* fileName);
     std::string getFileIsNotRegularErrMessage(char const* fileName);
-    /// For clients: `validate` refuses a directory without a word.
+    /// Not used by `validate`, which refuses a directory without a word.
     std::string getFileIsDirErrMessage();
 
 private:
