@@ -6,6 +6,7 @@
 
 namespace LK_2_13 {
 
+/// The algorithms.
 enum checksum_type_t : std::uint32_t {
     ctMd5 = 0,
     ctSha1 = 1,
@@ -27,6 +28,8 @@ public:
 /// compute through it at once.
 class LOKATA2_EXPORT IChecksumCalculator : public ILKObject {
 public:
+    /// The object that is in use, or a new one if nobody holds one. Never null; callable from any
+    /// thread.
     static ObjectPtr<IChecksumCalculator> create();
 
     /// Reads the whole file at every call, with constant memory. Null for a null name, a file that

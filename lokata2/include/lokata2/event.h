@@ -19,6 +19,7 @@ enum event_t : std::uint32_t {
     evGeneratorGone = 0
 };
 
+/// Hears of the end of a generator, on the thread that ends it and inside its locks.
 class LOKATA2_EXPORT IEventHandler {
 public:
     virtual void event(event_t) = 0;

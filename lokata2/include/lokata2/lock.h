@@ -10,7 +10,9 @@ namespace LK_2_13 {
 /// asks for the other waits forever.
 class LOKATA2_EXPORT ISpinSharedLock : public ILock {
 public:
+    /// Blocks until the calling thread is one of the shared holders.
     virtual void sharedLock() = 0;
+    /// Once for each `sharedLock`, on any thread.
     virtual void sharedUnlock() = 0;
 };
 

@@ -11,6 +11,7 @@ namespace LK_2_13 {
 /// "lokata_common".
 extern LOKATA2_EXPORT char const* const VALIDATOR_MESSAGES_CATALOG;
 
+/// Takes the text of one message. Belongs to the caller of `fillMessage`.
 class LOKATA2_EXPORT IMsgContainer {
 public:
     /// Keeps a copy in place of what was there.

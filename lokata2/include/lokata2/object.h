@@ -16,6 +16,7 @@
 /// another uses it.
 namespace LK_2_13 {
 
+/// The root of all counted interfaces.
 class LOKATA2_EXPORT ILKObject {
 public:
     /// Adds a reference; gives the count after the change.
@@ -27,10 +28,12 @@ public:
     virtual ~ILKObject() = default;
 };
 
+/// An exclusive lock.
 class LOKATA2_EXPORT ILock : public ILKObject {
 public:
     /// Blocks until the lock is held by the calling thread.
     virtual void lock() = 0;
+    /// Once for each `lock`, on the same thread.
     virtual void unlock() = 0;
 };
 

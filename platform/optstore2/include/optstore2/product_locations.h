@@ -16,10 +16,11 @@ public:
     /// the end of the process, or the empty text if none can be had. Never null.
     ///
     /// The directory exists when this returns, and it is private: the effective user owns it, its
-    /// mode is 0700, it is no symbolic link, and nobody else can put another one in its place,
-    /// since the directory above belongs to the user or to root and is not open to all without the
-    /// sticky bit. It is made if it is missing, with the directory above if that is missing too. A
-    /// directory that fails the test is left as it is and reported on the logger "optstore2".
+    /// mode is 0700, it is no symbolic link, and the directory above belongs to the user or to root
+    /// and is not open to all without the sticky bit, so that nobody can put another one in its
+    /// place but the members of a group that may write there. It is made if it is missing, with the
+    /// directory above if that is missing too. A directory that fails the test is left as it is and
+    /// reported on the logger "optstore2".
     virtual char const* getTempDirectory() = 0;
 
     /// Sets that directory. Null goes back to the default, `.cache/lokata` in the home directory
