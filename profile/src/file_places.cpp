@@ -66,6 +66,8 @@ char const* placeName(Place place) {
         return "debug-link";
     case Place::alt_link:
         return "alt-link";
+    case Place::kernel_tree:
+        return "kernel-tree";
     }
     return "search-step";
 }
@@ -245,6 +247,11 @@ std::vector<std::string> symbolFileNames(std::string const& name, BuildId const&
         add(searchable);
     }
     return result;
+}
+
+std::string supplementaryFileName(AltLink const& link) {
+    std::string bare = getFileNameOnly(link.name.c_str());
+    return isSafeBareName(bare) ? bare : toHex(link.build_id);
 }
 
 std::string searchableName(std::string const& name) {

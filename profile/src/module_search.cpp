@@ -78,6 +78,11 @@ char const* textOrNull(std::string const& text) {
     return text.empty() ? nullptr : text.c_str();
 }
 
+std::vector<Candidate> joined(std::vector<Candidate> first, std::vector<Candidate> second) {
+    std::move(second.begin(), second.end(), std::back_inserter(first));
+    return first;
+}
+
 Place placeOf(std::string const& path, std::vector<Candidate> const& candidates) {
     for (Candidate const& candidate : candidates)
         if (utils::getCanonicalName(candidate.path.c_str(), false) == path)
@@ -156,10 +161,11 @@ void ModuleSearch::learn(std::string const& name, SearchOutcome& outcome) {
 }
 
 SearchOutcome ModuleSearch::findBinary(std::string const& name, BuildId const& buildId,
-                                       unsigned long long stepsSelector) {
+                                       unsigned long long stepsSelector,
+                                       std::vector<Candidate> const& hints) {
     SearchOutcome outcome;
     std::string searched = searchableName(name);
-    std::vector<Candidate> suggestions = m_support.places.binary(searched, buildId);
+    std::vector<Candidate> suggestions = joined(hints, m_support.places.binary(searched, buildId));
     if (searched.empty() && buildId.empty())
         return outcome;
     BinaryValidator validator(m_support.elf, buildId);
@@ -172,7 +178,8 @@ SearchOutcome ModuleSearch::findBinary(std::string const& name, BuildId const& b
 }
 
 SearchOutcome ModuleSearch::findSymbols(std::string const& name, std::string const& binaryPath,
-                                        BuildId const& buildId) {
+                                        BuildId const& buildId,
+                                        std::vector<Candidate> const& hints) {
     SymbolOwner owner{binaryPath, buildId, std::nullopt, 0};
     if (!binaryPath.empty()) {
         auto const facts = m_support.elf.facts(binaryPath);
@@ -183,8 +190,8 @@ SearchOutcome ModuleSearch::findSymbols(std::string const& name, std::string con
     }
     std::string const checksum = toHex(owner.build_id);
     std::string const searched = searchableName(name);
-    std::vector<Candidate> suggestions =
-        m_support.places.symbols(searched, binaryPath, owner.build_id, owner.debug_link);
+    std::vector<Candidate> suggestions = joined(
+        hints, m_support.places.symbols(searched, binaryPath, owner.build_id, owner.debug_link));
 
     SearchOutcome outcome;
     SymbolValidator validator(m_support.elf, owner);
@@ -207,9 +214,8 @@ std::optional<SearchOutcome> ModuleSearch::findSupplementary(std::string const& 
         return std::nullopt;
     AltLink const& link = *facts->alt_link;
     SupplementaryValidator validator(m_support.elf, link.build_id);
-    std::string const bare = utils::getFileNameOnly(link.name.c_str());
     std::string const checksum = toHex(link.build_id);
-    std::string const asked = isSafeBareName(bare) ? bare : checksum;
+    std::string const asked = supplementaryFileName(link);
     SearchOutcome outcome;
     run(outcome, m_support.places.supplementary(symbolPath, link), validator, [&] {
         return m_search->findSymFile(asked.c_str(), symbolPath.c_str(), checksum.c_str(),

@@ -26,6 +26,7 @@ enum class Place {
     binary_itself,
     debug_link,
     alt_link,
+    kernel_tree,
 };
 
 /// Lower-case word for a place, as "build-id-tree".
@@ -93,6 +94,9 @@ private:
 /// directory of `name` where the name is meant to stand beside the binary.
 std::vector<std::string> symbolFileNames(std::string const& name, BuildId const& buildId,
                                          std::optional<DebugLink> const& link);
+
+/// The name under which a search of the library may meet a supplementary file.
+std::string supplementaryFileName(AltLink const& link);
 
 /// The recorded name in the form in which a search may use it: normalised, without leading ".."
 /// steps. Empty if nothing of it is safe to use.

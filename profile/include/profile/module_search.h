@@ -68,13 +68,15 @@ public:
     ModuleSearch(ModuleSearch const&) = delete;
     ModuleSearch& operator=(ModuleSearch const&) = delete;
 
-    /// `stepsSelector` goes to the steps configurator of the environment.
+    /// `stepsSelector` goes to the steps configurator of the environment. `hints` are tried before
+    /// all other places.
     SearchOutcome findBinary(std::string const& name, BuildId const& buildId,
-                             unsigned long long stepsSelector = 0);
+                             unsigned long long stepsSelector = 0,
+                             std::vector<Candidate> const& hints = {});
     /// `binaryPath` is the binary that was found, empty if none; then the recorded `buildId`
     /// stands in for what the binary would tell.
     SearchOutcome findSymbols(std::string const& name, std::string const& binaryPath,
-                              BuildId const& buildId);
+                              BuildId const& buildId, std::vector<Candidate> const& hints = {});
     /// Empty for a symbol file that names no supplementary file.
     std::optional<SearchOutcome> findSupplementary(std::string const& symbolPath);
     SearchOutcome findSource(SourceFile const& source, std::string const& binaryPath);

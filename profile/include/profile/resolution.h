@@ -4,6 +4,7 @@
 /// was proven, and why others were refused. Plain data, filled by the resolver and read by the
 /// outputs.
 
+#include "profile/file_places.h"
 #include "profile/identity.h"
 #include "profile/path_mapping.h"
 #include "profile/profile.h"
@@ -37,6 +38,8 @@ struct FileResolution {
     Identity identity; ///< Of the accepted file, else what was expected.
     std::vector<RefusedCandidate> refused;
     std::uint64_t elapsed_us = 0; ///< Wall clock time.
+    /// What was tried before any step of the library, in order, also where no such file exists.
+    std::vector<Candidate> suggested{};
 
     bool found() const { return !path.empty(); }
 };
