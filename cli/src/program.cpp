@@ -7,6 +7,7 @@
 #include "find_command.h"
 #include "log_output.h"
 #include "output.h"
+#include "resolve_command.h"
 #include "run_command.h"
 #include "unpack_kernel_command.h"
 
@@ -51,6 +52,7 @@ int runCommandLine(int argc, char const* const* argv) {
 
     addFindCommand(program, exitStatus);
     addRunCommand(program, exitStatus);
+    addResolveCommand(program, exitStatus);
     addArchiveCommand(program, exitStatus);
     addChecksumCommand(program, exitStatus);
     addDirsCommand(program, exitStatus);

@@ -1,6 +1,7 @@
 #include "record_output.h"
 
 #include "enumerator_names.h"
+#include "terminal.h"
 
 #include <nlohmann/json.hpp>
 
@@ -12,10 +13,6 @@ namespace {
 constexpr char const* green = "32";
 constexpr char const* yellow = "33";
 constexpr char const* red = "31";
-
-std::string painted(std::string const& text, char const* code, bool colour) {
-    return colour ? "\033[" + std::string(code) + "m" + text + "\033[0m" : text;
-}
 
 } // namespace
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "context_chain.h"
 #include "search_record.h"
 #include "search_recorder.h"
+#include "search_surroundings.h"
 
 #include <lokata2/file_search.h>
 #include <lokata2/search_manipulator.h>
@@ -23,9 +23,7 @@ enum class History {
 /// common to all searches in it. For one thread.
 class SearchSession {
 public:
-    /// Throws `Failure` for options that make no sense. The search directories are captured, so
-    /// that the store is read here and not with each step of each search; the store's exceptions
-    /// pass through.
+    /// Throws what `SearchSurroundings` throws.
     SearchSession(SearchOptions const& options, History history);
     SearchSession(SearchSession const&) = delete;
     SearchSession& operator=(SearchSession const&) = delete;
@@ -36,25 +34,9 @@ public:
                       bool all);
 
 private:
-    class Policy : public LK_2_13::IConfidenceLevelPolicyCallback {
-    public:
-        explicit Policy(std::string const& level);
-        ~Policy() override { disconnectHandlers(); }
-        LK_2_13::confidence_level_t getConfidenceLevel(LK_2_13::search_category_t,
-                                                       unsigned int) override {
-            return m_level;
-        }
-
-    private:
-        LK_2_13::confidence_level_t m_level;
-    };
-
-    void registerDirs(SearchOptions const& options);
-    void registerSteps(SearchOptions const& options);
     void registerCallbacks(History history);
 
-    ContextChain m_chain;
-    Policy m_policy;
+    SearchSurroundings m_surroundings;
     /// The callbacks that the manipulator calls must outlive it.
     SearchRecorder m_recorder;
     LK_2_13::ObjectPtr<LK_2_13::ISearchManipulator> m_pManipulator;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 namespace lokata::cli {
 
@@ -10,6 +11,9 @@ bool isTerminal(int descriptor);
 /// A terminal that may show colour: not a "dumb" one, and NO_COLOR is unset or empty
 /// (https://no-color.org).
 bool wantsColour(int descriptor);
+
+/// `text` in the colour of an ANSI code such as "31", or as it is.
+std::string painted(std::string const& text, char const* code, bool colour);
 
 /// Columns of the terminal; 80 if they are not known.
 std::size_t terminalWidth(int descriptor);

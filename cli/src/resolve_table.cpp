@@ -1,0 +1,235 @@
+#include "resolve_table.h"
+
+#include "enumerator_names.h"
+#include "terminal.h"
+
+#include <profile/names.h>
+#include <profile/resolution_summary.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <map>
+#include <numeric>
+#include <vector>
+
+namespace lokata::cli {
+
+using namespace profile;
+
+namespace {
+
+constexpr char const* green = "32";
+constexpr char const* yellow = "33";
+constexpr char const* red = "31";
+constexpr char const* bold = "1";
+
+using Modules = std::vector<ModuleResolution const*>;
+
+/// In code points, which is close enough to columns for the names of files.
+std::size_t lengthOf(std::string const& text) {
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xc0) != 0x80; }));
+}
+
+std::string padded(std::string const& text, std::size_t width) {
+    std::size_t const length = lengthOf(text);
+    return length < width ? text + std::string(width - length, ' ') : text;
+}
+
+/// Ends with what tells one path from another.
+std::string cutAtFront(std::string const& text, std::size_t width) {
+    std::size_t excess = lengthOf(text);
+    if (excess <= width || width < 2)
+        return text;
+    excess -= width - 1;
+    std::size_t at = 0;
+    for (; excess > 0; --excess)
+        do
+            ++at;
+        while (at < text.size() && (text[at] & 0xc0) == 0x80);
+    return "…" + text.substr(at);
+}
+
+std::string bareName(std::string const& name) {
+    std::size_t const slash = name.rfind('/');
+    return displayName(slash == std::string::npos ? name : name.substr(slash + 1));
+}
+
+std::uint64_t allSamples(ProfileResolution const& resolution) {
+    return std::accumulate(
+        resolution.modules.begin(), resolution.modules.end(),
+        resolution.profile.unattributed_samples,
+        [](std::uint64_t sum, ModuleResolution const& each) { return sum + each.module.samples; });
+}
+
+std::string percentage(std::uint64_t part, std::uint64_t whole) {
+    std::array<char, 32> text{};
+    double const share =
+        whole == 0 ? 0 : 100.0 * static_cast<double>(part) / static_cast<double>(whole);
+    std::snprintf(text.data(), text.size(), "%6.2f%%", share);
+    return text.data();
+}
+
+bool isListed(ModuleResolution const& module) {
+    return module.status != ModuleStatus::not_a_file || module.module.samples > 0;
+}
+
+bool isFound(ModuleResolution const& module) {
+    return module.binary && module.binary->found();
+}
+
+Modules sortedModules(ProfileResolution const& resolution) {
+    Modules modules;
+    for (ModuleResolution const& module : resolution.modules)
+        if (isListed(module))
+            modules.push_back(&module);
+    std::stable_sort(modules.begin(), modules.end(), [](auto const* left, auto const* right) {
+        return left->module.samples > right->module.samples;
+    });
+    return modules;
+}
+
+std::string proofOf(ModuleResolution const& module) {
+    if (module.status == ModuleStatus::resolved)
+        return identityKindName(module.binary->identity.kind);
+    return "unproven";
+}
+
+std::string symbolsOf(ModuleResolution const& module) {
+    if (!module.symbols || !module.symbols->found())
+        return "-";
+    return module.symbols->path == module.binary->path ? "in file" : "found";
+}
+
+struct Row {
+    std::string share;
+    std::array<std::string, 5> cells; ///< Module, file, proof, symbols, origin.
+    bool isProven;
+};
+
+constexpr std::size_t fileCell = 1;
+
+std::string foundTable(std::vector<Row> const& rows, bool hasSamples, TableStyle const& style) {
+    std::array<std::string, 5> const titles{"MODULE", "FILE", "PROVEN BY", "SYMBOLS", "STEP"};
+    std::array<std::size_t, 5> widths{};
+    for (std::size_t i = 0; i < titles.size(); ++i) {
+        widths[i] = lengthOf(titles[i]);
+        for (Row const& row : rows)
+            widths[i] = std::max(widths[i], lengthOf(row.cells[i]));
+    }
+    std::size_t const others = std::accumulate(widths.begin(), widths.end(), std::size_t{0}) -
+                               widths[fileCell] + 2 * (widths.size() - 1) + (hasSamples ? 9 : 0);
+    constexpr std::size_t leastFile = 20;
+    if (style.width > 0)
+        widths[fileCell] = std::min(
+            widths[fileCell], style.width > others + leastFile ? style.width - others : leastFile);
+
+    auto const line = [&](std::string const& share, std::array<std::string, 5> const& cells) {
+        std::string text = hasSamples ? padded(share, 7) + "  " : "";
+        for (std::size_t i = 0; i < cells.size(); ++i) {
+            std::string const cell = i == fileCell ? cutAtFront(cells[i], widths[i]) : cells[i];
+            text += i + 1 < cells.size() ? padded(cell, widths[i]) + "  " : cell;
+        }
+        return text;
+    };
+    std::string text = painted(line("SAMPLES", titles), bold, style.colour) + "\n";
+    for (Row const& row : rows)
+        text +=
+            painted(line(row.share, row.cells), row.isProven ? green : yellow, style.colour) + "\n";
+    return text;
+}
+
+} // namespace
+
+std::string originOf(FileResolution const& file) {
+    return file.place == placeName(Place::search_step) ? nameOf(file.step).substr(2) : file.place;
+}
+
+std::string moduleTable(ProfileResolution const& resolution, TableStyle const& style) {
+    bool const hasSamples = resolution.profile.has_samples;
+    std::uint64_t const samples = allSamples(resolution);
+    std::vector<Row> found;
+    std::string missing;
+    for (ModuleResolution const* const module : sortedModules(resolution)) {
+        std::string share = percentage(module->module.samples, samples);
+        if (isFound(*module)) {
+            found.push_back({std::move(share),
+                             {bareName(module->module.name), displayName(module->binary->path),
+                              proofOf(*module), symbolsOf(*module), originOf(*module->binary)},
+                             module->status == ModuleStatus::resolved});
+            continue;
+        }
+        std::string const status = moduleStatusName(module->status);
+        char const* const code = module->status == ModuleStatus::missing ? red : yellow;
+        missing += (hasSamples ? share + "  " : "") +
+                   painted(padded(status, 11), code, style.colour) + "  " +
+                   displayName(module->module.name) + "\n" +
+                   std::string(hasSamples ? 22 : 13, ' ') + statusReason(*module) + "\n";
+    }
+    std::string text;
+    if (!found.empty())
+        text += foundTable(found, hasSamples, style);
+    if (!missing.empty())
+        text += (found.empty() ? "" : "\n") + missing;
+    for (PathSubstitution const& learned : resolution.learned)
+        text += "\nLearned: what was recorded below " +
+                displayName(learned.from.empty() ? "/" : learned.from) + " lies below " +
+                displayName(learned.to.empty() ? "/" : learned.to) +
+                (&learned == &resolution.learned.back() ? "\n" : "");
+    return text;
+}
+
+std::string sourceTable(ProfileResolution const& resolution) {
+    struct Count {
+        std::size_t found = 0;
+        std::size_t all = 0;
+    };
+    std::map<std::string, Count> directories;
+    Count total;
+    for (SourceResolution const& source : resolution.sources) {
+        std::size_t const slash = source.name.rfind('/');
+        Count& count = directories[slash == std::string::npos ? "." : source.name.substr(0, slash)];
+        for (Count* const each : {&count, &total}) {
+            ++each->all;
+            each->found += source.file.found() ? 1 : 0;
+        }
+    }
+    if (total.all == 0)
+        return {};
+    std::string text = "SOURCES FOUND  DIRECTORY\n";
+    for (auto const& [directory, count] : directories)
+        text += padded(std::to_string(count.found) + " of " + std::to_string(count.all), 13) +
+                "  " + displayName(directory) + "\n";
+    return text + padded(std::to_string(total.found) + " of " + std::to_string(total.all), 13) +
+           "  in all\n";
+}
+
+std::string resolutionSummary(ProfileResolution const& resolution) {
+    std::uint64_t const samples = allSamples(resolution);
+    StatusTotal const noFiles = totalOf(resolution, ModuleStatus::not_a_file);
+    std::string text;
+    auto const add = [&](ModuleStatus status, bool always) {
+        StatusTotal const total = totalOf(resolution, status);
+        if (!always && total.modules == 0)
+            return;
+        text += (text.empty() ? "" : ", ") + std::to_string(total.modules);
+        if (always)
+            text += " of " + std::to_string(resolution.modules.size() - noFiles.modules);
+        text += std::string(" ") + moduleStatusName(status);
+        if (resolution.profile.has_samples) {
+            std::string const share = percentage(total.samples, samples);
+            text += " (" + share.substr(share.find_first_not_of(' ')) + " of samples)";
+        }
+    };
+    add(ModuleStatus::resolved, true);
+    for (ModuleStatus const status :
+         {ModuleStatus::unproven, ModuleStatus::missing, ModuleStatus::unsupported})
+        add(status, false);
+    if (noFiles.modules > 0)
+        text += "; " + std::to_string(noFiles.modules) + " without a file";
+    return text + "\n";
+}
+
+} // namespace lokata::cli
