@@ -65,6 +65,10 @@ int runCommandLine(int argc, char const* const* argv) {
         program.exit(help, text, text);
         writeOutput(text.str());
     } catch (CLI::ParseError const& error) {
+        std::vector<std::string> const unknown = program.remaining();
+        if (program.get_subcommands().empty() && !unknown.empty())
+            throw Failure("\"" + unknown.front() +
+                          "\" is no command or option of lokata; see lokata --help");
         throw Failure(std::string(error.what()) + "; see lokata --help");
     }
     return exitStatus;
