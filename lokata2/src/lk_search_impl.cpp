@@ -11,17 +11,6 @@
 
 namespace LK_2_13 {
 
-namespace {
-
-template <class TFile>
-bool isListed(std::list<ObjectPtr<TFile>> const& files, TFile const& file) {
-    return std::any_of(files.begin(), files.end(), [&file](ObjectPtr<TFile> const& listed) {
-        return utils::compareCanonicalFileNames(file.name(), listed->name()) == 0;
-    });
-}
-
-} // namespace
-
 FoundFilesLazyIterator::FoundFilesLazyIterator(IFileSearchStrategy& strategy,
                                                IValidatorInternal& validator,
                                                unsigned long long stepsSelector)
@@ -116,7 +105,7 @@ bool FoundFilesLazyIterator::validateAndAdd(char const* fileName, unsigned int s
 }
 
 bool FoundFilesLazyIterator::addValid(ObjectPtr<IValidFile> const& file, char const* candidate) {
-    if (isListed(m_validFiles, *file)) {
+    if (!m_validNames.insert(file->name()).second) {
         LK_LOG_INFO("*** VALID_DUBLICAT " << candidate);
         return false;
     }
@@ -129,7 +118,7 @@ bool FoundFilesLazyIterator::addValid(ObjectPtr<IValidFile> const& file, char co
 
 void FoundFilesLazyIterator::addInvalid(ObjectPtr<IInvalidFile> const& file,
                                         char const* candidate) {
-    if (isListed(m_invalidFiles, *file)) {
+    if (!m_invalidNames.insert(file->name()).second) {
         LK_LOG_INFO("*** INVALID_DUBLIC " << candidate);
         return;
     }

@@ -4,6 +4,8 @@
 
 #include <list>
 #include <string>
+#include <string_view>
+#include <unordered_set>
 
 namespace LK_2_13 {
 
@@ -76,6 +78,10 @@ private:
     std::list<ObjectPtr<IValidFile>>::iterator m_current;
     /// Null if the strategy gave none; the search then has no steps.
     ObjectPtr<ISearchStepsIterator> m_pStepsIterator;
+    /// The names of the files in each list, which own the texts: a search may refuse very many
+    /// namesakes, and each is compared with all before it.
+    std::unordered_set<std::string_view> m_validNames;
+    std::unordered_set<std::string_view> m_invalidNames;
 };
 
 /// True if a name is a rooted Linux path, possibly written with backslashes; they are then replaced
