@@ -127,7 +127,8 @@ std::string_view parent(std::string_view path) {
 }
 
 bool isRooted(std::string_view path) {
-    return !path.empty() && path.front() == separator;
+    std::size_t const rootName = rootNameLength(path);
+    return rootName < path.size() && path[rootName] == separator;
 }
 
 std::vector<std::string_view> elements(std::string_view path) {
@@ -135,7 +136,7 @@ std::vector<std::string_view> elements(std::string_view path) {
     std::size_t const rootName = rootNameLength(path);
     if (rootName > 0)
         result.push_back(path.substr(0, rootName));
-    if (rootName < path.size() && path[rootName] == separator)
+    if (isRooted(path))
         result.push_back(path.substr(rootName, 1));
     for (std::size_t begin = rootName; begin < path.size();) {
         begin = path.find_first_not_of(separator, begin);

@@ -37,6 +37,7 @@ std::string_view extension(std::string_view path);
 /// The path without its last element; empty for a single element and for the root.
 std::string_view parent(std::string_view path);
 
+/// True if the path has a root directory, which a host alone has not.
 bool isRooted(std::string_view path);
 
 /// The elements from left to right; that of a root directory is "/".

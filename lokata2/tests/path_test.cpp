@@ -72,6 +72,13 @@ TEST(Path, SplitsIntoNameStemAndExtension) {
     }
 }
 
+TEST(Path, IsRootedByADirectoryAndNotByAHostAlone) {
+    for (auto path : {"/", "/a", "//host/", "//host/a"})
+        EXPECT_TRUE(paths::isRooted(path)) << path;
+    for (auto path : {"", "a/b", "C:/a", "//host"})
+        EXPECT_FALSE(paths::isRooted(path)) << path;
+}
+
 TEST(Path, GetsSlashesOnlyIfItLooksLikeAWindowsPath) {
     auto const fixed = [](std::string path) {
         paths::fixWindowsSeparators(path);
