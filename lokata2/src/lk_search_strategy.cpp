@@ -14,11 +14,15 @@ namespace {
 
 constexpr char const* guestMarker = "[guest]";
 
-/// A list may be null.
+/// A list may be null, and so may a name in a client's own list; neither is searched.
 template <class Visit>
 void forEachDirectory(ObjectPtr<ISearchDirIterator> const& iterator, Visit visit) {
-    if (iterator)
-        LK_2_13::forEachDirectory(*iterator, visit);
+    if (!iterator)
+        return;
+    LK_2_13::forEachDirectory(*iterator, [&](char const* name, bool recursive, bool priority) {
+        if (name != nullptr)
+            visit(name, recursive, priority);
+    });
 }
 
 } // namespace

@@ -62,6 +62,28 @@ public:
     MOCK_METHOD(void, setStep, (search_step_t, search_category_t, bool), (override));
 };
 
+/// A client's own list, the only record of which has no name.
+class Nameless final : public RefCountImpl<ISearchDirContainer> {
+public:
+    class Iterator final : public RefCountImpl<ISearchDirIterator> {
+    public:
+        void reset() override {}
+        bool next() override { return !(m_atEnd = true); }
+        bool getCurrentRecord(char const*& name, bool& recursive, bool& priority) override {
+            name = nullptr;
+            recursive = priority = true;
+            return !m_atEnd;
+        }
+
+    private:
+        bool m_atEnd = false;
+    };
+
+    ObjectPtr<ISearchDirIterator> enumerate(search_category_t) const override {
+        return new Iterator;
+    }
+};
+
 class Strategies : public testing::Test {
 protected:
     Strategies() {
@@ -137,6 +159,15 @@ TEST_F(Strategies, TakeTheDirectoriesOfTheStepsPriorityAndTheFilesCategoryFirst)
     m_offers.accepted = "/high/x.c";
     EXPECT_TRUE(src("a/x.c").findInHighPriorityDirs(m_offers));
     EXPECT_THAT(offered(), ElementsAre("/high/a/x.c", "/high/x.c"));
+}
+
+TEST_F(Strategies, PassOverADirectoryWithoutAName) {
+    ObjectPtr<ISearchDirContainer> const nameless(new Nameless);
+    m_env->setSearchDirs(nameless);
+    m_env->setArchiveDirs(nameless);
+    EXPECT_FALSE(src("x.c").findInHighPriorityDirs(m_offers));
+    EXPECT_FALSE(src("x.c").findInArchiveDirs(m_offers));
+    EXPECT_THAT(offered(), IsEmpty());
 }
 
 TEST_F(Strategies, LookForAGuestsNameASecondTimeBelowTheMarkerAndNeverInTheSystem) {
