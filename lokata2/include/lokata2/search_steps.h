@@ -8,6 +8,7 @@ namespace LK_2_13 {
 /// positioned: `reset` comes first.
 class LOKATA2_EXPORT ISearchStepsIterator : public ILKObject {
 public:
+    /// To the first step.
     virtual void reset() = 0;
     /// Moves on. True if there is a step at the new position; at the end it stays and gives false.
     virtual bool next() = 0;

@@ -104,6 +104,7 @@ protected:
 
 class LOKATA2_EXPORT IInvalidFileIterator {
 public:
+    /// Starts over.
     virtual void reset() = 0;
     /// The next file, or null at the end.
     virtual ObjectPtr<IInvalidFile> next() = 0;
