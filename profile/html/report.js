@@ -261,6 +261,7 @@
       part.style.flex = `${amount(status) / whole} 0 0`;
       return part;
     }));
+    byId("bar").hidden = !whole;
     byId("bar").setAttribute("aria-label", present.map((status) => `${status} ${percent(amount(status), whole)}`).join(", "));
 
     const label = (status, look, modules) => [
@@ -297,7 +298,7 @@
       make("span", { class: "why" }, entry.module.reason))));
     byId("all-gaps").hidden = gaps.length === first;
     byId("all-gaps").textContent = `Show all ${count(gaps.length)}`;
-    byId("gaps").hidden = !entries.length;
+    byId("gaps").hidden = byId("list").hidden = !entries.length;
   }
 
   function showSources(report) {
