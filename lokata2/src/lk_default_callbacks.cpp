@@ -138,7 +138,8 @@ using SrcNoFilesFoundHandler =
 bool DefaultSearchStartedCallback::processSearchStarted(ISearchStartedHandler& handler,
                                                         IStringContainer& suggestions) {
     bool const result = handler.callUserCallback(suggestions);
-    if (!result || m_behavior == ssbNoHistory)
+    search_started_behavior_t const behavior = m_behavior;
+    if (!result || behavior == ssbNoHistory)
         return result;
     ObjectPtr<IFileAssociation> const association = handler.lookupHistory();
     if (!association)
@@ -147,7 +148,7 @@ bool DefaultSearchStartedCallback::processSearchStarted(ISearchStartedHandler& h
     if (resolvedName == nullptr)
         return false;
     suggestions.add(resolvedName);
-    return m_behavior == ssbSuggestFromHistory;
+    return behavior == ssbSuggestFromHistory;
 }
 
 bool DefaultSearchStartedCallback::binFileSearchStarted(char const* fileName,
@@ -209,7 +210,8 @@ ObjectPtr<IValidFile> DefaultFilesFoundCallback::srcFilesFound(char const* fileN
 ObjectPtr<IValidFile>
 DefaultNoFilesFoundCallback::processNoFilesFound(INoFilesFoundHandler& handler) {
     ObjectPtr<IValidFile> result = handler.callUserCallback();
-    if (m_behavior == nfbNoHistory || m_behavior == nfbNoHistoryUpdate)
+    no_files_found_behavior_t const behavior = m_behavior;
+    if (behavior == nfbNoHistory || behavior == nfbNoHistoryUpdate)
         return result;
     handler.updateHistory(result ? result->name() : nullptr);
     return result;

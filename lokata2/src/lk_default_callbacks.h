@@ -2,6 +2,7 @@
 
 #include <lokata2/search_manipulator.h>
 
+#include <atomic>
 #include <string>
 
 /// The callbacks by which a manipulator states a behaviour: each calls the client's own callback
@@ -70,8 +71,10 @@ protected:
     }
 
     ObjectPtr<ISearchHistory> m_pHistory;
-    TCallback* m_pUserCallback = nullptr;
-    TBehavior m_behavior = TBehavior{};
+    /// The manipulator sets these two when the callback is registered already and searches may
+    /// call it. Each is atomic by itself; nothing guards the two together.
+    std::atomic<TCallback*> m_pUserCallback{nullptr};
+    std::atomic<TBehavior> m_behavior{TBehavior{}};
 
 private:
     void registerOnContext(TCallback* callback) {

@@ -393,5 +393,36 @@ TEST_F(Contexts, ASearchFindsWhatTheirArchiveHolds) {
     EXPECT_EQ(found->searchStep(), ssArchiveSearchDirs);
 }
 
+TEST_F(Contexts, ASearchReadsAResultDirectoryBeforeNearerDirectoriesOfLowPriority) {
+    test::TempTree const tree;
+    for (char const* file :
+         {"near/both", "run/binaries/both", "run/symbols/both", "run/symbols/symbols-only",
+          "run/binaries/stripped", "run/sources/deep/main.c", "run/all/deep/any"})
+        tree.file(file);
+    auto const result = m_manager->createResultDirectoryContext(tree.path("run").c_str());
+    m_manager->addInheritance(*m_child, *result);
+    registerDir(m_child, tree.path("near").c_str());
+    auto const search = m_manager->createFileSearch(*m_child, "client", nullptr);
+    auto const name = [&](ObjectPtr<IValidFile> const& file) {
+        if (!file)
+            return std::string("none");
+        EXPECT_EQ(file->searchStep(), ssHighPrioritySearchDirs);
+        return std::string(file->name()).substr(tree.root().size());
+    };
+    auto const bin = [&](char const* file) {
+        return name(search->findBinFile(file, nullptr, nullptr, 0));
+    };
+    auto const sym = [&](char const* file) {
+        return name(search->findSymFile(file, nullptr, nullptr, nullptr, nullptr, nullptr));
+    };
+    EXPECT_EQ(bin("both"), "/run/binaries/both");
+    EXPECT_EQ(bin("any"), "/run/all/deep/any");
+    EXPECT_EQ(bin("symbols-only"), "none");
+    EXPECT_EQ(sym("both"), "/run/symbols/both");
+    EXPECT_EQ(sym("stripped"), "/run/binaries/stripped");
+    EXPECT_EQ(name(search->findSrcFile("main.c", nullptr, nullptr, nullptr, nullptr)),
+              "/run/sources/deep/main.c");
+}
+
 } // namespace
 } // namespace LK_2_13

@@ -39,6 +39,8 @@ public:
                                     char const* key) = 0;
     /// Null is ignored, an empty text unsets the directory.
     virtual void registerArchiveDir(IResolutionContext& context, char const* dir) = 0;
+    /// As above, but without a lock: not while another thread assembles an environment from this
+    /// context or from one below it.
     virtual void registerCacheDir(IResolutionContext& context, char const* dir) = 0;
 
     /// False, and nothing is registered, for a null client id.
