@@ -3,6 +3,7 @@
 #include "cursor.h"
 #include "file_handle.h"
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <string_view>
@@ -193,6 +194,27 @@ private:
     bool m_bigEndian = false;
 };
 
+/// What a file of no ELF content is: kernel modules often lie packed on disk.
+std::string otherKind(int fd) {
+    struct Packing {
+        std::string_view magic;
+        char const* name;
+    };
+    using namespace std::string_view_literals;
+    constexpr std::array<Packing, 3> packings{{{"\x1f\x8b"sv, "gzip"},
+                                               {"\xfd"
+                                                "7zXZ"sv,
+                                                "xz"},
+                                               {"\x28\xb5\x2f\xfd"sv, "zstd"}}};
+    std::array<char, 8> start{};
+    ssize_t const count = ::pread(fd, start.data(), start.size(), 0);
+    std::string_view const content(start.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    for (Packing const& packing : packings)
+        if (content.substr(0, packing.magic.size()) == packing.magic)
+            return std::string("packed by ") + packing.name + ", which is not unpacked here";
+    return "not an ELF file";
+}
+
 } // namespace
 
 ElfFacts readElfFacts(std::string const& path) {
@@ -204,7 +226,7 @@ ElfFacts readElfFacts(std::string const& path) {
     // Not mapped: another process may cut the file short at any moment.
     ElfHandle const elf(elf_begin(file.get(), ELF_C_READ, nullptr));
     if (!elf || elf_kind(elf.get()) != ELF_K_ELF) {
-        facts.error = "not an ELF file";
+        facts.error = otherKind(file.get());
         return facts;
     }
     FactsReader(elf.get(), facts).read();
