@@ -22,7 +22,13 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// All four callbacks of an environment. Writes down the names that searches start with.
+/// What a callback for a symbol or source file hears.
+std::string request(char const* category, char const* fileName, char const* binaryName,
+                    char const* checksum) {
+    return std::string(category) + " " + fileName + " " + binaryName + " " + checksum;
+}
+
+/// All four callbacks of an environment. Writes down what searches start with.
 class Client {
 public:
     class Started final : public ISearchStartedCallback {
@@ -32,13 +38,15 @@ public:
             m_client.started.emplace_back(fileName);
             return !m_client.onStarted || m_client.onStarted(suggestions);
         }
-        bool symFileSearchStarted(char const* fileName, char const*, char const*,
-                                  IStringContainer& suggestions) override {
-            return binFileSearchStarted(fileName, suggestions);
+        bool symFileSearchStarted(char const* fileName, char const* binaryName,
+                                  char const* checksum, IStringContainer& suggestions) override {
+            return binFileSearchStarted(request("sym", fileName, binaryName, checksum).c_str(),
+                                        suggestions);
         }
-        bool srcFileSearchStarted(char const* fileName, char const*, char const*,
-                                  IStringContainer& suggestions) override {
-            return binFileSearchStarted(fileName, suggestions);
+        bool srcFileSearchStarted(char const* fileName, char const* binaryName,
+                                  char const* checksum, IStringContainer& suggestions) override {
+            return binFileSearchStarted(request("src", fileName, binaryName, checksum).c_str(),
+                                        suggestions);
         }
 
     private:
@@ -48,39 +56,50 @@ public:
     class Found final : public IFilesFoundCallback {
     public:
         ~Found() override { disconnectHandlers(); }
-        ObjectPtr<IValidFile> binFilesFound(char const*, IValidFileIterator& files) override {
+        ObjectPtr<IValidFile> binFilesFound(char const* fileName,
+                                            IValidFileIterator& files) override {
+            heard = fileName;
             return choose(files);
         }
-        ObjectPtr<IValidFile> symFilesFound(char const*, char const*, char const*,
+        ObjectPtr<IValidFile> symFilesFound(char const* fileName, char const* binaryName,
+                                            char const* checksum,
                                             IValidFileIterator& files) override {
-            return choose(files);
+            return binFilesFound(request("sym", fileName, binaryName, checksum).c_str(), files);
         }
-        ObjectPtr<IValidFile> srcFilesFound(char const*, char const*, char const*,
+        ObjectPtr<IValidFile> srcFilesFound(char const* fileName, char const* binaryName,
+                                            char const* checksum,
                                             IValidFileIterator& files) override {
-            return choose(files);
+            return binFilesFound(request("src", fileName, binaryName, checksum).c_str(), files);
         }
 
+        std::string heard;
         std::function<ObjectPtr<IValidFile>(IValidFileIterator&)> choose;
     };
 
     class NotFound final : public INoFilesFoundCallback {
     public:
-        ObjectPtr<IValidFile> noBinFilesFound(char const*, IValidator& validator,
+        ObjectPtr<IValidFile> noBinFilesFound(char const* fileName, IValidator& validator,
                                               IInvalidFileIterator& invalid,
                                               IValidFileIterator& valid) override {
+            heard = fileName;
             return resolve(validator, invalid, valid);
         }
-        ObjectPtr<IValidFile> noSymFilesFound(char const*, char const*, char const*,
-                                              IValidator& validator, IInvalidFileIterator& invalid,
+        ObjectPtr<IValidFile> noSymFilesFound(char const* fileName, char const* binaryName,
+                                              char const* checksum, IValidator& validator,
+                                              IInvalidFileIterator& invalid,
                                               IValidFileIterator& valid) override {
-            return resolve(validator, invalid, valid);
+            return noBinFilesFound(request("sym", fileName, binaryName, checksum).c_str(),
+                                   validator, invalid, valid);
         }
-        ObjectPtr<IValidFile> noSrcFilesFound(char const*, char const*, char const*,
-                                              IValidator& validator, IInvalidFileIterator& invalid,
+        ObjectPtr<IValidFile> noSrcFilesFound(char const* fileName, char const* binaryName,
+                                              char const* checksum, IValidator& validator,
+                                              IInvalidFileIterator& invalid,
                                               IValidFileIterator& valid) override {
-            return resolve(validator, invalid, valid);
+            return noBinFilesFound(request("src", fileName, binaryName, checksum).c_str(),
+                                   validator, invalid, valid);
         }
 
+        std::string heard;
         std::function<ObjectPtr<IValidFile>(IValidator&, IInvalidFileIterator&,
                                             IValidFileIterator&)>
             resolve;
@@ -218,6 +237,26 @@ TEST_F(SearchSequence, ARejectedChoiceEndsInTheCallbackForNothingFound) {
     m_notFound.resolve = [](auto&...) { return ObjectPtr<IValidFile>(); };
     EXPECT_EQ(find(), "nothing");
     EXPECT_EQ(log.records().back().text, "Nothing found after pNoFilesFoundCallback\n");
+}
+
+TEST_F(SearchSequence, AllCallbacksHearOfTheFileItsBinaryAndTheChecksum) {
+    listenToStart();
+    listenToFound(&m_found);
+    listenToNotFound();
+    m_found.choose = [](auto&) { return ObjectPtr<IValidFile>(); };
+    m_notFound.resolve = [](auto&...) { return ObjectPtr<IValidFile>(); };
+    auto const search = IFileSearch::create(ObjectPtr<ISearchEnv>(m_env));
+    auto const allHeard = [&](std::string const& what) {
+        EXPECT_EQ(m_client.started.back(), what);
+        EXPECT_EQ(m_found.heard, what);
+        EXPECT_EQ(m_notFound.heard, what);
+    };
+    search->findBinFile("b/./x", nullptr, m_a.c_str(), 0);
+    allHeard("b/x");
+    search->findSymFile("s/", "b/./x", "C/", nullptr, m_a.c_str(), nullptr);
+    allHeard("sym s b/x C/");
+    search->findSrcFile("s/", "b/./x", "C/", nullptr, m_a.c_str());
+    allHeard("src s b/x C/");
 }
 
 TEST_F(SearchSequence, ACallbackThatGoesOnAnotherThreadIsNoLongerAsked) {
