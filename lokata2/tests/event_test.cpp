@@ -14,6 +14,12 @@ namespace {
 class Callback : public EventGenerator {
 public:
     using EventGenerator::disconnectHandlers;
+    ~Callback() override {
+        if (going != nullptr)
+            going->set_value();
+    }
+
+    std::promise<void>* going = nullptr;
 };
 
 using Holder = CallbackHolder<Callback>;
@@ -100,11 +106,13 @@ TEST(EventGenerator, WaitsForARunningCallBeforeItGoes) {
     Holder holder(callback.get());
     std::atomic<bool> callEnded{false};
     std::promise<void> inCall;
+    std::promise<void> going;
+    callback->going = &going;
     std::thread caller([&] {
         Accessor const accessor(holder);
         ASSERT_NE(accessor.get(), nullptr);
         inCall.set_value();
-        std::this_thread::yield();
+        going.get_future().wait();
         EXPECT_NE(accessor.get(), nullptr) << "the callback went during its call";
         callEnded = true;
     });

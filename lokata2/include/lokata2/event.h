@@ -102,24 +102,33 @@ class CallbackHolder final : public internal::CallbackLink {
 public:
     CallbackHolder() = default;
     /// A null callback makes an empty holder.
-    explicit CallbackHolder(T* callback) { set(callback); }
-    CallbackHolder(CallbackHolder const& other) : CallbackLink() { set(other); }
+    explicit CallbackHolder(T* callback) : m_pTyped(callback) { set(callback); }
+    CallbackHolder(CallbackHolder const& other) : CallbackLink(), m_pTyped(other.m_pTyped) {
+        set(other);
+    }
     /// Leaves the handler list first, while the object is still whole: an event may arrive until
     /// then.
     ~CallbackHolder() override { detach(); }
 
     CallbackHolder& operator=(T* callback) {
         set(callback);
+        m_pTyped = callback;
         return *this;
     }
     CallbackHolder& operator=(CallbackHolder const& other) {
-        if (this != &other)
+        if (this != &other) {
             set(other);
+            m_pTyped = other.m_pTyped;
+        }
         return *this;
     }
 
 private:
     friend class CallbackAccessor<T>;
+
+    /// The callback by its own type, of use only while `hasCallback`. Written by setters alone: a
+    /// cast down from the base would be undefined for a callback whose derived parts are gone.
+    T* m_pTyped = nullptr;
 };
 
 /// Lives on the stack around one call of a callback and keeps the callback from going away. Test
@@ -131,9 +140,7 @@ public:
         : m_lock(ObjectPtr<ISpinSharedLock>(holder.m_pLock).get()), m_pHolder(&holder) {}
 
     /// The callback, or null if it is gone or the holder was empty.
-    T* get() const {
-        return static_cast<T*>(m_pHolder->m_pCallback.load(std::memory_order_relaxed));
-    }
+    T* get() const { return m_pHolder->hasCallback() ? m_pHolder->m_pTyped : nullptr; }
 
 private:
     LKSpinSharedLockWrap m_lock;
