@@ -194,6 +194,7 @@ void addResolveCommand(CLI::App& program, int& exitStatus) {
     addRepeatable(command, "INPUT", options->inputs,
                   "A profile: perf.data, a list of modules, /proc/PID/maps, a core, pprof; - is "
                   "standard input (default perf.data)")
+        ->allow_extra_args()
         ->type_name(" ");
     command
         .add_option("--format", options->format,

@@ -1,0 +1,225 @@
+#include "program_harness.h"
+
+#include "elf_builder.h"
+#include "support/inputs.h"
+
+#include "profile/names.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace lokata::cli::test {
+namespace {
+
+using namespace profile::test;
+using profile::BuildId;
+
+BuildId bytes(std::string const& text) {
+    return {text.begin(), text.end()};
+}
+
+std::string contentOf(std::string const& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+/// Two modules, recorded below a directory that is not there any more.
+class ResolveProgram : public testing::Test {
+protected:
+    ResolveProgram() {
+        elf("moved/deep/app", m_app, false);
+        elf("moved/deep/libx.so", m_lib, true);
+    }
+
+    std::string elf(std::string const& name, std::string const& id, bool debugInfo) const {
+        profile::test::ElfBuilder builder;
+        builder.buildId(bytes(id));
+        if (debugInfo)
+            builder.debugInfo();
+        return builder.write(place.file(name, ""));
+    }
+    Outcome resolve(std::vector<std::string> arguments, std::string const& input = {}) const {
+        std::vector<std::string> all{"resolve", "--no-user", "--debug-file-directory",
+                                     place.path("debug")};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        return place.run(all, input);
+    }
+    std::string moved() const { return "bin:r=" + place.path("moved"); }
+
+    PerfFile perf() const {
+        PerfFile perf;
+        perf.attr(PerfFile::sampleType).exec(5, 1);
+        perf.mmap2(5, 0x1000, 0x1000, "/gone/app", m_app, 0, 2);
+        perf.mmap2(5, 0x3000, 0x1000, "/gone/libx.so", m_lib, 0, 2);
+        return perf.sample(5, 0x1234, 3)
+            .sample(5, 0x1238, 4)
+            .sample(5, 0x1238, 5)
+            .sample(5, 0x3456, 6);
+    }
+    std::string pprof() const {
+        PprofFile file;
+        file.unit(1, 2).sample({1}, {3}).mapping(1, 3, 4).location(1, 1, 1).function(1, 5);
+        for (std::string const& text :
+             {std::string(), std::string("samples"), std::string("count"), std::string("/gone/app"),
+              profile::toHex(bytes(m_app)), std::string("/build/main.cc")})
+            file.string(text);
+        return gzip(file.content());
+    }
+
+    std::string const m_app = buildId('a');
+    std::string const m_lib = buildId('x');
+    Workplace place;
+};
+
+TEST_F(ResolveProgram, EveryKindOfInputNamesTheMovedFiles) {
+    std::string const app = profile::toHex(bytes(m_app));
+    std::vector<std::pair<std::string, std::string>> const inputs{
+        {"perf", perf().file()},
+        {"perf", perf().pipe()},
+        {"buildid-list", app + " /gone/app\n"},
+        {"unstrip", "0x1000+0x2000 " + app + "@0x1290 /gone/app - /gone/app\n"},
+        {"core", CoreFile{true, false, {{"/gone/app", m_app}}}.content()},
+        {"pprof", pprof()}};
+    for (auto const& [format, content] : inputs) {
+        Outcome const outcome = resolve({"-", "--json", "-d", moved()}, content);
+        EXPECT_EQ(outcome.status, 0) << format << outcome.err;
+        auto const document = nlohmann::json::parse(outcome.out);
+        EXPECT_EQ(document["format"], format);
+        auto const& module = document["modules"][0];
+        EXPECT_EQ(module["name"], "/gone/app") << format;
+        EXPECT_EQ(module["status"], "resolved") << format;
+        EXPECT_EQ(module["binary"]["path"], place.path("moved/deep/app")) << format;
+        EXPECT_EQ(module["binary"]["identity"]["actual"], app) << format;
+    }
+}
+
+TEST_F(ResolveProgram, NamesWithoutBuildIdAreAcceptedAsThePolicySays) {
+    std::string const maps = "1000-2000 r-xp 00000000 08:01 7   /gone/app\n"
+                             "3000-4000 r-xp 00000000 00:00 0   [vdso]\n";
+    for (std::string const& input : {maps, std::string("/gone/app\n")}) {
+        Outcome const accepted = resolve({"-", "-d", moved()}, input);
+        EXPECT_EQ(accepted.status, 0) << accepted.err;
+        EXPECT_THAT(accepted.out, HasSubstr("unproven"));
+        EXPECT_EQ(resolve({"-", "-d", moved(), "--policy", "reject"}, input).status, 1);
+    }
+}
+
+TEST_F(ResolveProgram, ARebuiltNamesakeIsRefusedWithBothBuildIds) {
+    elf("moved/deep/app", buildId('b'), false);
+    std::string const file = place.file("perf.data", perf().file());
+    Outcome const outcome = resolve({"-d", moved()});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr(profile::toHex(bytes(m_app))),
+                                   HasSubstr(profile::toHex(bytes(buildId('b'))))));
+    EXPECT_LT(outcome.out.find("libx.so"), outcome.out.find("/gone/app")) << "missing ones last";
+    EXPECT_THAT(outcome.out, HasSubstr("75.00%"));
+    EXPECT_THAT(outcome.out, HasSubstr("1 of 2 resolved (25.00% of samples)"));
+    EXPECT_THAT(outcome.out, Not(HasSubstr("\033"))) << "no colour where no terminal is";
+
+    Outcome const explained = resolve({file, "-d", moved(), "--explain", "app"});
+    EXPECT_THAT(explained.out, AllOf(HasSubstr("refused  " + place.path("moved/deep/app") +
+                                               "  [LowPrioritySearchDirs]"),
+                                     HasSubstr("no file"), Not(HasSubstr("libx"))));
+    EXPECT_EQ(resolve({file, "--explain", "nothing"}).status, 2);
+}
+
+TEST_F(ResolveProgram, DamagedInputIsResolvedAsFarAsItCanBeRead) {
+    std::string const whole = perf().file(false);
+    Outcome const damaged = resolve({"-", "-d", moved()}, whole.substr(0, whole.size() - 100));
+    EXPECT_EQ(damaged.status, 1);
+    EXPECT_THAT(damaged.err, HasSubstr("standard input: at byte "));
+    EXPECT_THAT(damaged.out, HasSubstr(place.path("moved/deep/app")));
+
+    EXPECT_EQ(resolve({place.path("no-such-file")}).status, 2);
+    Outcome const unknown = resolve({"-"}, std::string("\0\1\2\3", 4));
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_THAT(unknown.err, StartsWith("lokata: standard input"));
+}
+
+TEST_F(ResolveProgram, NamesTheOptionAtFault) {
+    for (std::vector<std::string> const& wrong :
+         std::vector<std::vector<std::string>>{{"--symfs", "x,odd"},
+                                               {"--substitute-path", "nothing"},
+                                               {"--format", "elf"},
+                                               {"--html", place.path("no/such/dir.html")}}) {
+        std::vector<std::string> arguments{"-"};
+        arguments.insert(arguments.end(), wrong.begin(), wrong.end());
+        Outcome const outcome = resolve(arguments, "/gone/app\n");
+        EXPECT_EQ(outcome.status, 2) << wrong[0];
+        EXPECT_THAT(outcome.err, HasSubstr(wrong[0]));
+    }
+}
+
+TEST_F(ResolveProgram, CopiedTreesAndRenamedPrefixesAreSearched) {
+    std::string const list = profile::toHex(bytes(m_app)) + " /gone/app\n";
+    elf("copy/gone/app", m_app, false);
+    std::vector<std::vector<std::string>> const ways{
+        {"--sysroot", place.path("copy")},
+        {"--symfs", place.path("copy")},
+        {"--symfs", place.path("moved/deep") + ",flat"},
+        {"--substitute-path", "/gone=" + place.path("moved/deep")}};
+    for (auto const& way : ways) {
+        Outcome const outcome = resolve({"-", way[0], way[1]}, list);
+        EXPECT_EQ(outcome.status, 0) << way[0] << outcome.out;
+    }
+    EXPECT_EQ(resolve({"-"}, list).status, 1);
+}
+
+TEST_F(ResolveProgram, ProfileAndArchiveAreEnoughOnAnotherMachine) {
+    elf("debug/.build-id/61/" + profile::toHex(bytes(m_app)).substr(2) + ".debug", m_app, true);
+    std::string const source = place.file("src/main.cc", "int main() {}");
+    std::string const input = place.file("profile.pb.gz", pprof());
+    std::string const recorded = place.file("perf.data", perf().file());
+    Outcome const here =
+        resolve({input, recorded, "--json", "--sources", "-d", moved(), "--substitute-path",
+                 "/build=" + place.path("src"), "--archive-into", place.path("kept/archive"),
+                 "--html", place.path("page.html")});
+    ASSERT_EQ(here.status, 0) << here.err;
+    EXPECT_THAT(contentOf(place.path("page.html")), HasSubstr("/gone/app"));
+
+    Workplace const other;
+    fs::copy(place.path("kept"), other.path("kept"), fs::copy_options::recursive);
+    fs::copy(input, other.path("profile.pb.gz"));
+    fs::copy(recorded, other.path("perf.data"));
+    for (char const* const gone : {"moved", "debug", "src", "kept"})
+        fs::remove_all(place.path(gone));
+    Outcome const there = other.run({"resolve", "--no-user", "--debug-file-directory",
+                                     other.path("none"), "profile.pb.gz", "perf.data", "--json",
+                                     "--sources", "--archive", "kept/archive"});
+    ASSERT_EQ(there.status, 0) << there.err;
+
+    auto const answers = [](std::string const& lines) {
+        std::vector<std::string> result;
+        std::istringstream in(lines);
+        for (std::string line; std::getline(in, line);) {
+            auto const document = nlohmann::json::parse(line);
+            for (auto const& module : document["modules"])
+                for (char const* const file : {"binary", "symbols"})
+                    result.push_back(module["status"].get<std::string>() + " " +
+                                     module[file]["identity"].dump());
+            for (auto const& each : document["sources"])
+                result.push_back(each["file"]["path"].is_null() ? "missing" : "found");
+        }
+        return result;
+    };
+    EXPECT_EQ(answers(there.out), answers(here.out));
+    EXPECT_THAT(there.out,
+                AllOf(HasSubstr("kept/archive/binaries/app/"), HasSubstr("kept/archive/symbols/"),
+                      HasSubstr("kept/archive/sources/main.cc/")));
+}
+
+} // namespace
+} // namespace lokata::cli::test
