@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
@@ -167,7 +168,9 @@ TEST_F(SearchBehavior, ManipulatorsMayGoWhileSearchesRun) {
     for (int round = 0; round < rounds; ++round) {
         auto const manipulator = createSearchManipulatorByContext(m_context, nullptr, history);
         manipulator->setSearchDirsBehavior("client", sdbCapture);
-        manipulator->setSearchStartedBehavior("client", ssbNoHistory);
+        for (int turn = 0; turn < 20; ++turn)
+            manipulator->setSearchStartedBehavior("client", turn % 2 == 0 ? ssbNoHistory
+                                                                          : ssbSuggestFromHistory);
         manipulator->setFilesFoundBehavior("other", ffbUpdateHistory);
         manipulator->setNoFilesFoundBehavior("client", nfbUpdateHistory);
     }
