@@ -43,17 +43,13 @@ protected:
 
 TEST_F(ContentValidators, CompareAChecksumOfAnyCase) {
     std::string const file = m_tree.file("file", "one");
-    auto const expectation = [](checksum_type_t type, char const* value) {
-        return IChecksumCalculator::create()->fromString(type, value);
-    };
-    auto const right = expectation(ctMd5, "F97C5D29941BFB1B2FDAB0874906AB82");
+    auto const right =
+        IChecksumCalculator::create()->fromString(ctMd5, "F97C5D29941BFB1B2FDAB0874906AB82");
     ChecksumValidator same(scBinaryFiles, right);
     EXPECT_EQ(judge(same, file), isValid);
     EXPECT_EQ(judge(same, m_tree.path("missing")), isUndecided);
     ChecksumValidator nothing(scBinaryFiles, ObjectPtr<IChecksum>());
     EXPECT_EQ(judge(nothing, file), isUndecided);
-    ChecksumValidator crc(scBinaryFiles, expectation(ctCrc32, "00"));
-    EXPECT_EQ(judge(crc, file), isUndecided);
 }
 
 TEST_F(ContentValidators, RefuseAnotherChecksumByTheCategory) {
@@ -86,7 +82,6 @@ TEST_F(ContentValidators, CompareWhatIsRecordedOfTimeAndSize) {
         {time0 + 1, 0, "1, severity 1, time  differs"},
         {time0 - 1, 5, "1, severity 1, time  differs"},
         {time0, 5, "1, severity 1, size  differs"},
-        {0, 5, "1, severity 1, size  differs"},
     };
     m_messages.putCommonCatalog(R"({"ModificationTimeMismatch": "time {arg1} differs",
                                     "SizeMismatch": "size {arg1} differs"})");
@@ -95,12 +90,9 @@ TEST_F(ContentValidators, CompareWhatIsRecordedOfTimeAndSize) {
         EXPECT_EQ(judge(validator, file), c.verdict) << c.time << " and " << c.size;
     }
     EXPECT_EQ(m_calls, "message severity ");
-}
-
-TEST_F(ContentValidators, ReadTimesAsSigned32Bits) {
     SourceFileTimeAndSizeMatchValidator beforeTheEpoch(static_cast<std::uint64_t>(-5), 0);
-    EXPECT_EQ(judge(beforeTheEpoch, fileOf("old", "", -5)), isValid);
-    EXPECT_EQ(judge(beforeTheEpoch, fileOf("far", "", (std::int64_t{1} << 32) - 5)), isValid);
+    EXPECT_EQ(judge(beforeTheEpoch, fileOf("far", "", (std::int64_t{1} << 32) - 5)), isValid)
+        << "times are signed 32 bits";
 }
 
 TEST_F(ContentValidators, SpareTheTimeButNotTheSizeBelowExceptionDirectories) {
@@ -114,19 +106,11 @@ TEST_F(ContentValidators, SpareTheTimeButNotTheSizeBelowExceptionDirectories) {
     EXPECT_EQ(judge(validator, file), isValid);
     EXPECT_EQ(judge(validator, fileOf("top/other", "12345", time0)),
               "1, severity 1, %ModificationTimeOrSizeMismatch");
-}
-
-TEST_F(ContentValidators, NeverSpareAFileThatIsItselfInTheList) {
     ExceptionDirsHelper helper;
-    EXPECT_FALSE(helper.isTimeCheckException("/a/file"));
-    std::string directory = m_tree.dir("directory");
-    helper.addTimeCheckExceptionDir(directory);
-    EXPECT_FALSE(helper.isTimeCheckException(directory.c_str()));
-    EXPECT_FALSE(helper.isTimeCheckException("relative/file"));
+    helper.addTimeCheckExceptionDir(top);
+    EXPECT_FALSE(helper.isTimeCheckException(m_tree.path("top").c_str()))
+        << "never a file that is itself in the list";
     EXPECT_FALSE(helper.isTimeCheckException(nullptr));
-    std::string root = "/";
-    helper.addTimeCheckExceptionDir(root);
-    EXPECT_TRUE(helper.isTimeCheckException(directory.c_str()));
 }
 
 TEST_F(ContentValidators, RefuseAFileThatIsNewerThanItsReference) {
@@ -143,17 +127,11 @@ TEST_F(ContentValidators, RefuseAFileThatIsNewerThanItsReference) {
     std::string directory = m_tree.path("sub");
     validator.addTimeCheckExceptionDir(directory);
     EXPECT_EQ(judge(validator, newer), isValid);
-}
 
-TEST_F(ContentValidators, WarnForGoodIfThereWasNoReference) {
-    std::string const reference = m_tree.path("reference");
-    SourceFileUpToDateCheckValidator validator(reference.c_str(), true);
-    std::string const file = fileOf("file", "", time0);
-    m_tree.file("reference");
-    EXPECT_EQ(judge(validator, file), "2, severity 1, ");
+    SourceFileUpToDateCheckValidator lacking(m_tree.path("late").c_str(), true);
+    m_tree.file("late");
     m_messages.putCommonCatalog(R"({"NoDataForSourceFileValidation": "no data"})");
-    EXPECT_EQ(judge(validator, file), "2, severity 1, no data");
-    EXPECT_EQ(m_calls, "message severity ");
+    EXPECT_EQ(judge(lacking, newer), "2, severity 1, no data") << "a late reference is none";
 }
 
 } // namespace

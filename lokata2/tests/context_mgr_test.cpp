@@ -1,14 +1,11 @@
 #include "lk_context.h"
+#include "support/callbacks.h"
 #include "support/dir_records.h"
 #include "support/log_capture.h"
 #include "support/temp_tree.h"
 
-#include <herald2/messenger.h>
-
 #include <gtest/gtest.h>
 
-#include <array>
-#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -16,58 +13,6 @@ namespace LK_2_13 {
 namespace {
 
 using test::dirsOf;
-
-class Policy : public IConfidenceLevelPolicyCallback {
-public:
-    confidence_level_t getConfidenceLevel(search_category_t, unsigned int) override {
-        return clReject;
-    }
-};
-
-class Started : public ISearchStartedCallback {
-public:
-    bool binFileSearchStarted(char const*, IStringContainer&) override { return true; }
-    bool symFileSearchStarted(char const*, char const*, char const*, IStringContainer&) override {
-        return true;
-    }
-    bool srcFileSearchStarted(char const*, char const*, char const*, IStringContainer&) override {
-        return true;
-    }
-};
-
-class Files : public IFilesFoundCallback {
-public:
-    ObjectPtr<IValidFile> binFilesFound(char const*, IValidFileIterator&) override { return {}; }
-    ObjectPtr<IValidFile> symFilesFound(char const*, char const*, char const*,
-                                        IValidFileIterator&) override {
-        return {};
-    }
-    ObjectPtr<IValidFile> srcFilesFound(char const*, char const*, char const*,
-                                        IValidFileIterator&) override {
-        return {};
-    }
-};
-
-class NoFiles : public INoFilesFoundCallback {
-public:
-    ObjectPtr<IValidFile> noBinFilesFound(char const*, IValidator&, IInvalidFileIterator&,
-                                          IValidFileIterator&) override {
-        return {};
-    }
-    ObjectPtr<IValidFile> noSymFilesFound(char const*, char const*, char const*, IValidator&,
-                                          IInvalidFileIterator&, IValidFileIterator&) override {
-        return {};
-    }
-    ObjectPtr<IValidFile> noSrcFilesFound(char const*, char const*, char const*, IValidator&,
-                                          IInvalidFileIterator&, IValidFileIterator&) override {
-        return {};
-    }
-};
-
-class Messenger : public herald2::IMessenger {
-public:
-    void message(herald2::message_kind_t, char const*) override {}
-};
 
 template <class T>
 T* callbackIn(CallbackHolder<T>* holder) {
@@ -94,14 +39,13 @@ protected:
         return dirs;
     }
 
-    ObjectPtr<ISearchEnv> env(char const* clientId, ObjectPtr<IResolutionContext> const& where) {
-        return m_manager->createSearchEnv(*where, clientId, nullptr);
+    /// The environment of a client in the child.
+    ObjectPtr<ISearchEnv> env(char const* clientId) {
+        return m_manager->createSearchEnv(*m_child, clientId, nullptr);
     }
-
-    std::string binDirs(char const* clientId, ObjectPtr<IResolutionContext> const& where) {
-        return dirsOf(env(clientId, where)->searchDirs(scBinaryFiles));
+    std::string binDirs(char const* clientId) {
+        return dirsOf(env(clientId)->searchDirs(scBinaryFiles));
     }
-    std::string binDirs(char const* clientId) { return binDirs(clientId, m_child); }
 
     ResolutionContextMgr& internals() { return static_cast<ResolutionContextMgr&>(*m_manager); }
 
@@ -121,28 +65,12 @@ TEST(ContextMgr, IsOneAndStartsEmptyAfterItsLastReference) {
     EXPECT_FALSE(manager->createSearchEnv(context, "client", nullptr)->archiveDirs(scAllFiles));
 }
 
-TEST_F(Contexts, AreTheSameForEqualIdsWhateverTheObject) {
+TEST_F(Contexts, AreTheSameForEqualIdsAndHaveOneParentTheLastOne) {
     BasicResolutionContext copy(*context("/child/./x/.."));
-    EXPECT_STREQ(copy.getUniqueID(), "/child");
-    ObjectPtr<IMetadata> const metadata = internals().getMetadataForContext(*m_child);
-    EXPECT_EQ(internals().getMetadataForContext(copy).get(), metadata.get());
-    EXPECT_NE(internals().getMetadataForContext(*context("/Child")).get(), metadata.get());
-}
-
-TEST_F(Contexts, HaveOneParentTheLastOne) {
-    EXPECT_STREQ(internals().getParentContext(*m_child)->getUniqueID(), "/parent");
-    EXPECT_TRUE(m_manager->addInheritance(*m_child, *m_grandparent));
+    EXPECT_STREQ(internals().getParentContext(copy)->getUniqueID(), "/parent");
+    EXPECT_FALSE(internals().getParentContext(*context("/Child")));
+    EXPECT_TRUE(m_manager->addInheritance(copy, *m_grandparent));
     EXPECT_STREQ(internals().getParentContext(*m_child)->getUniqueID(), "/grandparent");
-    EXPECT_FALSE(internals().getParentContext(*m_grandparent));
-}
-
-TEST_F(Contexts, AreMadeFromDirectoriesAndTheUser) {
-    test::LogCapture const log;
-    EXPECT_STREQ(m_manager->createFileSystemContext("/a/./b/", true)->getUniqueID(), "/a/b/");
-    EXPECT_FALSE(m_manager->createFileSystemContext(nullptr, false));
-    EXPECT_FALSE(m_manager->createFileSystemContext("", false));
-    EXPECT_EQ(log.text(), "ContextId: /a/./b/\nNo context created!\nNo context created!\n");
-    EXPECT_STREQ(m_manager->createUserWideContext()->getUniqueID(), utils::getUserId().c_str());
 }
 
 TEST_F(Contexts, OfAClientMayLiveOnTheStackAndHaveNoId) {
@@ -156,11 +84,6 @@ TEST_F(Contexts, OfAClientMayLiveOnTheStackAndHaveNoId) {
     m_manager->createSearchEnv(nameless, nullptr, nullptr);
     EXPECT_EQ(m_manager->archiveFile(nameless, "/no/such/file", scAllFiles), afNoArchiveDir);
     EXPECT_EQ(log.text(), "Context:  Dir: NULL\nContext:  ClientId: NULL\n");
-    EXPECT_EQ(
-        internals().getMetadataForContext(nameless).get(),
-        internals()
-            .getMetadataForContext(*ObjectPtr<IResolutionContext>(new BasicResolutionContext("")))
-            .get());
 }
 
 TEST_F(Contexts, OfAResultDirectoryAreSetUpOnce) {
@@ -169,29 +92,12 @@ TEST_F(Contexts, OfAResultDirectoryAreSetUpOnce) {
     EXPECT_STREQ(result->getUniqueID(), "/result/");
     auto const dirs = internals().getSearchDirs(*result, " hidden_result_dir_key");
     ASSERT_TRUE(dirs);
-    EXPECT_EQ(dirsOf(dirs->enumerate(scBinaryFiles)), "/result/binaries p;");
-    EXPECT_EQ(dirsOf(dirs->enumerate(scSymbolFiles)), "/result/symbols p;/result/binaries p;");
-    EXPECT_EQ(dirsOf(dirs->enumerate(scSourceFiles)), "/result/sources rp;");
     EXPECT_EQ(dirsOf(dirs->enumerate(scAllFiles)), "/result/all rp;/result p;");
     EXPECT_EQ(internals().getArchiveDir(*result), "/result/archive");
-
     m_manager->registerArchiveDir(*result, "/moved");
     auto const again = m_manager->createResultDirectoryContext("/result/");
     EXPECT_EQ(internals().getSearchDirs(*again, " hidden_result_dir_key").get(), dirs.get());
     EXPECT_EQ(internals().getArchiveDir(*again), "/moved");
-}
-
-TEST_F(Contexts, GiveAnEmptyEnvironmentWhenNothingIsRegistered) {
-    auto const info = IEditableEnvironmentInfo::create();
-    auto const empty = m_manager->createSearchEnv(*context("/unknown"), "client", info);
-    EXPECT_FALSE(empty->searchDirs(scBinaryFiles));
-    EXPECT_FALSE(empty->archiveDirs(scBinaryFiles));
-    EXPECT_STREQ(empty->cacheDir(), "");
-    EXPECT_FALSE(empty->noFilesFoundCallback()->hasCallback());
-    EXPECT_EQ(empty->fileRetriever(), nullptr);
-    EXPECT_EQ(empty->messenger(), nullptr);
-    EXPECT_FALSE(empty->searchStepsConfigurator());
-    EXPECT_EQ(empty->environmentInfo().get(), info.get());
 }
 
 TEST_F(Contexts, AddUpDirectoriesNearestFirst) {
@@ -201,59 +107,48 @@ TEST_F(Contexts, AddUpDirectoriesNearestFirst) {
     registerDir(m_grandparent, "/b/.");
     m_manager->registerArchiveDir(*m_child, "/near");
     m_manager->registerArchiveDir(*m_parent, "/far");
-
-    auto const made = env(nullptr, m_child);
-    EXPECT_EQ(dirsOf(made->searchDirs(scBinaryFiles)), "/a ;/b ;/p ;");
-    std::array<std::pair<search_category_t, char const*>, 4> const words{
-        {{scBinaryFiles, "binaries"},
-         {scSymbolFiles, "symbols"},
-         {scSourceFiles, "sources"},
-         {scAllFiles, "all"}}};
-    for (auto const& [category, word] : words)
+    auto const made = env(nullptr);
+    for (auto const& [category, word] :
+         {std::pair(scBinaryFiles, "binaries"), std::pair(scSymbolFiles, "symbols"),
+          std::pair(scSourceFiles, "sources"), std::pair(scAllFiles, "all")})
         EXPECT_EQ(dirsOf(made->archiveDirs(category)),
                   std::string("/near/") + word + " rp;/far/" + word + " rp;");
-
     live->addDirectory(scBinaryFiles, "/late", false, false);
-    EXPECT_EQ(dirsOf(made->searchDirs(scBinaryFiles)), "/a ;/b ;/late ;/p ;");
     registerDir(m_child, "/replaced", "b");
     EXPECT_EQ(dirsOf(made->searchDirs(scBinaryFiles)), "/a ;/b ;/late ;/p ;");
+    EXPECT_EQ(binDirs(nullptr), "/a ;/replaced ;/p ;/b/. ;");
 }
 
 TEST_F(Contexts, FallBackToTheEmptyKeyForHalfOfTheCallbacks) {
-    Started started;
-    Files files;
-    NoFiles noFiles;
-    NoFiles exactNoFiles;
-    Policy policy;
-    Policy exactPolicy;
+    test::Started started;
+    test::Found found;
+    test::NotFound notFound;
+    test::Policy policy;
+    test::Policy exactPolicy;
     m_manager->registerSearchStartedCallback(*m_child, "", &started);
-    m_manager->registerFilesFoundCallback(*m_child, "", &files);
-    m_manager->registerNoFilesFoundCallback(*m_child, "", &noFiles);
+    m_manager->registerFilesFoundCallback(*m_child, "", &found);
+    m_manager->registerNoFilesFoundCallback(*m_child, "", &notFound);
     m_manager->registerConfidenceLevelPolicyCallback(*m_child, "", &policy);
-    m_manager->registerNoFilesFoundCallback(*m_parent, "client", &exactNoFiles);
     m_manager->registerConfidenceLevelPolicyCallback(*m_parent, "client", &exactPolicy);
-
-    auto made = env("client", m_child);
+    auto made = env("client");
     EXPECT_EQ(callbackIn(made->searchStartedCallback()), nullptr);
     EXPECT_EQ(callbackIn(made->filesFoundCallback()), nullptr);
-    EXPECT_EQ(callbackIn(made->noFilesFoundCallback()), &noFiles)
+    EXPECT_EQ(callbackIn(made->noFilesFoundCallback()), &notFound);
+    EXPECT_EQ(callbackIn(made->confidenceLevelPolicyCallback()), &policy)
         << "a nearer context outranks a better key";
-    EXPECT_EQ(callbackIn(made->confidenceLevelPolicyCallback()), &policy);
 
     m_manager->registerConfidenceLevelPolicyCallback(*m_child, "client", &exactPolicy);
-    m_manager->registerNoFilesFoundCallback(*m_child, "client", &exactNoFiles);
     m_manager->registerSearchStartedCallback(*m_parent, "client", &started);
-    m_manager->registerFilesFoundCallback(*m_grandparent, "client", &files);
-    made = env("client", m_child);
+    m_manager->registerFilesFoundCallback(*m_grandparent, "client", &found);
+    made = env("client");
     EXPECT_EQ(callbackIn(made->confidenceLevelPolicyCallback()), &exactPolicy);
-    EXPECT_EQ(callbackIn(made->noFilesFoundCallback()), &exactNoFiles);
     EXPECT_EQ(callbackIn(made->searchStartedCallback()), &started);
-    EXPECT_EQ(callbackIn(made->filesFoundCallback()), &files);
+    EXPECT_EQ(callbackIn(made->filesFoundCallback()), &found);
 }
 
 TEST_F(Contexts, InheritSingleValuesFromTheNearestThatHasOne) {
-    Messenger near;
-    Messenger far;
+    test::Messenger near;
+    test::Messenger far;
     auto const steps = ISearchStepsConfigurator::create();
     auto const anyInfo = IEditableEnvironmentInfo::create();
     auto const exactInfo = IEditableEnvironmentInfo::create();
@@ -263,42 +158,32 @@ TEST_F(Contexts, InheritSingleValuesFromTheNearestThatHasOne) {
     m_manager->registerEnvironmentInfo(*m_child, "", anyInfo);
     m_manager->registerEnvironmentInfo(*m_child, "client", exactInfo);
     m_manager->registerCacheDir(*m_parent, "/near");
+    m_manager->registerCacheDir(*m_parent, nullptr);
     m_manager->registerCacheDir(*m_grandparent, "/far");
-
-    auto const made = env("client", m_child);
+    auto const made = env("client");
     EXPECT_EQ(made->messenger(), &near);
     EXPECT_EQ(made->searchStepsConfigurator().get(), steps.get());
     EXPECT_EQ(made->environmentInfo().get(), exactInfo.get());
     EXPECT_STREQ(made->cacheDir(), "/near");
-    auto const given = IEditableEnvironmentInfo::create();
-    EXPECT_EQ(m_manager->createSearchEnv(*m_child, "client", given)->environmentInfo().get(),
-              given.get());
-    EXPECT_EQ(env("other", m_child)->environmentInfo().get(), anyInfo.get());
+    EXPECT_EQ(m_manager->createSearchEnv(*m_child, "client", anyInfo)->environmentInfo().get(),
+              anyInfo.get());
+    EXPECT_EQ(env("other")->environmentInfo().get(), anyInfo.get());
     m_manager->registerMessenger(*m_parent, "", nullptr);
-    EXPECT_EQ(env("client", m_child)->messenger(), &far) << "null clears a slot";
+    EXPECT_EQ(env("client")->messenger(), &far) << "null clears a slot";
 }
 
 TEST_F(Contexts, GiveAnAnonymousCallerDirectoriesOnly) {
-    Messenger messenger;
-    Policy policy;
-    NoFiles noFiles;
-    m_manager->registerMessenger(*m_child, "", &messenger);
+    test::Policy policy;
     m_manager->registerConfidenceLevelPolicyCallback(*m_child, "", &policy);
-    m_manager->registerNoFilesFoundCallback(*m_child, "", &noFiles);
     m_manager->registerEnvironmentInfo(*m_child, "", IEditableEnvironmentInfo::create());
     m_manager->registerCacheDir(*m_child, "/cache");
-    m_manager->registerArchiveDir(*m_child, "/archive");
     auto const dirs = registerDir(m_child, "/a");
     m_manager->captureSearchDirs(*m_child, "");
     dirs->addDirectory(scBinaryFiles, "/late", false, false);
-
-    auto const made = env(nullptr, m_child);
-    EXPECT_EQ(made->messenger(), nullptr);
+    auto const made = env(nullptr);
     EXPECT_FALSE(made->confidenceLevelPolicyCallback()->hasCallback());
-    EXPECT_FALSE(made->noFilesFoundCallback()->hasCallback());
     EXPECT_FALSE(made->environmentInfo());
     EXPECT_STREQ(made->cacheDir(), "");
-    EXPECT_EQ(dirsOf(made->archiveDirs(scAllFiles)), "/archive/all rp;");
     EXPECT_EQ(dirsOf(made->searchDirs(scBinaryFiles)), "/a ;/late ;");
     EXPECT_EQ(binDirs("client"), "/a ;/late ;") << "the empty key captures for itself only";
     EXPECT_EQ(binDirs(""), "/a ;");
@@ -312,10 +197,9 @@ TEST_F(Contexts, ACaptureCutsTheChainForItsClient) {
     m_manager->captureSearchDirs(*m_parent, "a");
     parentDirs->addDirectory(scBinaryFiles, "/late", false, false);
     registerDir(m_grandparent, "/later", "other");
-
     EXPECT_EQ(binDirs("a"), "/child ;/parent ;/grandparent ;");
     EXPECT_EQ(binDirs("b"), "/child ;/parent ;/late ;/grandparent ;/later ;");
-    EXPECT_EQ(dirsOf(env("a", m_child)->archiveDirs(scAllFiles)), "/archive/all rp;")
+    EXPECT_EQ(dirsOf(env("a")->archiveDirs(scAllFiles)), "/archive/all rp;")
         << "a capture has an effect on search directories alone";
 
     m_manager->captureSearchDirs(*m_child, "a");
@@ -332,33 +216,46 @@ TEST_F(Contexts, ACaptureCutsTheChainForItsClient) {
     EXPECT_EQ(binDirs("a"), binDirs("b"));
 }
 
-TEST_F(Contexts, TreatANullClientAsTheirInterfaceSays) {
-    Policy policy;
-    EXPECT_FALSE(m_manager->registerSearchStartedCallback(*m_child, nullptr, nullptr));
+TEST_F(Contexts, RefuseANullClientAndLetTheirLocksGo) {
     EXPECT_FALSE(m_manager->registerFilesFoundCallback(*m_child, nullptr, nullptr));
-    EXPECT_FALSE(m_manager->registerNoFilesFoundCallback(*m_child, nullptr, nullptr));
-    EXPECT_FALSE(m_manager->registerConfidenceLevelPolicyCallback(*m_child, nullptr, &policy));
-    EXPECT_TRUE(m_manager->registerConfidenceLevelPolicyCallback(*m_child, "a", nullptr));
     EXPECT_THROW(m_manager->registerFileRetriever(*m_child, nullptr, nullptr), std::logic_error);
-    EXPECT_THROW(m_manager->registerSearchStepsConfigurator(*m_child, nullptr, nullptr),
-                 std::logic_error);
     EXPECT_THROW(m_manager->registerMessenger(*m_child, nullptr, nullptr), std::logic_error);
-    EXPECT_THROW(m_manager->registerEnvironmentInfo(*m_child, nullptr, nullptr), std::logic_error);
+    EXPECT_THROW(m_manager->registerSearchDirs(*m_child, nullptr, nullptr), std::logic_error);
     test::LogCapture const log;
     EXPECT_THROW(m_manager->captureSearchDirs(*m_child, nullptr), std::logic_error);
     EXPECT_THROW(m_manager->releaseSearchDirs(*m_child, nullptr), std::logic_error);
     EXPECT_EQ(log.text(), "");
-    EXPECT_THROW(m_manager->registerSearchDirs(*m_child, nullptr, nullptr), std::logic_error);
+    EXPECT_EQ(binDirs("a"), "");
+}
+
+TEST_F(Contexts, LetAClientsContainerGoOutsideTheirLocks) {
+    class Reentrant : public RefCountImpl<ISearchDirContainer> {
+    public:
+        explicit Reentrant(ObjectPtr<IMetadata> const& metadata) : m_metadata(metadata) {}
+        ~Reentrant() override { m_metadata->getSearchDirs("key"); }
+        ObjectPtr<ISearchDirIterator> enumerate(search_category_t) const override { return {}; }
+
+    private:
+        ObjectPtr<IMetadata> m_metadata;
+    };
+    m_manager->registerSearchDirs(
+        *m_child, new Reentrant(internals().getMetadataForContext(*m_child)), "key");
+    registerDir(m_child, "/a");
+    EXPECT_EQ(binDirs("a"), "/a ;");
 }
 
 TEST_F(Contexts, LogWhatIsAskedOfThem) {
+    EXPECT_STREQ(m_manager->createUserWideContext()->getUniqueID(), utils::getUserId().c_str());
     test::LogCapture const log;
+    EXPECT_STREQ(m_manager->createFileSystemContext("/a/./b/", true)->getUniqueID(), "/a/b/");
+    EXPECT_FALSE(context(nullptr));
+    EXPECT_FALSE(context(""));
     m_manager->addInheritance(*m_child, *m_parent);
     m_manager->registerSearchDirs(*m_child, nullptr, "key");
     m_manager->registerCacheDir(*m_child, "/cache");
-    m_manager->registerMessenger(*m_child, "client", nullptr);
     m_manager->captureSearchDirs(*m_child, "client");
-    EXPECT_EQ(log.text(), "Child: /child Parent: /parent\n"
+    EXPECT_EQ(log.text(), "ContextId: /a/./b/\nNo context created!\nNo context created!\n"
+                          "Child: /child Parent: /parent\n"
                           "Context: /child Key: key\n"
                           "Context: /child Dir: /cache\n"
                           "Context: /child ClientId: client\n"
@@ -366,31 +263,25 @@ TEST_F(Contexts, LogWhatIsAskedOfThem) {
                           "Context: /child ClientId: client\n");
 }
 
-TEST_F(Contexts, ArchiveIntoTheNearestArchiveAlone) {
+TEST_F(Contexts, ArchiveIntoTheNearestArchiveAloneWhereASearchFindsTheFile) {
     test::TempTree const tree;
     std::string const file = tree.file("libx.so", "content");
-    EXPECT_EQ(m_manager->archiveFile(*m_child, file.c_str(), scBinaryFiles), afNoArchiveDir);
-
+    auto const archive = [&](unsigned category) {
+        return m_manager->archiveFile(*m_child, file.c_str(),
+                                      static_cast<search_category_t>(category));
+    };
+    EXPECT_EQ(archive(scBinaryFiles), afNoArchiveDir);
     m_manager->registerArchiveDir(*m_grandparent, tree.dir("far").c_str());
-    EXPECT_EQ(m_manager->archiveFile(*m_child, file.c_str(), scSymbolFiles), afOk);
-    EXPECT_TRUE(utils::isDirectory(tree.path("far/symbols/libx.so").c_str()));
-    m_manager->registerArchiveDir(*m_parent, tree.dir("near").c_str());
-    EXPECT_EQ(m_manager->archiveFile(*m_child, file.c_str(), static_cast<search_category_t>(9)),
-              afOk);
-    EXPECT_TRUE(utils::isDirectory(tree.path("near/all/libx.so").c_str()));
-    EXPECT_FALSE(utils::fileExists(tree.path("far/all").c_str()));
-    EXPECT_EQ(m_manager->archiveFile(*m_child, file.c_str(), scAllFiles), afAlreadyArchived);
-}
-
-TEST_F(Contexts, ASearchFindsWhatTheirArchiveHolds) {
-    test::TempTree const tree;
-    std::string const file = tree.file("libx.so", "content");
-    m_manager->registerArchiveDir(*m_grandparent, tree.dir("archive").c_str());
-    ASSERT_EQ(m_manager->archiveFile(*m_child, file.c_str(), scBinaryFiles), afOk);
+    EXPECT_EQ(archive(scBinaryFiles), afOk);
     auto const found = m_manager->createFileSearch(*m_child, "client", nullptr)
                            ->findBinFile("libx.so", nullptr, nullptr, 0);
     ASSERT_TRUE(found);
     EXPECT_EQ(found->searchStep(), ssArchiveSearchDirs);
+    m_manager->registerArchiveDir(*m_parent, tree.dir("near").c_str());
+    EXPECT_EQ(archive(9), afOk);
+    EXPECT_TRUE(utils::isDirectory(tree.path("near/all/libx.so").c_str()));
+    EXPECT_FALSE(utils::fileExists(tree.path("far/all").c_str()));
+    EXPECT_EQ(archive(scAllFiles), afAlreadyArchived);
 }
 
 TEST_F(Contexts, ASearchReadsAResultDirectoryBeforeNearerDirectoriesOfLowPriority) {

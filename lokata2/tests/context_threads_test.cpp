@@ -1,8 +1,7 @@
 #include "lk_context.h"
+#include "support/callbacks.h"
 #include "support/dir_records.h"
 #include "support/temp_tree.h"
-
-#include <herald2/messenger.h>
 
 #include <gtest/gtest.h>
 
@@ -15,22 +14,6 @@ namespace LK_2_13 {
 namespace {
 
 constexpr int rounds = 60;
-
-class Policy : public IConfidenceLevelPolicyCallback {
-public:
-    ~Policy() override { disconnectHandlers(); }
-    confidence_level_t getConfidenceLevel(search_category_t, unsigned int) override {
-        return m_level;
-    }
-
-private:
-    confidence_level_t m_level = clAcceptLow;
-};
-
-class Messenger : public herald2::IMessenger {
-public:
-    void message(herald2::message_kind_t, char const*) override {}
-};
 
 void runAtOnce(std::vector<std::function<void()>> const& jobs) {
     std::vector<std::thread> threads;
@@ -50,16 +33,18 @@ TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
     auto const dirs = IEditableSearchDirContainer::create();
     std::string const always = tree.path("always");
     dirs->addDirectory(scBinaryFiles, always.c_str(), true, true);
+    dirs->addDirectory(scBinaryFiles, "/fixed", false, false);
     manager->registerSearchDirs(*parent, dirs, "always");
     manager->addInheritance(*child, *parent);
     manager->registerArchiveDir(*child, tree.dir("archive").c_str());
 
-    Messenger messenger;
+    test::Messenger messenger;
     auto const assemble = [&] {
         for (int i = 0; i < rounds; ++i) {
             auto const env = manager->createSearchEnv(*child, "client", nullptr);
             std::string const found = test::dirsOf(env->searchDirs(scBinaryFiles));
-            EXPECT_NE(found.find(always + " rp;"), std::string::npos) << found;
+            EXPECT_NE(found.find(always + " rp;/fixed ;"), std::string::npos)
+                << "each search has a cursor of its own: " << found;
             auto* const holder = env->confidenceLevelPolicyCallback();
             CallbackAccessor<IConfidenceLevelPolicyCallback> const accessor(*holder);
             if (auto* const policy = accessor.get()) {
@@ -88,7 +73,7 @@ TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
     };
     auto const comeAndGo = [&] {
         for (int i = 0; i < rounds; ++i) {
-            Policy policy;
+            test::Policy policy;
             manager->registerConfidenceLevelPolicyCallback(*child, "client", &policy);
         }
     };
@@ -103,23 +88,6 @@ TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
         }
     };
     runAtOnce({assemble, registerThings, capture, comeAndGo, searchAndArchive, searchAndArchive});
-}
-
-TEST(ContextThreads, SearchUnderOneCaptureWithCursorsOfTheirOwn) {
-    auto const manager = IResolutionContextMgr::create();
-    auto const context = manager->createFileSystemContext("/captured", false);
-    auto const dirs = IEditableSearchDirContainer::create();
-    for (char const* name : {"/a", "/b", "/c"})
-        dirs->addDirectory(scBinaryFiles, name, false, false);
-    manager->registerSearchDirs(*context, dirs, "key");
-    manager->captureSearchDirs(*context, "client");
-    auto const walk = [&] {
-        for (int i = 0; i < rounds; ++i) {
-            auto const env = manager->createSearchEnv(*context, "client", nullptr);
-            EXPECT_EQ(test::dirsOf(env->searchDirs(scBinaryFiles)), "/a ;/b ;/c ;");
-        }
-    };
-    runAtOnce({walk, walk});
 }
 
 TEST(ContextThreads, NeverMeetAManagerThatIsGoing) {

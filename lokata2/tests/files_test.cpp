@@ -1,14 +1,15 @@
 #include <lokata2/utils.h>
 
 #include "support/log_capture.h"
+#include "support/private_dir.h"
 #include "support/temp_tree.h"
 #include "support/unprivileged.h"
 
 #include <gmock/gmock.h>
-#include <optstore2/product_locations.h>
 
 #include <filesystem>
 
+#include <string>
 #include <sys/stat.h>
 
 namespace {
@@ -29,63 +30,93 @@ TEST(FileExists, TellsFilesOfAnyKind) {
     EXPECT_FALSE(utils::fileExists(tree.path("file/below").c_str()));
     EXPECT_FALSE(utils::isDirectory(tree.path("link").c_str()));
     EXPECT_TRUE(utils::isDirectory(tree.link("links", tree.dir("dir")).c_str()));
-    EXPECT_FALSE(utils::fileExists(std::string(5000, 'x').c_str()));
-    EXPECT_FALSE(utils::fileExists(""));
     EXPECT_FALSE(utils::fileExists(nullptr));
 }
 
-TEST(FileExists, IsFalseWhereItMayNotLook) {
+TEST(UniqueTempDir, IsNewAtEachCallAndFailsWithARecordWhereThereIsNoPlace) {
     TempTree const tree;
-    std::string const file = tree.file("closed/file");
-    std::filesystem::permissions(tree.path("closed"), std::filesystem::perms::none);
-    EXPECT_TRUE(test::holdsUnprivileged([&] {
-        return utils::isDirectory(tree.path("closed").c_str()) &&
-               !utils::fileExists(file.c_str()) && !utils::isDirectory(file.c_str()) &&
-               !utils::removeFile(file.c_str());
-    }));
-    std::filesystem::permissions(tree.path("closed"), std::filesystem::perms::owner_all);
-}
-
-TEST(CreateDir, MakesOneLevelOfTheNormalName) {
-    TempTree const tree;
-    EXPECT_TRUE(utils::createDir(tree.path("missing/../made/.").c_str()));
-    EXPECT_TRUE(utils::isDirectory(tree.path("made").c_str()));
-    EXPECT_FALSE(utils::createDir(tree.path("made").c_str()));
-    EXPECT_FALSE(utils::createDir(tree.path("missing/made").c_str()));
-    EXPECT_FALSE(utils::createDir(tree.file("file").c_str()));
-    EXPECT_FALSE(utils::createDir(nullptr));
-    EXPECT_TRUE(utils::removeFile(tree.path("file").c_str()));
-    EXPECT_FALSE(utils::removeFile(tree.path("file").c_str()));
-}
-
-class UniqueTempDir : public testing::Test {
-protected:
-    ~UniqueTempDir() override { optstore2::IProductLocations::get()->setTempDirectory(nullptr); }
-};
-
-TEST_F(UniqueTempDir, IsNewAndPrivateAtEachCall) {
-    TempTree const tree;
-    std::string const parent = tree.path("private");
-    optstore2::IProductLocations::get()->setTempDirectory(parent.c_str());
+    test::PrivateDir const place(tree.path("private"));
     std::string first;
     std::string second;
     ASSERT_EQ(utils::createUniqueTempDir(first), 0);
     ASSERT_EQ(utils::createUniqueTempDir(second), 0);
     EXPECT_NE(first, second);
     EXPECT_TRUE(utils::isDirectory(second.c_str()));
-    EXPECT_THAT(first, MatchesRegex(parent + "/lk-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-"
-                                             "[0-9a-f]{4}"));
+    EXPECT_THAT(first, MatchesRegex(tree.path("private") + "/lk(-[0-9a-f]{4}){4}"));
+
+    test::LogCapture const log;
+    place.set("");
+    EXPECT_EQ(utils::createUniqueTempDir(first), 4);
+    EXPECT_NE(first, "");
+    EXPECT_THAT(log.text(), MatchesRegex("Cannot create temp directory, at file: .*:[0-9]+\n"));
 }
 
-TEST_F(UniqueTempDir, FailsWithARecordWhereThereIsNoPlace) {
-    test::LogCapture const log;
-    optstore2::IProductLocations::get()->setTempDirectory("");
-    std::string directory = "as it was";
-    EXPECT_EQ(utils::createUniqueTempDir(directory), 4);
-    EXPECT_EQ(directory, "as it was");
-    ASSERT_EQ(log.records().size(), 1U);
-    EXPECT_EQ(log.records()[0].level, log4cplus::ERROR_LOG_LEVEL);
-    EXPECT_THAT(log.text(), MatchesRegex("Cannot create temp directory, at file: .*:[0-9]+\n"));
+namespace fs = std::filesystem;
+
+class Archiving : public testing::Test {
+protected:
+    archive_result_t archive(std::string const& source, char const* category = nullptr,
+                             bool removeSource = false) {
+        return utils::archiveFile(source.c_str(), m_root.c_str(), category, m_archived,
+                                  removeSource);
+    }
+
+    test::TempTree m_tree;
+    std::string m_root = m_tree.path("archive");
+    std::string m_archived = "as it was";
+};
+
+TEST_F(Archiving, KeepsEachVersionOfANameUnderItsChecksum) {
+    std::string const one = m_tree.file("1/name", "one");
+    EXPECT_EQ(archive(one, "binaries"), afOk);
+    EXPECT_EQ(m_archived, m_root + "/binaries/name/f97c5d29941bfb1b2fdab0874906ab82/name");
+    EXPECT_EQ(test::contentOf(m_archived), "one");
+
+    EXPECT_EQ(archive(m_tree.file("2/name", "two"), "binaries"), afOk);
+    EXPECT_EQ(m_archived, m_root + "/binaries/name/b8a9f715dbb64fd5c56e7783c6820a61/name");
+    EXPECT_EQ(test::contentOf(m_archived), "two");
+    EXPECT_TRUE(fs::exists(one));
+}
+
+TEST_F(Archiving, CopiesAFileOnceAndThenKeepsTheSourceInAnyCase) {
+    std::string const source = m_tree.file("name", "one");
+    EXPECT_EQ(archive(source, nullptr, true), afOk);
+    EXPECT_FALSE(fs::exists(source));
+    std::string const first = m_archived;
+    EXPECT_EQ(first, m_root + "/name/f97c5d29941bfb1b2fdab0874906ab82/name");
+
+    m_tree.file("name", "one");
+    std::ofstream(first) << "not compared";
+    m_archived.clear();
+    EXPECT_EQ(archive(source, nullptr, true), afAlreadyArchived);
+    EXPECT_EQ(m_archived, first);
+    EXPECT_EQ(test::contentOf(first), "not compared");
+    EXPECT_TRUE(fs::exists(source));
+}
+
+TEST_F(Archiving, FailsWithoutASourceOrADirectory) {
+    std::string const source = m_tree.file("name", "one");
+    EXPECT_EQ(archive(m_tree.path("missing"), "all"), afNoChecksum);
+    EXPECT_TRUE(fs::is_directory(m_root + "/all/missing")) << "left behind";
+    std::string const deep = m_tree.path("no/archive");
+    EXPECT_EQ(utils::archiveFile(source.c_str(), deep.c_str(), nullptr, m_archived, true),
+              afDirectoryError);
+    m_tree.file("archive/symbols", "no directory");
+    EXPECT_EQ(archive(source, "symbols"), afDirectoryError);
+    m_tree.file("archive/sources/name", "no directory");
+    EXPECT_EQ(archive(source, "sources"), afDirectoryError);
+    EXPECT_EQ(m_archived, "as it was");
+    EXPECT_TRUE(fs::exists(source));
+}
+
+TEST_F(Archiving, NamesTheCopyThatFailedAndKeepsTheSource) {
+    std::string const source = m_tree.file("name", "one");
+    m_tree.dir("archive/name/f97c5d29941bfb1b2fdab0874906ab82");
+    fs::permissions(m_tree.root(), fs::perms::all);
+    EXPECT_TRUE(test::holdsUnprivileged([&] {
+        return archive(source, nullptr, true) == afCopyFailed && fs::exists(source) &&
+               m_archived == m_root + "/name/f97c5d29941bfb1b2fdab0874906ab82/name";
+    }));
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "lk_path.h"
 
+#include <lokata2/utils.h>
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -10,20 +12,21 @@ namespace {
 using namespace LK_2_13;
 
 TEST(Path, HasOneNormalNameHoweverItIsWritten) {
-    for (auto name : {"/a/b", "/a/b/", "/a/b/.", "/a/b/./", "/a/./b", "/a//b", "/a/x/../b",
-                      "/../a/b", "/a/b/x/.."})
-        EXPECT_EQ(paths::normalName(name), "/a/b") << name;
-    for (auto name : {".", "./", "./.", "a/..", "a/../"})
-        EXPECT_EQ(paths::normalName(name), ".") << name;
-    for (auto name : {"/", "///", "/.", "/..", "/a/.."})
-        EXPECT_EQ(paths::normalName(name), "/") << name;
-    for (auto name : {"//host", "//host/", "//host/.", "//host/a/..", "//host/.."})
-        EXPECT_EQ(paths::normalName(name), "//host") << name;
-    EXPECT_EQ(paths::normalName("//host/a/"), "//host/a");
-    EXPECT_EQ(paths::normalName(""), "");
-    EXPECT_EQ(paths::normalName("a/../../b/.."), "..");
-    EXPECT_EQ(paths::normalName("../.././..a/c."), "../../..a/c.");
-    EXPECT_EQ(paths::normal("/a/./b/."), "/a/b/");
+    struct {
+        std::string_view normal;
+        std::initializer_list<char const*> spellings;
+    } const cases[] = {
+        {"/a/b", {"/a/b", "/a/b/", "/a/b/.", "/a/b/./", "/a/./b", "/a//b", "/a/x/../b", "/../a/b"}},
+        {".", {".", "./", "./.", "a/..", "a/../"}},
+        {"/", {"/", "///", "/.", "/..", "/a/.."}},
+        {"//host", {"//host", "//host/", "//host/.", "//host/a/..", "//host/.."}},
+        {"..", {"a/../../b/.."}},
+        {"../../..a/c.", {"../.././..a/c."}},
+        {"", {""}},
+    };
+    for (auto const& [normal, spellings] : cases)
+        for (char const* name : spellings)
+            EXPECT_EQ(paths::normalName(name), normal) << name;
 }
 
 TEST(Path, IsAppendedBelowADirectoryAndNeverInItsPlace) {
@@ -37,18 +40,15 @@ TEST(Path, IsAppendedBelowADirectoryAndNeverInItsPlace) {
 }
 
 TEST(Path, EndsWhenItsParentsAreFollowed) {
-    auto const parents = [](std::string_view path) {
+    for (auto const& [path, expected] :
+         {std::pair("/a//b/", "/a//b /a / "), std::pair("a/b/c", "a/b a "),
+          std::pair("//host/a/b", "//host/a //host "), std::pair("/", ""), std::pair("//", ""),
+          std::pair("a", ""), std::pair("", "")}) {
         std::string all;
-        for (path = paths::parent(path); !path.empty(); path = paths::parent(path))
-            all.append(path).append(" ");
-        return all;
-    };
-    EXPECT_EQ(parents("/a/b/c"), "/a/b /a / ");
-    EXPECT_EQ(parents("/a//b/"), "/a//b /a / ");
-    EXPECT_EQ(parents("a/b/c"), "a/b a ");
-    EXPECT_EQ(parents("//host/a/b"), "//host/a //host ");
-    for (auto path : {"/", "//", "a", "", "//host"})
-        EXPECT_EQ(parents(path), "") << path;
+        for (auto parent = paths::parent(path); !parent.empty(); parent = paths::parent(parent))
+            all.append(parent).append(" ");
+        EXPECT_EQ(all, expected) << path;
+    }
 }
 
 TEST(Path, SplitsIntoNameStemAndExtension) {
@@ -79,15 +79,24 @@ TEST(Path, IsRootedByADirectoryAndNotByAHostAlone) {
         EXPECT_FALSE(paths::isRooted(path)) << path;
 }
 
-TEST(Path, GetsSlashesOnlyIfItLooksLikeAWindowsPath) {
-    auto const fixed = [](std::string path) {
-        paths::fixWindowsSeparators(path);
-        return path;
-    };
-    EXPECT_EQ(fixed(R"(C:\a\b)"), "C:/a/b");
-    EXPECT_EQ(fixed(R"(\\host\a)"), "//host/a");
-    for (auto path : {R"(\a\b)", R"(/a\b)", R"(CD:\a)", R"(C:/a\b)", R"(\)", ""})
-        EXPECT_EQ(fixed(path), path);
+TEST(CanonicalName, IsTheNormalFormWithOneSeparatorAtItsEndIfAsked) {
+    for (char const* name : {"/a/./b/c/../", "/a/b", R"(/a/b/.)"}) {
+        EXPECT_EQ(utils::getCanonicalName(name, false), "/a/b");
+        EXPECT_EQ(utils::getCanonicalName(name, true), "/a/b/");
+    }
+    EXPECT_EQ(utils::getCanonicalName(R"(C:\a\b\)", true), "C:/a/b/");
+    EXPECT_EQ(utils::getCanonicalName(R"(\\host\a)", false), "//host/a");
+    EXPECT_EQ(utils::getCanonicalName(R"(C:/a\b)", false), R"(C:/a\b)");
+    EXPECT_EQ(utils::getCanonicalName("/", true), "/");
+    EXPECT_EQ(utils::getCanonicalName("", true), "");
+    EXPECT_EQ(utils::getCanonicalName(nullptr, true), "");
+}
+
+TEST(CanonicalName, IsComparedByUnsignedBytes) {
+    EXPECT_EQ(utils::compareCanonicalFileNames("a", "A"), 1);
+    EXPECT_EQ(utils::compareCanonicalFileNames("a", "ab"), -1);
+    EXPECT_EQ(utils::compareCanonicalFileNames("a\xff", "a\x01"), 1);
+    EXPECT_EQ(utils::compareCanonicalFileNames(nullptr, ""), 0);
 }
 
 } // namespace

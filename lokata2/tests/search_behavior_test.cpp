@@ -1,5 +1,8 @@
 #include "lk_search_manipulator.h"
+#include "support/callbacks.h"
 #include "support/temp_tree.h"
+
+#include <lokata2/search_history.h>
 
 #include <gtest/gtest.h>
 
@@ -43,38 +46,6 @@ protected:
     ObjectPtr<ISearchManipulator> m_manipulator;
 };
 
-class StartedCallback : public ISearchStartedCallback {
-public:
-    ~StartedCallback() override { disconnectHandlers(); }
-    bool binFileSearchStarted(char const*, IStringContainer&) override { return m_goOn; }
-    bool symFileSearchStarted(char const*, char const*, char const*, IStringContainer&) override {
-        return m_goOn;
-    }
-    bool srcFileSearchStarted(char const*, char const*, char const*, IStringContainer&) override {
-        return m_goOn;
-    }
-
-    bool m_goOn = true;
-};
-
-/// Takes the first valid file although no step ran.
-class TakeFirstValid : public INoFilesFoundCallback {
-public:
-    ~TakeFirstValid() override { disconnectHandlers(); }
-    ObjectPtr<IValidFile> noBinFilesFound(char const*, IValidator&, IInvalidFileIterator&,
-                                          IValidFileIterator& validFiles) override {
-        return validFiles.next();
-    }
-    ObjectPtr<IValidFile> noSymFilesFound(char const*, char const*, char const*, IValidator&,
-                                          IInvalidFileIterator&, IValidFileIterator&) override {
-        return nullptr;
-    }
-    ObjectPtr<IValidFile> noSrcFilesFound(char const*, char const*, char const*, IValidator&,
-                                          IInvalidFileIterator&, IValidFileIterator&) override {
-        return nullptr;
-    }
-};
-
 TEST_F(SearchBehavior, RemembersTheFirstFileAndSuggestsItNextTime) {
     m_manipulator->setFilesFoundBehavior("client", ffbUpdateHistory);
     m_manipulator->setSearchStartedBehavior("client", ssbSuggestFromHistory);
@@ -91,7 +62,7 @@ TEST_F(SearchBehavior, HistoryOnlyReachesTheCallerThroughTheNoFilesFoundCallback
                                                        m_tree.path("dir/present").c_str());
     m_manipulator->setSearchStartedBehavior("client", ssbUseHistoryOnly);
     EXPECT_EQ(find("present"), "");
-    TakeFirstValid takeFirst;
+    test::NotFound takeFirst;
     m_manipulator->setOwnNoFilesFoundCallback("client", &takeFirst);
     EXPECT_EQ(find("present"), m_tree.path("dir/present"));
     m_manipulator->setOwnNoFilesFoundCallback("client", nullptr);
@@ -116,42 +87,32 @@ TEST_F(SearchBehavior, AClientThatStopsASearchIsNotOverruledByTheHistory) {
     m_manipulator->getHistory()->addBinFileAssociation("present",
                                                        m_tree.path("dir/present").c_str());
     m_manipulator->setSearchStartedBehavior("client", ssbSuggestFromHistory);
-    StartedCallback own;
+    bool goOn = true;
+    test::Started own;
+    own.onStarted = [&](auto&&...) { return goOn; };
     m_manipulator->setOwnSearchStartedCallback("client", &own);
     EXPECT_EQ(find("present"), m_tree.path("dir/present"));
-    own.m_goOn = false;
+    goOn = false;
     EXPECT_EQ(find("present"), "");
     m_manipulator->setOwnSearchStartedCallback("client", nullptr);
 }
 
-TEST_F(SearchBehavior, WithoutHistoryAFilesFoundCallbackOfItsOwnRejectsAll) {
-    m_manipulator->setOwnFilesFoundCallback("client", nullptr);
-    EXPECT_EQ(find("present"), "") << "the default callback passes on the answer of nobody: null";
-    m_manipulator->setFilesFoundBehavior("client", static_cast<files_found_behavior_t>(3));
-    EXPECT_EQ(find("present"), m_tree.path("dir/present")) << "3 acts as ffbUpdateHistory";
-}
-
-TEST_F(SearchBehavior, RefusesANullClientAndEndsWithItsManipulator) {
-    EXPECT_FALSE(m_manipulator->setSearchStartedBehavior(nullptr, ssbSuggestFromHistory));
+TEST_F(SearchBehavior, TakesItsCapturesAndCallbacksAwayWhenItGoes) {
     EXPECT_FALSE(m_manipulator->setOwnNoFilesFoundCallback(nullptr, nullptr));
     EXPECT_FALSE(m_manipulator->setSearchDirsBehavior(nullptr, sdbCapture));
-    m_manipulator->setOwnFilesFoundCallback("client", nullptr);
-    auto const search = m_manager->createFileSearch(*m_context, "client", nullptr);
-    m_manipulator = nullptr;
-    EXPECT_TRUE(search->findBinFile("present", nullptr, nullptr, 0))
-        << "no environment calls a callback that went";
-}
-
-TEST_F(SearchBehavior, ReleasesItsCapturesWhenItGoes) {
     m_manipulator->setSearchDirsBehavior("client", sdbCapture);
     m_manipulator->setSearchDirsBehavior("kept", static_cast<search_dirs_behavior_t>(2));
     m_manager->captureSearchDirs(*m_context, "kept");
+    m_manipulator->setOwnFilesFoundCallback("kept", nullptr);
+    auto const search = m_manager->createFileSearch(*m_context, "kept", nullptr);
     m_tree.file("late/fresh", "content");
     m_dirs->addDirectory(scBinaryFiles, m_tree.path("late").c_str(), false, true);
     EXPECT_EQ(find("fresh"), "");
     m_manipulator = nullptr;
     EXPECT_EQ(find("fresh"), m_tree.path("late/fresh"));
     EXPECT_EQ(find("fresh", "kept"), "") << "a capture of somebody else stays";
+    EXPECT_TRUE(search->findBinFile("present", nullptr, nullptr, 0))
+        << "no environment calls a callback that went";
 }
 
 TEST_F(SearchBehavior, ManipulatorsMayGoWhileSearchesRun) {
@@ -177,6 +138,42 @@ TEST_F(SearchBehavior, ManipulatorsMayGoWhileSearchesRun) {
     for (std::thread& searcher : searchers)
         searcher.join();
     EXPECT_EQ(found, 2 * rounds);
+}
+
+TEST(SearchHistory, GivesTheLastAnswerAndTellsNoFileFromNoAnswer) {
+    auto const history = ISearchHistory::create();
+    EXPECT_FALSE(history->findBinFileAssociation("a"));
+    auto const first = history->addBinFileAssociation("a", "/one");
+    history->addBinFileAssociation("a", "/two");
+    EXPECT_STREQ(history->findBinFileAssociation("a")->resolvedName(), "/two");
+    history->addBinFileAssociation("a", "");
+    ASSERT_TRUE(history->findBinFileAssociation("a"));
+    EXPECT_EQ(history->findBinFileAssociation("a")->resolvedName(), nullptr);
+    EXPECT_STREQ(first->resolvedName(), "/one");
+}
+
+TEST(SearchHistory, MatchesRequestsFieldByFieldWithNullAsEmpty) {
+    auto const history = ISearchHistory::create();
+    history->addSymFileAssociation("ab", "c", "", "/found");
+    EXPECT_FALSE(history->findSymFileAssociation("a", "bc", ""));
+    EXPECT_FALSE(history->findSymFileAssociation("AB", "c", ""));
+    EXPECT_TRUE(history->findSymFileAssociation("ab", "c", nullptr));
+}
+
+TEST(SearchHistory, ClearsOneCategoryOrAllAndIgnoresOtherValues) {
+    auto const history = ISearchHistory::create();
+    for (auto const& [category, left] : {std::pair(0U, 7), std::pair(5U, 7), std::pair(1U, 6),
+                                         std::pair(2U, 5), std::pair(3U, 3), std::pair(4U, 0)}) {
+        history->addBinFileAssociation("f", "/f");
+        history->addSymFileAssociation("f", "b", "c", "/f");
+        history->addSrcFileAssociation("f", "b", "c", "/f");
+        history->clear(static_cast<search_category_t>(category));
+        EXPECT_EQ((history->findBinFileAssociation("f") ? 1 : 0) +
+                      (history->findSymFileAssociation("f", "b", "c") ? 2 : 0) +
+                      (history->findSrcFileAssociation("f", "b", "c") ? 4 : 0),
+                  left)
+            << "category " << category;
+    }
 }
 
 } // namespace

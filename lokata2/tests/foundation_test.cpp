@@ -1,0 +1,264 @@
+#include "lk_event.h"
+#include "lk_lock.h"
+
+#include <lokata2/object.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace LK_2_13 {
+namespace {
+
+template <class T>
+void letsItsOwnThreadInAgain(T& lock) {
+    lock.lock();
+    lock.lock();
+    lock.unlock();
+    std::atomic<bool> left{false};
+    std::thread other([&] {
+        LKLockWrap const guard(&lock);
+        EXPECT_TRUE(left.load()) << "one unlock of two must not let another thread in";
+    });
+    left = true;
+    lock.unlock();
+    other.join();
+}
+
+TEST(Locks, LetTheirOwnThreadInAgain) {
+    LKLock lock;
+    letsItsOwnThreadInAgain(lock);
+    LKSpinSharedLock shared;
+    letsItsOwnThreadInAgain(shared);
+    LKLockWrap const none(nullptr);
+}
+
+TEST(SpinSharedLock, LetsReadersInTogetherAndAWriterOnlyAfterTheLast) {
+    LKSpinSharedLock lock;
+    std::atomic<int> readers{2};
+    lock.sharedLock();
+    lock.sharedLock();
+    std::promise<void> started;
+    std::thread writer([&] {
+        started.set_value();
+        lock.lock();
+        EXPECT_EQ(readers.load(), 0);
+        lock.unlock();
+    });
+    started.get_future().wait();
+    --readers;
+    lock.sharedUnlock();
+    --readers;
+    lock.sharedUnlock();
+    writer.join();
+    LKSpinSharedLockWrap const free(&lock);
+}
+
+TEST(SpinSharedLock, GuardsPlainDataAgainstManyReadersAndWriters) {
+    constexpr int rounds = 20;
+    LKSpinSharedLock lock;
+    int first = 0;
+    int second = 0;
+    std::vector<std::thread> threads(4);
+    for (std::thread& thread : threads)
+        thread = std::thread([&] {
+            for (int round = 0; round < rounds; ++round) {
+                {
+                    LKLockWrap const guard(&lock);
+                    ++first;
+                    ++second;
+                }
+                LKSpinSharedLockWrap const guard(&lock);
+                EXPECT_EQ(first, second);
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(first, 4 * rounds);
+}
+
+class Probe : public RefCountImpl<ILKObject> {
+public:
+    explicit Probe(std::string& log, ILock* lock = nullptr)
+        : RefCountImpl<ILKObject>(lock), m_log(log) {}
+    ~Probe() override { m_log += "gone "; }
+
+private:
+    std::string& m_log;
+};
+
+class LoggingLock : public RefCountImpl<ILock> {
+public:
+    explicit LoggingLock(std::string& log) : m_log(log) {}
+    void lock() override { m_log += "lock "; }
+    void unlock() override { m_log += "unlock "; }
+
+private:
+    std::string& m_log;
+};
+
+TEST(ObjectPtr, EndsTheObjectWithItsLastReferenceOnly) {
+    std::string log;
+    {
+        ObjectPtr<ILKObject> const first(new Probe(log));
+        {
+            ObjectPtr<ILKObject> second(first);
+            ObjectPtr<ILKObject> const& same = second;
+            second = same;
+            EXPECT_EQ(first->addRef(), 3);
+            EXPECT_EQ(first->release(), 2);
+        }
+        EXPECT_EQ(log, "");
+    }
+    EXPECT_EQ(log, "gone ");
+}
+
+TEST(ObjectPtr, AssignmentReleasesTheOldObjectBeforeItCountsTheNew) {
+    std::string log;
+    struct Counted : Probe {
+        using Probe::Probe;
+        std::string* events = nullptr;
+        int addRef() override {
+            if (events != nullptr)
+                *events += "added ";
+            return Probe::addRef();
+        }
+    };
+    ObjectPtr<ILKObject> pointer(new Probe(log));
+    auto* const next = new Counted(log);
+    ObjectPtr<ILKObject> const keeper(next);
+    next->events = &log;
+    pointer = keeper;
+    EXPECT_EQ(log, "gone added ");
+}
+
+TEST(RefCount, LeavesAnObjectOnTheStackAlone) {
+    std::string log;
+    {
+        Probe probe(log);
+        EXPECT_EQ(probe.release(), -1) << "a release on a count of 0 deletes nothing";
+        EXPECT_EQ(probe.addRef(), 0);
+        EXPECT_EQ(log, "");
+    }
+    EXPECT_EQ(log, "gone ");
+}
+
+TEST(RefCount, TakesItsLockAroundEachChangeAndKeepsItThroughTheDestructor) {
+    std::string log;
+    LoggingLock lock(log);
+    { ObjectPtr<ILKObject> const pointer(new Probe(log, &lock)); }
+    EXPECT_EQ(log, "lock unlock lock gone unlock ");
+}
+
+class Callback : public EventGenerator {
+public:
+    using EventGenerator::disconnectHandlers;
+    ~Callback() override {
+        if (going != nullptr)
+            going->set_value();
+    }
+
+    std::promise<void>* going = nullptr;
+};
+
+using Holder = CallbackHolder<Callback>;
+using Accessor = CallbackAccessor<Callback>;
+
+TEST(CallbackHolder, IsEmptiedByTheEndOfItsCallbackAndKeepsTheLockUsable) {
+    auto callback = std::make_unique<Callback>();
+    Holder first(callback.get());
+    Holder second(first);
+    Holder third(nullptr);
+    EXPECT_FALSE(third.hasCallback());
+    third = second;
+    third.event(static_cast<event_t>(1));
+    EXPECT_TRUE(third.hasCallback()) << "an event of another kind means nothing";
+    callback.reset();
+    for (Holder* holder : {&first, &second, &third}) {
+        EXPECT_FALSE(holder->hasCallback());
+        Accessor const accessor(*holder);
+        EXPECT_EQ(accessor.get(), nullptr);
+    }
+    Callback other;
+    Holder holder(&other);
+    holder = third;
+    EXPECT_FALSE(holder.hasCallback()) << "set from an orphan";
+    holder = &other;
+    EXPECT_TRUE(holder.hasCallback());
+}
+
+TEST(EventGenerator, TellsHandlersInOrderAndForgetsThoseThatWentFirst) {
+    class Recorder : public IEventHandler {
+    public:
+        Recorder(std::string& log, char name) : m_log(log), m_name(name) {}
+        void event(event_t) override { m_log += m_name; }
+
+    private:
+        std::string& m_log;
+        char m_name;
+    };
+    std::string log;
+    Recorder a(log, 'a');
+    Recorder b(log, 'b');
+    Recorder c(log, 'c');
+    Callback callback;
+    ObjectPtr<IEventGeneratorImpl> const list = IEventGeneratorImpl::create(&callback);
+    for (Recorder* handler : {&a, &b, &a, &c})
+        list->addHandler(handler);
+    list->removeHandler(&a);
+    list->removeHandler(nullptr);
+    list->disconnectHandlers();
+    EXPECT_EQ(log, "bac");
+    list->disconnectHandlers();
+    EXPECT_EQ(log, "bac") << "handlers are told once";
+}
+
+TEST(EventGenerator, WaitsForARunningCallBeforeItGoes) {
+    auto callback = std::make_unique<Callback>();
+    Holder holder(callback.get());
+    std::atomic<bool> callEnded{false};
+    std::promise<void> inCall;
+    std::promise<void> going;
+    callback->going = &going;
+    std::thread caller([&] {
+        Accessor const accessor(holder);
+        ASSERT_NE(accessor.get(), nullptr);
+        inCall.set_value();
+        going.get_future().wait();
+        EXPECT_NE(accessor.get(), nullptr) << "the callback went during its call";
+        callEnded = true;
+    });
+    inCall.get_future().wait();
+    callback.reset();
+    EXPECT_TRUE(callEnded.load());
+    caller.join();
+}
+
+TEST(EventGenerator, AndHoldersMayComeAndGoOnTwoThreads) {
+    constexpr int rounds = 100;
+    for (int round = 0; round < rounds; ++round) {
+        auto callback = std::make_unique<Callback>();
+        auto holder = std::make_unique<Holder>(callback.get());
+        std::thread reader([&] {
+            for (int i = 0; i < 5; ++i) {
+                Holder copy(*holder);
+                Accessor const accessor(copy);
+                if (Callback* const alive = accessor.get()) {
+                    EXPECT_TRUE(alive->getLock());
+                }
+            }
+            holder.reset();
+        });
+        callback->disconnectHandlers();
+        callback.reset();
+        reader.join();
+    }
+}
+
+} // namespace
+} // namespace LK_2_13
