@@ -28,10 +28,13 @@ bool BinFileSearchStrategy::lookUpAbsoluteName(ISearchResultsContainer& results)
         return BasicFileSearchStrategy::lookUpAbsoluteName(results);
 
     char const* const cacheDir = cacheDirOrReport();
-    if (cacheDir == nullptr || m_tempDir.empty() ||
+    if (cacheDir == nullptr || m_tempDir.empty())
+        return false;
+    // The copy is removed later: a recorded name with ".." must not lead to somebody else's file.
+    std::string const local = paths::join(m_tempDir, name);
+    if (paths::normal(local).rfind(paths::normal(paths::join(m_tempDir, "")), 0) != 0 ||
         retriever->retrieveFile(name.c_str(), m_tempDir.c_str()) != 0)
         return false;
-    std::string const local = paths::join(m_tempDir, name);
     std::string archived;
     switch (utils::archiveFile(local.c_str(), cacheDir, nullptr, archived, true)) {
     case afOk:

@@ -262,6 +262,8 @@ TEST_F(RetrievedBinary, IsGivenUpWithoutALookHereOnAnyFailure) {
     EXPECT_FALSE(lookUp());
     EXPECT_FALSE(isInTemp());
     m_retriever = {};
+    EXPECT_FALSE(lookUp("../outside"));
+    EXPECT_THAT(m_retriever.asked, IsEmpty()) << "the name leads out of the temporary directory";
     m_tempDir.clear();
     EXPECT_FALSE(lookUp());
     EXPECT_EQ(log.text(), "");
