@@ -29,6 +29,9 @@ ROWS = [
      "the `stat` and `open` calls that it must make", "findBinFile", "bareCalls", "at most 2.5"),
     ("`lokata run`, 10,000 requests of which 9,000 repeat, without history", "the same with history",
      "run/off", "run/suggest", "at least 5"),
+    ("resolving 2,000 moved modules below 50,000 directories, and looking for their symbols",
+     "ten runs of `find`, one for a name", "resolve/indexed/2000", "findNames/10", ""),
+    ("the same for 2 modules", "without the index", "resolve/indexed/2", "resolve/plain/2", ""),
 ]
 
 
