@@ -78,6 +78,8 @@ public:
             return fail();
         for (Elf_Scn* section = nullptr; (section = elf_nextscn(m_elf, section)) != nullptr;)
             readSection(section, names);
+        // On some machines a linkage table of a whole file is empty, too.
+        m_facts.lacks_code = m_facts.lacks_code && !m_hasCode;
         readSegmentNotes();
     }
 
@@ -109,6 +111,8 @@ private:
             m_facts.kind = ElfKind::kernel;
         if (name == ".modinfo" && m_facts.kind == ElfKind::object)
             m_facts.kind = ElfKind::kernel_module;
+        if ((header.sh_flags & SHF_EXECINSTR) != 0)
+            (header.sh_type == SHT_NOBITS ? m_facts.lacks_code : m_hasCode) = true;
         if (header.sh_type == SHT_NOBITS || header.sh_size == 0)
             return;
         if (header.sh_type == SHT_NOTE)
@@ -191,6 +195,7 @@ private:
 
     Elf* m_elf;
     ElfFacts& m_facts;
+    bool m_hasCode = false;
     bool m_bigEndian = false;
 };
 

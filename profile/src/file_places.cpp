@@ -148,9 +148,15 @@ void FilePlaces::addPerfCache(std::string const& name, BuildId const& buildId,
                               Place::perf_cache});
 }
 
-std::vector<Candidate> FilePlaces::binary(std::string const& name, BuildId const& buildId) const {
+std::vector<Candidate> FilePlaces::binary(std::string const& name) const {
     std::vector<Candidate> result;
     addRenamed(name, result);
+    return result;
+}
+
+std::vector<Candidate> FilePlaces::storedBinary(std::string const& name,
+                                                BuildId const& buildId) const {
+    std::vector<Candidate> result;
     addPerfCache(name, buildId, {"elf", "vdso"}, result);
     addBuildIdTree(buildId, "", result);
     return result;

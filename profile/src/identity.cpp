@@ -117,6 +117,8 @@ void BinaryValidator::judge(std::string const& path, Judgement& judgement) {
         return refuseUnreadable(judgement, path, facts->error);
     compare(judgement, {IdentityKind::build_id, toHex(m_expected), toHex(facts->build_id)},
             &IMessageMgr::getBinChecksumMismatchMessage, path);
+    if (judgement.result == vrValid && facts->lacks_code)
+        refuseUnreadable(judgement, path, "debug information without the code");
 }
 
 SymbolValidator::SymbolValidator(ElfFactsCache& cache, SymbolOwner owner)

@@ -134,10 +134,11 @@ ModuleSearch::~ModuleSearch() = default;
 
 template <class Find>
 void ModuleSearch::run(SearchOutcome& outcome, std::vector<Candidate> suggestions,
-                       IdentityValidator& validator, Find const& find) {
+                       IdentityValidator& validator, Find const& find, bool runSteps) {
     auto const start = std::chrono::steady_clock::now();
     SearchRecord& record = m_environment->record;
     record = SearchRecord();
+    record.runSteps = runSteps;
     record.suggestions = std::move(suggestions);
     ObjectPtr<IValidFile> const file = find();
     for (ObjectPtr<IInvalidFile> const& refused : record.refused)
@@ -165,14 +166,20 @@ SearchOutcome ModuleSearch::findBinary(std::string const& name, BuildId const& b
                                        std::vector<Candidate> const& hints) {
     SearchOutcome outcome;
     std::string searched = searchableName(name);
-    std::vector<Candidate> suggestions = joined(hints, m_support.places.binary(searched, buildId));
     if (searched.empty() && buildId.empty())
         return outcome;
     BinaryValidator validator(m_support.elf, buildId);
     // Without a name that may be used, the places of the build-id are still worth a look.
     std::string const asked = searched.empty() ? toHex(buildId) : searched;
-    run(outcome, std::move(suggestions), validator,
-        [&] { return m_search->findBinFile(asked.c_str(), &validator, nullptr, stepsSelector); });
+    auto const find = [&] {
+        return m_search->findBinFile(asked.c_str(), &validator, nullptr, stepsSelector);
+    };
+    run(outcome, joined(hints, m_support.places.binary(searched)), validator, find);
+    // Copies by build-id come last: a file that lies where somebody put it says more to a person,
+    // and a rebuilt namesake shall be met.
+    std::vector<Candidate> stored = m_support.places.storedBinary(searched, buildId);
+    if (!outcome.file && !stored.empty())
+        run(outcome, std::move(stored), validator, find, false);
     learn(searched, outcome);
     return outcome;
 }

@@ -28,7 +28,7 @@ bool SuggestingCallback::start(char const* fileName, IStringContainer& suggestio
     bool const runSteps = askHeld(m_pEnvironment, &ISearchEnv::searchStartedCallback, true, ask);
     for (Candidate const& candidate : m_record.suggestions)
         suggestions.add(candidate.path.c_str());
-    return runSteps;
+    return runSteps && m_record.runSteps;
 }
 
 bool SuggestingCallback::binFileSearchStarted(char const* fileName, IStringContainer& suggestions) {
@@ -86,11 +86,14 @@ ObjectPtr<IValidFile> ChoosingCallback::srcFilesFound(char const* fileName, char
 
 template <class Ask>
 ObjectPtr<IValidFile> RecordingCallback::record(IInvalidFileIterator& invalidFiles,
-                                                Ask const& ask) {
+                                                IValidFileIterator& validFiles, Ask const& ask) {
     for (ObjectPtr<IInvalidFile> file = invalidFiles.next(); file; file = invalidFiles.next())
         m_record.refused.push_back(file);
     if (m_record.chosen)
         return m_record.chosen;
+    if (!m_record.runSteps)
+        if (ObjectPtr<IValidFile> suggested = validFiles.next())
+            return suggested;
     invalidFiles.reset();
     return askHeld(m_pEnvironment, &ISearchEnv::noFilesFoundCallback, ObjectPtr<IValidFile>(), ask);
 }
@@ -99,7 +102,7 @@ ObjectPtr<IValidFile> RecordingCallback::noBinFilesFound(char const* fileName,
                                                          IValidator& validator,
                                                          IInvalidFileIterator& invalidFiles,
                                                          IValidFileIterator& validFiles) {
-    return record(invalidFiles, [&](INoFilesFoundCallback& callback) {
+    return record(invalidFiles, validFiles, [&](INoFilesFoundCallback& callback) {
         return callback.noBinFilesFound(fileName, validator, invalidFiles, validFiles);
     });
 }
@@ -107,7 +110,7 @@ ObjectPtr<IValidFile> RecordingCallback::noBinFilesFound(char const* fileName,
 ObjectPtr<IValidFile> RecordingCallback::noSymFilesFound(
     char const* fileName, char const* binaryName, char const* checksum, IValidator& validator,
     IInvalidFileIterator& invalidFiles, IValidFileIterator& validFiles) {
-    return record(invalidFiles, [&](INoFilesFoundCallback& callback) {
+    return record(invalidFiles, validFiles, [&](INoFilesFoundCallback& callback) {
         return callback.noSymFilesFound(fileName, binaryName, checksum, validator, invalidFiles,
                                         validFiles);
     });
@@ -116,7 +119,7 @@ ObjectPtr<IValidFile> RecordingCallback::noSymFilesFound(
 ObjectPtr<IValidFile> RecordingCallback::noSrcFilesFound(
     char const* fileName, char const* binaryName, char const* checksum, IValidator& validator,
     IInvalidFileIterator& invalidFiles, IValidFileIterator& validFiles) {
-    return record(invalidFiles, [&](INoFilesFoundCallback& callback) {
+    return record(invalidFiles, validFiles, [&](INoFilesFoundCallback& callback) {
         return callback.noSrcFilesFound(fileName, binaryName, checksum, validator, invalidFiles,
                                         validFiles);
     });

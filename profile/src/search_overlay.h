@@ -13,6 +13,8 @@ namespace lokata::profile {
 /// What the callbacks of one search are told and what they saw. Belongs to one thread.
 struct SearchRecord {
     std::vector<Candidate> suggestions;
+    /// False for a search that ends with its suggestions.
+    bool runSteps = true;
     /// As the running search spells it; empty before the first search.
     std::string name;
     LK_2_13::ObjectPtr<LK_2_13::IValidFile> chosen;
@@ -90,6 +92,7 @@ public:
 private:
     template <class Ask>
     LK_2_13::ObjectPtr<LK_2_13::IValidFile> record(LK_2_13::IInvalidFileIterator& invalidFiles,
+                                                   LK_2_13::IValidFileIterator& validFiles,
                                                    Ask const& ask);
 
     LK_2_13::ISearchEnv* m_pEnvironment;

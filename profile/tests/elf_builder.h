@@ -21,8 +21,9 @@ public:
     explicit ElfBuilder(unsigned char order = ELFDATA2LSB, GElf_Half type = ET_DYN)
         : m_order(order), m_type(type) {}
 
-    ElfBuilder& section(std::string name, std::string content, GElf_Word type = SHT_PROGBITS) {
-        m_sections.push_back({std::move(name), std::move(content), type});
+    ElfBuilder& section(std::string name, std::string content, GElf_Word type = SHT_PROGBITS,
+                        GElf_Xword flags = 0) {
+        m_sections.push_back({std::move(name), std::move(content), type, flags});
         return *this;
     }
 
@@ -42,6 +43,11 @@ public:
     /// Content enough to count as debug information; not to be read as DWARF.
     ElfBuilder& debugInfo() { return section(".debug_info", "debug information"); }
 
+    /// What is left of the code in a separate debug file.
+    ElfBuilder& emptiedCode() {
+        return section(".text", "code", SHT_NOBITS, SHF_ALLOC | SHF_EXECINSTR);
+    }
+
     ElfBuilder& symbolTable() { return section(".symtab", std::string(24, '\0'), SHT_SYMTAB); }
 
     std::string const& write(std::string const& path) {
@@ -52,7 +58,7 @@ public:
         std::string names(1, '\0');
         for (Section& each : m_sections)
             add(elf, each, names);
-        Section strings{".shstrtab", "", SHT_STRTAB};
+        Section strings{".shstrtab", "", SHT_STRTAB, 0};
         std::size_t const place = names.size();
         names += strings.name + '\0';
         strings.content = names;
@@ -94,6 +100,7 @@ private:
         std::string name;
         std::string content;
         GElf_Word type;
+        GElf_Xword flags;
     };
 
     static void add(Elf* elf, Section& section, std::string& names) {
@@ -112,6 +119,7 @@ private:
         gelf_getshdr(part, &header);
         header.sh_name = static_cast<GElf_Word>(namePlace);
         header.sh_type = section.type;
+        header.sh_flags = section.flags;
         header.sh_entsize = section.type == SHT_SYMTAB ? 24 : 0;
         gelf_update_shdr(part, &header);
         return elf_ndxscn(part);

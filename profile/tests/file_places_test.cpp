@@ -69,16 +69,17 @@ TEST(FilePlaces, BinariesAreLookedForInCopiedTreesAndCaches) {
     options.symfs = "/symfs";
     options.perf_cache = "/home/.debug";
     options.substitutions = {{"/build", "/src"}};
-    EXPECT_THAT(paths(FilePlaces(options, learned).binary("/build/lib/x.so", c_id)),
+    EXPECT_THAT(paths(FilePlaces(options, learned).binary("/build/lib/x.so")),
                 ElementsAre("/src/lib/x.so", "/symfs/build/lib/x.so", "/root/build/lib/x.so",
-                            "/symfs/src/lib/x.so", "/root/src/lib/x.so", "/opt/lib/x.so",
-                            "/home/.debug/.build-id/ab/cdef/elf",
+                            "/symfs/src/lib/x.so", "/root/src/lib/x.so", "/opt/lib/x.so"));
+    EXPECT_THAT(paths(FilePlaces(options, learned).storedBinary("/build/lib/x.so", c_id)),
+                ElementsAre("/home/.debug/.build-id/ab/cdef/elf",
                             "/home/.debug/.build-id/ab/cdef/vdso", "/home/.debug/.build-id/ab/cdef",
                             "/home/.debug/build/lib/x.so/abcdef/elf",
                             "/home/.debug/build/lib/x.so/abcdef/vdso", "/d/.build-id/ab/cdef",
                             "/root/d/.build-id/ab/cdef", "/symfs/d/.build-id/ab/cdef"));
     options.symfs_flat = true;
-    EXPECT_THAT(paths(FilePlaces(options, learned).binary("/build/lib/x.so", c_id)),
+    EXPECT_THAT(paths(FilePlaces(options, learned).binary("/build/lib/x.so")),
                 Contains("/symfs/x.so"));
 }
 

@@ -60,6 +60,10 @@ TEST_F(IdentityTest, ABinaryIsProvenOrRefusedByItsBuildId) {
 
     EXPECT_EQ(verdict(validator, ElfBuilder().debugInfo().write(m_tree.path("none"))), vrInvalid);
     EXPECT_THAT(m_reason.message, HasSubstr("found none"));
+    EXPECT_EQ(verdict(validator, ElfBuilder().buildId(m_id).debugInfo().emptiedCode().write(
+                                     m_tree.path("right.debug"))),
+              vrInvalid);
+    EXPECT_THAT(m_reason.message, HasSubstr("without the code"));
     EXPECT_EQ(verdict(validator, m_tree.file("text", "no ELF")), vrInvalid);
     EXPECT_THAT(m_reason.message, HasSubstr("not an ELF file"));
 }

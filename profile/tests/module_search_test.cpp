@@ -75,6 +75,23 @@ TEST_F(ModuleSearchTest, AMovedBinaryIsProvenAndItsRebuiltNamesakeRefused) {
     EXPECT_THAT(outcome.rejected[0].message, HasSubstr("0102030405060708"));
 }
 
+TEST_F(ModuleSearchTest, ACopyByBuildIdComesBehindTheSearchDirectories) {
+    searchIn("first");
+    std::string const rebuilt = binary("first/tool", c_otherId);
+    std::string const copy = binary("debug/.build-id/01/02030405060708", c_id);
+    SearchOutcome const stored =
+        ModuleSearch(environment(), support()).findBinary("/gone/tool", c_id);
+    EXPECT_EQ(stored.file->path, copy);
+    EXPECT_EQ(stored.file->place, Place::build_id_tree);
+    ASSERT_THAT(stored.rejected, SizeIs(1));
+    EXPECT_EQ(stored.rejected[0].path, rebuilt);
+
+    std::string const moved = binary("first/deep/tool", c_id);
+    EXPECT_EQ(
+        ModuleSearch(environment(), support(), false).findBinary("/gone/tool", c_id).file->path,
+        moved);
+}
+
 TEST_F(ModuleSearchTest, ARemapOfOneHitFindsTheNextNameOfThePrefix) {
     searchIn("tree", false);
     binary("tree/lib/x.so", c_id);

@@ -60,6 +60,8 @@ struct ElfFacts {
     bool has_debug_info = false;
     /// A full symbol table (.symtab) with content.
     bool has_symbol_table = false;
+    /// A separate debug file: headers of the code, but not its content.
+    bool lacks_code = false;
     /// The packed symbol table .gnu_debugdata.
     bool has_mini_debug_info = false;
     ElfKind kind = ElfKind::other;

@@ -64,7 +64,10 @@ public:
 
     PlaceOptions const& options() const { return m_options; }
 
-    std::vector<Candidate> binary(std::string const& name, BuildId const& buildId) const;
+    /// Where the name leads: renamed, and in copied trees.
+    std::vector<Candidate> binary(std::string const& name) const;
+    /// Where the build-id leads, whatever the name: the cache of perf and the debug trees.
+    std::vector<Candidate> storedBinary(std::string const& name, BuildId const& buildId) const;
     /// `name` is the binary as it was recorded, `binaryPath` the binary that was found, empty if
     /// none. For one debug directory the order is that of gdb: the binary itself, the file of its
     /// build-id, then the name of the debug link beside the binary, in .debug below it, and in the

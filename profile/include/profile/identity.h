@@ -64,7 +64,8 @@ private:
     std::vector<Judgement> m_judgements;
 };
 
-/// Binaries by build-id. Without an expected one every file is undecided.
+/// Binaries by build-id; a separate debug file of the same build-id is refused. Without an expected
+/// build-id every file is undecided.
 class BinaryValidator final : public IdentityValidator {
 public:
     BinaryValidator(ElfFactsCache& cache, BuildId expected);

@@ -36,7 +36,7 @@ struct RejectedFile {
 struct SearchOutcome {
     std::optional<FoundFile> file;
     std::vector<RejectedFile> rejected; ///< In the order of meeting them; one entry a path.
-    std::vector<Candidate> suggested;   ///< What was tried before any step, also if it is missing.
+    std::vector<Candidate> suggested;   ///< What was tried beside the steps, also if it is missing.
     /// The remap that this find taught, if it is a new one.
     std::optional<PathSubstitution> learned;
     std::chrono::microseconds elapsed{0};
@@ -86,7 +86,7 @@ private:
 
     template <class Find>
     void run(SearchOutcome& outcome, std::vector<Candidate> suggestions,
-             IdentityValidator& validator, Find const& find);
+             IdentityValidator& validator, Find const& find, bool runSteps = true);
     void learn(std::string const& name, SearchOutcome& outcome);
 
     SearchSupport& m_support;

@@ -38,7 +38,7 @@ struct FileResolution {
     Identity identity; ///< Of the accepted file, else what was expected.
     std::vector<RefusedCandidate> refused;
     std::uint64_t elapsed_us = 0; ///< Wall clock time.
-    /// What was tried before any step of the library, in order, also where no such file exists.
+    /// What was tried beside the steps of the library, in order, also where no such file exists.
     std::vector<Candidate> suggested{};
 
     bool found() const { return !path.empty(); }
