@@ -95,7 +95,8 @@ std::string_view unstripFile(std::string_view columns, std::string_view& module)
         split = std::min(split, columns.find(mark, 1));
     }
     auto const file = columns.substr(0, split);
-    auto const last = columns.find_last_of(c_blank);
+    // "[vdso: PID]" is the one module whose name holds a blank.
+    auto const last = columns.back() == ']' ? columns.rfind(" [") : columns.find_last_of(c_blank);
     module = last == std::string_view::npos ? std::string_view{} : columns.substr(last + 1);
     return file;
 }

@@ -61,9 +61,11 @@ TEST(UnstripList, NamesTheFileOrElseTheModule) {
                                      "/usr/lib/debug/bin/sleep.debug [exe]\n"
                                      "0x7000+0x1000 1e2a683b7d87@0x7340 . - linux-vdso.so.1\n"
                                      "0x8000+0x1000 - /opt/my app/x - x\n"
+                                     "0x9000+0x2000 - - - [vdso: 7]\n"
                                      "not this\n");
-    EXPECT_THAT(names(profile), ElementsAre("/usr/bin/sleep 2818b2009547",
-                                            "linux-vdso.so.1 1e2a683b7d87", "/opt/my app/x"));
+    EXPECT_THAT(names(profile),
+                ElementsAre("/usr/bin/sleep 2818b2009547", "linux-vdso.so.1 1e2a683b7d87",
+                            "/opt/my app/x", "[vdso: 7]"));
     EXPECT_EQ(profile.modules[1].kind, ModuleKind::vdso);
     EXPECT_THAT(profile.errors, SizeIs(1));
 }
