@@ -102,7 +102,7 @@ void print(profile::ProfileResolution const& resolution, ResolveOptions const& o
     std::string text = title + moduleTable(resolution, style);
     if (std::string const sources = sourceTable(resolution); !sources.empty())
         text += "\n" + sources;
-    writeOutput(text + "\n" + resolutionSummary(resolution));
+    writeOutput(text + (text.empty() ? "" : "\n") + resolutionSummary(resolution));
 }
 
 void archive(profile::ProfileResolution const& resolution, std::string const& directory) {
@@ -152,10 +152,11 @@ int resolve(ResolveOptions& options) {
     std::vector<profile::ProfileResolution> resolutions;
     for (std::string const& input : options.inputs) {
         profile::Profile profile = read(input, format);
-        if (!profile.format) {
+        bool const isUnreadable = profile.modules.empty() && !profile.errors.empty();
+        if (!profile.format || isUnreadable)
             status = esFailed;
+        if (!profile.format)
             continue;
-        }
         profile::ProfileResolution resolution =
             resolve(std::move(profile), input, options, surroundings, support);
         if (!isComplete(resolution))

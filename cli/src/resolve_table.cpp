@@ -38,18 +38,45 @@ std::string padded(std::string const& text, std::size_t width) {
     return length < width ? text + std::string(width - length, ' ') : text;
 }
 
-/// Ends with what tells one path from another.
-std::string cutAtFront(std::string const& text, std::size_t width) {
-    std::size_t excess = lengthOf(text);
-    if (excess <= width || width < 2)
-        return text;
-    excess -= width - 1;
+/// Where the code point number `count` of the text begins.
+std::size_t placeOf(std::string const& text, std::size_t count) {
     std::size_t at = 0;
-    for (; excess > 0; --excess)
+    for (; count > 0 && at < text.size(); --count)
         do
             ++at;
         while (at < text.size() && (text[at] & 0xc0) == 0x80);
-    return "…" + text.substr(at);
+    return at;
+}
+
+/// Ends with what tells one path from another.
+std::string cutAtFront(std::string const& text, std::size_t width) {
+    std::size_t const length = lengthOf(text);
+    return length <= width || width < 2 ? text
+                                        : "…" + text.substr(placeOf(text, length - width + 1));
+}
+
+std::string cutAtEnd(std::string const& text, std::size_t width) {
+    return lengthOf(text) <= width || width < 2 ? text
+                                                : text.substr(0, placeOf(text, width - 1)) + "…";
+}
+
+/// Broken at blanks; words that are too long stay whole. A width of 0 keeps one line.
+std::string wrapped(std::string const& text, std::size_t indent, std::size_t width) {
+    std::string const margin(indent, ' ');
+    std::string result = margin;
+    std::size_t column = indent;
+    for (std::size_t at = 0; at < text.size();) {
+        std::size_t const end = std::min(text.find(' ', at), text.size());
+        std::string const word = text.substr(at, end - at);
+        if (column > indent && width > 0 && column + 1 + lengthOf(word) > width) {
+            result += "\n" + margin;
+            column = indent;
+        }
+        result += (column > indent ? " " : "") + word;
+        column += lengthOf(word) + (column > indent ? 1 : 0);
+        at = end + 1;
+    }
+    return result;
 }
 
 std::string bareName(std::string const& name) {
@@ -109,35 +136,75 @@ struct Row {
     bool isProven;
 };
 
+constexpr std::size_t moduleCell = 0;
 constexpr std::size_t fileCell = 1;
+constexpr std::size_t symbolsCell = 3;
+constexpr std::size_t shareWidth = 9;
+
+/// Of the columns; one that is left out has none.
+using Widths = std::array<std::size_t, 5>;
+
+/// Takes what is too much from the names, then leaves out the symbols. False if the lines are still
+/// too long.
+bool fit(Widths& widths, std::size_t shares, std::size_t width) {
+    constexpr std::size_t leastModule = 14;
+    constexpr std::size_t leastFile = 20;
+    for (;;) {
+        std::size_t others = shares + 2;
+        for (std::size_t i = fileCell + 1; i < widths.size(); ++i)
+            others += widths[i] == 0 ? 0 : widths[i] + 2;
+        if (width >= others + leastModule + leastFile) {
+            std::size_t const room = width - others;
+            std::size_t const spare = room > widths[fileCell] ? room - widths[fileCell] : 0;
+            widths[moduleCell] =
+                std::min(widths[moduleCell], std::max({leastModule, room / 3, spare}));
+            widths[fileCell] = std::min(widths[fileCell], room - widths[moduleCell]);
+            return true;
+        }
+        if (widths[symbolsCell] == 0)
+            return false;
+        widths[symbolsCell] = 0;
+    }
+}
+
+std::string tableLine(std::string const& share, std::array<std::string, 5> cells,
+                      Widths const& widths, bool hasSamples) {
+    cells[moduleCell] = cutAtEnd(cells[moduleCell], widths[moduleCell]);
+    cells[fileCell] = cutAtFront(cells[fileCell], widths[fileCell]);
+    std::string text = hasSamples ? padded(share, shareWidth) : "";
+    for (std::size_t i = 0; i < cells.size(); ++i)
+        if (widths[i] > 0)
+            text += i + 1 < cells.size() ? padded(cells[i], widths[i]) + "  " : cells[i];
+    return text;
+}
+
+/// For a terminal that is too narrow for columns.
+std::string stackedLines(Row const& row, bool hasSamples, std::size_t width) {
+    std::size_t const indent = hasSamples ? shareWidth : 2;
+    std::size_t const room = width > indent ? width - indent : 0;
+    std::string const margin(indent, ' ');
+    return (hasSamples ? padded(row.share, indent) : "") + row.cells[moduleCell] + "\n" + margin +
+           cutAtFront(row.cells[fileCell], room) + "\n" + margin + row.cells[2] + ", " +
+           row.cells.back();
+}
 
 std::string foundTable(std::vector<Row> const& rows, bool hasSamples, TableStyle const& style) {
     std::array<std::string, 5> const titles{"MODULE", "FILE", "PROVEN BY", "SYMBOLS", "STEP"};
-    std::array<std::size_t, 5> widths{};
+    Widths widths{};
     for (std::size_t i = 0; i < titles.size(); ++i) {
         widths[i] = lengthOf(titles[i]);
         for (Row const& row : rows)
             widths[i] = std::max(widths[i], lengthOf(row.cells[i]));
     }
-    std::size_t const others = std::accumulate(widths.begin(), widths.end(), std::size_t{0}) -
-                               widths[fileCell] + 2 * (widths.size() - 1) + (hasSamples ? 9 : 0);
-    constexpr std::size_t leastFile = 20;
-    if (style.width > 0)
-        widths[fileCell] = std::min(
-            widths[fileCell], style.width > others + leastFile ? style.width - others : leastFile);
-
-    auto const line = [&](std::string const& share, std::array<std::string, 5> const& cells) {
-        std::string text = hasSamples ? padded(share, 7) + "  " : "";
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            std::string const cell = i == fileCell ? cutAtFront(cells[i], widths[i]) : cells[i];
-            text += i + 1 < cells.size() ? padded(cell, widths[i]) + "  " : cell;
-        }
-        return text;
-    };
-    std::string text = painted(line("SAMPLES", titles), bold, style.colour) + "\n";
+    bool const isTable = style.width == 0 || fit(widths, hasSamples ? shareWidth : 0, style.width);
+    std::string text;
+    if (isTable)
+        text = painted(tableLine("SAMPLES", titles, widths, hasSamples), bold, style.colour) + "\n";
     for (Row const& row : rows)
-        text +=
-            painted(line(row.share, row.cells), row.isProven ? green : yellow, style.colour) + "\n";
+        text += painted(isTable ? tableLine(row.share, row.cells, widths, hasSamples)
+                                : stackedLines(row, hasSamples, style.width),
+                        row.isProven ? green : yellow, style.colour) +
+                "\n";
     return text;
 }
 
@@ -166,7 +233,7 @@ std::string moduleTable(ProfileResolution const& resolution, TableStyle const& s
         missing += (hasSamples ? share + "  " : "") +
                    painted(padded(status, 11), code, style.colour) + "  " +
                    displayName(module->module.name) + "\n" +
-                   std::string(hasSamples ? 22 : 13, ' ') + statusReason(*module) + "\n";
+                   wrapped(statusReason(*module), hasSamples ? 22 : 13, style.width) + "\n";
     }
     std::string text;
     if (!found.empty())

@@ -143,6 +143,8 @@ TEST_F(ResolveProgram, DamagedInputIsResolvedAsFarAsItCanBeRead) {
     EXPECT_THAT(damaged.err, HasSubstr("standard input: at byte "));
     EXPECT_THAT(damaged.out, HasSubstr(place.path("moved/deep/app")));
 
+    EXPECT_EQ(resolve({"-", "--format", "maps"}, "nothing of a map\n").status, 2)
+        << "nothing could be read";
     EXPECT_EQ(resolve({place.path("no-such-file")}).status, 2);
     Outcome const unknown = resolve({"-"}, std::string("\0\1\2\3", 4));
     EXPECT_EQ(unknown.status, 2);
