@@ -51,6 +51,7 @@ struct ProcessResult {
 /// Runs a program to its end, with its output thrown away.
 inline ProcessResult runProcess(std::vector<std::string> words) {
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);
