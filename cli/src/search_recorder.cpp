@@ -23,7 +23,7 @@ ObjectPtr<IValidFile> SearchRecorder::record(IInvalidFileIterator& invalidFiles,
         m_record.refused.push_back(
             {file->name(), file->severity(), file->errorMessage(), file->searchStep()});
 
-    ObjectPtr<IValidFile> const first = validFiles.next();
+    ObjectPtr<IValidFile> first = validFiles.next();
     for (auto file = first; file; file = m_all ? validFiles.next() : nullptr)
         m_record.found.push_back({file->name(), file->confidence(), file->searchStep()});
     return first;

@@ -119,13 +119,13 @@ std::string const requests = "# a comment\n"
 TEST(RunProgram, AnswersEachLineAndTellsWhatIsMissing) {
     Workplace const place;
     std::string const file = place.file("lib/tool");
-    std::string const found = "bin\ttool\t" + file + "\n";
-    std::string const absent = "bin\tabsent\t-\n";
+    std::string answers = "bin\ttool\t" + file + "\nbin\tabsent\t-\n";
+    answers += answers;
     for (char const* const history : {"off", "suggest", "only"}) {
         auto const outcome = place.run(
             {"run", "-", "--history", history, "-d", "bin=" + place.path("lib")}, requests);
         EXPECT_EQ(outcome.status, 1);
-        EXPECT_EQ(outcome.out, found + absent + found + absent) << history;
+        EXPECT_EQ(outcome.out, answers) << history;
         EXPECT_EQ(outcome.err, "");
     }
     place.file("requests", "bin tool\nsym tool\n");

@@ -58,6 +58,7 @@ Outcome Workplace::run(std::vector<std::string> const& arguments, std::string co
     std::vector<std::string> words{LOKATA_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);
