@@ -139,7 +139,7 @@ TEST_F(Contexts, FallBackToTheEmptyKeyForHalfOfTheCallbacks) {
 
     m_manager->registerConfidenceLevelPolicyCallback(*m_child, "client", &exactPolicy);
     m_manager->registerSearchStartedCallback(*m_parent, "client", &started);
-    m_manager->registerFilesFoundCallback(*m_grandparent, "client", &found);
+    m_manager->registerFilesFoundCallback(*m_parent, "client", &found);
     made = env("client");
     EXPECT_EQ(callbackIn(made->confidenceLevelPolicyCallback()), &exactPolicy);
     EXPECT_EQ(callbackIn(made->searchStartedCallback()), &started);

@@ -15,16 +15,21 @@
 namespace LK_2_13 {
 namespace {
 
-template <class T>
-void letsItsOwnThreadInAgain(T& lock) {
+template <class TGuard, class TLock>
+void letsItsOwnThreadInAgain(TLock& lock) {
     lock.lock();
     lock.lock();
     lock.unlock();
     std::atomic<bool> left{false};
+    std::promise<void> started;
     std::thread other([&] {
-        LKLockWrap const guard(&lock);
+        started.set_value();
+        TGuard const guard(&lock);
         EXPECT_TRUE(left.load()) << "one unlock of two must not let another thread in";
     });
+    started.get_future().wait();
+    for (int turn = 0; turn < 1000; ++turn)
+        std::this_thread::yield();
     left = true;
     lock.unlock();
     other.join();
@@ -32,9 +37,10 @@ void letsItsOwnThreadInAgain(T& lock) {
 
 TEST(Locks, LetTheirOwnThreadInAgain) {
     LKLock lock;
-    letsItsOwnThreadInAgain(lock);
+    letsItsOwnThreadInAgain<LKLockWrap>(lock);
     LKSpinSharedLock shared;
-    letsItsOwnThreadInAgain(shared);
+    letsItsOwnThreadInAgain<LKLockWrap>(shared);
+    letsItsOwnThreadInAgain<LKSpinSharedLockWrap>(shared);
     LKLockWrap const none(nullptr);
 }
 

@@ -102,7 +102,7 @@ TEST_F(PropertyStorage, GivesTheDefaultOnlyForANameThatWasNeverWritten) {
 
 TEST_F(PropertyStorage, RefusesAFileThatIsNoStoreAndLeavesItAsItIs) {
     for (std::string const& content :
-         {std::string("my precious notes\n"), std::string(100000, 'z')}) {
+         {std::string("x"), std::string("my precious notes\n"), std::string(100000, 'z')}) {
         setBytes(content);
         EXPECT_THAT(refusal(), HasSubstr(m_store.string() + ": file is not a database"));
         EXPECT_EQ(bytes(), content);
