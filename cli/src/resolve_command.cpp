@@ -212,7 +212,7 @@ void addResolveCommand(CLI::App& program, int& exitStatus) {
     command.add_flag("--json", options->json, "Print one JSON document for each input");
     addText(command, "--html", options->html, "Write a page for a browser")->type_name("FILE");
     addText(command, "--explain", options->explain,
-            "Show every candidate for one module: its name, last component or build-id")
+            "Show every step and candidate for one module: its name, last component or build-id")
         ->type_name("MODULE");
     addSearchOptions(command, options->search);
     command.callback([options, &exitStatus] { exitStatus = resolve(*options); });

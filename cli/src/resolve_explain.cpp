@@ -53,8 +53,8 @@ std::string foundText(FileResolution const& file, bool colour) {
            "\n";
 }
 
-/// Suggestions come first, in their order, then what the steps met. A search ends with the file
-/// that it finds.
+/// Suggestions come first, in their order, then each step that ran with what it met. A search ends
+/// with the file that it finds.
 std::string candidatesText(FileResolution const& file, bool colour) {
     std::map<std::string, RefusedCandidate const*> refusals;
     for (RefusedCandidate const& refused : file.refused)
@@ -76,6 +76,17 @@ std::string candidatesText(FileResolution const& file, bool colour) {
             text += "  " + painted(isFoundShown ? "unneeded" : "no file ", faint, colour) + " " +
                     displayName(path) + "  [" + origin + "]\n";
         }
+    }
+    for (LK_2_13::search_step_t const step : file.steps) {
+        std::string const origin = nameOf(step).substr(2);
+        std::string met;
+        for (RefusedCandidate const& refused : file.refused)
+            if (refused.step == step && shown.insert(refused.path).second)
+                met += refusalText(refused, origin, colour);
+        bool const isFinder = file.found() && !isFoundShown && file.step == step;
+        if (met.empty() && !isFinder)
+            met = "  " + painted("nothing ", faint, colour) + " [" + origin + "]\n";
+        text += met;
     }
     for (RefusedCandidate const& refused : file.refused)
         if (shown.insert(refused.path).second)

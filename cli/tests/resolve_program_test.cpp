@@ -132,6 +132,7 @@ TEST_F(ResolveProgram, ARebuiltNamesakeIsRefusedWithBothBuildIds) {
     Outcome const explained = resolve({file, "-d", moved(), "--explain", "app"});
     EXPECT_THAT(explained.out, AllOf(HasSubstr("refused  " + place.path("moved/deep/app") +
                                                "  [LowPrioritySearchDirs]"),
+                                     HasSubstr("nothing  [AbsoluteNameLookup]"),
                                      HasSubstr("no file"), Not(HasSubstr("libx"))));
     EXPECT_EQ(resolve({file, "--explain", "nothing"}).status, 2);
 }

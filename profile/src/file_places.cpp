@@ -191,7 +191,6 @@ std::vector<Candidate> FilePlaces::symbols(std::string const& name, std::string 
     bool const linked = link && isSafeBareName(link->name);
     if (linked && !binaryPath.empty())
         addDebugLink(parentOf(realPath(binaryPath)), link->name, result);
-    addPerfCache(name, buildId, {"debug", "elf"}, result);
     if (!isSafeName(name))
         return result;
     std::string const directory = parentOf(name);
@@ -205,6 +204,13 @@ std::vector<Candidate> FilePlaces::symbols(std::string const& name, std::string 
     }
     addRenamed(name, result);
     addRenamed(name + ".debug", result);
+    return result;
+}
+
+std::vector<Candidate> FilePlaces::storedSymbols(std::string const& name,
+                                                 BuildId const& buildId) const {
+    std::vector<Candidate> result;
+    addPerfCache(name, buildId, {"debug", "elf"}, result);
     return result;
 }
 

@@ -25,7 +25,10 @@ public:
         , m_notFound(inner.get(), record)
         , m_startedHolder(&m_started)
         , m_foundHolder(&m_found)
-        , m_notFoundHolder(&m_notFound) {}
+        , m_notFoundHolder(&m_notFound) {
+        if (m_pInner && m_pInner->searchStepsConfigurator())
+            m_pSteps = new RecordingSteps(m_pInner->searchStepsConfigurator(), record);
+    }
 
     ObjectPtr<ISearchDirIterator> searchDirs(search_category_t category) override {
         if (!m_pInner)
@@ -54,7 +57,7 @@ public:
         return m_pInner ? m_pInner->fileRetriever() : nullptr;
     }
     ObjectPtr<ISearchStepsConfigurator> searchStepsConfigurator() const override {
-        return m_pInner ? m_pInner->searchStepsConfigurator() : nullptr;
+        return m_pSteps;
     }
     herald2::IMessenger* messenger() override { return m_pInner ? m_pInner->messenger() : nullptr; }
 
@@ -63,6 +66,7 @@ public:
 private:
     ObjectPtr<ISearchEnv> m_pInner;
     DirectoryIndex* m_pIndex;
+    ObjectPtr<ISearchStepsConfigurator> m_pSteps;
     SuggestingCallback m_started;
     ChoosingCallback m_found;
     RecordingCallback m_notFound;
@@ -148,6 +152,9 @@ void ModuleSearch::run(SearchOutcome& outcome, std::vector<Candidate> suggestion
         if (!isUnprovenKernelImage(*file, judgement))
             outcome.file = describe(*file, judgement, record.suggestions);
     }
+    for (search_step_t const step : record.steps)
+        if (std::find(outcome.steps.begin(), outcome.steps.end(), step) == outcome.steps.end())
+            outcome.steps.push_back(step);
     std::move(record.suggestions.begin(), record.suggestions.end(),
               std::back_inserter(outcome.suggested));
     outcome.elapsed += std::chrono::duration_cast<std::chrono::microseconds>(
@@ -202,16 +209,21 @@ SearchOutcome ModuleSearch::findSymbols(std::string const& name, std::string con
 
     SearchOutcome outcome;
     SymbolValidator validator(m_support.elf, owner);
+    auto const find = [&](std::string const& each) {
+        return m_search->findSymFile(each.c_str(), textOrNull(binaryPath), textOrNull(checksum),
+                                     &validator, nullptr, nullptr);
+    };
     for (std::string const& each : symbolFileNames(searched, owner.build_id, owner.debug_link)) {
-        run(outcome, std::exchange(suggestions, {}), validator, [&] {
-            return m_search->findSymFile(each.c_str(), textOrNull(binaryPath), textOrNull(checksum),
-                                         &validator, nullptr, nullptr);
-        });
+        run(outcome, std::exchange(suggestions, {}), validator, [&] { return find(each); });
         if (outcome.file) {
             learn(each, outcome);
-            break;
+            return outcome;
         }
     }
+    std::vector<Candidate> stored = m_support.places.storedSymbols(searched, owner.build_id);
+    if (!stored.empty())
+        run(
+            outcome, std::move(stored), validator, [&] { return find(checksum); }, false);
     return outcome;
 }
 

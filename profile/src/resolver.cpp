@@ -202,6 +202,7 @@ FileResolution Resolver::take(SearchOutcome outcome, Identity const& expected) {
     result.identity = expected;
     result.elapsed_us = static_cast<std::uint64_t>(outcome.elapsed.count());
     result.suggested = std::move(outcome.suggested);
+    result.steps = std::move(outcome.steps);
     if (outcome.file) {
         result.path = std::move(outcome.file->path);
         result.confidence = outcome.file->confidence;

@@ -19,7 +19,37 @@ Result askHeld(ISearchEnv* environment, CallbackHolder<Callback>* (ISearchEnv::*
     return callback.get() == nullptr ? absent : ask(*callback.get());
 }
 
+class RecordingStepsIterator final : public RefCountImpl<ISearchStepsIterator> {
+public:
+    RecordingStepsIterator(ObjectPtr<ISearchStepsIterator> const& inner, SearchRecord& record)
+        : m_pInner(inner), m_record(record) {}
+
+    void reset() override { m_pInner->reset(); }
+    bool next() override { return m_pInner->next(); }
+    bool current(search_step_t& step) override {
+        if (!m_pInner->current(step))
+            return false;
+        if (m_record.steps.empty() || m_record.steps.back() != step)
+            m_record.steps.push_back(step);
+        return true;
+    }
+
+private:
+    ObjectPtr<ISearchStepsIterator> m_pInner;
+    SearchRecord& m_record;
+};
+
 } // namespace
+
+ObjectPtr<ISearchStepsIterator>
+RecordingSteps::getSearchStepsIterator(search_category_t category,
+                                       unsigned long long stepsSelector) {
+    ObjectPtr<ISearchStepsIterator> const steps =
+        m_pInner->getSearchStepsIterator(category, stepsSelector);
+    if (!steps)
+        return nullptr;
+    return new RecordingStepsIterator(steps, m_record);
+}
 
 template <class Ask>
 bool SuggestingCallback::start(char const* fileName, IStringContainer& suggestions,

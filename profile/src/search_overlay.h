@@ -19,6 +19,28 @@ struct SearchRecord {
     std::string name;
     LK_2_13::ObjectPtr<LK_2_13::IValidFile> chosen;
     std::vector<LK_2_13::ObjectPtr<LK_2_13::IInvalidFile>> refused;
+    /// Those that ran, in order.
+    std::vector<LK_2_13::search_step_t> steps;
+};
+
+/// Notes the steps that searches come to. The record must outlive it and its iterators.
+class RecordingSteps final : public LK_2_13::RefCountImpl<LK_2_13::ISearchStepsConfigurator> {
+public:
+    RecordingSteps(LK_2_13::ObjectPtr<LK_2_13::ISearchStepsConfigurator> const& inner,
+                   SearchRecord& record)
+        : m_pInner(inner), m_record(record) {}
+
+    LK_2_13::ObjectPtr<LK_2_13::ISearchStepsIterator>
+    getSearchStepsIterator(LK_2_13::search_category_t category,
+                           unsigned long long stepsSelector) override;
+    void setStep(LK_2_13::search_step_t step, LK_2_13::search_category_t category,
+                 bool enable) override {
+        m_pInner->setStep(step, category, enable);
+    }
+
+private:
+    LK_2_13::ObjectPtr<LK_2_13::ISearchStepsConfigurator> m_pInner;
+    SearchRecord& m_record;
 };
 
 /// Adds the suggestions of the record behind those of the environment's own callback.

@@ -126,6 +126,21 @@ TEST_F(ModuleSearchTest, AStrippedNamesakeNeverHidesTheSymbolFile) {
         EXPECT_THAT(refused.message, HasSubstr("no debug information"));
 }
 
+TEST_F(ModuleSearchTest, SymbolsOutOfTheCacheOfPerfComeLast) {
+    m_options.perf_cache = m_tree.path("cache");
+    searchIn("sym");
+    std::string const copy = symbols("cache/.build-id/01/02030405060708/elf", c_id);
+    SearchOutcome const stored =
+        ModuleSearch(environment(), support()).findSymbols("/usr/bin/tool", "", c_id);
+    ASSERT_TRUE(stored.file);
+    EXPECT_EQ(stored.file->path, copy);
+    EXPECT_EQ(stored.file->place, Place::perf_cache);
+
+    std::string const real = symbols("sym/tool.debug", c_id);
+    ModuleSearch search(environment(), support(), false);
+    EXPECT_EQ(search.findSymbols("/usr/bin/tool", "", c_id).file->path, real);
+}
+
 TEST_F(ModuleSearchTest, SymbolsNeedNoBinaryWhereTheBuildIdIsRecorded) {
     std::string const real = symbols("debug/.build-id/01/02030405060708.debug", c_id);
     SearchOutcome const outcome =

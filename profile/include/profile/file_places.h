@@ -75,6 +75,8 @@ public:
     std::vector<Candidate> symbols(std::string const& name, std::string const& binaryPath,
                                    BuildId const& buildId,
                                    std::optional<DebugLink> const& link) const;
+    /// The cache of perf.
+    std::vector<Candidate> storedSymbols(std::string const& name, BuildId const& buildId) const;
     std::vector<Candidate> supplementary(std::string const& symbolPath, AltLink const& link) const;
     std::vector<Candidate> source(std::string const& name) const;
 

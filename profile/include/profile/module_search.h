@@ -37,6 +37,7 @@ struct SearchOutcome {
     std::optional<FoundFile> file;
     std::vector<RejectedFile> rejected; ///< In the order of meeting them; one entry a path.
     std::vector<Candidate> suggested;   ///< What was tried beside the steps, also if it is missing.
+    std::vector<LK_2_13::search_step_t> steps; ///< Those that ran, in order.
     /// The remap that this find taught, if it is a new one.
     std::optional<PathSubstitution> learned;
     std::chrono::microseconds elapsed{0};

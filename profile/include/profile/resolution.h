@@ -40,6 +40,7 @@ struct FileResolution {
     std::uint64_t elapsed_us = 0; ///< Wall clock time.
     /// What was tried beside the steps of the library, in order, also where no such file exists.
     std::vector<Candidate> suggested{};
+    std::vector<LK_2_13::search_step_t> steps{}; ///< Those that ran, in order.
 
     bool found() const { return !path.empty(); }
 };
