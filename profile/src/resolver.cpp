@@ -173,6 +173,8 @@ ModuleResolution Resolver::resolve(Module const& module) {
     }
 
     std::string const name = searchedName(module);
+    if (module.build_id.empty() && searchableName(name).empty())
+        return result;
     Identity const expected = expectedBuildId(module.build_id);
     std::vector<Candidate> const hinted = hints(module, name);
     result.binary = take(m_search.findBinary(name, module.build_id, 0, hinted), expected);

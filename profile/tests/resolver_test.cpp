@@ -90,6 +90,7 @@ TEST_F(ResolverTest, EachKindOfModuleGetsItsTreatment) {
         ModuleStatus::missing);
 
     EXPECT_EQ(resolveOne(module("/gone/tool")).status, ModuleStatus::unproven);
+    EXPECT_FALSE(resolveOne(module("/bin/\x1b[31mred")).binary) << "not safe to look up";
 }
 
 TEST_F(ResolverTest, NamesOfOtherMachinesCountOnlyWithABuildId) {
