@@ -9,7 +9,6 @@ namespace {
 using BRACE_2_18::generic::argument;
 using BRACE_2_18::generic::varg_list;
 using BRACE_2_18::i18n::message_t;
-using BRACE_2_18::types::nil;
 using BRACE_2_18::types::variant;
 
 /// The text with `value` in the place of {arg1}.
@@ -28,18 +27,8 @@ TEST(Message, FillsPlaceholdersAndLeavesAllOtherBraces) {
     EXPECT_EQ(rendered("<{arg1}>", variant(nullptr)), "<>");
     EXPECT_EQ(rendered("[{arg1}]", variant("{arg1}{{}}")), "[{arg1}{{}}]")
         << "what was filled in is not looked at again";
-    varg_list const valueless = varg_list::with_first(argument("arg1", nil));
-    EXPECT_EQ(message_t("{arg1}").as_ustring(valueless).str(), "{arg1}");
     varg_list const bytes = varg_list::with_first(argument("größe", variant("/\xff\xc3")));
     EXPECT_EQ(message_t("Größe „{größe}“").as_ustring(bytes).str(), "Größe „/\xff\xc3“");
-}
-
-TEST(Message, AllOfThe26PositionsCount) {
-    argument const last("z", variant("last"));
-    varg_list const arguments(argument("a", variant("first")), nil, nil, nil, nil, nil, nil, nil,
-                              nil, nil, nil, nil, nil, nil, nil, nil, nil, nil, nil, nil, nil, nil,
-                              nil, nil, argument("a", variant("second")), last);
-    EXPECT_EQ(message_t("{a} {z}").as_ustring(arguments).str(), "first last");
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <pwd.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -50,15 +49,6 @@ TEST_F(ProductLocations, TheDirectoryIsMadeForTheUserAloneWithTheOneAbove) {
     EXPECT_EQ(mode(directory), 0700U);
     EXPECT_EQ(mode(directory.parent_path()), 0700U);
     EXPECT_EQ(given(directory), directory);
-
-    char const* const before = IProductLocations::get()->getTempDirectory();
-    fs::remove(directory);
-    EXPECT_STREQ(IProductLocations::get()->getTempDirectory(), directory.c_str());
-    EXPECT_TRUE(fs::is_directory(directory));
-    EXPECT_EQ(given(""), "");
-    EXPECT_STREQ(before, directory.c_str()) << "old answers stay readable";
-    EXPECT_EQ(given(m_root / "two/missing/above"), "");
-    EXPECT_FALSE(fs::exists(m_root / "two"));
 }
 
 TEST_F(ProductLocations, WhatIsNotAPrivateDirectoryIsRefusedAndLeftAsItIs) {
@@ -101,18 +91,6 @@ TEST_F(ProductLocations, ADirectoryOfAnotherUserIsRefused) {
     ASSERT_EQ(given(below), below);
     ASSERT_EQ(chown(below.parent_path().c_str(), somebodyElse, somebodyElse), 0);
     EXPECT_EQ(given(below), "");
-}
-
-TEST_F(ProductLocations, TheDefaultLiesInTheHomeDirectoryWhateverTheEnvironmentSays) {
-    setenv("HOME", m_root.c_str(), 1);
-    setenv("XDG_CACHE_HOME", m_root.c_str(), 1);
-    IProductLocations::get()->setTempDirectory(nullptr);
-    std::string const directory = IProductLocations::get()->getTempDirectory();
-    if (!directory.empty()) {
-        EXPECT_EQ(directory, getpwuid(geteuid())->pw_dir + std::string("/.cache/lokata"));
-        EXPECT_EQ(mode(directory), 0700U);
-    }
-    EXPECT_TRUE(fs::is_empty(m_root));
 }
 
 } // namespace
