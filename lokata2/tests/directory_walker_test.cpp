@@ -95,20 +95,6 @@ TEST_F(DirectoryWalker, GivesUpAClosedDirectoryAndGoesOnWithTheNext) {
     }));
 }
 
-TEST_F(DirectoryWalker, StopsAtTheFirstAcceptedCandidate) {
-    FilesFinder finder(ssSystemDirs, nullptr);
-    EXPECT_FALSE(finder.find("x", m_offers));
-    finder.addSearchDirectory(m_tree.dir("first/sub").c_str(), false);
-    finder.addSearchDirectory(m_tree.path("first").c_str(), true);
-    for (char const* accepted : {"first/sub/x", "first/x"}) {
-        m_offers.names.clear();
-        m_offers.accepted = m_tree.path(accepted);
-        EXPECT_TRUE(finder.find("x", m_offers));
-        EXPECT_EQ(m_offers.names.back(), m_offers.accepted);
-        EXPECT_LE(m_offers.names.size(), 2U);
-    }
-}
-
 TEST_F(DirectoryWalker, HoldsNoHandleWhileItDescends) {
     std::string deep = "d";
     for (int i = 0; i < 400; ++i)

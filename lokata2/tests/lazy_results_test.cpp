@@ -72,30 +72,4 @@ TEST_F(LazyResults, FilesTheFirstEntryOfAPathInEachListApart) {
     EXPECT_THAT(m_strategy.ran, IsEmpty());
 }
 
-TEST_F(LazyResults, WithoutStepsGivesTheSuggestionsAndThenNull) {
-    m_strategy.steps = nullptr;
-    testing::internal::CaptureStderr();
-    FoundFilesLazyIterator files(m_strategy, m_validator, 0);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                StartsWith("Null pointer, at file: vcs/lokata2/src/lk_search_impl, in function: "));
-    files.processSuggestedResolution(m_a.c_str());
-    EXPECT_THAT(test::namesOf(files), ElementsAre(m_a));
-}
-
-TEST(LinuxName, IsRootedByExactlyOneSlashOrBackslash) {
-    std::pair<char const*, char const*> const cases[] = {{R"(\usr\lib/x\y)", "/usr/lib/x/y"},
-                                                         {R"(/a\b)", "/a/b"},
-                                                         {"/", "/"},
-                                                         {R"(a\b)", nullptr},
-                                                         {"//a", nullptr},
-                                                         {R"(\\a)", nullptr},
-                                                         {R"(C:\a)", nullptr},
-                                                         {"", nullptr}};
-    for (auto const& [name, fixed] : cases) {
-        std::string result = name;
-        EXPECT_EQ(fixLinuxName(result), fixed != nullptr) << name;
-        EXPECT_EQ(result, fixed != nullptr ? fixed : name);
-    }
-}
-
 } // namespace

@@ -38,34 +38,4 @@ TEST(Messages, ComeFromTheCatalogueThatIsThereAtTheCall) {
     EXPECT_STREQ(container.get(), "{arg1} stays");
 }
 
-/// Of a client: tells how it is counted.
-class OwnMessage : public RefCountImpl<IFileDoesNotExistMessage> {
-public:
-    bool fillMessage(IMsgContainer& container, char const*) override {
-        container.put("mine");
-        return true;
-    }
-    int addRef() override { return m_count = RefCountImpl::addRef(); }
-    int release() override { return m_count = RefCountImpl::release(); }
-    void onDelete() override {}
-
-    int m_count = 0;
-};
-
-TEST(MessageMgr, IsOneForTheProcessAndKeepsWhatAClientSets) {
-    ObjectPtr<IMessageMgr> const first = IMessageMgr::create();
-    ObjectPtr<IMessageMgr> const second = IMessageMgr::create();
-    EXPECT_EQ(first, second);
-    EXPECT_EQ(first->getFileDoesNotExistMessageLock(), nullptr);
-
-    ObjectPtr<IFileDoesNotExistMessage> const original = first->getFileDoesNotExistMessage();
-    OwnMessage own;
-    first->setFileDoesNotExistMessage(ObjectPtr<IFileDoesNotExistMessage>(&own));
-    first->setFileDoesNotExistMessage(ObjectPtr<IFileDoesNotExistMessage>(&own));
-    EXPECT_EQ(own.m_count, 1);
-    EXPECT_EQ(rendered(*second->getFileDoesNotExistMessage(), "/a"), "mine");
-    second->setFileDoesNotExistMessage(original);
-    EXPECT_EQ(own.m_count, 0);
-}
-
 } // namespace

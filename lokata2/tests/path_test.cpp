@@ -92,11 +92,4 @@ TEST(CanonicalName, IsTheNormalFormWithOneSeparatorAtItsEndIfAsked) {
     EXPECT_EQ(utils::getCanonicalName(nullptr, true), "");
 }
 
-TEST(CanonicalName, IsComparedByUnsignedBytes) {
-    EXPECT_EQ(utils::compareCanonicalFileNames("a", "A"), 1);
-    EXPECT_EQ(utils::compareCanonicalFileNames("a", "ab"), -1);
-    EXPECT_EQ(utils::compareCanonicalFileNames("a\xff", "a\x01"), 1);
-    EXPECT_EQ(utils::compareCanonicalFileNames(nullptr, ""), 0);
-}
-
 } // namespace

@@ -110,12 +110,5 @@ TEST_F(PersistentSearchDirs, SkipMalformedRecordsAlone) {
     EXPECT_EQ(stored(), "1:2 2:0 3:0 4:0 ");
 }
 
-TEST(PersistentSearchDirsWithoutStore, AreAPlainContainer) {
-    auto const dirs = IPersistentSearchDirContainer::create(nullptr);
-    EXPECT_FALSE(dirs->enumerate(scBinaryFiles));
-    EXPECT_TRUE(dirs->addDirectory(scBinaryFiles, "/a", true, false));
-    EXPECT_EQ(dirsOf(dirs->enumerate(scBinaryFiles)), "/a r;");
-}
-
 } // namespace
 } // namespace LK_2_13

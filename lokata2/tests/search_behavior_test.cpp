@@ -160,21 +160,5 @@ TEST(SearchHistory, MatchesRequestsFieldByFieldWithNullAsEmpty) {
     EXPECT_TRUE(history->findSymFileAssociation("ab", "c", nullptr));
 }
 
-TEST(SearchHistory, ClearsOneCategoryOrAllAndIgnoresOtherValues) {
-    auto const history = ISearchHistory::create();
-    for (auto const& [category, left] : {std::pair(0U, 7), std::pair(5U, 7), std::pair(1U, 6),
-                                         std::pair(2U, 5), std::pair(3U, 3), std::pair(4U, 0)}) {
-        history->addBinFileAssociation("f", "/f");
-        history->addSymFileAssociation("f", "b", "c", "/f");
-        history->addSrcFileAssociation("f", "b", "c", "/f");
-        history->clear(static_cast<search_category_t>(category));
-        EXPECT_EQ((history->findBinFileAssociation("f") ? 1 : 0) +
-                      (history->findSymFileAssociation("f", "b", "c") ? 2 : 0) +
-                      (history->findSrcFileAssociation("f", "b", "c") ? 4 : 0),
-                  left)
-            << "category " << category;
-    }
-}
-
 } // namespace
 } // namespace LK_2_13

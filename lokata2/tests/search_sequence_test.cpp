@@ -13,7 +13,6 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
-#include <stdexcept>
 #include <thread>
 
 namespace {
@@ -61,26 +60,6 @@ protected:
     test::Found m_found;
     test::NotFound m_notFound;
 };
-
-TEST_F(SearchSequence, WithoutAnEnvironmentGivesTheFirstFileOfTheSteps) {
-    m_env = nullptr;
-    test::LogCapture const log;
-    EXPECT_EQ(find(), m_a);
-    EXPECT_EQ(m_strategy.selector, 5U);
-    m_validator.refused = {m_a, m_b};
-    EXPECT_EQ(find(), "nothing");
-    std::string const dirs = "[ISearchEnv: searchDirs = NULL pointer]";
-    EXPECT_EQ(log.records().front().text, "Search environment: m_pSearchEnv(scBinaryFiles) = " +
-                                              dirs + ", m_pSearchEnv(scSymbolFiles) = " + dirs +
-                                              ", m_pSearchEnv(scSourceFiles) = " + dirs +
-                                              ", m_pSearchEnv(scAllFiles) = " + dirs + "\n");
-    EXPECT_THAT(log.text(), HasSubstr("Suggested resolutions after callback: suggestedResolutions: "
-                                      "[StringContainer: m_list = ]\n"));
-    EXPECT_THAT(log.text(),
-                HasSubstr("Returning the first found, no filesFoundCallback established\n"));
-    EXPECT_EQ(log.records().back().text,
-              "Returning the NULL result, no noFilesFoundCallback established\n");
-}
 
 TEST_F(SearchSequence, AValidSuggestionIsTheFirstResultUnlessTheStartIsRefused) {
     listenToStart();
@@ -178,20 +157,6 @@ TEST_F(SearchSequence, ACallbackThatGoesOnAnotherThreadIsNoLongerAsked) {
     EXPECT_EQ(find(), m_a);
 }
 
-TEST_F(SearchSequence, ThePolicyOfTheEnvironmentIsAskedThroughTheWrapper) {
-    test::Policy policy;
-    policy.answer = [](search_category_t category, unsigned step) {
-        return static_cast<confidence_level_t>(category * 1000 + step);
-    };
-    ConfidenceLevelPolicyWrapper wrapper{ObjectPtr<ISearchEnv>(m_env)};
-    EXPECT_EQ(wrapper.getConfidenceLevel(scSourceFiles, 0x10020), clAccept);
-    m_env->setConfidenceLevelPolicyCallback(
-        CallbackHolder<IConfidenceLevelPolicyCallback>(&policy));
-    EXPECT_EQ(static_cast<int>(wrapper.getConfidenceLevel(scSourceFiles, 20)), 3020);
-    EXPECT_EQ(ConfidenceLevelPolicyWrapper(nullptr).getConfidenceLevel(scSourceFiles, ssSystemDirs),
-              clAccept);
-}
-
 TEST_F(SearchSequence, FilesOfARetrieverPassThroughADirectoryThatGoesWithTheSearch) {
     test::Retriever retriever;
     m_env->setFileRetriever(&retriever);
@@ -238,24 +203,6 @@ TEST_F(PublicSearch, LooksForAKernelAnewUnderTheNamesOfItsRelease) {
                 ElementsAre("/x/vmlinux", "/boot/vmlinux-no.such", "/boot/vmlinuz-no.such"));
     EXPECT_THAT(startedBy("vmlinux.1"), ElementsAre("vmlinux.1"));
     EXPECT_THAT(startedBy("vmlinux/"), ElementsAre("vmlinux"));
-}
-
-TEST_F(PublicSearch, DoesNothingWithoutAName) {
-    auto const search = IFileSearch::create(m_env);
-    test::LogCapture const log;
-    EXPECT_THROW(search->findBinFile(nullptr, nullptr, nullptr, 0), std::logic_error);
-    for (char const* const name : {static_cast<char const*>(nullptr), ""}) {
-        EXPECT_FALSE(search->findSymFile(name, "b", "c", nullptr, m_a.c_str(), nullptr));
-        EXPECT_FALSE(search->findSrcFile(name, "b", "c", nullptr, m_a.c_str()));
-    }
-    EXPECT_THAT(m_names, IsEmpty());
-    EXPECT_EQ(log.text(), "");
-
-    auto const bare = IFileSearch::create(nullptr);
-    EXPECT_FALSE(bare->findBinFile("/no/such/vmlinux", nullptr, nullptr, 0));
-    EXPECT_TRUE(bare->findSymFile("x.dbg", nullptr, nullptr, nullptr, m_a.c_str(), nullptr));
-    EXPECT_THAT(log.text(), HasSubstr("Searching bin file:/no/such/vmlinux\n"));
-    EXPECT_THAT(log.text(), HasSubstr("Searching sym file:x.dbg, binary file:, checksum:\n"));
 }
 
 } // namespace

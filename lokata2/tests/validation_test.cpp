@@ -56,23 +56,6 @@ TEST_F(ContentValidators, CompareAChecksumOfAnyCase) {
     EXPECT_EQ(judge(nothing, file), isUndecided);
 }
 
-TEST_F(ContentValidators, RefuseAnotherChecksumByTheCategory) {
-    m_messages.putCommonCatalog(R"({"BinChecksumMismatch": "bin {arg1}",
-        "SymChecksumMismatch": "sym {arg1}", "SrcChecksumMismatch": "src {arg1}"})");
-    std::string const file = m_tree.file("file", "one");
-    auto const refusal = [&](std::uint32_t category) {
-        ChecksumValidator validator(static_cast<search_category_t>(category),
-                                    IChecksumCalculator::create()->fromString(ctSha1, "00"));
-        return judge(validator, file);
-    };
-    EXPECT_EQ(refusal(scBinaryFiles), "1, severity 0, bin " + file);
-    EXPECT_EQ(m_calls, "severity message ");
-    EXPECT_EQ(refusal(scSymbolFiles), "1, severity 0, sym " + file);
-    EXPECT_EQ(refusal(scSourceFiles), "1, severity 1, src " + file);
-    EXPECT_EQ(refusal(scAllFiles), "1, severity 2, %ChecksumMismatch");
-    EXPECT_EQ(m_calls, "message ");
-}
-
 TEST_F(ContentValidators, CompareWhatIsRecordedOfTimeAndSize) {
     std::string const file = fileOf("file", "1234", time0);
     struct {
@@ -155,16 +138,6 @@ TEST(Checksum, IsThatOfTheWholeContentOrNone) {
     EXPECT_FALSE(IChecksumCalculator::create()->calculateChecksum(nullptr, ctMd5));
     std::filesystem::permissions(file, std::filesystem::perms::none);
     EXPECT_TRUE(test::holdsUnprivileged([&] { return calculate(file, ctMd5) == "none"; }));
-}
-
-TEST(Checksum, ComparesTypeAndDigitsWhateverTheirCase) {
-    auto const calculator = IChecksumCalculator::create();
-    auto const sum = calculator->fromString(ctMd5, "AB12");
-    EXPECT_STREQ(sum->value(), "AB12");
-    EXPECT_TRUE(sum->isEqualTo(*calculator->fromString(ctMd5, "ab12")));
-    EXPECT_FALSE(sum->isEqualTo(*calculator->fromString(ctMd5, "ab1")));
-    EXPECT_FALSE(sum->isEqualTo(*calculator->fromString(ctSha1, "AB12")));
-    EXPECT_FALSE(calculator->fromString(ctMd5, nullptr));
 }
 
 TEST(ChecksumCalculator, IsOneAndNeverHandedOutWhileItGoesOnAnotherThread) {

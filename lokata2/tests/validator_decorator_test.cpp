@@ -86,12 +86,4 @@ TEST_F(ValidatorDecorator, LeavesAReadableFileToTheUserOrUndecided) {
     EXPECT_THROW(decorator->validate(nullptr, info), std::logic_error);
 }
 
-TEST(ValidatorDecoratorWithoutCatalogue, FallsBackOnFixedTexts) {
-    test::MessageDirectory const noMessages;
-    ValidatorCallbackDecorator decorator(nullptr);
-    EXPECT_EQ(decorator.getFileDoesntExistErrMessage("/a"), "%FileDoesNotExist");
-    EXPECT_EQ(decorator.getFileIsNotReadableErrMessage("/a"), "%CantOpenFile");
-    EXPECT_EQ(decorator.getFileIsNotRegularErrMessage("/a"), "%FileIsNotRegular");
-}
-
 } // namespace
