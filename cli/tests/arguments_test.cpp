@@ -5,11 +5,10 @@
 #include "search_dir_argument.h"
 #include "validation_options.h"
 
-#include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
+#include <gmock/gmock.h>
 
 using namespace LK_2_13;
+using namespace testing;
 
 namespace lokata::cli {
 namespace {
@@ -17,8 +16,7 @@ namespace {
 TEST(SearchDirArgument, ReadsEveryFormThatTheLibraryPrints) {
     auto const dir = parseSearchDir("src:rp=/home/me=you/a:b");
     EXPECT_EQ(dir.category, scSourceFiles);
-    EXPECT_TRUE(dir.recursive);
-    EXPECT_TRUE(dir.priority);
+    EXPECT_TRUE(dir.recursive && dir.priority);
     EXPECT_EQ(dir.directory, "/home/me=you/a:b");
 
     auto const plain = parseSearchDir("all=C:\\dir");
@@ -26,18 +24,11 @@ TEST(SearchDirArgument, ReadsEveryFormThatTheLibraryPrints) {
     EXPECT_FALSE(plain.recursive || plain.priority);
     EXPECT_EQ(plain.directory, "C:\\dir");
     EXPECT_TRUE(parseSearchDir("bin:p=/x").priority);
-}
 
-TEST(SearchDirArgument, NamesTheArgumentThatItRefuses) {
-    for (char const* const text :
-         {"", "/usr/lib", "bin", "bin=", "bin:=/x", "bin:q=/x", "Bin=/x", "=/x", "bin:r:p=/x"}) {
-        try {
-            parseSearchDir(text);
-            ADD_FAILURE() << text;
-        } catch (Failure const& failure) {
-            EXPECT_EQ(std::string(failure.what()).find("\"" + std::string(text) + "\": "), 0U);
-        }
-    }
+    for (std::string const text :
+         {"", "/usr/lib", "bin", "bin=", "bin:=/x", "bin:q=/x", "Bin=/x", "=/x", "bin:r:p=/x"})
+        EXPECT_THAT([&] { parseSearchDir(text); },
+                    ThrowsMessage<Failure>(StartsWith("\"" + text + "\": ")));
 }
 
 TEST(Steps, AreAUnionOfNamesWithOrWithoutTheirPrefix) {
@@ -53,10 +44,9 @@ TEST(Checksums, NeedTheRightNumberOfDigits) {
     ASSERT_TRUE(parseChecksum(md5));
     EXPECT_EQ(parseChecksum(md5)->type(), ctMd5);
     EXPECT_EQ(parseChecksum("sha1:" + std::string(40, '0'))->type(), ctSha1);
-    EXPECT_FALSE(parseChecksum(md5 + "0"));
-    EXPECT_FALSE(parseChecksum("sha1:" + md5.substr(4)));
-    EXPECT_FALSE(parseChecksum("md5:" + std::string(32, 'g')));
-    EXPECT_FALSE(parseChecksum("md"));
+    for (std::string const& wrong :
+         {md5 + "0", "sha1:" + md5.substr(4), "md5:" + std::string(32, 'g'), std::string("md")})
+        EXPECT_FALSE(parseChecksum(wrong)) << wrong;
 }
 
 TEST(RequestLine, ReadsWordsQuotesAndJson) {
@@ -78,11 +68,9 @@ TEST(RequestLine, ReadsWordsQuotesAndJson) {
 }
 
 TEST(RequestLine, RefusesWhatIsNoRequest) {
-    for (std::string const& line :
-         {std::string("bin"), std::string("bin \"\""), std::string("all x"), std::string("bin a b"),
-          std::string("bin \"a"), std::string("src a b c d"), std::string("{\"category\":\"bin\"}"),
-          std::string("{\"category\":\"bin\",\"name\":1}"), std::string("{"),
-          std::string(R"({"category":"bin","name":"a\u0000b"})")})
+    for (char const* const line :
+         {"bin", "bin \"\"", "all x", "bin a b", "bin \"a", "src a b c d", "{\"category\":\"bin\"}",
+          R"({"category":"bin","name":1})", "{", R"({"category":"bin","name":"a\u0000b"})"})
         EXPECT_THROW(parseRequestLine(line), MalformedLine) << line;
 }
 
@@ -96,7 +84,6 @@ TEST(JsonLine, IsUtf8AndKeepsItsKeysWhateverANameHolds) {
                     "\"path\":\"/x\xEF\xBF\xBD\",\"confidence\":\"cfPolicyHigh\",\"step\":"
                     "\"ssHighPrioritySearchDirs\"}],\"rejected\":[{\"path\":\"/y\",\"severity\":"
                     "\"svError\",\"message\":\"no\",\"step\":\"512\"}]}\n");
-    EXPECT_FALSE(nlohmann::json::parse(line, nullptr, false).is_discarded());
 }
 
 } // namespace

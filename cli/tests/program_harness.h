@@ -1,11 +1,17 @@
 #pragma once
 
-#include <filesystem>
+#include "temp_tree.h"
+
 #include <functional>
 #include <string>
 #include <vector>
 
 namespace lokata::cli::test {
+
+using LK_2_13::test::contentOf;
+
+/// The MD5 of the content that the files of a workplace have unless told.
+inline std::string const md5OfContent = "9a0364b9e99bb480dd25e1f0284c8555";
 
 /// What a run of the real program ended with.
 struct Outcome {
@@ -16,23 +22,16 @@ struct Outcome {
 
 /// A directory of its own for one test, with the trees that it makes and the runs of the program
 /// in it. The program's configuration directory is `config` below it.
-class Workplace {
+class Workplace : public LK_2_13::test::TempTree {
 public:
-    Workplace();
-    ~Workplace();
-    Workplace(Workplace const&) = delete;
-    Workplace& operator=(Workplace const&) = delete;
-
-    std::string path(std::string const& relative = {}) const;
     /// Makes a file, and the directories above it.
-    std::string file(std::string const& relative, std::string const& content = "content") const;
+    std::string file(std::string_view name, std::string_view content = "content") const {
+        return TempTree::file(name, content);
+    }
 
     /// Runs the program in this directory. `inChild` runs in the new process before the program.
-    Outcome run(std::vector<std::string> const& arguments, std::string const& input = {},
+    Outcome run(std::vector<std::string> words, std::string const& input = {},
                 std::function<void()> const& inChild = {}) const;
-
-private:
-    std::filesystem::path m_root;
 };
 
 } // namespace lokata::cli::test

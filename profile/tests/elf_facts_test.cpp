@@ -4,93 +4,62 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 namespace lokata::profile::test {
 namespace {
 
 using LK_2_13::test::contentOf;
 using LK_2_13::test::TempTree;
 
-BuildId idOf(std::size_t length, std::uint8_t first = 1) {
-    BuildId id(length);
-    for (std::size_t i = 0; i < length; ++i)
-        id[i] = static_cast<std::uint8_t>(first + i);
-    return id;
-}
+class ElfFactsTest : public ::testing::Test {
+protected:
+    ElfFacts factsOf(ElfBuilder const& file) { return readElfFacts(file.write(m_tree.path("x"))); }
 
-TEST(ElfFacts, ReadsBuildIdsOfEveryLengthThatIsNoDamage) {
-    TempTree const tree;
+    TempTree m_tree;
+};
+
+TEST_F(ElfFactsTest, ReadsBuildIdsOfEveryLengthThatIsNoDamage) {
     for (std::size_t const length : {2U, 3U, 8U, 20U, 21U, 64U, 65U}) {
-        BuildId const id = idOf(length);
-        ElfFacts const facts = readElfFacts(ElfBuilder().buildId(id).write(tree.path("x")));
+        ElfFacts const facts = factsOf(ElfBuilder().buildId(BuildId(length, 1)));
         EXPECT_EQ(facts.error, "");
-        EXPECT_EQ(facts.build_id, length < 3 || length > 64 ? BuildId() : id) << length;
+        EXPECT_EQ(facts.build_id, length < 3 || length > 64 ? BuildId() : BuildId(length, 1))
+            << length;
     }
 }
 
-TEST(ElfFacts, FindsTheBuildIdThroughProgramHeadersOfAFileWithoutSections) {
-    TempTree const tree;
-    std::string const note = ElfBuilder().note(idOf(20));
-    Elf64_Ehdr header{};
-    std::memcpy(header.e_ident, ELFMAG, SELFMAG);
-    header.e_ident[EI_CLASS] = ELFCLASS64;
-    header.e_ident[EI_DATA] = ELFDATA2LSB;
-    header.e_ident[EI_VERSION] = EV_CURRENT;
-    header.e_type = ET_DYN;
-    header.e_version = EV_CURRENT;
-    header.e_phoff = sizeof header;
-    header.e_ehsize = sizeof header;
-    header.e_phentsize = sizeof(Elf64_Phdr);
-    header.e_phnum = 1;
-    Elf64_Phdr segment{};
-    segment.p_type = PT_NOTE;
-    segment.p_offset = sizeof header + sizeof segment;
-    segment.p_filesz = note.size();
-    segment.p_align = 4;
-    std::string file(sizeof header + sizeof segment, '\0');
-    std::memcpy(file.data(), &header, sizeof header);
-    std::memcpy(file.data() + sizeof header, &segment, sizeof segment);
-    EXPECT_EQ(readElfFacts(tree.file("x", file + note)).build_id, idOf(20));
+TEST_F(ElfFactsTest, FindsTheBuildIdThroughProgramHeadersOfAFileWithoutSections) {
+    std::string const id(20, 'i');
+    std::string const note = elfNote(Bytes(), NT_GNU_BUILD_ID, "GNU", id);
+    Bytes file = elfHeader(true, false, ET_DYN, 1);
+    programHeader(file, true, PT_NOTE, 0, 64 + 56, 0, note.size(), 0);
+    EXPECT_EQ(readElfFacts(m_tree.file("x", file.raw(note).content())).build_id, BuildId(20, 'i'));
 }
 
-TEST(ElfFacts, ReadsLinksInTheByteOrderOfTheFile) {
-    TempTree const tree;
-    for (unsigned char const order : {ELFDATA2LSB, ELFDATA2MSB}) {
-        ElfFacts const facts = readElfFacts(ElfBuilder(order)
-                                                .buildId(idOf(20))
-                                                .debugLink("tool.debug", 0x12345678)
-                                                .altLink("../shared.debug", idOf(20, 7))
-                                                .write(tree.path("x")));
+TEST_F(ElfFactsTest, ReadsLinksInTheByteOrderOfTheFile) {
+    for (bool const bigEndian : {false, true}) {
+        ElfBuilder file(bigEndian);
+        file.buildId(BuildId(20, 1))
+            .debugLink("tool.debug", 0x12345678)
+            .altLink("../dwz", BuildId(20, 7));
+        ElfFacts const facts = factsOf(file);
         ASSERT_TRUE(facts.debug_link && facts.alt_link);
-        EXPECT_EQ(facts.build_id, idOf(20));
+        EXPECT_EQ(facts.build_id, BuildId(20, 1));
         EXPECT_EQ(facts.debug_link->name, "tool.debug");
         EXPECT_EQ(facts.debug_link->crc, 0x12345678U);
-        EXPECT_EQ(facts.alt_link->name, "../shared.debug");
-        EXPECT_EQ(facts.alt_link->build_id, idOf(20, 7));
+        EXPECT_EQ(facts.alt_link->name, "../dwz");
+        EXPECT_EQ(facts.alt_link->build_id, BuildId(20, 7));
     }
 }
 
-TEST(ElfFacts, CountsAsDebugInformationOnlyWhatHasContent) {
-    TempTree const tree;
-    EXPECT_TRUE(readElfFacts(ElfBuilder().debugInfo().write(tree.path("x"))).has_debug_info);
-    EXPECT_FALSE(
-        readElfFacts(
-            ElfBuilder().section(".debug_info", "emptied", SHT_NOBITS).write(tree.path("x")))
-            .has_debug_info);
-    ElfFacts const facts = readElfFacts(
-        ElfBuilder().symbolTable().section(".gnu_debugdata", "xz").write(tree.path("x")));
-    EXPECT_TRUE(facts.has_symbol_table);
-    EXPECT_TRUE(facts.has_mini_debug_info);
-    EXPECT_FALSE(facts.has_debug_info);
+TEST_F(ElfFactsTest, CountsAsDebugInformationOnlyWhatHasContent) {
+    EXPECT_TRUE(factsOf(ElfBuilder().debugInfo()).has_debug_info);
+    EXPECT_FALSE(factsOf(ElfBuilder().section(".debug_info", "x", SHT_NOBITS)).has_debug_info);
+    ElfFacts const facts = factsOf(ElfBuilder().symbolTable().section(".gnu_debugdata", "xz"));
+    EXPECT_TRUE(facts.has_symbol_table && facts.has_mini_debug_info && !facts.has_debug_info);
 }
 
-TEST(ElfFacts, TellsKernelsAndModulesFromPrograms) {
-    TempTree const tree;
-    auto const kindOf = [&](GElf_Half type, char const* section) {
-        return readElfFacts(
-                   ElfBuilder(ELFDATA2LSB, type).section(section, "x").write(tree.path("x")))
-            .kind;
+TEST_F(ElfFactsTest, TellsKernelsAndModulesFromPrograms) {
+    auto const kindOf = [&](std::uint16_t type, char const* section) {
+        return factsOf(ElfBuilder(false, type).section(section, "x")).kind;
     };
     EXPECT_EQ(kindOf(ET_EXEC, "__ksymtab"), ElfKind::kernel);
     EXPECT_EQ(kindOf(ET_REL, ".modinfo"), ElfKind::kernel_module);
@@ -98,55 +67,39 @@ TEST(ElfFacts, TellsKernelsAndModulesFromPrograms) {
     EXPECT_EQ(kindOf(ET_DYN, ".modinfo"), ElfKind::program);
 }
 
-TEST(ElfFacts, SaysWhyAFileIsUnreadable) {
-    TempTree const tree;
-    EXPECT_EQ(readElfFacts(tree.file("text", "#!/bin/sh\n")).error, "not an ELF file");
-    EXPECT_EQ(readElfFacts(tree.file("empty")).error, "not an ELF file");
-    EXPECT_EQ(readElfFacts(tree.dir("dir")).error, "not a regular file");
-    EXPECT_NE(readElfFacts(tree.path("none")).error, "");
+TEST_F(ElfFactsTest, SaysWhyAFileIsUnreadable) {
+    EXPECT_EQ(readElfFacts(m_tree.file("text", "#!/bin/sh\n")).error, "not an ELF file");
+    EXPECT_EQ(readElfFacts(m_tree.file("empty")).error, "not an ELF file");
+    EXPECT_EQ(readElfFacts(m_tree.dir("dir")).error, "not a regular file");
+    EXPECT_NE(readElfFacts(m_tree.path("none")).error, "");
 }
 
 /// What matters is that the sanitizers stay silent and that nothing is made up.
-TEST(ElfFacts, SurvivesTruncationsAndFlippedBytes) {
-    TempTree const tree;
-    std::string const whole = contentOf(ElfBuilder()
-                                            .buildId(idOf(20))
-                                            .debugLink("tool.debug", 1)
-                                            .altLink("shared", idOf(20))
-                                            .symbolTable()
-                                            .debugInfo()
-                                            .write(tree.path("whole")));
+TEST_F(ElfFactsTest, SurvivesTruncationsAndFlippedBytes) {
+    ElfBuilder file;
+    file.buildId(BuildId(20, 1)).debugLink("tool.debug", 1).altLink("shared", BuildId(20, 1));
+    std::string const whole = contentOf(file.symbolTable().debugInfo().write(m_tree.path("whole")));
     for (std::size_t length = 0; length < whole.size(); length += 5) {
-        BuildId const id = readElfFacts(tree.file("x", whole.substr(0, length))).build_id;
-        EXPECT_TRUE(id.empty() || id == idOf(20));
+        BuildId const id = readElfFacts(m_tree.file("x", whole.substr(0, length))).build_id;
+        EXPECT_TRUE(id.empty() || id == BuildId(20, 1));
     }
-    std::mt19937 random(4711); // NOLINT(bugprone-random-generator-seed)
-    for (int round = 0; round < 200; ++round) {
-        std::string damaged = whole;
-        for (int i = 0; i < 4; ++i)
-            damaged[random() % damaged.size()] = static_cast<char>(random());
-        EXPECT_LE(readElfFacts(tree.file("x", damaged)).build_id.size(), c_maxBuildId);
-    }
+    Damage damage(whole, 4);
+    for (int round = 0; round < 200; ++round)
+        EXPECT_LE(readElfFacts(m_tree.file("x", damage())).build_id.size(), c_maxBuildId);
 }
 
-TEST(ElfFactsCache, TakesARewrittenFileForAnotherOne) {
-    TempTree const tree;
+TEST_F(ElfFactsTest, TheCacheTakesARewrittenFileForAnotherOne) {
     ElfFactsCache cache;
-    std::string const path = ElfBuilder().buildId(idOf(20)).write(tree.path("x"));
-    auto const first = cache.facts(path);
-    EXPECT_EQ(cache.facts(tree.link("alias", path)).get(), first.get());
+    std::string const path = ElfBuilder().buildId(BuildId(20, 1)).write(m_tree.path("x"));
+    EXPECT_EQ(cache.facts(m_tree.link("alias", path)).get(), cache.facts(path).get());
     std::uint32_t const crc = cache.crc32(path).value();
 
-    ElfBuilder().buildId(idOf(20, 9)).write(tree.path("new"));
-    std::filesystem::rename(tree.path("new"), path);
-    EXPECT_EQ(cache.facts(path)->build_id, idOf(20, 9));
+    ElfBuilder().buildId(BuildId(20, 9)).write(m_tree.path("new"));
+    std::filesystem::rename(m_tree.path("new"), path);
+    EXPECT_EQ(cache.facts(path)->build_id, BuildId(20, 9));
     EXPECT_NE(cache.crc32(path).value(), crc);
-}
-
-TEST(FileCrc32, IsTheChecksumOfDebugLinks) {
-    TempTree const tree;
-    EXPECT_EQ(fileCrc32(tree.file("x", "123456789")), 0xcbf43926U);
-    EXPECT_EQ(fileCrc32(tree.path("none")), std::nullopt);
+    EXPECT_EQ(fileCrc32(m_tree.file("x", "123456789")), 0xcbf43926U);
+    EXPECT_EQ(fileCrc32(m_tree.path("none")), std::nullopt);
 }
 
 } // namespace

@@ -16,8 +16,7 @@
 using namespace lokata::profile;
 using namespace LK_2_13;
 using nlohmann::json;
-using testing::HasSubstr;
-using testing::Not;
+using namespace testing;
 
 namespace {
 
@@ -26,30 +25,17 @@ namespace {
 std::string const c_hostile =
     "/x/</script><!--<script>\"'&\n\x1b[31m\xff\xe2\x80\xae\\u003c<!--documents-->";
 
-class ReportSchema : public valijson::Schema {
-public:
-    ReportSchema() {
-        std::ifstream file(RESOLVE_SCHEMA);
-        json const content = json::parse(file);
-        valijson::SchemaParser().populateSchema(valijson::adapters::NlohmannJsonAdapter(content),
-                                                *this);
-    }
-};
-
 /// Empty if a document is as the schema says, else what is wrong.
 std::string violations(std::string const& document) {
-    static ReportSchema const schema;
-    json const content = json::parse(document);
+    using valijson::adapters::NlohmannJsonAdapter;
+    std::ifstream file(RESOLVE_SCHEMA);
+    valijson::Schema schema;
+    valijson::SchemaParser().populateSchema(NlohmannJsonAdapter(json::parse(file)), schema);
     valijson::ValidationResults results;
-    valijson::Validator().validate(schema, valijson::adapters::NlohmannJsonAdapter(content),
-                                   &results);
+    valijson::Validator().validate(schema, NlohmannJsonAdapter(json::parse(document)), &results);
     std::string text;
-    for (valijson::ValidationResults::Error const& error : results) {
-        for (std::string const& step : error.context) {
-            text += step;
-        }
-        text += ": " + error.description + "\n";
-    }
+    for (valijson::ValidationResults::Error const& error : results)
+        text += error.context.back() + ": " + error.description + "\n";
     return text;
 }
 
@@ -60,6 +46,11 @@ FileResolution found(std::string const& path) {
     file.place = "search-step";
     file.identity = {IdentityKind::build_id, "00ff", "00ff"};
     return file;
+}
+
+RefusedCandidate candidate(std::string const& path, std::string const& message,
+                           Identity const& identity = {}) {
+    return {path, svError, ssArchiveSearchDirs, message, identity};
 }
 
 FileResolution refused(std::vector<RefusedCandidate> candidates) {
@@ -92,11 +83,8 @@ ProfileResolution everything() {
                    module("/g", ModuleStatus::unsupported, 2)};
     all.modules[0].module.build_id.assign(64, 0xab);
     all.modules[0].binary = all.modules[0].supplementary = found(c_hostile);
-    all.modules[0].symbols = refused({{c_hostile,
-                                       svWarning,
-                                       ssAskUser,
-                                       c_hostile,
-                                       {IdentityKind::debug_link_crc, c_hostile, c_hostile}}});
+    all.modules[0].symbols =
+        refused({candidate(c_hostile, c_hostile, {IdentityKind::none, c_hostile, c_hostile})});
     all.modules[1].binary = found("/usr/lib/a.so");
     all.modules[1].binary->confidence = cfPolicyLow;
     all.modules[2].binary = FileResolution{};
@@ -121,46 +109,29 @@ std::string between(std::string const& text, std::string const& from, std::strin
 
 TEST(JsonReport, EveryDocumentIsAsItsSchemaSays) {
     EXPECT_EQ(violations(toJson(ProfileResolution{})), "");
-    EXPECT_EQ(violations(toJson(everything())), "");
+    ProfileResolution one = everything();
+    EXPECT_EQ(violations(toJson(one)), "");
+    json broken = json::parse(toJson(one));
+    broken["modules"][0]["binary"]["path"] = nullptr;
+    EXPECT_NE(violations(broken.dump()), "") << "a file that was found has a path";
+    one.profile.has_samples = false;
     for (auto const kind :
          {IdentityKind::none, IdentityKind::build_id, IdentityKind::debug_link_crc,
           IdentityKind::same_file, IdentityKind::source_md5, IdentityKind::time_and_size}) {
-        for (auto const step : {ssArchiveSearchDirs, ssHighPrioritySearchDirs, ssAbsoluteNameLookup,
-                                ssAroundBinaryLookup, ssLowPrioritySearchDirs, ssSystemDirs,
-                                ssAskUser, ssCacheSearchDir}) {
-            ProfileResolution one = everything();
-            one.profile.has_samples = false;
-            one.modules[0].binary->step = step;
-            one.modules[0].binary->identity.kind = kind;
-            EXPECT_EQ(violations(toJson(one)), "");
-        }
+        one.modules[0].binary->identity.kind = kind;
+        EXPECT_EQ(violations(toJson(one)), "") << identityKindName(kind);
     }
-}
-
-TEST(JsonReport, TheSchemaRefusesWhatTheDocumentsNeverHold) {
-    json const sound = json::parse(toJson(everything()));
-    auto const refusedWith = [&](char const* pointer, json const& value) {
-        json broken = sound;
-        broken[json::json_pointer(pointer)] = value;
-        return !violations(broken.dump()).empty();
-    };
-    EXPECT_TRUE(refusedWith("/version", 2));
-    EXPECT_TRUE(refusedWith("/modules/0/build_id", "XY"));
-    EXPECT_TRUE(refusedWith("/modules/0/binary/path", nullptr));
-    EXPECT_TRUE(refusedWith("/modules/0/binary/surprise", 1));
-    EXPECT_TRUE(refusedWith("/modules/2/binary/reason", nullptr));
-    EXPECT_TRUE(refusedWith("/modules/0/symbols/rejected/0/step", "ssNowhere"));
+    for (unsigned step = ssArchiveSearchDirs; step <= ssCacheSearchDir; step <<= 1) {
+        one.modules[0].binary->step = static_cast<search_step_t>(step);
+        EXPECT_EQ(violations(toJson(one)), "") << step;
+    }
 }
 
 TEST(JsonReport, TellsWhatWasFoundAndWhatWasRefusedWithExpectedAndActual) {
     ProfileResolution resolution = everything();
-    resolution.modules[2].binary = refused({{"/opt/m",
-                                             svError,
-                                             ssArchiveSearchDirs,
-                                             "rebuilt",
-                                             {IdentityKind::build_id, "00ff", "0100"}}});
+    resolution.modules[2].binary =
+        refused({candidate("/opt/m", "rebuilt", {IdentityKind::build_id, "00ff", "0100"})});
     json const document = json::parse(toJson(resolution));
-
     EXPECT_EQ(document["modules"][1]["binary"],
               json::parse(R"({"path": "/usr/lib/a.so", "confidence": "cfPolicyLow",
                   "step": "ssHighPrioritySearchDirs", "place": "search-step", "reason": null,
@@ -180,13 +151,10 @@ TEST(JsonReport, CountsSamplesByStatusAndLeavesThemOutWhereNoneWereTaken) {
     ProfileResolution resolution = everything();
     json const with = json::parse(toJson(resolution))["summary"];
     EXPECT_EQ(with["samples"], 100);
-    EXPECT_EQ(with["resolved"], json::parse(R"({"modules": 1, "samples": 70})"));
-    EXPECT_EQ(with["not-a-file"]["samples"], 4);
-
+    EXPECT_EQ(with["resolved"], json({{"modules", 1}, {"samples", 70}}));
     resolution.profile.has_samples = false;
     json const without = json::parse(toJson(resolution));
     EXPECT_TRUE(without["summary"]["samples"].is_null());
-    EXPECT_TRUE(without["modules"][0]["samples"].is_null());
 }
 
 TEST(JsonReport, MarksTextsThatAreEscapedAndOnlyThose) {
@@ -204,11 +172,9 @@ TEST(JsonReport, MarksTextsThatAreEscapedAndOnlyThose) {
 }
 
 TEST(Reasons, AnotherIdentityTellsMoreThanAFileThatIsNotThere) {
-    RefusedCandidate const absent{"/a", svError, ssAskUser, "\"/a\" does not exist.", {}};
-    RefusedCandidate const unreadable{
-        "/b", svError, ssAskUser, "no ELF file", {IdentityKind::build_id, "00", ""}};
-    RefusedCandidate const rebuilt{
-        "/c", svError, ssAskUser, "rebuilt", {IdentityKind::build_id, "00", "01"}};
+    auto const absent = candidate("/a", "\"/a\" does not exist.");
+    auto const unreadable = candidate("/b", "no ELF file", {IdentityKind::build_id, "00", ""});
+    auto const rebuilt = candidate("/c", "rebuilt", {IdentityKind::build_id, "00", "01"});
     EXPECT_EQ(missingReason(refused({absent, unreadable, rebuilt, absent})), "/c: rebuilt");
     EXPECT_EQ(missingReason(refused({absent, unreadable})), "/b: no ELF file");
     EXPECT_EQ(missingReason(refused({absent})), "\"/a\" does not exist.");
@@ -225,21 +191,9 @@ TEST(HtmlReport, HoldsTheDocumentsUnchangedWhateverTheyName) {
     EXPECT_EQ(json::parse(between(page({}), "id=\"documents\">", "</script>")), json::array());
 }
 
-TEST(HtmlReport, ForeignTextAddsNoTag) {
-    auto const tags = [](std::string const& text) {
-        return std::count(text.begin(), text.end(), '<');
-    };
-    ProfileResolution plain = everything();
-    plain.modules[0].module.name = "/plain";
-    plain.modules[0].binary = found("/plain");
-    EXPECT_EQ(tags(page({everything()})), tags(page({plain})));
-}
-
-TEST(HtmlReport, NeedsNothingButItself) {
+TEST(HtmlReport, NeedsNothingButItselfAndTakesNoForeignTag) {
     std::string const text = page({everything()});
-    EXPECT_THAT(text, Not(HasSubstr("://")));
-    EXPECT_THAT(text, Not(HasSubstr("src=")));
-    EXPECT_THAT(text, Not(HasSubstr("url(")));
+    for (char const* const foreign : {"://", "src=", "url(", "@report_", "</script><!--"})
+        EXPECT_THAT(text, Not(HasSubstr(foreign)));
     EXPECT_THAT(text, HasSubstr("default-src 'none'"));
-    EXPECT_EQ(text.find('@' + std::string("report_")), std::string::npos);
 }

@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 namespace lokata::profile::test {
 namespace {
 
@@ -16,10 +14,9 @@ using LK_2_13::test::TempTree;
 
 using Md5 = std::array<std::uint8_t, 16>;
 
-Md5 md5Of(std::uint8_t first) {
+Md5 md5Of(std::uint8_t value) {
     Md5 md5{};
-    for (std::size_t i = 0; i < md5.size(); ++i)
-        md5[i] = static_cast<std::uint8_t>(first + i);
+    md5.fill(value);
     return md5;
 }
 
@@ -30,24 +27,19 @@ std::string bytes(std::initializer_list<int> values) {
     return result;
 }
 
-std::string text(std::string const& value) {
-    return value + '\0';
-}
-
 std::string counted(std::string const& content) {
-    return ElfBuilder().word(static_cast<std::uint32_t>(content.size())) + content;
+    return Bytes().u32(content.size()).raw(content).content();
 }
 
-std::string fileEntry(std::string const& name, int directory, Md5 const& md5) {
-    return text(name) + bytes({directory}) + std::string(md5.begin(), md5.end());
+std::string fileEntry(std::string const& name, int directory, char md5) {
+    return name + bytes({0, directory}) + std::string(16, md5);
 }
 
 /// A line table of version 5 without line program, as clang lays it out.
 std::string lineTable() {
-    std::string const files = bytes({1, 1, 8, 2}) + text("/src") + text("lib") +
-                              bytes({3, 1, 8, 2, 0xb, 5, 0x1e, 3}) + fileEntry("a.c", 0, md5Of(1)) +
-                              fileEntry("/usr/include/b.h", 1, md5Of(2)) +
-                              fileEntry("c.h", 1, Md5{});
+    std::string const files = bytes({1, 1, 8, 2}) + std::string("/src\0lib\0", 9) +
+                              bytes({3, 1, 8, 2, 0xb, 5, 0x1e, 3}) + fileEntry("a.c", 0, 1) +
+                              fileEntry("/usr/include/b.h", 1, 2) + fileEntry("c.h", 1, 0);
     std::string const rest = bytes({1, 1, 1, 0xfb, 14, 1}) + files;
     return counted(bytes({5, 0, 8, 0}) + counted(rest));
 }
@@ -56,7 +48,7 @@ std::string debugFile(TempTree const& tree) {
     return ElfBuilder()
         .section(".debug_abbrev", bytes({1, 0x11, 0, 0x10, 0x17, 0x1b, 8, 0, 0, 0}))
         .section(".debug_info",
-                 counted(bytes({5, 0, 1, 8, 0, 0, 0, 0, 1, 0, 0, 0, 0}) + text("/src")))
+                 counted(bytes({5, 0, 1, 8, 0, 0, 0, 0, 1, 0, 0, 0, 0}) + "/src" + bytes({0})))
         .section(".debug_line", lineTable())
         .write(tree.path("x.debug"));
 }
@@ -66,33 +58,29 @@ TEST(SourceFiles, CarryTheMd5ThatTheCompilerWrote) {
     SourceFiles const sources = readSourceFiles(debugFile(tree));
     EXPECT_EQ(sources.error, "");
     ASSERT_EQ(sources.files.size(), 3U);
-    EXPECT_EQ(sources.files[0].name, "/src/a.c");
-    EXPECT_EQ(sources.files[0].identity.md5, md5Of(1));
-    EXPECT_EQ(sources.files[1].name, "/src/lib/c.h");
-    EXPECT_EQ(sources.files[1].identity.md5, std::nullopt) << "all zeros is no checksum";
-    EXPECT_EQ(sources.files[2].name, "/usr/include/b.h");
-    EXPECT_EQ(sources.files[2].identity.md5, md5Of(2));
+    // All zeros is no checksum.
+    std::vector<std::pair<std::string, std::optional<Md5>>> const expected{
+        {"/src/a.c", md5Of(1)}, {"/src/lib/c.h", {}}, {"/usr/include/b.h", md5Of(2)}};
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_EQ(sources.files[i].name, expected[i].first);
+        EXPECT_EQ(sources.files[i].identity.md5, expected[i].second) << expected[i].first;
+    }
 }
 
 TEST(SourceFiles, SayWhyThereAreNone) {
     TempTree const tree;
     EXPECT_NE(readSourceFiles(tree.file("text", "no ELF")).error, "");
     EXPECT_NE(readSourceFiles(tree.path("none")).error, "");
-    EXPECT_NE(
-        readSourceFiles(ElfBuilder(ELFDATA2LSB, ET_REL).debugInfo().write(tree.path("x.o"))).error,
-        "");
+    ElfBuilder object(false, ET_REL);
+    EXPECT_NE(readSourceFiles(object.debugInfo().write(tree.path("x.o"))).error, "");
 }
 
 TEST(SourceFiles, SurviveDamage) {
     TempTree const tree;
     std::string const whole = contentOf(debugFile(tree));
-    std::mt19937 random(11); // NOLINT(bugprone-random-generator-seed)
-    for (int round = 0; round < 200; ++round) {
-        std::string damaged = whole;
-        for (int i = 0; i < 3; ++i)
-            damaged[random() % damaged.size()] = static_cast<char>(random());
-        EXPECT_LE(readSourceFiles(tree.file("x", damaged)).files.size(), whole.size());
-    }
+    Damage damage(whole, 3);
+    for (int round = 0; round < 200; ++round)
+        EXPECT_LE(readSourceFiles(tree.file("x", damage())).files.size(), whole.size());
 }
 
 TEST(LineTableMd5, GivesNothingForATableThatEndsEarly) {

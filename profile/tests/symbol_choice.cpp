@@ -11,11 +11,9 @@ int main(int argc, char** argv) {
     lokata::profile::PlaceOptions options;
     std::vector<std::string> debugDirs;
     std::vector<std::string> binaries;
-    bool explain = false;
     CLI::App app("Names the symbol file of each binary");
     app.add_option("--debug-file-directory", debugDirs);
     app.add_option("--sysroot", options.sysroot);
-    app.add_flag("--explain", explain, "also name the files that were refused");
     app.add_option("BINARY", binaries)->required();
     CLI11_PARSE(app, argc, argv);
 
@@ -28,8 +26,5 @@ int main(int argc, char** argv) {
     for (std::string const& binary : binaries) {
         lokata::profile::SearchOutcome const outcome = search.findSymbols(binary, binary, {});
         std::cout << binary << '\t' << (outcome.file ? outcome.file->path : "-") << '\n';
-        if (explain)
-            for (lokata::profile::RejectedFile const& refused : outcome.rejected)
-                std::cout << "    " << refused.path << ": " << refused.message << '\n';
     }
 }

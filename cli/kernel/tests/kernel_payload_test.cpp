@@ -1,25 +1,24 @@
 #include "kernel_payload.h"
+#include "temp_tree.h"
 
 #include <archive.h>
 #include <archive_entry.h>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <gmock/gmock.h>
+#include <map>
 #include <sys/stat.h>
 
 namespace {
 
 using namespace lokata::kernel;
 using namespace std::string_literals;
+using LK_2_13::test::contentOf;
 using ::testing::HasSubstr;
-namespace fs = std::filesystem;
 
 std::string number(std::uint64_t value, std::size_t count) {
     std::string bytes;
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i)
         bytes += static_cast<char>(value >> (8 * i));
-    }
     return bytes;
 }
 
@@ -36,10 +35,6 @@ std::string noise(std::size_t size) {
 
 std::string elfKernel() {
     return "\x7f\x45LF\x02\x01\x01"s + std::string(57, '\0') + noise(300000);
-}
-
-std::string arm64Image() {
-    return "MZ"s + std::string(54, '\0') + "ARM\x64" + noise(1000);
 }
 
 std::string packWithArchive(std::string const& data, int (*addFilter)(archive*)) {
@@ -74,23 +69,16 @@ std::string packLz4(std::string const& data) {
 }
 
 std::string pack(std::string const& data, Compression compression) {
-    switch (compression) {
-    case Compression::gzip:
-        return packWithArchive(data, archive_write_add_filter_gzip);
-    case Compression::xz:
-        return packWithArchive(data, archive_write_add_filter_xz);
-    case Compression::zstd:
-        return packWithArchive(data, archive_write_add_filter_zstd);
-    case Compression::bzip2:
-        return packWithArchive(data, archive_write_add_filter_bzip2);
-    case Compression::lzma:
-        return packWithArchive(data, archive_write_add_filter_lzma);
-    case Compression::lz4:
-        return packLz4(data);
-    case Compression::lzo:
-        break;
-    }
-    return "\x89LZO\0\r\n\x1a\n"s + data;
+    static std::map<Compression, int (*)(archive*)> const filters{
+        {Compression::gzip, archive_write_add_filter_gzip},
+        {Compression::xz, archive_write_add_filter_xz},
+        {Compression::zstd, archive_write_add_filter_zstd},
+        {Compression::bzip2, archive_write_add_filter_bzip2},
+        {Compression::lzma, archive_write_add_filter_lzma}};
+    if (compression == Compression::lzo)
+        return "\x89LZO\0\r\n\x1a\n"s + data;
+    return compression == Compression::lz4 ? packLz4(data)
+                                           : packWithArchive(data, filters.at(compression));
 }
 
 // As a kernel build does: all but gzip get the unpacked size appended.
@@ -131,41 +119,25 @@ std::string plainImage(std::string const& payload) {
 
 class KernelPayload : public ::testing::Test {
 protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "kernel_payload.XXXXXX").string();
-        ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-        m_dir = pattern;
-        m_image = (m_dir / "vmlinuz").string();
-        m_target = (m_dir / "vmlinux").string();
-    }
-    void TearDown() override { fs::remove_all(m_dir); }
-
-    static void write(std::string const& path, std::string const& bytes) {
-        std::ofstream(path, std::ios::binary) << bytes;
-    }
-    static std::string read(std::string const& path) {
-        std::ifstream in(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
-
     UnpackResult unpack(std::string const& image) {
-        write(m_image, image);
+        m_tree.file("vmlinuz", image);
         return unpackKernel(m_image, m_target);
     }
+    auto files() { return std::distance(std::filesystem::directory_iterator(m_tree.root()), {}); }
 
     // A failure says why and leaves an older target alone, and nothing else.
     void expectFailure(std::string const& image, std::string const& reason) {
-        write(m_target, "older");
+        m_tree.file("vmlinux", "older");
         auto const result = unpack(image);
         EXPECT_FALSE(result.ok);
         EXPECT_THAT(result.message, HasSubstr(reason));
-        EXPECT_TRUE(read(m_target) == "older");
-        EXPECT_EQ(std::distance(fs::directory_iterator(m_dir), {}), 2);
+        EXPECT_EQ(contentOf(m_target), "older");
+        EXPECT_EQ(files(), 2);
     }
 
-    fs::path m_dir;
-    std::string m_image;
-    std::string m_target;
+    LK_2_13::test::TempTree m_tree;
+    std::string const m_image = m_tree.path("vmlinuz");
+    std::string const m_target = m_tree.path("vmlinux");
 };
 
 class EachCompression : public KernelPayload, public ::testing::WithParamInterface<Compression> {};
@@ -187,13 +159,12 @@ TEST_P(EachCompression, IsFoundByEitherHeaderAndWithoutOne) {
         EXPECT_EQ(result.compression, GetParam());
         EXPECT_EQ(result.kind, KernelKind::elf);
         EXPECT_EQ(result.size, kernel.size());
-        EXPECT_TRUE(read(m_target) == kernel);
+        EXPECT_TRUE(contentOf(m_target) == kernel);
     }
 }
 
 TEST_P(EachCompression, CutShortIsRefused) {
-    std::string const kernel = elfKernel();
-    std::string const packed = pack(kernel, GetParam());
+    std::string const packed = pack(elfKernel(), GetParam());
     std::string const half = packed.substr(0, packed.size() * 3 / 4);
     expectFailure(x86Image(half, half.size()), "cut short");
     expectFailure(x86Image(half, packed.size()), "truncated");
@@ -227,11 +198,12 @@ TEST_F(KernelPayload, AStreamWithoutAKernelIsPassedOverByTheScanAndRefusedBehind
 }
 
 TEST_F(KernelPayload, AFlatBootImageIsAKernelToo) {
-    auto const packed = pack(arm64Image(), Compression::gzip);
+    std::string const kernel = "MZ"s + std::string(54, '\0') + "ARM\x64" + noise(1000);
+    auto const packed = pack(kernel, Compression::gzip);
     auto const result = unpack(zbootImage(packed, packed.size()));
     ASSERT_TRUE(result.ok) << result.message;
     EXPECT_EQ(result.kind, KernelKind::bootImage);
-    EXPECT_TRUE(read(m_target) == arm64Image());
+    EXPECT_TRUE(contentOf(m_target) == kernel);
 }
 
 TEST_F(KernelPayload, WhatCannotBeUnpackedIsNamed) {
@@ -249,38 +221,38 @@ TEST_F(KernelPayload, WhatCannotBeUnpackedIsNamed) {
 
 TEST_F(KernelPayload, OnlyARegularFileIsAnImage) {
     EXPECT_THAT(unpackKernel(m_image, m_target).message, HasSubstr("No such file"));
-    EXPECT_THAT(unpackKernel(m_dir, m_target).message, HasSubstr("not a regular file"));
+    EXPECT_THAT(unpackKernel(m_tree.root(), m_target).message, HasSubstr("not a regular file"));
     ASSERT_EQ(::mkfifo(m_image.c_str(), 0600), 0);
     EXPECT_THAT(unpackKernel(m_image, m_target).message, HasSubstr("not a regular file"));
-    EXPECT_FALSE(fs::exists(m_target));
+    EXPECT_FALSE(std::filesystem::exists(m_target));
 }
 
 TEST_F(KernelPayload, AnUnfitTargetIsLeftAlone) {
     auto const image = pack(elfKernel(), Compression::zstd);
-    write(m_image, image);
-    fs::create_hard_link(m_image, m_target);
+    m_tree.file("vmlinuz", image);
+    std::filesystem::create_hard_link(m_image, m_target);
     EXPECT_THAT(unpackKernel(m_image, m_target).message, HasSubstr("the image itself"));
-    EXPECT_TRUE(read(m_image) == image);
-    EXPECT_THAT(unpackKernel(m_image, m_dir).message, HasSubstr("not a regular file"));
-    EXPECT_THAT(unpackKernel(m_image, m_dir / "none" / "x").message, HasSubstr("No such file"));
+    EXPECT_TRUE(contentOf(m_image) == image);
+    EXPECT_THAT(unpackKernel(m_image, m_tree.root()).message, HasSubstr("not a regular file"));
+    EXPECT_THAT(unpackKernel(m_image, m_tree.path("none/x")).message, HasSubstr("No such file"));
 }
 
 TEST_F(KernelPayload, AKernelAboveTheLimitIsRefused) {
     std::string const kernel = elfKernel();
-    write(m_image, pack(kernel, Compression::xz));
+    m_tree.file("vmlinuz", pack(kernel, Compression::xz));
     EXPECT_THAT(unpackKernel(m_image, m_target, kernel.size() - 1).message, HasSubstr("more than"));
-    EXPECT_EQ(std::distance(fs::directory_iterator(m_dir), {}), 1);
+    EXPECT_EQ(files(), 1);
     EXPECT_TRUE(unpackKernel(m_image, m_target, kernel.size()).ok);
 }
 
 TEST_F(KernelPayload, FindingWritesNothingAndTellsTheCompressionAndThePlace) {
     auto const packed = pack(elfKernel(), Compression::gzip);
-    write(m_image, x86Image(packed, packed.size()));
+    m_tree.file("vmlinuz", x86Image(packed, packed.size()));
     auto const result = findPayload(m_image);
     ASSERT_TRUE(result.payload) << result.message;
     EXPECT_EQ(result.payload->compression, Compression::gzip);
     EXPECT_EQ(result.payload->offset, 4 * 512 + 0x123);
-    EXPECT_EQ(std::distance(fs::directory_iterator(m_dir), {}), 1);
+    EXPECT_EQ(files(), 1);
 }
 
 } // namespace

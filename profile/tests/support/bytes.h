@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <random>
 #include <string>
 #include <string_view>
 
@@ -40,9 +41,8 @@ public:
         return *this;
     }
     Bytes& varint(std::uint64_t value) {
-        for (; value >= 0x80; value >>= 7) {
+        for (; value >= 0x80; value >>= 7)
             u8(value | 0x80);
-        }
         return u8(value);
     }
 
@@ -52,6 +52,25 @@ public:
 private:
     bool m_bigEndian;
     std::string m_content;
+};
+
+/// Gives the content again and again, each time with some of its bytes replaced, the same ones in
+/// every run of a test.
+class Damage {
+public:
+    Damage(std::string content, unsigned most) : m_content(std::move(content)), m_most(most) {}
+
+    std::string operator()() {
+        auto damaged = m_content;
+        for (auto flips = 1 + m_random() % m_most; flips > 0; --flips)
+            damaged[m_random() % damaged.size()] = static_cast<char>(m_random());
+        return damaged;
+    }
+
+private:
+    std::string m_content;
+    unsigned m_most;
+    std::mt19937 m_random; // NOLINT(bugprone-random-generator-seed)
 };
 
 } // namespace lokata::profile::test

@@ -1,8 +1,7 @@
 #include "inputs.h"
 
-#include <algorithm>
+#include "../elf_builder.h"
 
-#include <elf.h>
 #include <zlib.h>
 #include <zstd.h>
 
@@ -11,37 +10,6 @@ namespace lokata::profile::test {
 namespace {
 
 constexpr std::size_t c_page = 4096;
-
-std::string note(Bytes out, std::uint32_t type, std::string_view owner, std::string_view content) {
-    out.u32(owner.size() + 1).u32(content.size()).u32(type);
-    return out.text(owner, 4).raw(content).pad(4).content();
-}
-
-/// An ELF header with @p count program headers right behind it.
-Bytes elfHeader(bool wide, bool bigEndian, std::uint16_t type, std::size_t count) {
-    Bytes out(bigEndian);
-    unsigned const word = wide ? 8 : 4;
-    out.raw("\177ELF").u8(wide ? ELFCLASS64 : ELFCLASS32);
-    out.u8(bigEndian ? ELFDATA2MSB : ELFDATA2LSB).u8(EV_CURRENT).padTo(16);
-    out.u16(type).u16(EM_PPC64).u32(EV_CURRENT).integer(0, word);
-    out.integer(wide ? 64 : 52, word).integer(0, word).u32(0);
-    return out.u16(wide ? 64 : 52).u16(wide ? 56 : 32).u16(count).u16(0).u16(0).u16(0);
-}
-
-void programHeader(Bytes& out, bool wide, std::uint32_t type, std::uint32_t flags,
-                   std::uint64_t offset, std::uint64_t address, std::uint64_t size) {
-    unsigned const word = wide ? 8 : 4;
-    out.u32(type);
-    if (wide) {
-        out.u32(flags);
-    }
-    out.integer(offset, word).integer(address, word).integer(0, word);
-    out.integer(size, word).integer(std::max<std::uint64_t>(size, c_page), word);
-    if (!wide) {
-        out.u32(flags);
-    }
-    out.integer(4, word);
-}
 
 PerfFile perfRecords(bool bigEndian) {
     PerfFile perf(bigEndian);
@@ -70,9 +38,8 @@ std::string pprof() {
     file.mapping(1, 3, 4).mapping(2, 5, 0).location(1, 1, 1).location(2, 2, 2);
     file.function(1, 6).function(2, 6);
     for (auto const* const text :
-         {"", "samples", "count", "/bin/app", "abcdef0123", "/lib/libx.so", "src/main.cc"}) {
+         {"", "samples", "count", "/bin/app", "abcdef0123", "/lib/libx.so", "src/main.cc"})
         file.string(text);
-    }
     return file.content();
 }
 
@@ -80,9 +47,8 @@ std::string pprof() {
 
 std::string buildId(char first, std::size_t size) {
     std::string id;
-    for (std::size_t i = 0; i < size; ++i) {
+    for (std::size_t i = 0; i < size; ++i)
         id.push_back(static_cast<char>(first + i));
-    }
     return id;
 }
 
@@ -119,39 +85,26 @@ std::string CoreFile::content() const {
         auto const start = 0x10000 + i * c_page;
         list.integer(start, word).integer(start + c_page, word).integer(0, word);
     }
-    for (auto const& file : files) {
+    for (auto const& file : files)
         list.text(file.name);
-    }
-    auto const notes = note(Bytes(bigEndian), NT_FILE, "CORE", list.content());
+    auto const notes = elfNote(Bytes(bigEndian), NT_FILE, "CORE", list.content());
     auto out = elfHeader(wide, bigEndian, ET_CORE, files.size() + 1);
     auto const notesAt = out.size() + (files.size() + 1) * (wide ? 56 : 32);
-    programHeader(out, wide, PT_NOTE, 0, notesAt, 0, notes.size());
+    programHeader(out, wide, PT_NOTE, 0, notesAt, 0, notes.size(), 0);
     std::string pages;
     for (std::size_t i = 0; i < files.size(); ++i) {
         auto const& file = files[i];
         auto image = elfHeader(wide, bigEndian, ET_DYN, 1);
-        auto const id = note(Bytes(bigEndian), NT_GNU_BUILD_ID, "GNU", file.build_id);
-        programHeader(image, wide, PT_NOTE, PF_R, 64 + 56, 64 + 56, id.size());
+        auto const id = elfNote(Bytes(bigEndian), NT_GNU_BUILD_ID, "GNU", file.build_id);
+        programHeader(image, wide, PT_NOTE, PF_R, 64 + 56, 64 + 56, id.size(), 0);
         image.padTo(64 + 56).raw(id);
         auto const page = file.build_id.empty() ? std::string() : image.content();
         programHeader(out, wide, PT_LOAD, PF_R | (file.executable ? PF_X : 0U),
-                      notesAt + notes.size() + pages.size(), 0x10000 + i * c_page, page.size());
+                      notesAt + notes.size() + pages.size(), 0x10000 + i * c_page, page.size(),
+                      c_page);
         pages += page;
     }
     return out.raw(notes).raw(pages).content();
-}
-
-PprofFile& PprofFile::sample(std::vector<std::uint64_t> const& locations,
-                             std::vector<std::uint64_t> const& values) {
-    Bytes packed;
-    for (auto const id : locations) {
-        packed.varint(id);
-    }
-    auto content = Bytes().varint(1 << 3 | 2).varint(packed.size()).raw(packed.content());
-    for (auto const value : values) {
-        content.varint(2 << 3).varint(value);
-    }
-    return field(2, content.content());
 }
 
 std::vector<Input> const& inputs() {

@@ -46,16 +46,22 @@ public:
         return field(3, numbers({{1, id}, {2, 0x1000}, {5, file}, {6, build}, {7, 1}}));
     }
     PprofFile& location(std::uint64_t id, std::uint64_t mapping, std::uint64_t function) {
-        auto line = numbers({{1, function}, {2, 7}});
-        auto content = numbers({{1, id}, {2, mapping}, {3, 0x1234}});
-        content += Bytes().varint(4 << 3 | 2).varint(line.size()).raw(line).content();
-        return field(4, content);
+        auto const line = Bytes().u8(4 << 3 | 2).u8(2).u8(1 << 3).u8(function);
+        return field(4, numbers({{1, id}, {2, mapping}, {3, 0x1234}}) + line.content());
     }
     PprofFile& function(std::uint64_t id, std::uint64_t file) {
         return field(5, numbers({{1, id}, {2, 1}, {4, file}}));
     }
     PprofFile& sample(std::vector<std::uint64_t> const& locations,
-                      std::vector<std::uint64_t> const& values);
+                      std::vector<std::uint64_t> const& values) {
+        Bytes packed;
+        for (auto const id : locations)
+            packed.varint(id);
+        auto content = Bytes().u8(1 << 3 | 2).varint(packed.size()).raw(packed.content());
+        for (auto const value : values)
+            content.u8(2 << 3).varint(value);
+        return field(2, content.content());
+    }
     PprofFile& field(std::uint32_t number, std::string_view content) {
         m_bytes.varint(number << 3 | 2).varint(content.size()).raw(content);
         return *this;
@@ -65,9 +71,8 @@ public:
 private:
     static std::string numbers(std::vector<std::pair<std::uint32_t, std::uint64_t>> const& fields) {
         Bytes bytes;
-        for (auto const& [number, value] : fields) {
+        for (auto const& [number, value] : fields)
             bytes.varint(number << 3).varint(value);
-        }
         return bytes.content();
     }
 

@@ -2,7 +2,8 @@
 
 #include "bytes.h"
 
-#include <map>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include <linux/perf_event.h>
@@ -16,8 +17,14 @@ public:
 
     explicit PerfFile(bool bigEndian = false) : m_bigEndian(bigEndian), m_data(bigEndian) {}
 
-    PerfFile& attr(std::uint64_t type, std::vector<std::uint64_t> ids = {}) {
-        m_attrs.push_back({type, std::move(ids)});
+    PerfFile& attr(std::uint64_t type, std::vector<std::uint64_t> const& ids = {}) {
+        auto list = make();
+        for (auto const id : ids)
+            list.u64(id);
+        // sample_id_all is the one flag set, which bit fields place from the other end.
+        auto attr = make().u32(1).u32(attrSize).padTo(24).u64(type).padTo(40);
+        attr.u64(1ULL << (m_bigEndian ? 63 - 18 : 18)).padTo(attrSize);
+        m_attrs.emplace_back(attr.content(), list.content());
         return *this;
     }
 
@@ -29,9 +36,8 @@ public:
     PerfFile& mmap(std::uint32_t pid, std::uint64_t start, std::uint64_t length,
                    std::string_view name, std::uint64_t time = 0,
                    std::uint16_t misc = PERF_RECORD_MISC_USER) {
-        return record(PERF_RECORD_MMAP, misc,
-                      trailer(make().u32(pid).u32(pid).u64(start).u64(length).u64(0).text(name, 8),
-                              pid, time));
+        auto payload = make().u32(pid).u32(pid).u64(start).u64(length).u64(0).text(name, 8);
+        return record(PERF_RECORD_MMAP, misc, trailer(payload, pid, time));
     }
 
     PerfFile& mmap2(std::uint32_t pid, std::uint64_t start, std::uint64_t length,
@@ -56,9 +62,8 @@ public:
     }
 
     PerfFile& fork(std::uint32_t parent, std::uint32_t child, std::uint64_t time = 0) {
-        return record(
-            PERF_RECORD_FORK, 0,
-            trailer(make().u32(child).u32(parent).u32(child).u32(parent).u64(time), child, time));
+        auto payload = make().u32(child).u32(parent).u32(child).u32(parent).u64(time);
+        return record(PERF_RECORD_FORK, 0, trailer(payload, child, time));
     }
 
     PerfFile& exec(std::uint32_t pid, std::uint64_t time = 0) {
@@ -68,9 +73,8 @@ public:
 
     PerfFile& mountNamespace(std::uint32_t pid, std::uint64_t inode) {
         auto payload = make().u32(pid).u32(pid).u64(7);
-        for (int i = 0; i < 7; ++i) {
+        for (int i = 0; i < 7; ++i)
             payload.u64(4).u64(i == 5 ? inode : 99);
-        }
         return record(PERF_RECORD_NAMESPACES, 0, trailer(payload, pid, 0));
     }
 
@@ -80,8 +84,10 @@ public:
     PerfFile& buildId(std::string_view id, std::string_view name,
                       std::uint16_t misc = PERF_RECORD_MISC_USER) {
         auto payload = make().u32(~0U).raw(id).padTo(24).u8(id.size()).padTo(28).text(name, 8);
-        m_buildIds += make().u32(0).u16(misc | 1U << 15).u16(8 + payload.size()).content() +
-                      payload.content();
+        auto const rest =
+            make().u16(misc | 1U << 15).u16(8 + payload.size()).raw(payload.content());
+        m_buildIds += make().u32(0).raw(rest.content()).content();
+        m_pipedBuildIds += make().u32(67).raw(rest.content()).content();
         return *this;
     }
 
@@ -98,18 +104,15 @@ public:
         constexpr std::size_t header = 104;
         auto ids = make();
         auto attrs = make();
-        auto const attrsAt = header;
-        auto const idsAt = attrsAt + m_attrs.size() * (attrSize + 16);
-        for (auto const& one : m_attrs) {
-            attrs.raw(attrBytes(one.type)).u64(idsAt + ids.size()).u64(8 * one.ids.size());
-            for (auto const id : one.ids) {
-                ids.u64(id);
-            }
+        auto const idsAt = header + m_attrs.size() * (attrSize + 16);
+        for (auto const& [attr, list] : m_attrs) {
+            attrs.raw(attr).u64(idsAt + ids.size()).u64(list.size());
+            ids.raw(list);
         }
         auto const dataAt = idsAt + ids.size();
         auto head = make();
         head.raw(magic()).u64(header).u64(attrSize + 16);
-        head.u64(attrsAt).u64(attrs.size()).u64(dataAt).u64(finished ? m_data.size() : 0);
+        head.u64(header).u64(attrs.size()).u64(dataAt).u64(finished ? m_data.size() : 0);
         head.u64(0).u64(0);
         head.u64(finished ? 1U << 2 | 1U << 4 : 0).u64(0).u64(0).u64(0);
         head.raw(attrs.content()).raw(ids.content()).raw(m_data.content());
@@ -125,52 +128,24 @@ public:
     /// The whole in pipe mode.
     std::string pipe() const {
         PerfFile all(m_bigEndian);
-        for (auto const& one : m_attrs) {
-            auto payload = make().raw(attrBytes(one.type));
-            for (auto const id : one.ids) {
-                payload.u64(id);
-            }
-            all.record(64, 0, payload);
-        }
+        for (auto const& [attr, ids] : m_attrs)
+            all.record(64, 0, make().raw(attr + ids));
         all.record(80, 0, make().u64(4).u32(8).text("6.1.0-x"));
         auto content = make().raw(magic()).u64(16).raw(all.records()).raw(records());
-        for (std::size_t at = 0; at < m_buildIds.size();) {
-            // The type is the one thing that differs from the records of the feature.
-            auto const size = static_cast<unsigned char>(m_buildIds[at + (m_bigEndian ? 7 : 6)]);
-            content.u32(67).raw(std::string_view(m_buildIds).substr(at + 4, size - 4U));
-            at += size;
-        }
-        return content.content();
+        return content.raw(m_pipedBuildIds).content();
     }
 
 private:
-    struct Attr {
-        std::uint64_t type;
-        std::vector<std::uint64_t> ids;
-    };
     static constexpr std::size_t attrSize = 64;
     static constexpr unsigned c_buildIdMisc = PERF_RECORD_MISC_MMAP_BUILD_ID;
 
     std::string_view magic() const { return m_bigEndian ? "2ELIFREP" : "PERFILE2"; }
 
-    std::string attrBytes(std::uint64_t type) const {
-        auto const sampleIdAll = m_bigEndian ? 1ULL << (63 - 18) : 1ULL << 18;
-        return make()
-            .u32(1)
-            .u32(attrSize)
-            .u64(0)
-            .u64(0)
-            .u64(type)
-            .u64(0)
-            .u64(sampleIdAll)
-            .padTo(attrSize)
-            .content();
-    }
-
     bool m_bigEndian;
     Bytes m_data;
-    std::vector<Attr> m_attrs;
+    std::vector<std::pair<std::string, std::string>> m_attrs; ///< each with its ids
     std::string m_buildIds;
+    std::string m_pipedBuildIds;
 };
 
 } // namespace lokata::profile::test
