@@ -53,16 +53,6 @@ protected:
     ObjectPtr<IResolutionContext> m_grandparent = context("/grandparent");
 };
 
-TEST(ContextMgr, IsOneAndStartsEmptyAfterItsLastReference) {
-    auto manager = IResolutionContextMgr::create();
-    EXPECT_EQ(manager.get(), IResolutionContextMgr::create().get());
-    BasicResolutionContext context("/somewhere");
-    manager->registerArchiveDir(context, "/archive");
-    manager = nullptr;
-    manager = IResolutionContextMgr::create();
-    EXPECT_FALSE(manager->createSearchEnv(context, "client", nullptr)->archiveDirs(scAllFiles));
-}
-
 TEST_F(Contexts, AreTheSameForEqualIdsAndHaveOneParentTheLastOne) {
     BasicResolutionContext copy(*context("/child/./x/.."));
     EXPECT_STREQ(internals().getParentContext(copy)->getUniqueID(), "/parent");
@@ -190,25 +180,8 @@ TEST_F(Contexts, ACaptureCutsTheChainForItsClient) {
     EXPECT_EQ(binDirs("a"), "/moved ;/parent ;/late ;/grandparent ;/later ;")
         << "a second capture sees live directories";
     m_manager->releaseSearchDirs(*m_child, "a");
-    m_manager->releaseSearchDirs(*m_child, "never captured");
     registerDir(m_child, "/again");
     EXPECT_EQ(binDirs("a"), binDirs("b"));
-}
-
-TEST_F(Contexts, LetAClientsContainerGoOutsideTheirLocks) {
-    class Reentrant : public RefCountImpl<ISearchDirContainer> {
-    public:
-        explicit Reentrant(ObjectPtr<IMetadata> const& metadata) : m_metadata(metadata) {}
-        ~Reentrant() override { m_metadata->getSearchDirs("key"); }
-        ObjectPtr<ISearchDirIterator> enumerate(search_category_t) const override { return {}; }
-
-    private:
-        ObjectPtr<IMetadata> m_metadata;
-    };
-    m_manager->registerSearchDirs(
-        *m_child, new Reentrant(internals().getMetadataForContext(*m_child)), "key");
-    registerDir(m_child, "/a");
-    EXPECT_EQ(binDirs("a"), "/a ;");
 }
 
 TEST_F(Contexts, ArchiveIntoTheNearestArchiveAloneWhereASearchFindsTheFile) {

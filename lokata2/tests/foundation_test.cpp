@@ -1,14 +1,11 @@
 #include "lk_event.h"
 #include "lk_lock.h"
 
-#include <lokata2/object.h>
-
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <future>
 #include <memory>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -86,33 +83,6 @@ TEST(SpinSharedLock, GuardsPlainDataAgainstManyReadersAndWriters) {
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(first, 4 * rounds);
-}
-
-class Probe : public RefCountImpl<ILKObject> {
-public:
-    explicit Probe(std::string& log, ILock* lock = nullptr)
-        : RefCountImpl<ILKObject>(lock), m_log(log) {}
-    ~Probe() override { m_log += "gone "; }
-
-private:
-    std::string& m_log;
-};
-
-class LoggingLock : public RefCountImpl<ILock> {
-public:
-    explicit LoggingLock(std::string& log) : m_log(log) {}
-    void lock() override { m_log += "lock "; }
-    void unlock() override { m_log += "unlock "; }
-
-private:
-    std::string& m_log;
-};
-
-TEST(RefCount, TakesItsLockAroundEachChangeAndKeepsItThroughTheDestructor) {
-    std::string log;
-    LoggingLock lock(log);
-    { ObjectPtr<ILKObject> const pointer(new Probe(log, &lock)); }
-    EXPECT_EQ(log, "lock unlock lock gone unlock ");
 }
 
 class Callback : public EventGenerator {

@@ -24,13 +24,10 @@ TEST(Messages, ComeFromTheCatalogueThatIsThereAtTheCall) {
     EXPECT_FALSE(message->fillMessage(container, "/a"));
     EXPECT_STREQ(container.get(), "as it was");
 
-    directory.putCommonCatalog(R"({"FileDoesNotExist": "no {arg1}!", "SizeMismatch": "plain",
+    directory.putCommonCatalog(R"({"FileDoesNotExist": "no {arg1}!",
                                    "FileIsDirectory": "{arg1} stays", "SrcChecksumMismatch": ""})");
     EXPECT_EQ(rendered(*message, "/a{arg1}"), "no /a{arg1}!");
-    EXPECT_EQ(rendered(*message, ""), "no !");
     EXPECT_EQ(rendered(*message, nullptr), "no !");
-    EXPECT_TRUE(manager->getSizeMismatchMessage()->fillMessage(container, "/a"));
-    EXPECT_STREQ(container.get(), "plain");
     EXPECT_TRUE(manager->getFileIsDirectoryMessage()->fillMessage(container));
     EXPECT_STREQ(container.get(), "{arg1} stays");
     EXPECT_FALSE(manager->getSrcChecksumMismatchMessage()->fillMessage(container, "/a"));

@@ -77,13 +77,6 @@ TEST_F(PersistentSearchDirs, AreSeenThroughEveryContainerOnTheStore) {
     EXPECT_EQ(stored(), "1:2 2:0 3:0 4:0 ");
     EXPECT_TRUE(m_dirs->clear(scBinaryFiles));
     EXPECT_EQ(dirsOf(other->enumerate(scBinaryFiles)), "");
-
-    m_dirs->addDirectory(scBinaryFiles, "/a", true, false);
-    auto const category = m_store->read("searchDirs", {}).begin_by_name("searchCategory");
-    EXPECT_EQ(*category.get_value().get("category"), toolbelt2::variant_t(binaries));
-    variant_bag_t expected = directory("/a", true);
-    expected.put("priority", false);
-    EXPECT_EQ(category.get_value().begin_by_name("searchDirectory").get_value(), expected);
 }
 
 TEST_F(PersistentSearchDirs, ReadTheOlderNamesAndWriteTheNewOnes) {
@@ -92,9 +85,6 @@ TEST_F(PersistentSearchDirs, ReadTheOlderNamesAndWriteTheNewOnes) {
     m_dirs->addDirectory(scBinaryFiles, "/new", false, false);
     EXPECT_EQ(stored("SearchCategory"), "");
     EXPECT_EQ(stored(), "1:2 2:0 3:0 4:0 ");
-
-    store(binaries, {directory("/unread", true)}, "SearchCategory");
-    EXPECT_EQ(dirsOf(m_dirs->enumerate(scBinaryFiles)), "/old rp;/new ;");
 }
 
 TEST_F(PersistentSearchDirs, SkipMalformedRecordsAlone) {

@@ -109,17 +109,5 @@ TEST(CapturedSearchDirs, AreFrozenAndShareOneCursor) {
     EXPECT_STREQ(name, "/b") << "a chain leaves the shared cursor alone";
 }
 
-TEST(SearchEnv, DumpsItsDirectoriesWithTheBlanksThatLogsHave) {
-    EXPECT_EQ(dump(nullptr, scBinaryFiles), "[ISearchEnv: searchDirs = NULL pointer]");
-    auto const env = IEditableSearchEnv::create();
-    auto const dirs = IEditableSearchDirContainer::create();
-    env->setSearchDirs(dirs);
-    EXPECT_EQ(dump(env, scBinaryFiles), "[ISearchEnv: searchDirs = ]");
-    dirs->addDirectory(scBinaryFiles, "/a", true, true);
-    dirs->addDirectory(scBinaryFiles, "/b/", false, false);
-    EXPECT_EQ(dump(env, scBinaryFiles),
-              "[ISearchEnv: searchDirs = /a (Recursive,  HighPriority), /b/ ( ), ]");
-}
-
 } // namespace
 } // namespace LK_2_13

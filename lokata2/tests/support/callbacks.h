@@ -6,39 +6,27 @@
 #include <herald2/messenger.h>
 
 #include <functional>
-#include <string>
 
 namespace LK_2_13::test {
 
-// The callbacks of a client. Each does for every category what its function says and remembers what
-// it heard last.
-
-/// What a callback for a symbol or source file hears.
-inline std::string request(char const* category, char const* fileName, char const* binaryName,
-                           char const* checksum) {
-    return std::string(category) + " " + fileName + " " + binaryName + " " + checksum;
-}
+// The callbacks of a client. Each does for every category what its function says.
 
 /// Goes on without a function.
 class Started final : public ISearchStartedCallback {
 public:
     ~Started() override { disconnectHandlers(); }
     bool binFileSearchStarted(char const* fileName, IStringContainer& suggestions) override {
-        heard = fileName;
         return !onStarted || onStarted(fileName, suggestions);
     }
-    bool symFileSearchStarted(char const* fileName, char const* binary, char const* checksum,
+    bool symFileSearchStarted(char const* fileName, char const*, char const*,
                               IStringContainer& suggestions) override {
-        return binFileSearchStarted(request("sym", fileName, binary, checksum).c_str(),
-                                    suggestions);
+        return binFileSearchStarted(fileName, suggestions);
     }
-    bool srcFileSearchStarted(char const* fileName, char const* binary, char const* checksum,
+    bool srcFileSearchStarted(char const* fileName, char const*, char const*,
                               IStringContainer& suggestions) override {
-        return binFileSearchStarted(request("src", fileName, binary, checksum).c_str(),
-                                    suggestions);
+        return binFileSearchStarted(fileName, suggestions);
     }
 
-    std::string heard;
     std::function<bool(char const*, IStringContainer&)> onStarted;
 };
 
@@ -46,20 +34,18 @@ public:
 class Found final : public IFilesFoundCallback {
 public:
     ~Found() override { disconnectHandlers(); }
-    ObjectPtr<IValidFile> binFilesFound(char const* fileName, IValidFileIterator& files) override {
-        heard = fileName;
+    ObjectPtr<IValidFile> binFilesFound(char const*, IValidFileIterator& files) override {
         return choose ? choose(files) : files.next();
     }
-    ObjectPtr<IValidFile> symFilesFound(char const* name, char const* binary, char const* checksum,
+    ObjectPtr<IValidFile> symFilesFound(char const* name, char const*, char const*,
                                         IValidFileIterator& files) override {
-        return binFilesFound(request("sym", name, binary, checksum).c_str(), files);
+        return binFilesFound(name, files);
     }
-    ObjectPtr<IValidFile> srcFilesFound(char const* name, char const* binary, char const* checksum,
+    ObjectPtr<IValidFile> srcFilesFound(char const* name, char const*, char const*,
                                         IValidFileIterator& files) override {
-        return binFilesFound(request("src", name, binary, checksum).c_str(), files);
+        return binFilesFound(name, files);
     }
 
-    std::string heard;
     std::function<ObjectPtr<IValidFile>(IValidFileIterator&)> choose;
 };
 
@@ -67,28 +53,22 @@ public:
 class NotFound final : public INoFilesFoundCallback {
 public:
     ~NotFound() override { disconnectHandlers(); }
-    ObjectPtr<IValidFile> noBinFilesFound(char const* fileName, IValidator& validator,
+    ObjectPtr<IValidFile> noBinFilesFound(char const*, IValidator& validator,
                                           IInvalidFileIterator& invalid,
                                           IValidFileIterator& valid) override {
-        heard = fileName;
         return resolve ? resolve(validator, invalid, valid) : valid.next();
     }
-    ObjectPtr<IValidFile> noSymFilesFound(char const* name, char const* binary,
-                                          char const* checksum, IValidator& validator,
-                                          IInvalidFileIterator& invalid,
+    ObjectPtr<IValidFile> noSymFilesFound(char const* name, char const*, char const*,
+                                          IValidator& validator, IInvalidFileIterator& invalid,
                                           IValidFileIterator& valid) override {
-        return noBinFilesFound(request("sym", name, binary, checksum).c_str(), validator, invalid,
-                               valid);
+        return noBinFilesFound(name, validator, invalid, valid);
     }
-    ObjectPtr<IValidFile> noSrcFilesFound(char const* name, char const* binary,
-                                          char const* checksum, IValidator& validator,
-                                          IInvalidFileIterator& invalid,
+    ObjectPtr<IValidFile> noSrcFilesFound(char const* name, char const*, char const*,
+                                          IValidator& validator, IInvalidFileIterator& invalid,
                                           IValidFileIterator& valid) override {
-        return noBinFilesFound(request("src", name, binary, checksum).c_str(), validator, invalid,
-                               valid);
+        return noBinFilesFound(name, validator, invalid, valid);
     }
 
-    std::string heard;
     std::function<ObjectPtr<IValidFile>(IValidator&, IInvalidFileIterator&, IValidFileIterator&)>
         resolve;
 };

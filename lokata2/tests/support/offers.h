@@ -2,7 +2,6 @@
 
 #include "lk_search_contracts.h"
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -14,8 +13,6 @@ public:
     bool validateAndAdd(char const* fileName, unsigned int searchStep) override {
         names.emplace_back(fileName);
         steps.push_back(searchStep);
-        if (onOffer)
-            onOffer();
         return names.back() == accepted;
     }
 
@@ -30,7 +27,6 @@ public:
     }
 
     std::string accepted;
-    std::function<void()> onOffer;
     std::vector<std::string> names;
     std::vector<unsigned int> steps;
 };
