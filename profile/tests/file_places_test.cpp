@@ -85,12 +85,6 @@ TEST_F(FilePlacesTest, ARelativeSupplementaryLinkStartsAtTheRealSymbolFile) {
                 ElementsAre(m_tree.path("bin/../.dwz/s")));
 }
 
-TEST_F(FilePlacesTest, SymbolFilesHaveSeveralNames) {
-    EXPECT_THAT(symbolFileNames("/bin/ls", m_id, DebugLink{"x.debug", 1}),
-                ElementsAre("/bin/x.debug", ".build-id/ab/cdef.debug", "/bin/ls.debug", "/bin/ls"));
-    EXPECT_THAT(symbolFileNames("ls", {}, DebugLink{"../x", 1}), ElementsAre("ls.debug", "ls"));
-}
-
 TEST_F(FilePlacesTest, OptionsAreReadFromTheirTexts) {
     addDebugDirs(m_options.debug_dirs, "/a::/b:");
     EXPECT_THAT(m_options.debug_dirs, ElementsAre("/d", "/a", "/b"));

@@ -205,16 +205,6 @@ TEST_F(ModuleSearchTest, DirectoriesThatCannotBeListedAreStillEntered) {
     }));
 }
 
-TEST_F(ModuleSearchTest, TreesAreReadOnce) {
-    searchIn("tree");
-    m_tree.dir("tree/sub");
-    ModuleSearch indexed = search();
-    EXPECT_FALSE(indexed.findBinary("tool", c_id).file);
-    binary("tree/sub/tool", c_id);
-    EXPECT_FALSE(indexed.findBinary("tool", c_id).file);
-    EXPECT_TRUE(search(false).findBinary("tool", c_id).file);
-}
-
 TEST_F(ModuleSearchTest, ThreadsMayShareWhatSearchesNeed) {
     searchIn("tree");
     for (int i = 0; i < 20; ++i)
@@ -222,6 +212,7 @@ TEST_F(ModuleSearchTest, ThreadsMayShareWhatSearchesNeed) {
     SearchSupport& shared = support();
     std::vector<int> found(4);
     std::vector<std::thread> threads;
+    threads.reserve(found.size());
     for (int& count : found)
         threads.emplace_back([&] {
             ModuleSearch search(environment(), shared);

@@ -205,17 +205,6 @@ TEST(PerfData, StopsInflatingAtTheLimit) {
     EXPECT_THAT(profile.errors[0].message, HasSubstr("limit"));
 }
 
-TEST(PerfData, AccountsForEverySampleThatForksMultiply) {
-    auto perf = perfFile();
-    for (std::uint32_t i = 0; i < 300; ++i)
-        perf.mmap(1, 0x1000UL * (i + 1), 0x1000, "/lib/" + std::to_string(i));
-    for (std::uint32_t pid = 2; pid < 300; ++pid) {
-        auto const start = 0x1000UL * pid;
-        perf.fork(pid - 1, pid).mmap(pid, start, 0x1000, "/own").sample(pid, start);
-    }
-    EXPECT_THAT(summary(perf), ElementsAre("/own file 298"));
-}
-
 } // namespace
 
 } // namespace lokata::profile::test
