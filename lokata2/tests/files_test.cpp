@@ -1,10 +1,9 @@
 #include <lokata2/utils.h>
 
-#include "support/private_dir.h"
 #include "support/temp_tree.h"
 #include "support/unprivileged.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <filesystem>
 
@@ -15,7 +14,6 @@ namespace {
 
 using namespace LK_2_13;
 using test::TempTree;
-using testing::MatchesRegex;
 
 TEST(FileExists, TellsFilesOfAnyKind) {
     TempTree const tree;
@@ -29,20 +27,6 @@ TEST(FileExists, TellsFilesOfAnyKind) {
     EXPECT_FALSE(utils::isDirectory(tree.path("link").c_str()));
     EXPECT_TRUE(utils::isDirectory(tree.link("links", tree.dir("dir")).c_str()));
     EXPECT_FALSE(utils::fileExists(nullptr));
-}
-
-TEST(UniqueTempDir, IsNewAtEachCallAndFailsWhereThereIsNoPlace) {
-    TempTree const tree;
-    test::PrivateDir const place(tree.path("private"));
-    std::string first;
-    std::string second;
-    ASSERT_EQ(utils::createUniqueTempDir(first), 0);
-    ASSERT_EQ(utils::createUniqueTempDir(second), 0);
-    EXPECT_NE(first, second);
-    EXPECT_TRUE(utils::isDirectory(second.c_str()));
-    EXPECT_THAT(first, MatchesRegex(tree.path("private") + "/lk(-[0-9a-f]{4}){4}"));
-    place.set("");
-    EXPECT_EQ(utils::createUniqueTempDir(first), 4);
 }
 
 namespace fs = std::filesystem;

@@ -69,21 +69,6 @@ ObjectPtr<ICapturedSearchDirs> captureOf(ObjectPtr<ISearchDirContainer> const& d
     return ICapturedSearchDirs::create(env);
 }
 
-TEST(SearchDirChain, FoldsItsItemsAtTheFirstPlaceAndSpelling) {
-    auto const chain = ISearchDirChain::create();
-    EXPECT_FALSE(chain->addItem(nullptr));
-    EXPECT_FALSE(chain->enumerate(scBinaryFiles));
-    auto const first = binaryDirs("/shared", false, false);
-    EXPECT_TRUE(chain->addItem(first));
-    EXPECT_TRUE(chain->addItem(binaryDirs("/other", false, false)));
-    EXPECT_TRUE(chain->addItem(binaryDirs("/shared/", true, false)));
-    EXPECT_TRUE(chain->addItem(binaryDirs("/x/../shared", false, true)));
-    EXPECT_EQ(dirsOf(chain->enumerate(scBinaryFiles)), "/shared rp;/other ;");
-    EXPECT_FALSE(chain->enumerate(scSymbolFiles)) << "no item has a record";
-    first->addDirectory(scBinaryFiles, "/late", false, false);
-    EXPECT_EQ(dirsOf(chain->enumerate(scBinaryFiles)), "/shared rp;/late ;/other ;");
-}
-
 TEST(CapturedSearchDirs, AreFrozenAndShareOneCursor) {
     auto const dirs = binaryDirs("/a", false, true);
     dirs->addDirectory(scBinaryFiles, "/b", true, false);

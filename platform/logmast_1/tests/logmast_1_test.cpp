@@ -1,7 +1,6 @@
 #include <logmast_1/logmast_1.h>
 
 #include <log4cplus/loggingmacros.h>
-#include <log4cplus/nullappender.h>
 
 #include <gtest/gtest.h>
 
@@ -17,28 +16,11 @@ Logger const g_atLoad = configureComponentLogger("at.load");
 
 constexpr int threadCount = 8;
 
-void addNullAppender(Logger logger) {
-    logger.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
-}
-
 TEST(ComponentLogger, AFreshProcessStaysQuiet) {
     testing::internal::CaptureStderr();
     LOG4CPLUS_FATAL(g_atLoad, "nobody asked");
     LOG4CPLUS_FATAL(configureComponentLogger("fresh"), "nobody asked");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-}
-
-TEST(ComponentLogger, ALevelOrAnAppenderOfItsOwnOrOfAnAncestorStays) {
-    addNullAppender(Logger::getInstance("own"));
-    EXPECT_TRUE(configureComponentLogger("own").isEnabledFor(log4cplus::ERROR_LOG_LEVEL));
-
-    addNullAppender(Logger::getInstance("family"));
-    EXPECT_TRUE(configureComponentLogger("family.child").isEnabledFor(log4cplus::ERROR_LOG_LEVEL));
-
-    Logger::getInstance("set.before").setLogLevel(log4cplus::WARN_LOG_LEVEL);
-    EXPECT_EQ(configureComponentLogger("set.before").getLogLevel(), log4cplus::WARN_LOG_LEVEL);
-    Logger::getInstance("family.apart").setAdditivity(false);
-    EXPECT_FALSE(configureComponentLogger("family.apart").isEnabledFor(log4cplus::FATAL_LOG_LEVEL));
 }
 
 TEST(ComponentLogger, NoCallUndoesALevelThatWasSetAfterAnotherOne) {
