@@ -200,7 +200,7 @@ TEST_F(FindProgram, NamingACacheSwitchesItsStepOnAndASuggestionComesBeforeAllSte
 
 TEST_F(FindProgram, SaysWhatWasExpectedAndWhatWasFound) {
     auto const fileOf = [this](char const* name, time_t time) {
-        std::string const file = place.file(name);
+        std::string file = place.file(name);
         timespec const times[2] = {{time, 0}, {time, 0}};
         EXPECT_EQ(::utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
         return file;
