@@ -1,5 +1,5 @@
 /// `lokata run` over 10,000 requests of which 9,000 repeat an earlier one, with and without its
-/// history, as a process. The tree has 200 directories; every other name is in one of them, the
+/// history, as a process. The tree has 50 directories; every other name is in one of them, the
 /// rest is nowhere.
 #include "bench_support.h"
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr int directories = 200;
+constexpr int directories = 50;
 constexpr int names = 1000;
 constexpr int requests = 10'000;
 

@@ -118,6 +118,7 @@ TEST_F(SearchBehavior, TakesItsCapturesAndCallbacksAwayWhenItGoes) {
 TEST_F(SearchBehavior, ManipulatorsMayGoWhileSearchesRun) {
     constexpr int rounds = 30;
     std::vector<std::thread> searchers;
+    searchers.reserve(2);
     std::atomic<int> found{0};
     for (int i = 0; i < 2; ++i) {
         searchers.emplace_back([&] {

@@ -271,7 +271,7 @@ std::shared_ptr<ElfFacts const> ElfFactsCache::facts(std::string const& path) {
         if (auto const known = m_facts.find(*key); known != m_facts.end())
             return known->second;
     }
-    auto const result = std::make_shared<ElfFacts const>(readElfFacts(path));
+    auto result = std::make_shared<ElfFacts const>(readElfFacts(path));
     // A file that changed while it was read is not remembered.
     if (key && key == keyOf(path)) {
         std::lock_guard const guard(m_mutex);
