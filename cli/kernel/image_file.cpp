@@ -27,12 +27,10 @@ bool Descriptor::close() {
 ImageFile::ImageFile(std::string const& path)
     : m_fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
     struct stat status {};
-    if (m_fd.get() < 0 || ::fstat(m_fd.get(), &status) != 0) {
+    if (m_fd.get() < 0 || ::fstat(m_fd.get(), &status) != 0)
         throw Failure(withErrno("it cannot be opened"));
-    }
-    if (!S_ISREG(status.st_mode)) {
+    if (!S_ISREG(status.st_mode))
         throw Failure("it is not a regular file");
-    }
     m_size = static_cast<std::uint64_t>(status.st_size);
 }
 
@@ -48,12 +46,10 @@ std::size_t ImageFile::readAt(std::uint64_t offset, void* pBuffer, std::size_t c
     while (done < count) {
         ssize_t const got = ::pread(m_fd.get(), static_cast<char*>(pBuffer) + done, count - done,
                                     static_cast<off_t>(offset + done));
-        if (got == 0) {
+        if (got == 0)
             break;
-        }
-        if (got < 0 && errno != EINTR) {
+        if (got < 0 && errno != EINTR)
             throw Failure(withErrno("it cannot be read"));
-        }
         done += got < 0 ? 0 : static_cast<std::size_t>(got);
     }
     return done;
@@ -69,9 +65,8 @@ std::size_t RangeReader::read(void* pBuffer, std::size_t count) {
 
 std::uint64_t littleEndian(unsigned char const* pBytes, std::size_t count) {
     std::uint64_t value = 0;
-    for (std::size_t i = count; i > 0; --i) {
+    for (std::size_t i = count; i > 0; --i)
         value = value << 8 | pBytes[i - 1];
-    }
     return value;
 }
 

@@ -23,18 +23,15 @@ constexpr int kMaxCandidates = 256;
 // Sources: the ELF identification of elf(5); for the flat images Linux, Documentation/arch:
 // arm64/booting.rst, riscv/boot-image-header.rst, loongarch/booting.rst.
 std::optional<KernelKind> kernelKindOf(std::string_view head) {
-    if (head.size() < kHead) {
+    if (head.size() < kHead)
         return std::nullopt;
-    }
     if (head.substr(0, 4) == "\x7f"
                              "ELF"sv &&
-        (head[4] == 1 || head[4] == 2) && (head[5] == 1 || head[5] == 2) && head[6] == 1) {
+        (head[4] == 1 || head[4] == 2) && (head[5] == 1 || head[5] == 2) && head[6] == 1)
         return KernelKind::elf;
-    }
     std::string_view const magic = head.substr(56, 4);
-    if (magic == "ARM\x64"sv || magic == "RSC\x05"sv || magic == "\xcd\x23\x82\x81"sv) {
+    if (magic == "ARM\x64"sv || magic == "RSC\x05"sv || magic == "\xcd\x23\x82\x81"sv)
         return KernelKind::bootImage;
-    }
     return std::nullopt;
 }
 
@@ -58,23 +55,20 @@ Found findByScan(ImageFile const& image) {
     int tried = 0;
     scanForPayloads(image, [&](Payload const& payload) {
         try {
-            if (auto const kind = kindOfPayload(image, payload)) {
+            if (auto const kind = kindOfPayload(image, payload))
                 found = Found{payload, *kind};
-            }
         } catch (Failure const& failure) {
             // Most likely a false signature: the search for the real one goes on. That of lzo is
             // too long to be there by chance.
-            if (reason.empty() || payload.compression == Compression::lzo) {
+            if (reason.empty() || payload.compression == Compression::lzo)
                 reason = failure.what();
-            }
         }
         return found || ++tried == kMaxCandidates;
     });
     if (!found) {
         char head[kHead];
-        if (kernelKindOf({head, image.readAt(0, head, sizeof head)})) {
+        if (kernelKindOf({head, image.readAt(0, head, sizeof head)}))
             throw Failure("it is not compressed");
-        }
         throw Failure("it holds no compressed kernel that can be unpacked" +
                       (reason.empty() ? "" : " (" + reason + ")"));
     }
@@ -83,9 +77,8 @@ Found findByScan(ImageFile const& image) {
 
 Found find(ImageFile const& image) {
     auto const payload = payloadByHeader(image);
-    if (!payload) {
+    if (!payload)
         return findByScan(image);
-    }
     auto const kind = kindOfPayload(image, *payload);
     if (!kind) {
         throw Failure(std::string("it holds a ") + compressionName(payload->compression) +
@@ -96,12 +89,10 @@ Found find(ImageFile const& image) {
 
 void refuseUnfitTarget(ImageFile const& image, std::string const& target) {
     struct stat status {};
-    if (::stat(target.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    if (::stat(target.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
         throw Failure(target + " is not a regular file");
-    }
-    if (image.isSameFileAs(target)) {
+    if (image.isSameFileAs(target))
         throw Failure(target + " is the image itself");
-    }
 }
 
 } // namespace
@@ -154,10 +145,9 @@ UnpackResult unpackKernel(std::string const& image, std::string const& target,
         PendingFile output(target);
         decodePayload(file, found.payload, [&](char const* pBytes, std::size_t count) {
             result.size += count;
-            if (result.size > maxSize) {
+            if (result.size > maxSize)
                 throw Failure("its kernel has more than " + std::to_string(maxSize) +
                               " bytes when unpacked");
-            }
             output.write(pBytes, count);
             return true;
         });

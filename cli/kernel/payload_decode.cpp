@@ -50,12 +50,10 @@ void pump(ImageFile const& image, Payload const& payload, Sink const& sink, Stre
         stream.avail_out = kBuffer;
         bool const isEnd = step();
         std::size_t const produced = kBuffer - stream.avail_out;
-        if (!sink(reinterpret_cast<char const*>(output.data()), produced) || isEnd) {
+        if (!sink(reinterpret_cast<char const*>(output.data()), produced) || isEnd)
             return;
-        }
-        if (isInputGone && produced == 0) {
+        if (isInputGone && produced == 0)
             failTruncated(payload);
-        }
     }
 }
 
@@ -63,15 +61,13 @@ void pump(ImageFile const& image, Payload const& payload, Sink const& sink, Stre
 void decodeGzip(ImageFile const& image, Payload const& payload, Sink const& sink) {
     z_stream stream{};
     constexpr int kGzipOnly = 15 + 16;
-    if (inflateInit2(&stream, kGzipOnly) != Z_OK) {
+    if (inflateInit2(&stream, kGzipOnly) != Z_OK)
         throw std::bad_alloc();
-    }
     std::unique_ptr<z_stream, int (*)(z_stream*)> const guard(&stream, inflateEnd);
     pump(image, payload, sink, stream, [&] {
         int const result = inflate(&stream, Z_NO_FLUSH);
-        if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR) {
+        if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR)
             failDamaged(payload);
-        }
         return result == Z_STREAM_END;
     });
 }
@@ -83,18 +79,15 @@ void decodeLzma(ImageFile const& image, Payload const& payload, Sink const& sink
     lzma_ret const ready = payload.compression == Compression::xz
                                ? lzma_stream_decoder(&stream, kLzmaMemory, 0)
                                : lzma_alone_decoder(&stream, kLzmaMemory);
-    if (ready != LZMA_OK) {
+    if (ready != LZMA_OK)
         throw std::bad_alloc();
-    }
     std::unique_ptr<lzma_stream, void (*)(lzma_stream*)> const guard(&stream, lzma_end);
     pump(image, payload, sink, stream, [&] {
         lzma_ret const result = lzma_code(&stream, LZMA_RUN);
-        if (result == LZMA_MEMLIMIT_ERROR) {
+        if (result == LZMA_MEMLIMIT_ERROR)
             throw Failure(describe(payload) + " needs more memory than allowed to be unpacked");
-        }
-        if (result != LZMA_OK && result != LZMA_STREAM_END && result != LZMA_BUF_ERROR) {
+        if (result != LZMA_OK && result != LZMA_STREAM_END && result != LZMA_BUF_ERROR)
             failDamaged(payload);
-        }
         return result == LZMA_STREAM_END;
     });
 }
@@ -131,18 +124,16 @@ int addFilter(archive* pArchive, Compression compression) {
 // `payload.end` must be the exact end of a zstd or lz4 stream. False if the sink ended it early.
 bool decodeWithArchive(ImageFile const& image, Payload const& payload, Sink const& sink) {
     std::unique_ptr<archive, int (*)(archive*)> const reader(archive_read_new(), archive_read_free);
-    if (!reader) {
+    if (!reader)
         throw std::bad_alloc();
-    }
     ArchiveInput input{{image, payload.offset, payload.end}, std::vector<char>(kBuffer), {}};
     if (addFilter(reader.get(), payload.compression) != ARCHIVE_OK) {
         throw Failure(std::string("the installed libarchive cannot unpack ") +
                       compressionName(payload.compression));
     }
     auto const failed = [&] {
-        if (!input.failure.empty()) {
+        if (!input.failure.empty())
             throw Failure(input.failure);
-        }
         throw Failure(describe(payload) + " is damaged or cut short");
     };
     archive_entry* pEntry = nullptr;
@@ -150,30 +141,25 @@ bool decodeWithArchive(ImageFile const& image, Payload const& payload, Sink cons
     // libarchive hands on as it is what its filter does not take.
     if (archive_read_open(reader.get(), &input, nullptr, readForArchive, nullptr) != ARCHIVE_OK ||
         archive_read_next_header(reader.get(), &pEntry) != ARCHIVE_OK ||
-        archive_filter_code(reader.get(), 0) == ARCHIVE_FILTER_NONE) {
+        archive_filter_code(reader.get(), 0) == ARCHIVE_FILTER_NONE)
         failed();
-    }
     std::vector<char> output(kBuffer);
     for (;;) {
         la_ssize_t const got = archive_read_data(reader.get(), output.data(), output.size());
-        if (got < 0) {
+        if (got < 0)
             failed();
-        }
-        if (got == 0) {
+        if (got == 0)
             return true;
-        }
-        if (!sink(output.data(), static_cast<std::size_t>(got))) {
+        if (!sink(output.data(), static_cast<std::size_t>(got)))
             return false;
-        }
     }
 }
 
 std::uint64_t numberAt(ImageFile const& image, Payload const& payload, std::uint64_t offset,
                        std::size_t count) {
     unsigned char raw[8] = {};
-    if (RangeReader(image, offset, std::max(offset, payload.end)).read(raw, count) != count) {
+    if (RangeReader(image, offset, std::max(offset, payload.end)).read(raw, count) != count)
         failTruncated(payload);
-    }
     return littleEndian(raw, count);
 }
 
@@ -194,16 +180,14 @@ std::uint64_t zstdFrameEnd(ImageFile const& image, Payload const& payload) {
     for (bool isLast = false; !isLast;) {
         std::uint64_t const block = numberAt(image, payload, position, 3);
         std::uint64_t const type = block >> 1 & 3;
-        if (type == kReserved) {
+        if (type == kReserved)
             failDamaged(payload);
-        }
         isLast = (block & 1) != 0;
         position += 3 + (type == kRunLength ? 1 : block >> 3);
     }
     position += (descriptor >> 2 & 1) * 4;
-    if (position > payload.end) {
+    if (position > payload.end)
         failTruncated(payload);
-    }
     return position;
 }
 
@@ -216,9 +200,8 @@ std::uint64_t lz4FrameEnd(ImageFile const& image, Payload const& payload) {
     std::uint64_t position = payload.offset + 4;
     while (position + 4 <= payload.end) {
         std::uint64_t const packed = numberAt(image, payload, position, 4);
-        if (packed == 0 || packed > std::min(kLargestPackedBlock, payload.end - position - 4)) {
+        if (packed == 0 || packed > std::min(kLargestPackedBlock, payload.end - position - 4))
             break;
-        }
         position += 4 + packed;
     }
     return position;
@@ -237,9 +220,8 @@ void decodeLz4(ImageFile const& image, Payload const& payload, Sink const& sink)
     unsigned char recorded[4];
     std::size_t const got = image.readAt(end, recorded, sizeof recorded);
     if (isWhole && got != 0 &&
-        (got != sizeof recorded || littleEndian(recorded, 4) != (produced & 0xffffffff))) {
+        (got != sizeof recorded || littleEndian(recorded, 4) != (produced & 0xffffffff)))
         failTruncated(payload);
-    }
 }
 
 } // namespace

@@ -28,9 +28,8 @@ std::uint64_t numberAt(std::string_view bytes, std::size_t offset, std::size_t c
 // writes by default), dictionary size, unpacked size or all ones. Source: doc/lzma-file-format.txt
 // of XZ Utils, which also gives this way of telling such files from others.
 bool isLzmaHeader(std::string_view bytes) {
-    if (bytes.size() < kLongestSignature || !startsWith(bytes, "\x5d\x00\x00"sv)) {
+    if (bytes.size() < kLongestSignature || !startsWith(bytes, "\x5d\x00\x00"sv))
         return false;
-    }
     std::uint64_t const dictionary = numberAt(bytes, 1, 4);
     std::uint64_t const unpacked = numberAt(bytes, 5, 8);
     bool const isPowerOfTwo = dictionary != 0 && (dictionary & (dictionary - 1)) == 0;
@@ -40,29 +39,22 @@ bool isLzmaHeader(std::string_view bytes) {
 // Sources: RFC 1952, doc/xz-file-format.txt of XZ Utils, RFC 8878, doc/lz4_Frame_format.md of LZ4
 // (legacy frame), and the headers that bzip2 and lzop write.
 std::optional<Compression> compressionOf(std::string_view bytes) {
-    if (startsWith(bytes, "\x1f\x8b\x08"sv) && bytes.size() > 3 && (bytes[3] & 0xe0) == 0) {
+    if (startsWith(bytes, "\x1f\x8b\x08"sv) && bytes.size() > 3 && (bytes[3] & 0xe0) == 0)
         return Compression::gzip;
-    }
     if (startsWith(bytes, "\xfd"
-                          "7zXZ\0"sv)) {
+                          "7zXZ\0"sv))
         return Compression::xz;
-    }
-    if (startsWith(bytes, "\x28\xb5\x2f\xfd"sv)) {
+    if (startsWith(bytes, "\x28\xb5\x2f\xfd"sv))
         return Compression::zstd;
-    }
-    if (startsWith(bytes, "\x02\x21\x4c\x18"sv)) {
+    if (startsWith(bytes, "\x02\x21\x4c\x18"sv))
         return Compression::lz4;
-    }
     if (startsWith(bytes, "BZh"sv) && bytes.size() > 3 && bytes[3] >= '1' && bytes[3] <= '9' &&
-        startsWith(bytes.substr(4), "\x31\x41\x59\x26\x53\x59"sv)) {
+        startsWith(bytes.substr(4), "\x31\x41\x59\x26\x53\x59"sv))
         return Compression::bzip2;
-    }
-    if (startsWith(bytes, "\x89LZO\0\r\n\x1a\n"sv)) {
+    if (startsWith(bytes, "\x89LZO\0\r\n\x1a\n"sv))
         return Compression::lzo;
-    }
-    if (isLzmaHeader(bytes)) {
+    if (isLzmaHeader(bytes))
         return Compression::lzma;
-    }
     return std::nullopt;
 }
 
@@ -91,9 +83,8 @@ std::optional<Payload> payloadByHeader(ImageFile const& image) {
     std::string_view const header(buffer, image.readAt(0, buffer, sizeof buffer));
 
     if (header.size() >= 0x40 && startsWith(header, "MZ"sv) &&
-        startsWith(header.substr(4), "zimg"sv)) {
+        startsWith(header.substr(4), "zimg"sv))
         return payloadAt(image, numberAt(header, 8, 4), numberAt(header, 12, 4));
-    }
     if (header.size() == sizeof buffer && numberAt(header, 0x1fe, 2) == 0xaa55 &&
         startsWith(header.substr(0x202), "HdrS"sv) && numberAt(header, 0x206, 2) >= 0x208 &&
         numberAt(header, 0x24c, 4) != 0) {
@@ -113,9 +104,8 @@ void scanForPayloads(ImageFile const& image, std::function<bool(Payload const&)>
                                      image.readAt(base, buffer.data(), buffer.size()));
         for (std::size_t i = 0; i < std::min(block.size(), kScanBlock); ++i) {
             auto const compression = compressionOf(block.substr(i));
-            if (compression && visit({*compression, base + i, image.size()})) {
+            if (compression && visit({*compression, base + i, image.size()}))
                 return;
-            }
         }
     }
 }

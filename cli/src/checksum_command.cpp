@@ -26,7 +26,7 @@ struct ChecksumOptions {
 // backslash in front, as md5sum of GNU coreutils does it.
 std::string checksumLine(std::string const& digest, std::string const& name) {
     std::string escaped;
-    for (char const c : name) {
+    for (char const c : name)
         if (c == '\\')
             escaped += "\\\\";
         else if (c == '\n')
@@ -35,7 +35,6 @@ std::string checksumLine(std::string const& digest, std::string const& name) {
             escaped += "\\r";
         else
             escaped += c;
-    }
     return (escaped == name ? "" : "\\") + digest + "  " + escaped + "\n";
 }
 

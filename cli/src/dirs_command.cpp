@@ -86,12 +86,11 @@ bool removeDir(IEditableSearchDirContainer& stored, SearchDirArgument const& dir
     char const* name = nullptr;
     bool recursive = false;
     bool priority = false;
-    for (; records->getCurrentRecord(name, recursive, priority); records->next()) {
+    for (; records->getCurrentRecord(name, recursive, priority); records->next())
         if (utils::getCanonicalName(name, true) == wanted)
             isRemoved = true;
         else
             stored.addDirectory(dir.category, name, recursive, priority);
-    }
     return isRemoved;
 }
 

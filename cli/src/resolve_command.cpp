@@ -77,12 +77,13 @@ profile::Profile read(std::string const& input, std::optional<profile::Format> f
 
 bool isComplete(profile::ProfileResolution const& resolution) {
     return resolution.profile.errors.empty() &&
-           std::all_of(resolution.modules.begin(), resolution.modules.end(),
-                       [](profile::ModuleResolution const& module) {
-                           return module.status == profile::ModuleStatus::resolved ||
-                                  module.status == profile::ModuleStatus::unproven ||
-                                  module.status == profile::ModuleStatus::not_a_file;
-                       });
+           std::all_of(
+               resolution.modules.begin(), resolution.modules.end(),
+               [](profile::ModuleResolution const& module) {
+                   return module.status == profile::ModuleStatus::resolved ||
+                          module.status == profile::ModuleStatus::unproven ||
+                          module.status == profile::ModuleStatus::not_a_file;
+               });
 }
 
 void print(profile::ProfileResolution const& resolution, ResolveOptions const& options) {

@@ -29,8 +29,8 @@ using Modules = std::vector<ModuleResolution const*>;
 
 /// In code points, which is close enough to columns for the names of files.
 std::size_t lengthOf(std::string const& text) {
-    return static_cast<std::size_t>(
-        std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xc0) != 0x80; }));
+    return static_cast<std::size_t>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (c & 0xc0) != 0x80; }));
 }
 
 std::string padded(std::string const& text, std::size_t width) {

@@ -27,14 +27,13 @@ SearchDirArgument parseSearchDir(std::string const& text) {
 
     if (colon + 1 == head.size())
         throw refuse("the flags behind the colon are missing");
-    for (char const flag : head.substr(colon + 1)) {
+    for (char const flag : head.substr(colon + 1))
         if (flag == 'r')
             result.recursive = true;
         else if (flag == 'p')
             result.priority = true;
         else
             throw refuse("the flags are r (recursive) and p (high priority)");
-    }
     return result;
 }
 

@@ -99,10 +99,12 @@ private:
     }
 
     void addSingleValues(IMetadata& metadata) {
-        addValue(m_retriever, [&](char const* key) { return metadata.getFileRetriever(key); });
-        addValue(m_steps,
-                 [&](char const* key) { return metadata.getSearchStepsConfigurator(key); });
-        addValue(m_messenger, [&](char const* key) { return metadata.getMessenger(key); });
+        addValue(
+            m_retriever, [&](char const* key) { return metadata.getFileRetriever(key); });
+        addValue(
+            m_steps, [&](char const* key) { return metadata.getSearchStepsConfigurator(key); });
+        addValue(
+            m_messenger, [&](char const* key) { return metadata.getMessenger(key); });
         addValue(m_environmentInfo,
                  [&](char const* key) { return metadata.getEnvironmentInfo(key); });
         if (m_cacheDir.empty())

@@ -21,10 +21,9 @@ SearchManipulator::SearchManipulator(ObjectPtr<IResolutionContext> context,
 SearchManipulator::~SearchManipulator() {
     if (!m_pContext)
         return;
-    for (auto const& [clientId, behavior] : m_searchDirsBehaviors) {
+    for (auto const& [clientId, behavior] : m_searchDirsBehaviors)
         if (behavior == sdbCapture)
             m_pContextMgr->releaseSearchDirs(*m_pContext, clientId.c_str());
-    }
 }
 
 ObjectPtr<IEditableSearchDirContainer> SearchManipulator::getUserDefinedSearchDirs() {

@@ -73,10 +73,9 @@ int DefaultSearchStepsConfigurator::getSearchStepsMask(search_category_t categor
 ObjectPtr<ISearchStepsIterator> DefaultSearchStepsConfigurator::getSearchStepsIterator(int mask) {
     auto* const steps = new DefaultSearchStepsIterator(mask);
     ObjectPtr<ISearchStepsIterator> result(steps);
-    for (search_step_t const step : stepsInOrder) {
+    for (search_step_t const step : stepsInOrder)
         if ((static_cast<mask_t>(mask) & step) != 0)
             steps->add(step);
-    }
     return result;
 }
 

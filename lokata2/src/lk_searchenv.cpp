@@ -111,12 +111,14 @@ std::string dump(ObjectPtr<ISearchEnv> const& env, search_category_t category) {
     if (!env) {
         text += "NULL pointer";
     } else if (ObjectPtr<ISearchDirIterator> const dirs = env->searchDirs(category)) {
-        forEachDirectory(*dirs, [&](char const* name, bool recursive, bool priority) {
-            text += orEmpty(name);
-            text += recursive ? " (Recursive, " : " (";
-            text += priority ? " HighPriority)" : " )";
-            text += ", ";
-        });
+        forEachDirectory(
+            *dirs,
+            [&](char const* name, bool recursive, bool priority) {
+                text += orEmpty(name);
+                text += recursive ? " (Recursive, " : " (";
+                text += priority ? " HighPriority)" : " )";
+                text += ", ";
+            });
     }
     return text += "]";
 }

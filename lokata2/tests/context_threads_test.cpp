@@ -47,9 +47,8 @@ TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
                 << "each search has a cursor of its own: " << found;
             auto* const holder = env->confidenceLevelPolicyCallback();
             CallbackAccessor<IConfidenceLevelPolicyCallback> const accessor(*holder);
-            if (auto* const policy = accessor.get()) {
+            if (auto* const policy = accessor.get())
                 EXPECT_EQ(policy->getConfidenceLevel(scBinaryFiles, 0), clAcceptLow);
-            }
         }
     };
     auto const registerThings = [&] {

@@ -143,9 +143,8 @@ TEST(EventGenerator, AndHoldersMayComeAndGoOnTwoThreads) {
             for (int i = 0; i < 5; ++i) {
                 Holder copy(*holder);
                 Accessor const accessor(copy);
-                if (Callback* const alive = accessor.get()) {
+                if (Callback* const alive = accessor.get())
                     EXPECT_TRUE(alive->getLock());
-                }
             }
             holder.reset();
         });

@@ -48,9 +48,8 @@ INSTANTIATE_TEST_SUITE_P(Languages, Catalog, testing::Values("en", "de"),
                          [](auto const& language) { return std::string(language.param); });
 
 TEST(Catalogs, AreFoundByALibraryThatRunsFromTheBuildTree) {
-    for (auto const& each : g_keys) {
+    for (auto const& each : g_keys)
         EXPECT_NE(optstore2::getMessageCatalog(each.first), nullptr) << each.first;
-    }
 }
 
 } // namespace

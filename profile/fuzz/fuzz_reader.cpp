@@ -17,14 +17,11 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     profile::detectFormat(content);
     for (auto const& one : result.modules) {
         auto const shown = profile::displayName(one.name);
-        if (one.build_id.size() > 64 || !(shown.empty() || profile::displayName(shown).size())) {
+        if (one.build_id.size() > 64 || !(shown.empty() || profile::displayName(shown).size()))
             std::abort();
-        }
-        for (auto const source : one.source_files) {
-            if (source >= result.source_files.size()) {
+        for (auto const source : one.source_files)
+            if (source >= result.source_files.size())
                 std::abort();
-            }
-        }
     }
     return 0;
 }

@@ -6,9 +6,8 @@
 /// Writes the inputs of the tests as seeds, one directory for each reader, below the directory
 /// that is its argument.
 int main(int argc, char** argv) {
-    if (argc != 2) {
+    if (argc != 2)
         return 2;
-    }
     for (auto const& input : lokata::profile::test::inputs()) {
         auto const directory =
             std::filesystem::path(argv[1]) / lokata::profile::formatName(input.format);

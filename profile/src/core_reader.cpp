@@ -37,18 +37,16 @@ void eachNote(Elf* elf, std::uint64_t offset, std::uint64_t size, std::uint64_t 
     auto* const data =
         elf_getdata_rawchunk(elf, static_cast<std::int64_t>(offset), static_cast<std::size_t>(size),
                              align == 8 ? ELF_T_NHDR8 : ELF_T_NHDR);
-    if (data == nullptr) {
+    if (data == nullptr)
         return;
-    }
     GElf_Nhdr note{};
     std::size_t name = 0;
     std::size_t content = 0;
     for (std::size_t at = 0; (at = gelf_getnote(data, at, &note, &name, &content)) > 0;) {
         auto const* const bytes = static_cast<char const*>(data->d_buf);
         std::string_view const owner(bytes + name, note.n_namesz);
-        if (take(note.n_type, owner, std::string_view(bytes + content, note.n_descsz))) {
+        if (take(note.n_type, owner, std::string_view(bytes + content, note.n_descsz)))
             return;
-        }
     }
 }
 
@@ -56,25 +54,22 @@ void eachNote(Elf* elf, std::uint64_t offset, std::uint64_t size, std::uint64_t 
 std::string findBuildId(std::string_view image) {
     auto const elf = openElf(image);
     std::size_t count = 0;
-    if (!elf || elf_kind(elf.get()) != ELF_K_ELF || elf_getphdrnum(elf.get(), &count) != 0) {
+    if (!elf || elf_kind(elf.get()) != ELF_K_ELF || elf_getphdrnum(elf.get(), &count) != 0)
         return {};
-    }
     std::string found;
     for (std::size_t i = 0; i < std::min(count, c_maxHeaders) && found.empty(); ++i) {
         GElf_Phdr header{};
         if (gelf_getphdr(elf.get(), static_cast<int>(i), &header) == nullptr ||
-            header.p_type != PT_NOTE || header.p_offset >= image.size()) {
+            header.p_type != PT_NOTE || header.p_offset >= image.size())
             continue;
-        }
         auto const size = std::min<std::uint64_t>(header.p_filesz, image.size() - header.p_offset);
         eachNote(elf.get(), header.p_offset, size, header.p_align,
                  [&](std::uint64_t type, std::string_view owner, std::string_view content) {
                      bool const match = type == NT_GNU_BUILD_ID &&
                                         owner.substr(0, 4) == std::string_view("GNU\0", 4) &&
                                         isBuildId(content);
-                     if (match) {
+                     if (match)
                          found.assign(content);
-                     }
                      return match;
                  });
     }
@@ -132,26 +127,22 @@ private:
                 m_builder.error(header.e_phoff, "the table of segments is cut off");
                 break;
             }
-            if (one.p_type == PT_NOTE) {
+            if (one.p_type == PT_NOTE)
                 notes.push_back(one);
-            } else if (one.p_type == PT_LOAD) {
+            else if (one.p_type == PT_LOAD)
                 addSegment(one);
-            }
         }
-        for (std::size_t i = 0; i < std::min(notes.size(), c_maxHeaders) && !m_sawFiles; ++i) {
+        for (std::size_t i = 0; i < std::min(notes.size(), c_maxHeaders) && !m_sawFiles; ++i)
             readNotes(elf, notes[i]);
-        }
-        if (!m_sawFiles) {
+        if (!m_sawFiles)
             m_builder.error(m_content.size(), "no list of mapped files is in the core file");
-        }
     }
 
     void addSegment(GElf_Phdr const& header) {
         auto const available =
             header.p_offset < m_content.size() ? m_content.size() - header.p_offset : 0;
-        if (header.p_filesz > available) {
+        if (header.p_filesz > available)
             m_builder.errorOnce(header.p_offset, "memory from here on is cut off");
-        }
         m_segments[header.p_vaddr] = {header.p_vaddr + header.p_memsz, header.p_offset,
                                       std::min<std::uint64_t>(header.p_filesz, available),
                                       (header.p_flags & PF_X) != 0};
@@ -163,15 +154,13 @@ private:
             return;
         }
         auto const available = m_content.size() - header.p_offset;
-        if (header.p_filesz > available) {
+        if (header.p_filesz > available)
             m_builder.error(header.p_offset, "the notes are cut off");
-        }
         eachNote(elf, header.p_offset, std::min<std::uint64_t>(header.p_filesz, available),
                  header.p_align,
                  [&](std::uint64_t type, std::string_view owner, std::string_view content) {
-                     if (type == NT_FILE && owner.substr(0, 4) == "CORE") {
+                     if (type == NT_FILE && owner.substr(0, 4) == "CORE")
                          readFiles(content, header.p_offset);
-                     }
                      return m_sawFiles;
                  });
     }
@@ -208,9 +197,8 @@ private:
 
     Segment const* segmentAt(std::uint64_t address) const {
         auto const after = m_segments.upper_bound(address);
-        if (after == m_segments.begin()) {
+        if (after == m_segments.begin())
             return nullptr;
-        }
         auto const& [start, segment] = *std::prev(after);
         return address < segment.end ? &segment : nullptr;
     }
@@ -220,14 +208,12 @@ private:
     std::string const& buildIdAt(std::uint64_t address) {
         static std::string const nothing;
         auto const after = m_segments.upper_bound(address);
-        if (address % c_page != 0 || after == m_segments.begin()) {
+        if (address % c_page != 0 || after == m_segments.begin())
             return nothing;
-        }
         auto const& [start, segment] = *std::prev(after);
         auto const into = address - start;
-        if (into >= segment.file_size) {
+        if (into >= segment.file_size)
             return nothing;
-        }
         auto const [known, isNew] = m_buildIds.try_emplace(segment.offset + into);
         if (isNew) {
             auto const size = std::min(segment.file_size - into, c_window);
@@ -246,19 +232,16 @@ private:
         for (auto const& file : m_files) {
             auto const* const segment = segmentAt(file.start);
             bool const again = !seen.insert(file.name).second;
-            if (segment != nullptr ? segment->executable : again || m_segments.empty()) {
+            if (segment != nullptr ? segment->executable : again || m_segments.empty())
                 executable.insert(file.name);
-            }
-            if (file.file_offset == 0 && !buildIdAt(file.start).empty()) {
+            if (file.file_offset == 0 && !buildIdAt(file.start).empty())
                 identified.insert(file.name);
-            }
         }
         for (auto const& file : m_files) {
             auto const kind = classifyName(file.name);
             if (identified.count(file.name) == 0) {
-                if (executable.count(file.name) != 0) {
+                if (executable.count(file.name) != 0)
                     m_builder.module({file.name, kind, {}, 0});
-                }
             } else if (file.file_offset == 0 && !buildIdAt(file.start).empty()) {
                 m_builder.module({file.name, kind, buildIdAt(file.start), 0});
             }

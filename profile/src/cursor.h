@@ -33,11 +33,10 @@ public:
 
     /// Skips @p count entries of @p size bytes; the product is never formed.
     void skipEntries(std::uint64_t count, std::uint64_t size) {
-        if (size != 0 && count > remaining() / size) {
+        if (size != 0 && count > remaining() / size)
             fail();
-        } else {
+        else
             skip(count * size);
-        }
     }
 
     /// Up to the next zero byte, which is consumed, or all that remains when there is none.

@@ -40,9 +40,8 @@ Unpacked gunzip(std::string_view packed, std::uint64_t limit) {
             return result;
         }
         if (status == Z_STREAM_END) {
-            if (position == packed.size()) {
+            if (position == packed.size())
                 return result;
-            }
             inflateReset(&stream);
         } else if (status != Z_OK) {
             result.error = std::string("the gzip stream is damaged: ") +

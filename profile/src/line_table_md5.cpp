@@ -96,9 +96,9 @@ bool skipForm(Cursor& cursor, std::uint64_t form, bool longFormat) {
 }
 
 bool skipEntry(Cursor& cursor, std::vector<EntryFormat> const& formats, bool longFormat) {
-    return std::all_of(formats.begin(), formats.end(), [&](EntryFormat const& format) {
-        return skipForm(cursor, format.form, longFormat);
-    });
+    return std::all_of(
+        formats.begin(), formats.end(),
+        [&](EntryFormat const& format) { return skipForm(cursor, format.form, longFormat); });
 }
 
 } // namespace

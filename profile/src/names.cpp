@@ -20,8 +20,9 @@ bool endsWith(std::string_view text, std::string_view suffix) {
 }
 
 bool startsWithAny(std::string_view text, std::initializer_list<std::string_view> prefixes) {
-    return std::any_of(prefixes.begin(), prefixes.end(),
-                       [&](std::string_view prefix) { return startsWith(text, prefix); });
+    return std::any_of(
+        prefixes.begin(), prefixes.end(),
+        [&](std::string_view prefix) { return startsWith(text, prefix); });
 }
 
 bool isModuleFile(std::string_view name) {
@@ -48,18 +49,15 @@ bool isAnonymous(std::string_view name) {
 std::size_t printableLength(std::string_view text) {
     auto const byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     auto const lead = byte(0);
-    if (lead < 0x80) {
+    if (lead < 0x80)
         return lead < 0x20 || lead == 0x7f || lead == '\\' ? 0 : 1;
-    }
     std::size_t const length = lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
-    if (lead < 0xc2 || lead > 0xf4 || text.size() < length) {
+    if (lead < 0xc2 || lead > 0xf4 || text.size() < length)
         return 0;
-    }
     std::uint32_t code = lead & (0x7fU >> length);
     for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xc0U) != 0x80) {
+        if ((byte(i) & 0xc0U) != 0x80)
             return 0;
-        }
         code = code << 6 | (byte(i) & 0x3fU);
     }
     constexpr std::array<std::uint32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
@@ -73,22 +71,19 @@ std::size_t printableLength(std::string_view text) {
 } // namespace
 
 bool isSafeName(std::string_view name) {
-    if (name.empty() || name.size() > c_maxPath) {
+    if (name.empty() || name.size() > c_maxPath)
         return false;
-    }
     if (std::any_of(name.begin(), name.end(), [](char c) {
             auto const byte = static_cast<unsigned char>(c);
             return byte < 0x20 || byte == 0x7f;
-        })) {
+        }))
         return false;
-    }
     for (std::size_t at = name.find(".."); at != std::string_view::npos;
          at = name.find("..", at + 1)) {
         bool const starts = at == 0 || name[at - 1] == '/';
         bool const ends = at + 2 == name.size() || name[at + 2] == '/';
-        if (starts && ends) {
+        if (starts && ends)
             return false;
-        }
     }
     return true;
 }
@@ -117,27 +112,20 @@ std::string_view withoutDeletedMark(std::string_view name) {
 }
 
 ModuleKind classifyName(std::string_view name) {
-    if (startsWithAny(name, {"[vdso", "linux-vdso", "linux-gate"})) {
+    if (startsWithAny(name, {"[vdso", "linux-vdso", "linux-gate"}))
         return ModuleKind::vdso;
-    }
-    if (startsWith(name, "[vsyscall")) {
+    if (startsWith(name, "[vsyscall"))
         return ModuleKind::vsyscall;
-    }
-    if (isAnonymous(name)) {
+    if (isAnonymous(name))
         return ModuleKind::anonymous;
-    }
-    if (startsWith(name, "[guest.kernel")) {
+    if (startsWith(name, "[guest.kernel"))
         return ModuleKind::guest_kernel;
-    }
-    if (startsWith(name, "[kernel") || name == "kernel") {
+    if (startsWith(name, "[kernel") || name == "kernel")
         return ModuleKind::kernel;
-    }
-    if (startsWith(name, "bpf_prog_")) {
+    if (startsWith(name, "bpf_prog_"))
         return ModuleKind::bpf;
-    }
-    if (isModuleFile(name) || (name.front() == '[' && name.back() == ']' && name != "[exe]")) {
+    if (isModuleFile(name) || (name.front() == '[' && name.back() == ']' && name != "[exe]"))
         return ModuleKind::kernel_module;
-    }
     return endsWith(name, c_deleted) ? ModuleKind::deleted_file : ModuleKind::file;
 }
 

@@ -18,9 +18,8 @@ constexpr unsigned c_sampleIdAllFlag = 18;
 
 unsigned count(std::uint64_t type, std::initializer_list<std::uint64_t> bits) {
     unsigned present = 0;
-    for (auto const bit : bits) {
+    for (auto const bit : bits)
         present += (type & bit) != 0 ? 1 : 0;
-    }
     return present;
 }
 
@@ -32,9 +31,8 @@ unsigned trailerWords(std::uint64_t type) {
 
 /// The word @p back places before the end of the payload; 0 when it is shorter.
 std::uint64_t wordFromEnd(Cursor payload, unsigned back) {
-    if (payload.remaining() < 8ULL * back || back == 0) {
+    if (payload.remaining() < 8ULL * back || back == 0)
         return 0;
-    }
     payload.skip(payload.remaining() - 8ULL * back);
     return payload.u64();
 }
@@ -61,27 +59,24 @@ bool PerfDecoder::addAttr(std::string_view attr, std::vector<std::uint64_t> cons
     added.sample_type = in.u64();
     added.read_format = in.u64();
     added.sample_id_all = attrFlag(in.u64(), c_sampleIdAllFlag, m_bigEndian);
-    if (!in.ok()) {
+    if (!in.ok())
         return false;
-    }
     if (!m_attrs.empty()) {
         auto const& first = m_attrs.front();
         m_uniform = m_uniform && first.sample_type == added.sample_type &&
                     first.read_format == added.read_format &&
                     first.sample_id_all == added.sample_id_all;
     }
-    for (auto const id : ids) {
+    for (auto const id : ids)
         m_attrOfId[id] = m_attrs.size();
-    }
     m_attrs.push_back(added);
     return true;
 }
 
 PerfAttr const& PerfDecoder::attrOfSample(Cursor payload) const {
     auto const type = m_attrs.front().sample_type;
-    if (m_uniform || (type & (PERF_SAMPLE_IDENTIFIER | PERF_SAMPLE_ID)) == 0) {
+    if (m_uniform || (type & (PERF_SAMPLE_IDENTIFIER | PERF_SAMPLE_ID)) == 0)
         return m_attrs.front();
-    }
     if ((type & PERF_SAMPLE_IDENTIFIER) == 0) {
         payload.skip(8ULL * count(type, {PERF_SAMPLE_IP, PERF_SAMPLE_TID, PERF_SAMPLE_TIME,
                                          PERF_SAMPLE_ADDR}));
@@ -92,9 +87,8 @@ PerfAttr const& PerfDecoder::attrOfSample(Cursor payload) const {
 
 PerfAttr const& PerfDecoder::attrOfOther(Cursor payload) const {
     auto const type = m_attrs.front().sample_type;
-    if (m_uniform || (type & (PERF_SAMPLE_IDENTIFIER | PERF_SAMPLE_ID)) == 0) {
+    if (m_uniform || (type & (PERF_SAMPLE_IDENTIFIER | PERF_SAMPLE_ID)) == 0)
         return m_attrs.front();
-    }
     auto const back = (type & PERF_SAMPLE_IDENTIFIER) != 0
                           ? 1
                           : 1 + count(type, {PERF_SAMPLE_STREAM_ID, PERF_SAMPLE_CPU});
@@ -103,13 +97,11 @@ PerfAttr const& PerfDecoder::attrOfOther(Cursor payload) const {
 }
 
 std::uint64_t PerfDecoder::timeOfOther(Cursor payload) const {
-    if (m_attrs.empty()) {
+    if (m_attrs.empty())
         return 0;
-    }
     auto const& attr = attrOfOther(payload);
-    if (!attr.sample_id_all || (attr.sample_type & PERF_SAMPLE_TIME) == 0) {
+    if (!attr.sample_id_all || (attr.sample_type & PERF_SAMPLE_TIME) == 0)
         return 0;
-    }
     return wordFromEnd(payload, trailerWords(attr.sample_type & ~std::uint64_t{PERF_SAMPLE_TID}));
 }
 
@@ -153,9 +145,8 @@ void PerfDecoder::decodeSample(PerfEvent& event, Cursor& in) const {
     event.time = has(PERF_SAMPLE_TIME) ? in.u64() : 0;
     in.skip(8ULL * count(attr.sample_type, {PERF_SAMPLE_ADDR, PERF_SAMPLE_ID, PERF_SAMPLE_STREAM_ID,
                                             PERF_SAMPLE_CPU, PERF_SAMPLE_PERIOD}));
-    if (has(PERF_SAMPLE_READ)) {
+    if (has(PERF_SAMPLE_READ))
         skipReadFormat(in, attr.read_format);
-    }
     if (has(PERF_SAMPLE_CALLCHAIN)) {
         auto entries = Cursor(in);
         auto const length = entries.u64();
@@ -163,9 +154,8 @@ void PerfDecoder::decodeSample(PerfEvent& event, Cursor& in) const {
         in.skipEntries(length, 8);
         if (in.ok()) {
             event.call_chain.reserve(length);
-            for (std::uint64_t i = 0; i < length; ++i) {
+            for (std::uint64_t i = 0; i < length; ++i)
                 event.call_chain.push_back(entries.u64());
-            }
         }
     }
 }
@@ -177,9 +167,8 @@ std::optional<PerfEvent> PerfDecoder::decode(PerfRecord const& record, bool& dam
     switch (record.type) {
     case PERF_RECORD_MMAP:
     case PERF_RECORD_MMAP2:
-        if ((record.misc & PERF_RECORD_MISC_MMAP_DATA) != 0) {
+        if ((record.misc & PERF_RECORD_MISC_MMAP_DATA) != 0)
             return std::nullopt;
-        }
         decodeMap(record, event, in);
         break;
     case PERF_RECORD_KSYMBOL: {
@@ -201,14 +190,12 @@ std::optional<PerfEvent> PerfDecoder::decode(PerfRecord const& record, bool& dam
         event.pid = in.u32();
         event.parent = in.u32();
         // A process that perf found running is told as forked, but its mappings follow.
-        if (event.pid == event.parent || (record.misc & PERF_RECORD_MISC_FORK_EXEC) != 0) {
+        if (event.pid == event.parent || (record.misc & PERF_RECORD_MISC_FORK_EXEC) != 0)
             return std::nullopt;
-        }
         break;
     case PERF_RECORD_COMM:
-        if ((record.misc & PERF_RECORD_MISC_COMM_EXEC) == 0) {
+        if ((record.misc & PERF_RECORD_MISC_COMM_EXEC) == 0)
             return std::nullopt;
-        }
         event.kind = PerfEvent::Kind::exec;
         event.pid = in.u32();
         break;
@@ -216,9 +203,8 @@ std::optional<PerfEvent> PerfDecoder::decode(PerfRecord const& record, bool& dam
         event.kind = PerfEvent::Kind::mount_namespace;
         event.pid = in.u32();
         in.skip(4);
-        if (in.u64() <= MNT_NS_INDEX) {
+        if (in.u64() <= MNT_NS_INDEX)
             return std::nullopt;
-        }
         in.skip(16 * MNT_NS_INDEX + 8);
         event.address = in.u64();
         break;
@@ -234,12 +220,10 @@ std::optional<PerfEvent> PerfDecoder::decode(PerfRecord const& record, bool& dam
         return std::nullopt;
     }
     damaged = !in.ok();
-    if (damaged) {
+    if (damaged)
         return std::nullopt;
-    }
-    if (record.type != PERF_RECORD_SAMPLE) {
+    if (record.type != PERF_RECORD_SAMPLE)
         event.time = timeOfOther(record.payload);
-    }
     return event;
 }
 

@@ -84,9 +84,8 @@ private:
         auto data = section(in);
         section(in);
         std::vector<std::uint64_t> features;
-        for (unsigned i = 0; i < featureCount / 64; ++i) {
+        for (unsigned i = 0; i < featureCount / 64; ++i)
             features.push_back(in.u64());
-        }
         if (!in.ok()) {
             m_builder.error(in.offset(), "cut off in the file header");
             return;
@@ -100,9 +99,8 @@ private:
             data.size = m_content.size() - data.offset;
         }
         readRecords(clip(data, "the data section"), data.offset);
-        if (finished) {
+        if (finished)
             readFeatures(data, features);
-        }
     }
 
     static Section section(Cursor& in) {
@@ -116,9 +114,8 @@ private:
     std::string_view clip(Section const& wanted, std::string const& what) {
         auto const start = std::min<std::uint64_t>(wanted.offset, m_content.size());
         auto const size = std::min<std::uint64_t>(wanted.size, m_content.size() - start);
-        if (size < wanted.size) {
+        if (size < wanted.size)
             m_builder.error(start + size, what + " is cut off");
-        }
         return m_content.substr(start, size);
     }
 
@@ -144,9 +141,8 @@ private:
             values.push_back(ids.u64());
             ++m_idCount;
         }
-        if (!m_decoder.addAttr(attr, values)) {
+        if (!m_decoder.addAttr(attr, values))
             m_builder.error(offset, "an event attribute is too short");
-        }
     }
 
     /// All whole records of @p bytes, each given to @p take, which gives the number of bytes that
@@ -164,9 +160,8 @@ private:
                 m_lost = true;
                 return bytes.size();
             }
-            if (size > bytes.size() - at) {
+            if (size > bytes.size() - at)
                 break;
-            }
             auto const payload = in.bytes(size - c_recordHeader);
             std::uint64_t const trailing =
                 take(PerfRecord{type, misc, Cursor(payload, m_bigEndian)}, base + at);
@@ -177,25 +172,27 @@ private:
             }
             at += static_cast<std::size_t>(trailing);
         }
-        if (complete && at < bytes.size()) {
+        if (complete && at < bytes.size())
             m_builder.error(base + at, "a record is cut off");
-        }
         return at;
     }
 
     std::size_t readRecords(std::string_view bytes, std::uint64_t base, bool complete = true) {
-        return eachRecord(bytes, base, complete,
-                          [&](PerfRecord const& record, std::uint64_t offset) {
-                              return readRecord(record, offset);
-                          });
+        return eachRecord(
+            bytes, base, complete,
+            [&](PerfRecord const& record, std::uint64_t offset) {
+                return readRecord(record, offset);
+            });
     }
 
     /// The list in the build-id feature, whose records carry no type.
     void readBuildIds(std::string_view bytes, std::uint64_t base) {
-        eachRecord(bytes, base, true, [&](PerfRecord const& record, std::uint64_t offset) {
-            readBuildId(record, offset);
-            return std::uint64_t{0};
-        });
+        eachRecord(
+            bytes, base, true,
+            [&](PerfRecord const& record, std::uint64_t offset) {
+                readBuildId(record, offset);
+                return std::uint64_t{0};
+            });
     }
 
     /// The number of bytes that follow the record without being records.
@@ -256,16 +253,14 @@ private:
             m_zstdFailed = !m_zstd.next(packed, m_inflated);
             m_inflated.erase(0, readRecords(m_inflated, offset, false));
         }
-        if (m_zstdFailed) {
+        if (m_zstdFailed)
             m_builder.errorOnce(offset, m_zstd.error());
-        }
         m_inCompressed = false;
     }
 
     void endCompressed() {
-        if (!m_inflated.empty()) {
+        if (!m_inflated.empty())
             m_builder.error(m_compressedOffset, "the compressed records end within a record");
-        }
     }
 
     void readBuildId(PerfRecord const& record, std::uint64_t offset) {
@@ -301,9 +296,8 @@ private:
         auto const start = data.offset + data.size;
         Cursor in(m_content.substr(start), m_bigEndian, start);
         for (unsigned bit = 0; bit < featureCount; ++bit) {
-            if ((features[bit / 64] >> bit % 64 & 1) == 0) {
+            if ((features[bit / 64] >> bit % 64 & 1) == 0)
                 continue;
-            }
             auto const wanted = section(in);
             if (!in.ok()) {
                 m_builder.error(in.offset(), "the table of features is cut off");

@@ -74,9 +74,8 @@ void PerfSession::clear(Ranges& ranges, std::uint64_t start, std::uint64_t end) 
     if (next != ranges.begin()) {
         auto& before = std::prev(next)->second;
         if (before.end > start) {
-            if (before.end > end) {
+            if (before.end > end)
                 ranges.emplace(end, before);
-            }
             before.end = start;
         }
     }
@@ -94,9 +93,8 @@ PerfSession::PerfSession(ProfileBuilder& builder, std::size_t inputSize)
     : m_builder(builder), m_maxRanges(std::min(c_maxRanges, c_freeRanges + inputSize / 8)) {}
 
 void PerfSession::add(PerfEvent event) {
-    if (event.kind == PerfEvent::Kind::sample) {
+    if (event.kind == PerfEvent::Kind::sample)
         m_builder.profile().has_samples = true;
-    }
     if (event.time == 0 || event.time == c_farthest) {
         apply(event);
         return;
@@ -104,9 +102,8 @@ void PerfSession::add(PerfEvent event) {
     m_newest = std::max(m_newest, event.time);
     m_pendingBytes += sizeOf(event);
     m_pending.push_back(std::move(event));
-    if (m_pendingBytes > m_builder.options().max_pending) {
+    if (m_pendingBytes > m_builder.options().max_pending)
         flush(c_farthest);
-    }
 }
 
 void PerfSession::finishedRound() {
@@ -115,8 +112,9 @@ void PerfSession::finishedRound() {
 }
 
 void PerfSession::flush(std::uint64_t upTo) {
-    std::stable_sort(m_pending.begin(), m_pending.end(),
-                     [](PerfEvent const& a, PerfEvent const& b) { return a.time < b.time; });
+    std::stable_sort(
+        m_pending.begin(), m_pending.end(),
+        [](PerfEvent const& a, PerfEvent const& b) { return a.time < b.time; });
     auto const end = std::find_if(m_pending.begin(), m_pending.end(),
                                   [&](PerfEvent const& event) { return event.time > upTo; });
     std::for_each(m_pending.begin(), end, [&](PerfEvent const& event) {
@@ -144,14 +142,12 @@ void PerfSession::apply(PerfEvent const& event) {
         fork(event);
         break;
     case PerfEvent::Kind::exec:
-        if (auto* const target = space(spaceKey(event.cpu_mode, event.pid))) {
+        if (auto* const target = space(spaceKey(event.cpu_mode, event.pid)))
             target->ranges.reset();
-        }
         break;
     case PerfEvent::Kind::mount_namespace:
-        if (auto* const target = space(spaceKey(PERF_RECORD_MISC_USER, event.pid))) {
+        if (auto* const target = space(spaceKey(PERF_RECORD_MISC_USER, event.pid)))
             target->mount_namespace = event.address;
-        }
         m_firstNamespace = m_firstNamespace == 0 ? event.address : m_firstNamespace;
         break;
     case PerfEvent::Kind::sample:
@@ -162,9 +158,8 @@ void PerfSession::apply(PerfEvent const& event) {
 
 PerfSession::Space* PerfSession::space(std::uint64_t key) {
     auto const known = m_spaces.find(key);
-    if (known != m_spaces.end()) {
+    if (known != m_spaces.end())
         return &known->second;
-    }
     if (m_spaces.size() >= c_maxSpaces) {
         m_builder.errorOnce(0,
                             "more processes than a machine can have, the later ones are left out");
@@ -181,11 +176,10 @@ bool PerfSession::makeWritable(Space& space) {
         m_builder.errorOnce(0, "too many mappings, the later ones are not attributed");
         return false;
     }
-    if (!space.ranges) {
+    if (!space.ranges)
         space.ranges = std::make_shared<Ranges>();
-    } else if (shared) {
+    else if (shared)
         space.ranges = std::make_shared<Ranges>(*space.ranges);
-    }
     return true;
 }
 
@@ -196,9 +190,8 @@ std::uint32_t PerfSession::moduleOf(PerfEvent const& event, std::uint64_t mountN
     ModuleKey const key{withoutStartSymbol(mapping.name, kind), kind, mapping.build_id,
                         mountNamespace};
     auto const& identity = mapping.build_id.empty() ? mapping.inode : mapping.build_id;
-    if (mountNamespace == 0 || identity.empty()) {
+    if (mountNamespace == 0 || identity.empty())
         return m_builder.module(key);
-    }
     auto const known = m_files.find(identity + mapping.name);
     if (known != m_files.end()) {
         if (m_builder.profile().modules[known->second].mount_namespace != mountNamespace &&
@@ -210,26 +203,22 @@ std::uint32_t PerfSession::moduleOf(PerfEvent const& event, std::uint64_t mountN
     }
     auto const index = m_builder.module(key);
     m_fileBytes += identity.size() + mapping.name.size() + sizeof(std::string);
-    if (index != ProfileBuilder::none && m_fileBytes <= m_builder.options().max_names) {
+    if (index != ProfileBuilder::none && m_fileBytes <= m_builder.options().max_names)
         m_files.emplace(identity + mapping.name, index);
-    }
     return index;
 }
 
 void PerfSession::map(PerfEvent const& event) {
     auto* const target = space(spaceKey(event.cpu_mode, event.pid));
-    if (target == nullptr) {
+    if (target == nullptr)
         return;
-    }
     bool const kernel = event.cpu_mode == PERF_RECORD_MISC_KERNEL;
     auto const module = moduleOf(event, target->mount_namespace);
     auto const length = event.length == 0 && kernel ? c_farthest : event.length;
-    if (module == ProfileBuilder::none || length == 0 || !makeWritable(*target)) {
+    if (module == ProfileBuilder::none || length == 0 || !makeWritable(*target))
         return;
-    }
-    if (auto& pid = m_builder.profile().modules[module].pid; pid == 0 && !kernel) {
+    if (auto& pid = m_builder.profile().modules[module].pid; pid == 0 && !kernel)
         pid = event.pid;
-    }
     auto const end = event.address + std::min(length, c_farthest - event.address);
     clear(*target->ranges, event.address, end);
     (*target->ranges)[event.address] = {end, module};
@@ -246,30 +235,26 @@ void PerfSession::unmap(PerfEvent const& event) {
 void PerfSession::fork(PerfEvent const& event) {
     auto const parent = m_spaces.find(spaceKey(event.cpu_mode, event.parent));
     auto const inherited = parent == m_spaces.end() ? Space{} : parent->second;
-    if (auto* const child = space(spaceKey(event.cpu_mode, event.pid))) {
+    if (auto* const child = space(spaceKey(event.cpu_mode, event.pid)))
         *child = inherited;
-    }
 }
 
 std::uint32_t PerfSession::findIn(std::uint64_t key, std::uint64_t address) const {
     auto const found = m_spaces.find(key);
-    if (found == m_spaces.end() || !found->second.ranges) {
+    if (found == m_spaces.end() || !found->second.ranges)
         return ProfileBuilder::none;
-    }
     auto const& ranges = *found->second.ranges;
     auto const after = ranges.upper_bound(address);
-    if (after == ranges.begin() || address >= std::prev(after)->second.end) {
+    if (after == ranges.begin() || address >= std::prev(after)->second.end)
         return ProfileBuilder::none;
-    }
     return std::prev(after)->second.module;
 }
 
 std::uint32_t PerfSession::find(std::uint8_t cpuMode, std::uint32_t pid,
                                 std::uint64_t address) const {
     auto const found = findIn(spaceKey(cpuMode, pid), address);
-    if (found != ProfileBuilder::none) {
+    if (found != ProfileBuilder::none)
         return found;
-    }
     switch (cpuMode) {
     case PERF_RECORD_MISC_CPUMODE_UNKNOWN:
         return findIn(spaceKey(PERF_RECORD_MISC_KERNEL, pid), address);
@@ -287,20 +272,18 @@ void PerfSession::sample(PerfEvent const& event) {
     auto const module =
         event.has_address ? find(event.cpu_mode, event.pid, event.address) : ProfileBuilder::none;
     auto& profile = m_builder.profile();
-    if (module == ProfileBuilder::none) {
+    if (module == ProfileBuilder::none)
         ++profile.unattributed_samples;
-    } else {
+    else
         ++profile.modules[module].samples;
-    }
     countCallers(event, module);
 }
 
 void PerfSession::countCallers(PerfEvent const& event, std::uint32_t own) {
     auto& modules = m_builder.profile().modules;
     m_lastSampleOfModule.resize(modules.size());
-    if (own != ProfileBuilder::none) {
+    if (own != ProfileBuilder::none)
         m_lastSampleOfModule[own] = m_sampleCount;
-    }
     auto mode = event.cpu_mode;
     for (auto const address : event.call_chain) {
         switch (address) {
@@ -319,9 +302,8 @@ void PerfSession::countCallers(PerfEvent const& event, std::uint32_t own) {
         default:
             break;
         }
-        if (address >= PERF_CONTEXT_MAX) {
+        if (address >= PERF_CONTEXT_MAX)
             continue;
-        }
         auto const module = find(mode, event.pid, address);
         if (module != ProfileBuilder::none && m_lastSampleOfModule[module] != m_sampleCount) {
             m_lastSampleOfModule[module] = m_sampleCount;
@@ -332,11 +314,9 @@ void PerfSession::countCallers(PerfEvent const& event, std::uint32_t own) {
 
 void PerfSession::applyNamespaces() {
     auto const host = hostNamespace();
-    for (auto const& [module, inode] : m_alsoIn) {
-        if (inode == host) {
+    for (auto const& [module, inode] : m_alsoIn)
+        if (inode == host)
             m_builder.profile().modules[module].mount_namespace = host;
-        }
-    }
     m_builder.setHostNamespace(host);
 }
 
@@ -362,9 +342,8 @@ void PerfSession::addBuildId(std::uint8_t cpuMode, std::uint32_t pid, std::strin
 /// A name gives its build-id to the mapping that is recorded without one; a name with several
 /// stands for several files.
 void PerfSession::applyBuildIds() {
-    if (m_buildIds.empty()) {
+    if (m_buildIds.empty())
         return;
-    }
     std::unordered_map<std::string, std::vector<std::uint32_t>> open;
     auto const& modules = m_builder.profile().modules;
     auto const keyOf = [](std::string_view name, ModuleKind kind) {
@@ -374,27 +353,23 @@ void PerfSession::applyBuildIds() {
     };
     // Served from the back: the recording machine's own files first, each in order of appearance.
     for (bool const own : {false, true}) {
-        for (auto i = static_cast<std::uint32_t>(modules.size()); i-- > 0;) {
-            if (modules[i].build_id.empty() && (modules[i].mount_namespace == 0) == own) {
+        for (auto i = static_cast<std::uint32_t>(modules.size()); i-- > 0;)
+            if (modules[i].build_id.empty() && (modules[i].mount_namespace == 0) == own)
                 open[keyOf(modules[i].name, modules[i].kind)].push_back(i);
-            }
-        }
     }
     for (auto const& one : m_buildIds) {
         auto const name = withoutStartSymbol(one.name, one.kind);
         auto const waiting = open.find(keyOf(name, one.kind));
-        if (m_builder.findModule({name, one.kind, one.build_id, 0}) != ProfileBuilder::none) {
+        if (m_builder.findModule({name, one.kind, one.build_id, 0}) != ProfileBuilder::none)
             continue;
-        }
         if (waiting != open.end() && !waiting->second.empty()) {
             m_builder.setBuildId(waiting->second.back(), one.build_id);
             waiting->second.pop_back();
             continue;
         }
         auto const index = m_builder.module({name, one.kind, one.build_id, 0});
-        if (index != ProfileBuilder::none && one.pid != c_noProcess) {
+        if (index != ProfileBuilder::none && one.pid != c_noProcess)
             m_builder.profile().modules[index].pid = one.pid;
-        }
     }
 }
 

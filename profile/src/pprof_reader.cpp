@@ -39,9 +39,8 @@ public:
     explicit Fields(std::string_view message) : m_message(message) {}
 
     Step next() {
-        if (m_position == m_message.size()) {
+        if (m_position == m_message.size())
             return Step::end;
-        }
         m_start = m_position;
         auto const left = m_message.size() - m_position;
         auto const visible = std::min<std::size_t>(left, std::numeric_limits<int>::max());
@@ -72,9 +71,8 @@ public:
             read = false;
         }
         auto const header = static_cast<std::size_t>(in.CurrentPosition());
-        if (!read || size > left - header) {
+        if (!read || size > left - header)
             return Step::damaged;
-        }
         m_content = m_message.substr(m_position + header, static_cast<std::size_t>(size));
         m_position += header + m_content.size();
         return Step::field;
@@ -101,15 +99,12 @@ public:
     void read(std::string_view message) {
         collect(message);
         nameModules();
-        for (auto const& [id, location] : m_locations) {
+        for (auto const& [id, location] : m_locations)
             addSources(location);
-        }
         Fields fields(message);
-        while (fields.next() == Fields::Step::field) {
-            if (fields.number() == fieldSample && fields.wireType() == wireBytes) {
+        while (fields.next() == Fields::Step::field)
+            if (fields.number() == fieldSample && fields.wireType() == wireBytes)
                 countSample(fields);
-            }
-        }
     }
 
 private:
@@ -127,9 +122,8 @@ private:
     bool parse(Fields const& fields, Message& message) {
         auto const content = fields.content();
         if (content.size() <= std::numeric_limits<int>::max() &&
-            message.ParseFromArray(content.data(), static_cast<int>(content.size()))) {
+            message.ParseFromArray(content.data(), static_cast<int>(content.size())))
             return true;
-        }
         m_builder.error(fields.offset(), "a damaged part of the profile");
         return false;
     }
@@ -138,30 +132,25 @@ private:
     void collect(std::string_view message) {
         Fields fields(message);
         auto step = fields.next();
-        for (; step == Fields::Step::field; step = fields.next()) {
-            if (fields.wireType() == wireBytes) {
+        for (; step == Fields::Step::field; step = fields.next())
+            if (fields.wireType() == wireBytes)
                 collectField(fields);
-            }
-        }
-        if (step == Fields::Step::damaged) {
+        if (step == Fields::Step::damaged)
             m_builder.error(fields.offset(), "the profile is damaged or ends early from here on");
-        }
     }
 
     void collectField(Fields const& fields) {
         switch (fields.number()) {
         case fieldSampleType: {
             wire::ValueType type;
-            if (parse(fields, type)) {
+            if (parse(fields, type))
                 m_units.push_back(type.unit());
-            }
             break;
         }
         case fieldMapping: {
             wire::Mapping mapping;
-            if (parse(fields, mapping)) {
+            if (parse(fields, mapping))
                 m_mappings.push_back({mapping.id(), mapping.filename(), mapping.build_id()});
-            }
             break;
         }
         case fieldLocation: {
@@ -169,17 +158,15 @@ private:
             if (parse(fields, location)) {
                 auto& kept = m_locations[location.id()];
                 kept.mapping = location.mapping_id();
-                for (auto const& line : location.line()) {
+                for (auto const& line : location.line())
                     kept.functions.push_back(line.function_id());
-                }
             }
             break;
         }
         case fieldFunction: {
             wire::Function function;
-            if (parse(fields, function)) {
+            if (parse(fields, function))
                 m_functions[function.id()] = function.filename();
-            }
             break;
         }
         case fieldString:
@@ -200,17 +187,14 @@ private:
             auto const name = string(mapping.file);
             // Writers without a GNU build-id put text of their own there; only hexadecimal counts.
             auto const id = buildIdFromHex(string(mapping.build_id));
-            if (name.empty() && !isBuildId(id)) {
+            if (name.empty() && !isBuildId(id))
                 continue;
-            }
             auto const kind = name.empty() ? ModuleKind::file : classifyName(name);
             m_modules[mapping.id] = m_builder.module({name, kind, id, 0});
         }
-        for (std::size_t i = 0; i < m_units.size() && !m_countedValue; ++i) {
-            if (string(m_units[i]) == "count") {
+        for (std::size_t i = 0; i < m_units.size() && !m_countedValue; ++i)
+            if (string(m_units[i]) == "count")
                 m_countedValue = static_cast<int>(i);
-            }
-        }
     }
 
     std::uint32_t moduleOf(std::uint64_t mapping) const {
@@ -220,18 +204,15 @@ private:
 
     void addSources(Location const& location) {
         auto const module = moduleOf(location.mapping);
-        for (auto const id : location.functions) {
-            if (auto const found = m_functions.find(id); found != m_functions.end()) {
+        for (auto const id : location.functions)
+            if (auto const found = m_functions.find(id); found != m_functions.end())
                 m_builder.addSource(module, string(found->second));
-            }
-        }
     }
 
     /// A profile that counts nothing, as one of bytes alone, counts its stacks.
     std::uint64_t weight(wire::Sample const& sample) const {
-        if (!m_countedValue) {
+        if (!m_countedValue)
             return 1;
-        }
         auto const known = *m_countedValue < sample.value_size();
         auto const value = known ? sample.value(*m_countedValue) : 0;
         return value > 0 ? static_cast<std::uint64_t>(value) : 0;
@@ -281,13 +262,11 @@ bool looksLikePprof(std::string_view content) {
     Fields fields(content);
     for (int i = 0; i < judgedFields; ++i) {
         auto const step = fields.next();
-        if (step != Fields::Step::field) {
+        if (step != Fields::Step::field)
             return step == Fields::Step::end && i > 0;
-        }
         bool const isMessage = fields.number() >= fieldSampleType && fields.number() <= fieldString;
-        if (fields.number() > fieldLast || (isMessage && fields.wireType() != wireBytes)) {
+        if (fields.number() > fieldLast || (isMessage && fields.wireType() != wireBytes))
             return false;
-        }
     }
     return true;
 }
@@ -298,9 +277,8 @@ Profile readPprof(std::string_view content, ReadOptions const& options) {
     if (content.substr(0, 2) == "\x1f\x8b") {
         auto const unpacked =
             gunzip(content, unpackLimit(options, options.max_unpacked, content.size()));
-        if (!unpacked.error.empty()) {
+        if (!unpacked.error.empty())
             builder.error(unpacked.offset, unpacked.error);
-        }
         PprofReader(builder).read(unpacked.content);
     } else {
         PprofReader(builder).read(content);

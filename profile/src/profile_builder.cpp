@@ -36,9 +36,8 @@ std::string buildIdFromHex(std::string_view text) {
     for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
         std::uint8_t value = 0;
         auto const end = text.data() + i + 2;
-        if (std::from_chars(text.data() + i, end, value, 16).ptr != end) {
+        if (std::from_chars(text.data() + i, end, value, 16).ptr != end)
             return {};
-        }
         bytes.push_back(static_cast<char>(value));
     }
     return text.size() % 2 == 0 && isBuildId(bytes) ? bytes : std::string();
@@ -52,9 +51,8 @@ std::string ProfileBuilder::indexKey(ModuleKey const& key) {
     text.append(key.name).push_back('\0');
     text.push_back(static_cast<char>(key.kind));
     text.append(std::to_string(key.mount_namespace)).push_back('\0');
-    if (isBuildId(key.build_id)) {
+    if (isBuildId(key.build_id))
         text.append(key.build_id);
-    }
     return text;
 }
 
@@ -74,23 +72,20 @@ std::uint32_t ProfileBuilder::findModule(ModuleKey const& key) const {
 
 std::uint32_t ProfileBuilder::module(ModuleKey const& key) {
     auto text = indexKey(key);
-    if (auto const found = m_modules.find(text); found != m_modules.end()) {
+    if (auto const found = m_modules.find(text); found != m_modules.end())
         return found->second;
-    }
     if (key.name.size() > c_maxName) {
         errorOnce(0, "a name of more than 65536 bytes is left out");
         return none;
     }
-    if (!charge(2 * text.size() + sizeof(Module))) {
+    if (!charge(2 * text.size() + sizeof(Module)))
         return none;
-    }
     Module added;
     added.name = key.name;
     added.kind = key.kind;
     added.mount_namespace = key.mount_namespace;
-    if (isBuildId(key.build_id)) {
+    if (isBuildId(key.build_id))
         added.build_id.assign(key.build_id.begin(), key.build_id.end());
-    }
     auto const index = static_cast<std::uint32_t>(m_profile.modules.size());
     m_profile.modules.push_back(std::move(added));
     m_modules.emplace(std::move(text), index);
@@ -105,19 +100,16 @@ void ProfileBuilder::setBuildId(std::uint32_t index, std::string_view buildId) {
 }
 
 void ProfileBuilder::setHostNamespace(std::uint64_t inode) {
-    if (inode == 0) {
+    if (inode == 0)
         return;
-    }
     std::vector<Module> kept;
     std::vector<Module> own;
-    for (auto& one : m_profile.modules) {
+    for (auto& one : m_profile.modules)
         (one.mount_namespace == inode ? own : kept).push_back(std::move(one));
-    }
     m_profile.modules = std::move(kept);
     m_modules.clear();
-    for (std::uint32_t i = 0; i < m_profile.modules.size(); ++i) {
+    for (std::uint32_t i = 0; i < m_profile.modules.size(); ++i)
         m_modules.emplace(indexKey(keyOf(m_profile.modules[i])), i);
-    }
     for (auto& one : own) {
         one.mount_namespace = 0;
         auto const index = module(keyOf(one));
@@ -131,48 +123,43 @@ void ProfileBuilder::setHostNamespace(std::uint64_t inode) {
 }
 
 void ProfileBuilder::addSource(std::uint32_t module, std::string_view file) {
-    if (file.empty() || file.size() > c_maxName) {
+    if (file.empty() || file.size() > c_maxName)
         return;
-    }
     std::string text(file);
     auto found = m_sources.find(text);
     if (found == m_sources.end()) {
-        if (!charge(2 * text.size() + 2 * sizeof(std::string))) {
+        if (!charge(2 * text.size() + 2 * sizeof(std::string)))
             return;
-        }
         m_profile.source_files.push_back(text);
         auto const index = static_cast<std::uint32_t>(m_profile.source_files.size() - 1);
         found = m_sources.emplace(std::move(text), index).first;
     }
-    if (module == none) {
+    if (module == none)
         return;
-    }
     auto& listed = m_profile.modules[module].source_files;
-    if (listed.empty() || listed.back() != found->second) {
+    if (listed.empty() || listed.back() != found->second)
         listed.push_back(found->second);
-    }
 }
 
 void ProfileBuilder::error(std::uint64_t offset, std::string message) {
-    if (m_profile.errors.size() < c_maxErrors) {
+    if (m_profile.errors.size() < c_maxErrors)
         m_profile.errors.push_back({offset, std::move(message)});
-    } else {
+    else
         ++m_droppedErrors;
-    }
 }
 
 void ProfileBuilder::errorOnce(std::uint64_t offset, std::string const& message) {
-    if (m_told.emplace(message, true).second) {
+    if (m_told.emplace(message, true).second)
         error(offset, message);
-    }
 }
 
 Profile ProfileBuilder::take(std::function<bool(Module const&)> const& keep) {
     auto& modules = m_profile.modules;
     if (keep) {
-        modules.erase(std::remove_if(modules.begin(), modules.end(),
-                                     [&](Module const& one) { return !keep(one); }),
-                      modules.end());
+        modules.erase(
+            std::remove_if(
+                modules.begin(), modules.end(), [&](Module const& one) { return !keep(one); }),
+            modules.end());
     }
     for (auto& one : modules) {
         auto& listed = one.source_files;

@@ -38,9 +38,8 @@ public:
         : m_owned(path != "-")
         , m_descriptor(m_owned ? ::open(path.c_str(), O_RDONLY | O_CLOEXEC) : STDIN_FILENO) {}
     ~File() {
-        if (m_owned && m_descriptor >= 0) {
+        if (m_owned && m_descriptor >= 0)
             ::close(m_descriptor);
-        }
     }
     File(File const&) = delete;
     File& operator=(File const&) = delete;
@@ -57,9 +56,8 @@ public:
     Mapping(int file, std::size_t size)
         : m_size(size), m_start(::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0)) {}
     ~Mapping() {
-        if (valid()) {
+        if (valid())
             ::munmap(m_start, m_size);
-        }
     }
     Mapping(Mapping const&) = delete;
     Mapping& operator=(Mapping const&) = delete;
@@ -78,15 +76,12 @@ int readStream(int file, std::uint64_t limit, std::string& content) {
     while (content.size() < limit) {
         auto const wanted = std::min<std::uint64_t>(block.size(), limit - content.size());
         auto const got = ::read(file, block.data(), wanted);
-        if (got < 0 && errno != EINTR) {
+        if (got < 0 && errno != EINTR)
             return errno;
-        }
-        if (got == 0) {
+        if (got == 0)
             return 0;
-        }
-        if (got > 0) {
+        if (got > 0)
             content.append(block.data(), static_cast<std::size_t>(got));
-        }
     }
     return EFBIG;
 }
@@ -94,20 +89,16 @@ int readStream(int file, std::uint64_t limit, std::string& content) {
 } // namespace
 
 char const* formatName(Format format) {
-    for (auto const& [known, name] : c_formats) {
-        if (known == format) {
+    for (auto const& [known, name] : c_formats)
+        if (known == format)
             return name;
-        }
-    }
     return "";
 }
 
 std::optional<Format> formatFromName(std::string const& name) {
-    for (auto const& [format, known] : c_formats) {
-        if (name == known) {
+    for (auto const& [format, known] : c_formats)
+        if (name == known)
             return format;
-        }
-    }
     return std::nullopt;
 }
 
@@ -141,30 +132,24 @@ char const* kindName(ModuleKind kind) {
 
 std::optional<Format> detectFormat(std::string_view content) {
     auto const magic = content.substr(0, 8);
-    if (magic == "PERFILE2" || magic == "2ELIFREP" || magic == "PERFFILE") {
+    if (magic == "PERFILE2" || magic == "2ELIFREP" || magic == "PERFFILE")
         return Format::perf_data;
-    }
-    if (content.substr(0, 4) == "\177ELF") {
+    if (content.substr(0, 4) == "\177ELF")
         return Format::core;
-    }
-    if (content.substr(0, 2) == "\x1f\x8b" || looksLikePprof(content)) {
+    if (content.substr(0, 2) == "\x1f\x8b" || looksLikePprof(content))
         return Format::pprof;
-    }
     constexpr std::size_t judged = 4096;
-    if (content.empty() || content.substr(0, judged).find('\0') != std::string_view::npos) {
+    if (content.empty() || content.substr(0, judged).find('\0') != std::string_view::npos)
         return std::nullopt;
-    }
     return detectText(content);
 }
 
 Profile readProfile(std::string_view content, ReadOptions const& options) {
-    if (content.empty()) {
+    if (content.empty())
         return failed(0, "the input is empty");
-    }
     auto const format = options.format ? options.format : detectFormat(content);
-    if (!format) {
+    if (!format)
         return failed(0, "the content is of no known kind of profile");
-    }
     switch (*format) {
     case Format::perf_data:
         return readPerfData(content, options);
@@ -180,20 +165,17 @@ Profile readProfile(std::string_view content, ReadOptions const& options) {
 Profile readProfileFile(std::string const& path, ReadOptions const& options) {
     File const file(path);
     struct stat status {};
-    if (file.get() < 0 || ::fstat(file.get(), &status) != 0) {
+    if (file.get() < 0 || ::fstat(file.get(), &status) != 0)
         return failed(0, std::string("cannot be opened: ") + std::strerror(errno));
-    }
     if (S_ISREG(status.st_mode) && status.st_size > 0 && ::lseek(file.get(), 0, SEEK_CUR) == 0) {
         Mapping const mapping(file.get(), static_cast<std::size_t>(status.st_size));
-        if (mapping.valid()) {
+        if (mapping.valid())
             return readProfile(mapping.content(), options);
-        }
     }
     std::string content;
     auto const error = readStream(file.get(), options.max_stream, content);
-    if (error != 0 && content.empty()) {
+    if (error != 0 && content.empty())
         return failed(0, std::string("cannot be read: ") + std::strerror(error));
-    }
     auto profile = readProfile(content, options);
     if (error != 0) {
         profile.errors.push_back(

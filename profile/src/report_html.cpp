@@ -39,22 +39,19 @@ std::string markup(std::string_view text) {
 std::string scriptData(std::string const& json) {
     std::string result;
     result.reserve(json.size());
-    for (char const c : json) {
-        if (c == '<') {
+    for (char const c : json)
+        if (c == '<')
             result += "\\u003c";
-        } else {
+        else
             result += c;
-        }
-    }
     return result;
 }
 
 void writeModuleRow(std::ostream& out, ModuleResolution const& resolution, bool hasSamples) {
     bool const found = resolution.binary && resolution.binary->found();
     out << "<tr><td>";
-    if (hasSamples) {
+    if (hasSamples)
         out << resolution.module.samples;
-    }
     out << "</td><td>" << moduleStatusName(resolution.status) << "</td><td>"
         << markup(displayName(resolution.module.name)) << "</td><td>"
         << markup(found ? displayName(resolution.binary->path) : statusReason(resolution))
@@ -71,11 +68,9 @@ void writeHtml(std::ostream& out, std::vector<ProfileResolution> const& resoluti
         page.remove_prefix(at + mark.size());
     };
     writeUpTo("<!--modules-->");
-    for (ProfileResolution const& resolution : resolutions) {
-        for (ModuleResolution const& module : resolution.modules) {
+    for (ProfileResolution const& resolution : resolutions)
+        for (ModuleResolution const& module : resolution.modules)
             writeModuleRow(out, module, resolution.profile.has_samples);
-        }
-    }
     writeUpTo("<!--documents-->");
     char const* separator = "[";
     for (ProfileResolution const& resolution : resolutions) {

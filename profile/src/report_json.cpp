@@ -65,17 +65,15 @@ void putBytes(ordered_json& object, std::string const& key, std::string const& b
     std::string text = displayName(bytes);
     bool const escaped = text != bytes;
     object[key] = std::move(text);
-    if (escaped) {
+    if (escaped)
         object[key + "_escaped"] = true;
-    }
 }
 
 void putBytesOrNull(ordered_json& object, std::string const& key, std::string const& bytes) {
-    if (bytes.empty()) {
+    if (bytes.empty())
         object[key] = nullptr;
-    } else {
+    else
         putBytes(object, key, bytes);
-    }
 }
 
 /// A text for a person, which nobody turns back into bytes.
@@ -117,9 +115,8 @@ ordered_json fileJson(FileResolution const& file) {
     putIdentity(object["identity"], file.identity);
     object["reason"] = printable(missingReason(file));
     auto& rejected = object["rejected"] = ordered_json::array();
-    for (RefusedCandidate const& candidate : file.refused) {
+    for (RefusedCandidate const& candidate : file.refused)
         rejected.push_back(refusedJson(candidate));
-    }
     object["elapsed_us"] = file.elapsed_us;
     return object;
 }
@@ -159,9 +156,8 @@ ordered_json summaryJson(ProfileResolution const& resolution) {
             {"modules", total.modules},
             {"samples", hasSamples ? ordered_json(total.samples) : ordered_json()}};
     }
-    if (hasSamples) {
+    if (hasSamples)
         object["samples"] = samples;
-    }
     object["unattributed_samples"] = resolution.profile.unattributed_samples;
     return object;
 }
@@ -177,9 +173,8 @@ ordered_json sourceJson(SourceResolution const& source) {
 template <class List, class Convert>
 ordered_json arrayOf(List const& list, Convert convert) {
     auto array = ordered_json::array();
-    for (auto const& element : list) {
+    for (auto const& element : list)
         array.push_back(convert(element));
-    }
     return array;
 }
 
@@ -196,9 +191,11 @@ std::string toJson(ProfileResolution const& resolution) {
     document["architecture"] = words(profile.architecture);
     document["elapsed_us"] = resolution.elapsed_us;
     document["summary"] = summaryJson(resolution);
-    document["errors"] = arrayOf(profile.errors, [](ReadError const& error) {
-        return ordered_json{{"offset", error.offset}, {"message", displayName(error.message)}};
-    });
+    document["errors"] = arrayOf(
+        profile.errors,
+        [](ReadError const& error) {
+            return ordered_json{{"offset", error.offset}, {"message", displayName(error.message)}};
+        });
     document["modules"] = arrayOf(resolution.modules, [&](ModuleResolution const& module) {
         return moduleJson(module, profile.has_samples);
     });

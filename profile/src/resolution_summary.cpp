@@ -11,12 +11,10 @@ namespace {
 /// The library refuses a file that is not there before any validator sees it, so such a candidate
 /// carries no identity.
 int weight(RefusedCandidate const& candidate) {
-    if (!candidate.identity.expected.empty() && !candidate.identity.actual.empty()) {
+    if (!candidate.identity.expected.empty() && !candidate.identity.actual.empty())
         return 3;
-    }
-    if (candidate.identity.kind != IdentityKind::none) {
+    if (candidate.identity.kind != IdentityKind::none)
         return 2;
-    }
     return candidate.message.empty() ? 0 : 1;
 }
 
@@ -66,16 +64,13 @@ RefusedCandidate const* mostTellingRefusal(FileResolution const& file) {
 }
 
 std::string missingReason(FileResolution const& file) {
-    if (file.found()) {
+    if (file.found())
         return {};
-    }
     RefusedCandidate const* const refusal = mostTellingRefusal(file);
-    if (refusal == nullptr) {
+    if (refusal == nullptr)
         return "No file of this name was met.";
-    }
-    if (refusal->message.empty()) {
+    if (refusal->message.empty())
         return displayName(refusal->path) + " was refused.";
-    }
     bool const named = refusal->message.find(refusal->path) != std::string::npos;
     return displayName(named ? refusal->message : refusal->path + ": " + refusal->message);
 }

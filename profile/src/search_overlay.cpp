@@ -62,23 +62,29 @@ bool SuggestingCallback::start(char const* fileName, IStringContainer& suggestio
 }
 
 bool SuggestingCallback::binFileSearchStarted(char const* fileName, IStringContainer& suggestions) {
-    return start(fileName, suggestions, [&](ISearchStartedCallback& callback) {
-        return callback.binFileSearchStarted(fileName, suggestions);
-    });
+    return start(
+        fileName, suggestions,
+        [&](ISearchStartedCallback& callback) {
+            return callback.binFileSearchStarted(fileName, suggestions);
+        });
 }
 
 bool SuggestingCallback::symFileSearchStarted(char const* fileName, char const* binaryName,
                                               char const* checksum, IStringContainer& suggestions) {
-    return start(fileName, suggestions, [&](ISearchStartedCallback& callback) {
-        return callback.symFileSearchStarted(fileName, binaryName, checksum, suggestions);
-    });
+    return start(
+        fileName, suggestions,
+        [&](ISearchStartedCallback& callback) {
+            return callback.symFileSearchStarted(fileName, binaryName, checksum, suggestions);
+        });
 }
 
 bool SuggestingCallback::srcFileSearchStarted(char const* fileName, char const* binaryName,
                                               char const* checksum, IStringContainer& suggestions) {
-    return start(fileName, suggestions, [&](ISearchStartedCallback& callback) {
-        return callback.srcFileSearchStarted(fileName, binaryName, checksum, suggestions);
-    });
+    return start(
+        fileName, suggestions,
+        [&](ISearchStartedCallback& callback) {
+            return callback.srcFileSearchStarted(fileName, binaryName, checksum, suggestions);
+        });
 }
 
 template <class Ask>
@@ -93,25 +99,29 @@ ObjectPtr<IValidFile> ChoosingCallback::choose(IValidFileIterator& files, Ask co
 
 ObjectPtr<IValidFile> ChoosingCallback::binFilesFound(char const* fileName,
                                                       IValidFileIterator& files) {
-    return choose(files, [&](IFilesFoundCallback& callback) {
-        return callback.binFilesFound(fileName, files);
-    });
+    return choose(
+        files,
+        [&](IFilesFoundCallback& callback) { return callback.binFilesFound(fileName, files); });
 }
 
 ObjectPtr<IValidFile> ChoosingCallback::symFilesFound(char const* fileName, char const* binaryName,
                                                       char const* checksum,
                                                       IValidFileIterator& files) {
-    return choose(files, [&](IFilesFoundCallback& callback) {
-        return callback.symFilesFound(fileName, binaryName, checksum, files);
-    });
+    return choose(
+        files,
+        [&](IFilesFoundCallback& callback) {
+            return callback.symFilesFound(fileName, binaryName, checksum, files);
+        });
 }
 
 ObjectPtr<IValidFile> ChoosingCallback::srcFilesFound(char const* fileName, char const* binaryName,
                                                       char const* checksum,
                                                       IValidFileIterator& files) {
-    return choose(files, [&](IFilesFoundCallback& callback) {
-        return callback.srcFilesFound(fileName, binaryName, checksum, files);
-    });
+    return choose(
+        files,
+        [&](IFilesFoundCallback& callback) {
+            return callback.srcFilesFound(fileName, binaryName, checksum, files);
+        });
 }
 
 template <class Ask>
@@ -132,27 +142,33 @@ ObjectPtr<IValidFile> RecordingCallback::noBinFilesFound(char const* fileName,
                                                          IValidator& validator,
                                                          IInvalidFileIterator& invalidFiles,
                                                          IValidFileIterator& validFiles) {
-    return record(invalidFiles, validFiles, [&](INoFilesFoundCallback& callback) {
-        return callback.noBinFilesFound(fileName, validator, invalidFiles, validFiles);
-    });
+    return record(
+        invalidFiles, validFiles,
+        [&](INoFilesFoundCallback& callback) {
+            return callback.noBinFilesFound(fileName, validator, invalidFiles, validFiles);
+        });
 }
 
 ObjectPtr<IValidFile> RecordingCallback::noSymFilesFound(
     char const* fileName, char const* binaryName, char const* checksum, IValidator& validator,
     IInvalidFileIterator& invalidFiles, IValidFileIterator& validFiles) {
-    return record(invalidFiles, validFiles, [&](INoFilesFoundCallback& callback) {
-        return callback.noSymFilesFound(fileName, binaryName, checksum, validator, invalidFiles,
-                                        validFiles);
-    });
+    return record(
+        invalidFiles, validFiles,
+        [&](INoFilesFoundCallback& callback) {
+            return callback.noSymFilesFound(fileName, binaryName, checksum, validator, invalidFiles,
+                                            validFiles);
+        });
 }
 
 ObjectPtr<IValidFile> RecordingCallback::noSrcFilesFound(
     char const* fileName, char const* binaryName, char const* checksum, IValidator& validator,
     IInvalidFileIterator& invalidFiles, IValidFileIterator& validFiles) {
-    return record(invalidFiles, validFiles, [&](INoFilesFoundCallback& callback) {
-        return callback.noSrcFilesFound(fileName, binaryName, checksum, validator, invalidFiles,
-                                        validFiles);
-    });
+    return record(
+        invalidFiles, validFiles,
+        [&](INoFilesFoundCallback& callback) {
+            return callback.noSrcFilesFound(fileName, binaryName, checksum, validator, invalidFiles,
+                                            validFiles);
+        });
 }
 
 } // namespace lokata::profile

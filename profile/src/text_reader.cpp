@@ -17,16 +17,14 @@ public:
     explicit Lines(std::string_view content) : m_content(content) {}
 
     bool next(std::string_view& line) {
-        if (m_next >= m_content.size()) {
+        if (m_next >= m_content.size())
             return false;
-        }
         m_offset = m_next;
         auto const end = m_content.find('\n', m_next);
         line = m_content.substr(m_next, end == std::string_view::npos ? end : end - m_next);
         m_next += line.size() + 1;
-        if (!line.empty() && line.back() == '\r') {
+        if (!line.empty() && line.back() == '\r')
             line.remove_suffix(1);
-        }
         return true;
     }
 
@@ -53,9 +51,8 @@ std::string_view word(std::string_view& rest) {
 
 /// A hexadecimal number that is all of @p text, with or without 0x.
 bool isAddress(std::string_view text) {
-    if (text.substr(0, 2) == "0x") {
+    if (text.substr(0, 2) == "0x")
         text.remove_prefix(2);
-    }
     std::uint64_t value = 0;
     auto const end = text.data() + text.size();
     auto const result = std::from_chars(text.data(), end, value, 16);
@@ -80,9 +77,8 @@ bool readBuildIdLine(std::string_view line, ProfileBuilder& builder) {
     bool const unknown = line.find_first_not_of(' ') > column;
     auto const id = unknown ? std::string() : buildIdFromHex(word(rest));
     auto const name = trimLeft(rest);
-    if ((id.empty() && !unknown) || name.empty()) {
+    if ((id.empty() && !unknown) || name.empty())
         return false;
-    }
     add(builder, name, id);
     return true;
 }
@@ -91,9 +87,8 @@ bool readBuildIdLine(std::string_view line, ProfileBuilder& builder) {
 /// an absolute path and never holds the first.
 std::string_view unstripFile(std::string_view columns, std::string_view& module) {
     std::size_t split = std::string_view::npos;
-    for (std::string_view const mark : {" - ", " . ", " /"}) {
+    for (std::string_view const mark : {" - ", " . ", " /"})
         split = std::min(split, columns.find(mark, 1));
-    }
     auto const file = columns.substr(0, split);
     // "[vdso: PID]" is the one module whose name holds a blank.
     auto const last = columns.back() == ']' ? columns.rfind(" [") : columns.find_last_of(c_blank);
@@ -105,15 +100,13 @@ std::string_view unstripFile(std::string_view columns, std::string_view& module)
 /// "." for a module that is found in memory only: libdwfl as eu-unstrip --list-only shows it.
 bool readUnstripLine(std::string_view line, ProfileBuilder& builder) {
     auto rest = line;
-    if (!isAddressPair(word(rest), '+')) {
+    if (!isAddressPair(word(rest), '+'))
         return false;
-    }
     auto const recorded = word(rest);
     auto const id = buildIdFromHex(recorded.substr(0, recorded.find('@')));
     auto const columns = trimLeft(rest);
-    if (columns.empty() || (id.empty() && recorded != "-")) {
+    if (columns.empty() || (id.empty() && recorded != "-"))
         return false;
-    }
     std::string_view module;
     auto const file = unstripFile(columns, module);
     bool const isPath = !file.empty() && file != "-" && file != ".";
@@ -145,9 +138,8 @@ std::optional<MapsLine> parseMapsLine(std::string_view line) {
                       access.find_first_not_of("rwxsp-") == std::string_view::npos;
     bool const complete =
         isAddress(word(rest)) && isAddressPair(word(rest), ':') && isAddress(word(rest));
-    if (!fits || !complete) {
+    if (!fits || !complete)
         return std::nullopt;
-    }
     return MapsLine{access[2] == 'x', trimLeft(rest)};
 }
 
@@ -160,29 +152,24 @@ void readMaps(std::string_view content, ProfileBuilder& builder) {
     for (Lines lines(content); lines.next(line);) {
         auto const mapping = parseMapsLine(line);
         if (!mapping) {
-            if (!trimLeft(line).empty()) {
+            if (!trimLeft(line).empty())
                 builder.error(lines.offset(), "not a line of a memory map");
-            }
         } else if (mapping->executable) {
             anyExecutable = true;
-            if (!mapping->name.empty()) {
+            if (!mapping->name.empty())
                 add(builder, unescapeMapsName(mapping->name));
-            }
         } else if (!mapping->name.empty() && !anyExecutable) {
             others.push_back(unescapeMapsName(mapping->name));
         }
     }
-    if (!anyExecutable) {
-        for (auto const& name : others) {
+    if (!anyExecutable)
+        for (auto const& name : others)
             add(builder, name);
-        }
-    }
 }
 
 bool readPathLine(std::string_view line, ProfileBuilder& builder) {
-    if (line.find('\0') != std::string_view::npos) {
+    if (line.find('\0') != std::string_view::npos)
         return false;
-    }
     add(builder, line);
     return true;
 }
@@ -192,11 +179,9 @@ using LineReader = bool (*)(std::string_view, ProfileBuilder&);
 void readLines(std::string_view content, LineReader read, std::string const& complaint,
                ProfileBuilder& builder) {
     std::string_view line;
-    for (Lines lines(content); lines.next(line);) {
-        if (!trimLeft(line).empty() && !read(line, builder)) {
+    for (Lines lines(content); lines.next(line);)
+        if (!trimLeft(line).empty() && !read(line, builder))
             builder.error(lines.offset(), complaint);
-        }
-    }
 }
 
 } // namespace
@@ -208,15 +193,12 @@ Format detectText(std::string_view content) {
     std::string_view line;
     Lines lines(content);
     for (int i = 0; i < judgedLines && lines.next(line); ++i) {
-        if (parseMapsLine(line)) {
+        if (parseMapsLine(line))
             return Format::maps;
-        }
-        if (readUnstripLine(line, scratch)) {
+        if (readUnstripLine(line, scratch))
             return Format::eu_unstrip;
-        }
-        if (readBuildIdLine(line, scratch)) {
+        if (readBuildIdLine(line, scratch))
             return Format::perf_buildid_list;
-        }
     }
     return Format::path_list;
 }

@@ -21,9 +21,8 @@ ZstdStream::ZstdStream(std::uint64_t limit)
 }
 
 bool ZstdStream::next(std::string_view& piece, std::string& out) {
-    if (!m_error.empty()) {
+    if (!m_error.empty())
         return false;
-    }
     auto const before = out.size();
     out.resize(before + c_block);
     ZSTD_inBuffer input{piece.data(), piece.size(), 0};
@@ -31,13 +30,12 @@ bool ZstdStream::next(std::string_view& piece, std::string& out) {
     auto const status = ZSTD_decompressStream(m_stream.get(), &output, &input);
     out.resize(before + output.pos);
     piece.remove_prefix(input.pos);
-    if (ZSTD_isError(status) != 0) {
+    if (ZSTD_isError(status) != 0)
         m_error = std::string("compressed records are damaged: ") + ZSTD_getErrorName(status);
-    } else if (output.pos > m_left) {
+    else if (output.pos > m_left)
         m_error = "the compressed records hold more than the limit";
-    } else if (input.pos == 0 && output.pos == 0 && !piece.empty()) {
+    else if (input.pos == 0 && output.pos == 0 && !piece.empty())
         m_error = "compressed records are damaged: no progress";
-    }
     m_left -= std::min<std::uint64_t>(m_left, output.pos);
     return m_error.empty();
 }

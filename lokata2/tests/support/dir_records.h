@@ -11,10 +11,12 @@ namespace LK_2_13::test {
 inline std::string dirsOf(ObjectPtr<ISearchDirIterator> const& iterator) {
     std::string result;
     if (iterator) {
-        forEachDirectory(*iterator, [&](char const* name, bool recursive, bool priority) {
-            result.append(name).append(" ").append(recursive ? "r" : "");
-            result.append(priority ? "p;" : ";");
-        });
+        forEachDirectory(
+            *iterator,
+            [&](char const* name, bool recursive, bool priority) {
+                result.append(name).append(" ").append(recursive ? "r" : "");
+                result.append(priority ? "p;" : ";");
+            });
     }
     return result;
 }

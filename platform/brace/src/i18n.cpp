@@ -16,9 +16,8 @@ std::size_t append_brace(std::string& out, std::string_view rest) {
 std::size_t append_from_brace(std::string& out, std::string_view rest,
                               generic::varg_list const& arguments) {
     std::size_t const end = rest.find_first_of("{}", 1);
-    if (rest[0] == '}' || end == std::string_view::npos || rest[end] != '}') {
+    if (rest[0] == '}' || end == std::string_view::npos || rest[end] != '}')
         return append_brace(out, rest);
-    }
     strings::ustring8 const* const value = arguments.find(rest.substr(1, end - 1));
     out += value != nullptr ? std::string_view(value->str()) : rest.substr(0, end + 1);
     return end + 1;
@@ -33,9 +32,8 @@ strings::ustring8 message_t::as_ustring(generic::varg_list const& arguments) con
         std::size_t const plain = std::min(rest.find_first_of("{}"), rest.size());
         out += rest.substr(0, plain);
         rest.remove_prefix(plain);
-        if (!rest.empty()) {
+        if (!rest.empty())
             rest.remove_prefix(append_from_brace(out, rest, arguments));
-        }
     }
     return out;
 }

@@ -9,11 +9,9 @@ varg_list varg_list::with_first(argument first) {
 }
 
 strings::ustring8 const* varg_list::find(std::string_view name) const {
-    for (argument const& each : m_arguments) {
-        if (!each.value().is_nil() && each.name().str() == name) {
+    for (argument const& each : m_arguments)
+        if (!each.value().is_nil() && each.name().str() == name)
             return &each.value().as_ustring();
-        }
-    }
     return nullptr;
 }
 

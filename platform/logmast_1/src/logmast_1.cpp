@@ -9,14 +9,12 @@ namespace logmast_1::log {
 namespace {
 
 bool is_configured(log4cplus::Logger const& logger) {
-    if (logger.getLogLevel() != log4cplus::NOT_SET_LOG_LEVEL) {
+    if (logger.getLogLevel() != log4cplus::NOT_SET_LOG_LEVEL)
         return true;
-    }
     log4cplus::tstring const rootName = log4cplus::Logger::getRoot().getName();
     log4cplus::Logger each = logger;
-    while (each.getAllAppenders().empty() && each.getAdditivity() && each.getName() != rootName) {
+    while (each.getAllAppenders().empty() && each.getAdditivity() && each.getName() != rootName)
         each = each.getParent();
-    }
     return !each.getAllAppenders().empty();
 }
 
@@ -29,9 +27,8 @@ log4cplus::Logger configureComponentLogger(char const* name) {
     std::lock_guard<std::mutex> const guard(s_lock);
     log4cplus::initialize();
     log4cplus::Logger logger = log4cplus::Logger::getInstance(name);
-    if (!is_configured(logger)) {
+    if (!is_configured(logger))
         logger.setLogLevel(log4cplus::OFF_LOG_LEVEL);
-    }
     return logger;
 }
 

@@ -32,9 +32,8 @@ TEST(ComponentLogger, NoCallUndoesALevelThatWasSetAfterAnotherOne) {
             logger.setLogLevel(log4cplus::INFO_LOG_LEVEL);
         });
     }
-    for (std::thread& each : threads) {
+    for (std::thread& each : threads)
         each.join();
-    }
     EXPECT_EQ(Logger::getInstance("contended").getLogLevel(), log4cplus::INFO_LOG_LEVEL);
 }
 

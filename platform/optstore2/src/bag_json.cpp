@@ -21,16 +21,14 @@ using toolbelt2::variant_type_t;
 constexpr int MAX_DEPTH = 100;
 
 void require(bool fits, char const* reason) {
-    if (!fits) {
+    if (!fits)
         throw std::invalid_argument(reason);
-    }
 }
 
 bool is_utf8(std::string const& text) {
     auto const isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
-    if (std::all_of(text.begin(), text.end(), isAscii)) {
+    if (std::all_of(text.begin(), text.end(), isAscii))
         return true;
-    }
     try {
         json(text).dump();
         return true;
@@ -40,20 +38,17 @@ bool is_utf8(std::string const& text) {
 }
 
 json text_to_json(std::string const& text) {
-    if (is_utf8(text)) {
+    if (is_utf8(text))
         return text;
-    }
     json bytes = json::array();
-    for (char c : text) {
+    for (char c : text)
         bytes.push_back(static_cast<unsigned char>(c));
-    }
     return {{"bytes", std::move(bytes)}};
 }
 
 std::string text_from_json(json const& value) {
-    if (value.is_string()) {
+    if (value.is_string())
         return value.get<std::string>();
-    }
     json const& bytes = value.at("bytes");
     require(bytes.is_array(), "no bytes");
     std::string text;
@@ -103,11 +98,10 @@ variant_bag_t from_json(json const& entries, int depth) {
     for (json const& item : entries) {
         require(item.is_array() && (item.size() == 2 || item.size() == 3), "no entry of a bag");
         std::string const name = text_from_json(item[0]);
-        if (item.size() == 2) {
+        if (item.size() == 2)
             bag.add_variant_bag(name, from_json(item[1], depth + 1));
-        } else {
+        else
             bag.put(name, variant_from_json(item[1], item[2]));
-        }
     }
     return bag;
 }

@@ -50,15 +50,12 @@ std::vector<std::string> languagesOf(std::string_view locale) {
     std::string_view const territory = locale.substr(0, locale.find_first_of(".@"));
     if (territory != "C" && territory != "POSIX") {
         std::string_view const language = territory.substr(0, territory.find('_'));
-        for (std::string_view const each : {territory, language}) {
-            if (languages.empty() || languages.back() != each) {
+        for (std::string_view const each : {territory, language})
+            if (languages.empty() || languages.back() != each)
                 languages.emplace_back(each);
-            }
-        }
     }
-    if (languages.empty() || languages.back() != "en") {
+    if (languages.empty() || languages.back() != "en")
         languages.emplace_back("en");
-    }
     return languages;
 }
 
@@ -75,13 +72,11 @@ catalog_t const* MessageCatalogs::get(std::string const& name) {
         for (std::string const& language : languages) {
             std::filesystem::path file = place / name;
             (file += '.').concat(language).concat(".json");
-            if (messages(file) != nullptr) {
+            if (messages(file) != nullptr)
                 found.push_back(std::move(file));
-            }
         }
-        if (!found.empty()) {
+        if (!found.empty())
             return merged(found);
-        }
     }
     return nullptr;
 }
@@ -92,21 +87,18 @@ void MessageCatalogs::setDirectory(char const* directory) {
 }
 
 MessageCatalogs::files_t MessageCatalogs::places() const {
-    if (m_directory && m_directory->empty()) {
+    if (m_directory && m_directory->empty())
         return {};
-    }
     files_t places = m_installedPlaces;
-    if (m_directory) {
+    if (m_directory)
         places.emplace(places.begin(), *m_directory);
-    }
     return places;
 }
 
 messages_t const* MessageCatalogs::messages(std::filesystem::path const& file) {
     auto const known = m_messages.find(file);
-    if (known != m_messages.end()) {
+    if (known != m_messages.end())
         return &known->second;
-    }
     std::string fault;
     std::optional<messages_t> read = readMessageFile(file, fault);
     if (!read) {
@@ -120,11 +112,9 @@ catalog_t const* MessageCatalogs::merged(files_t const& files) {
     std::unique_ptr<catalog_t const>& catalog = m_catalogs[files];
     if (!catalog) {
         auto made = std::make_unique<catalog_t>();
-        for (auto file = files.rbegin(); file != files.rend(); ++file) {
-            for (auto const& [key, text] : m_messages.at(*file)) {
+        for (auto file = files.rbegin(); file != files.rend(); ++file)
+            for (auto const& [key, text] : m_messages.at(*file))
                 made->put(key, text);
-            }
-        }
         catalog = std::move(made);
     }
     return catalog.get();
@@ -132,9 +122,8 @@ catalog_t const* MessageCatalogs::merged(files_t const& files) {
 
 void MessageCatalogs::report(std::filesystem::path const& file, std::string const& fault) {
     if (!fault.empty() && m_logger.isEnabledFor(log4cplus::ERROR_LOG_LEVEL) &&
-        m_reported.insert(file).second) {
+        m_reported.insert(file).second)
         LOG4CPLUS_ERROR(m_logger, "The message catalogue is left out: " << file << ": " << fault);
-    }
 }
 
 /// Never destroyed: catalogues may be asked for and used by static objects on their way out.

@@ -15,9 +15,8 @@ namespace fs = std::filesystem;
 
 std::optional<messages_t> readMessageFile(fs::path const& file, std::string& fault) {
     std::error_code error;
-    if (fs::status(file, error).type() == fs::file_type::not_found) {
+    if (fs::status(file, error).type() == fs::file_type::not_found)
         return std::nullopt;
-    }
     std::ifstream stream(file);
     if (!stream) {
         fault = std::strerror(errno);

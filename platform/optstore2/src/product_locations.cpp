@@ -25,9 +25,8 @@ std::filesystem::path homeDirectory() {
     std::vector<char> buffer(1024);
     passwd entry{};
     passwd* found = nullptr;
-    while (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) == ERANGE) {
+    while (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) == ERANGE)
         buffer.resize(buffer.size() * 2);
-    }
     return found != nullptr && found->pw_dir != nullptr ? found->pw_dir : "";
 }
 

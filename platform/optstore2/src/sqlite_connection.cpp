@@ -18,9 +18,8 @@ sqlite_connection_t::sqlite_connection_t(std::string const& file, bool create,
     sqlite3* database = nullptr;
     int const result = sqlite3_open_v2(file.c_str(), &database, flags, nullptr);
     m_pDatabase.reset(database);
-    if (result != SQLITE_OK) {
+    if (result != SQLITE_OK)
         fail();
-    }
     sqlite3_busy_timeout(database, static_cast<int>(busyTimeout.count()));
 }
 
@@ -40,9 +39,8 @@ bool sqlite_connection_t::has_moved() const {
 }
 
 void sqlite_connection_t::execute(char const* sql) {
-    if (sqlite3_exec(m_pDatabase.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+    if (sqlite3_exec(m_pDatabase.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK)
         fail();
-    }
 }
 
 std::int64_t sqlite_connection_t::query_number(char const* sql) {
@@ -61,23 +59,20 @@ sqlite_statement_t::sqlite_statement_t(sqlite_connection_t& connection, char con
     int const result =
         sqlite3_prepare_v2(connection.m_pDatabase.get(), sql, -1, &statement, nullptr);
     m_pStatement.reset(statement);
-    if (result != SQLITE_OK) {
+    if (result != SQLITE_OK)
         connection.fail();
-    }
 }
 
 void sqlite_statement_t::bind(int parameter, std::string const& text) {
     if (sqlite3_bind_text64(m_pStatement.get(), parameter, text.data(), text.size(), SQLITE_STATIC,
-                            SQLITE_UTF8) != SQLITE_OK) {
+                            SQLITE_UTF8) != SQLITE_OK)
         m_connection.fail();
-    }
 }
 
 bool sqlite_statement_t::step() {
     int const result = sqlite3_step(m_pStatement.get());
-    if (result != SQLITE_ROW && result != SQLITE_DONE) {
+    if (result != SQLITE_ROW && result != SQLITE_DONE)
         m_connection.fail();
-    }
     return result == SQLITE_ROW;
 }
 
@@ -86,9 +81,8 @@ std::int64_t sqlite_statement_t::number(int column) const {
 }
 
 std::string_view sqlite_statement_t::text(int column) const {
-    if (sqlite3_column_type(m_pStatement.get(), column) != SQLITE_TEXT) {
+    if (sqlite3_column_type(m_pStatement.get(), column) != SQLITE_TEXT)
         return {};
-    }
     auto const* const bytes =
         static_cast<char const*>(sqlite3_column_blob(m_pStatement.get(), column));
     auto const size = sqlite3_column_bytes(m_pStatement.get(), column);
@@ -102,9 +96,8 @@ sqlite_transaction_t::sqlite_transaction_t(sqlite_connection_t& connection, bool
 
 sqlite_transaction_t::~sqlite_transaction_t() {
     sqlite3* const database = m_connection.m_pDatabase.get();
-    if (sqlite3_get_autocommit(database) == 0) {
+    if (sqlite3_get_autocommit(database) == 0)
         sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
-    }
 }
 
 void sqlite_transaction_t::commit() {

@@ -34,9 +34,8 @@ bool is_initialised(sqlite_connection_t& connection) {
         return true;
     }
     if (application != 0 || version != 0 ||
-        connection.query_number("SELECT count(*) FROM sqlite_master") != 0) {
+        connection.query_number("SELECT count(*) FROM sqlite_master") != 0)
         throw storage_error(connection.file(), "is the database of another program");
-    }
     return false;
 }
 
@@ -57,29 +56,24 @@ SqlitePropertyStorage::SqlitePropertyStorage(std::string file,
 bool SqlitePropertyStorage::fileExists() const {
     struct stat status {};
     if (::stat(m_file.c_str(), &status) != 0) {
-        if (errno == ENOENT) {
+        if (errno == ENOENT)
             return false;
-        }
         throw storage_error(m_file, std::generic_category().message(errno));
     }
-    if (!S_ISREG(status.st_mode)) {
+    if (!S_ISREG(status.st_mode))
         throw storage_error(m_file, "is not a plain file");
-    }
     // SQLite takes a file of a single byte for an empty database, and would overwrite it.
-    if (status.st_size == 1) {
+    if (status.st_size == 1)
         throw storage_error(m_file, "file is not a database");
-    }
     return true;
 }
 
 sqlite_connection_t* SqlitePropertyStorage::connect(bool create) const {
-    if (m_connection && m_connection->has_moved()) {
+    if (m_connection && m_connection->has_moved())
         m_connection.reset();
-    }
     if (!m_connection) {
-        if (!fileExists() && !create) {
+        if (!fileExists() && !create)
             return nullptr;
-        }
         sqlite_connection_t connection(m_file, create, m_busyTimeout);
         {
             sqlite_transaction_t const transaction(connection, false);
@@ -96,18 +90,15 @@ SqlitePropertyStorage::read(std::string const& name,
                             toolbelt2::variant_bag_t const& defaultValue) const {
     std::lock_guard<std::mutex> const guard(m_lock);
     sqlite_connection_t* const connection = connect(false);
-    if (!connection) {
+    if (!connection)
         return defaultValue;
-    }
     sqlite_transaction_t const transaction(*connection, false);
-    if (!is_initialised(*connection)) {
+    if (!is_initialised(*connection))
         return defaultValue;
-    }
     sqlite_statement_t query(*connection, "SELECT value FROM property WHERE name = ?1");
     query.bind(1, name);
-    if (!query.step()) {
+    if (!query.step())
         return defaultValue;
-    }
     try {
         return bag_from_json(query.text(0));
     } catch (std::invalid_argument const& error) {
@@ -125,9 +116,8 @@ void SqlitePropertyStorage::write(std::string const& name, toolbelt2::variant_ba
     std::lock_guard<std::mutex> const guard(m_lock);
     sqlite_connection_t* const connection = connect(true);
     sqlite_transaction_t transaction(*connection, true);
-    if (!is_initialised(*connection)) {
+    if (!is_initialised(*connection))
         initialise(*connection);
-    }
     {
         sqlite_statement_t insert(*connection, "INSERT OR REPLACE INTO property VALUES (?1, ?2)");
         insert.bind(1, name);

@@ -28,9 +28,8 @@ int open_lock_file(std::string const& name) {
 
 store_lock_t::store_lock_t(char const* storeFile)
     : m_descriptor(open_lock_file(std::string(storeFile) + ".lock")) {
-    if (m_descriptor < 0) {
+    if (m_descriptor < 0)
         fail(storeFile, errno);
-    }
     while (::flock(m_descriptor, LOCK_EX) != 0) {
         if (errno != EINTR) {
             int const code = errno;

@@ -105,9 +105,8 @@ TEST_F(MessageCatalog, IsOneObjectForAllThreadsWhileTheDirectoryChanges) {
             }
         });
     }
-    for (std::thread& each : threads) {
+    for (std::thread& each : threads)
         each.join();
-    }
     EXPECT_EQ(right, threadCount * 50);
 }
 

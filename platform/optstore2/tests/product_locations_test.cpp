@@ -79,9 +79,8 @@ TEST_F(ProductLocations, WhatIsNotAPrivateDirectoryIsRefusedAndLeftAsItIs) {
 }
 
 TEST_F(ProductLocations, ADirectoryOfAnotherUserIsRefused) {
-    if (geteuid() != 0) {
+    if (geteuid() != 0)
         GTEST_SKIP() << "needs root, to give a directory to another user";
-    }
     fs::path const own = m_root / "own";
     ASSERT_EQ(given(own), own);
     ASSERT_EQ(chown(own.c_str(), somebodyElse, somebodyElse), 0);

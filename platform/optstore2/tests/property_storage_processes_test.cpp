@@ -29,17 +29,15 @@ class Process {
 public:
     explicit Process(std::function<void(report_t const&)> const& body) {
         int ends[2];
-        if (::pipe(ends) != 0) {
+        if (::pipe(ends) != 0)
             throw std::runtime_error("no pipe");
-        }
         m_pid = ::fork();
         if (m_pid == 0) {
             ::close(ends[0]);
             try {
                 body([&ends](std::uint64_t number) {
-                    if (::write(ends[1], &number, sizeof number) != sizeof number) {
+                    if (::write(ends[1], &number, sizeof number) != sizeof number)
                         ::_exit(3);
-                    }
                 });
                 ::_exit(0);
             } catch (std::exception const& error) {
@@ -78,9 +76,8 @@ protected:
     sptr_t<IPropertyStorage> open() const {
         std::string error;
         auto store = IPropertyStorage::openSqlite(m_store.c_str(), error, PATIENCE);
-        if (!store) {
+        if (!store)
             throw std::runtime_error(error);
-        }
         return store;
     }
 
@@ -114,12 +111,10 @@ TEST_F(PropertyStorageProcesses, AKilledWriterLosesNothingThatWasWritten) {
     for (int round = 0; round < ROUNDS; ++round) {
         Process const victim(
             [this](report_t const& report) { count("victim", UINT64_MAX, report); });
-        for (auto wanted = 1 + random() % 4; wanted > 0; --wanted) {
+        for (auto wanted = 1 + random() % 4; wanted > 0; --wanted)
             ASSERT_TRUE(victim.nextReport(acknowledged));
-        }
-        for (auto delay = random() % 20000; delay > 0; --delay) {
+        for (auto delay = random() % 20000; delay > 0; --delay)
             ::getppid();
-        }
         victim.kill();
         EXPECT_TRUE(WIFSIGNALED(victim.wait()));
         while (victim.nextReport(acknowledged)) {

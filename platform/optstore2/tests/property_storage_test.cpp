@@ -110,9 +110,8 @@ TEST_F(PropertyStorage, RefusesAFileThatIsNoStoreAndLeavesItAsItIs) {
 
 TEST_F(PropertyStorage, ReportsDamageAndNeverReadsItAsEmpty) {
     variant_bag_t big;
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < 2000; ++i)
         big.put(std::to_string(i), "some text to fill a page with");
-    }
     open()->write("a", big);
     std::string const whole = bytes();
 
@@ -170,9 +169,8 @@ TEST_F(PropertyStorage, ServesThreadsThatShareOneStore) {
             }
         });
     }
-    for (std::thread& thread : threads) {
+    for (std::thread& thread : threads)
         thread.join();
-    }
     EXPECT_EQ(store->read("d", NONE), text("d24"));
 }
 

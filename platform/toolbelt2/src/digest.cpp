@@ -16,9 +16,8 @@ constexpr unsigned int DEFAULT_BLOCK_SIZE = 4096;
 using md_context_ptr = std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)>;
 
 void require(bool done) {
-    if (!done) {
+    if (!done)
         throw std::runtime_error("libcrypto refused to compute a digest");
-    }
 }
 
 class input_file_t {
@@ -27,18 +26,16 @@ public:
         do {
             m_descriptor = ::open(name, O_RDONLY | O_CLOEXEC | O_NOCTTY);
         } while (m_descriptor < 0 && errno == EINTR);
-        if (m_descriptor >= 0) {
+        if (m_descriptor >= 0)
             ::posix_fadvise(m_descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
-        }
     }
 
     input_file_t(input_file_t const&) = delete;
     input_file_t& operator=(input_file_t const&) = delete;
 
     ~input_file_t() {
-        if (m_descriptor >= 0) {
+        if (m_descriptor >= 0)
             ::close(m_descriptor);
-        }
     }
 
     bool is_open() const { return m_descriptor >= 0; }
@@ -82,19 +79,16 @@ bool digest_t::update_from_file(path_t const& file, unsigned int blockSize) {
     }
     std::vector<unsigned char> block(blockSize == 0 ? DEFAULT_BLOCK_SIZE : blockSize);
     ssize_t count = 0;
-    while ((count = input.read(block)) > 0) {
+    while ((count = input.read(block)) > 0)
         update(block.data(), static_cast<std::size_t>(count));
-    }
-    if (count < 0) {
+    if (count < 0)
         m_failed = true;
-    }
     return count == 0;
 }
 
 std::string digest_t::get_digest_base16() const {
-    if (m_failed) {
+    if (m_failed)
         return {};
-    }
     md_context_ptr const context(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned int size = 0;

@@ -11,9 +11,8 @@ namespace {
 using child_ptr = sptr_t<variant_bag_t const>;
 
 bool equal_entries(variant_bag_t::entry_t const& left, variant_bag_t::entry_t const& right) {
-    if (left.m_name != right.m_name || left.m_content.index() != right.m_content.index()) {
+    if (left.m_name != right.m_name || left.m_content.index() != right.m_content.index())
         return false;
-    }
     auto const* const child = std::get_if<child_ptr>(&left.m_content);
     return child ? **child == *std::get<child_ptr>(right.m_content)
                  : left.m_content == right.m_content;
@@ -26,11 +25,10 @@ void variant_bag_t::put(std::string const& name, variant_t value) {
         std::find_if(m_entries.begin(), m_entries.end(), [&name](entry_t const& entry) {
             return entry.m_name == name && std::holds_alternative<variant_t>(entry.m_content);
         });
-    if (place == m_entries.end()) {
+    if (place == m_entries.end())
         m_entries.push_back({name, std::move(value)});
-    } else {
+    else
         place->m_content = std::move(value);
-    }
 }
 
 void variant_bag_t::add_variant_bag(std::string const& name, variant_bag_t child) {
@@ -40,9 +38,8 @@ void variant_bag_t::add_variant_bag(std::string const& name, variant_bag_t child
 variant_t const* variant_bag_t::get(std::string const& name) const {
     for (entry_t const& entry : m_entries) {
         if (entry.m_name == name) {
-            if (auto const* const value = std::get_if<variant_t>(&entry.m_content)) {
+            if (auto const* const value = std::get_if<variant_t>(&entry.m_content))
                 return value;
-            }
         }
     }
     return nullptr;
@@ -52,9 +49,8 @@ generic_iterator_t<variant_bag_t> variant_bag_t::begin_by_name(std::string const
     std::vector<variant_bag_t> children;
     for (entry_t const& entry : m_entries) {
         if (entry.m_name == name) {
-            if (auto const* const child = std::get_if<child_ptr>(&entry.m_content)) {
+            if (auto const* const child = std::get_if<child_ptr>(&entry.m_content))
                 children.push_back(**child);
-            }
         }
     }
     return generic_iterator_t<variant_bag_t>(std::move(children));

@@ -18,9 +18,8 @@ variant_bag_t numbered(std::uint8_t number) {
 
 std::vector<std::uint64_t> numbers_under(variant_bag_t const& bag, char const* name) {
     std::vector<std::uint64_t> numbers;
-    for (auto child = bag.begin_by_name(name); !child.at_end(); child.next()) {
+    for (auto child = bag.begin_by_name(name); !child.at_end(); child.next())
         numbers.push_back(child.get_value().get("number")->as_uint64());
-    }
     return numbers;
 }
 

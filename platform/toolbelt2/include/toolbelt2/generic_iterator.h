@@ -25,9 +25,8 @@ public:
 
     /// Goes one on; at the end it stays there.
     void next() {
-        if (!at_end()) {
+        if (!at_end())
             ++m_position;
-        }
     }
 
     /// The element under the iterator, which must not be at its end. Lives as long as any
