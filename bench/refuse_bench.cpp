@@ -10,7 +10,7 @@ namespace {
 
 using namespace LK_2_13;
 
-constexpr char const* missingFile = "/usr/lib/x86_64-linux-gnu/libabsent.so.1";
+constexpr char const* c_missingFile = "/usr/lib/x86_64-linux-gnu/libabsent.so.1";
 
 class NeverAsked final : public IValidatorInternal {
 public:
@@ -48,14 +48,14 @@ void refuseMissing(benchmark::State& state) {
     FoundFilesLazyIterator results(strategy, validator, 0);
     ISearchResultsContainer& gate = results;
     for ([[maybe_unused]] auto _ : state)
-        bench::require(!gate.validateAndAdd(missingFile, ssHighPrioritySearchDirs),
+        bench::require(!gate.validateAndAdd(c_missingFile, ssHighPrioritySearchDirs),
                        "accepted a missing file");
 }
 
 void bareStat(benchmark::State& state) {
     for ([[maybe_unused]] auto _ : state) {
         struct stat status {};
-        bench::require(::stat(missingFile, &status) != 0, "found a missing file");
+        bench::require(::stat(c_missingFile, &status) != 0, "found a missing file");
     }
 }
 

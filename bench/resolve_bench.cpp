@@ -15,9 +15,9 @@ using namespace LK_2_13;
 using namespace lokata;
 using bench::require;
 
-constexpr std::size_t moduleCount = 2000;
-constexpr std::size_t treeCount = 10;
-constexpr std::size_t directoriesPerTree = 5000;
+constexpr std::size_t c_moduleCount = 2000;
+constexpr std::size_t c_treeCount = 10;
+constexpr std::size_t c_directoriesPerTree = 5000;
 
 std::string moduleName(std::size_t number) {
     return "libmodule" + std::to_string(number) + ".so";
@@ -44,11 +44,11 @@ public:
 private:
     Machine() {
         std::vector<std::string> all;
-        for (std::size_t tree = 0; tree < treeCount; ++tree) {
+        for (std::size_t tree = 0; tree < c_treeCount; ++tree) {
             std::vector<std::string> made{m_scratch.name() + "/tree" + std::to_string(tree)};
             roots.push_back(made.front());
             require(mkdir(made.front().c_str(), 0755) == 0, "no tree");
-            for (std::size_t parent = 0; made.size() < directoriesPerTree;) {
+            for (std::size_t parent = 0; made.size() < c_directoriesPerTree;) {
                 made.push_back(made[parent] + "/dir" + std::to_string(made.size()));
                 require(mkdir(made.back().c_str(), 0755) == 0, "no directory in the tree");
                 if (made.size() % 10 == 0)
@@ -59,7 +59,7 @@ private:
         for (std::string const& directory : all)
             for (char const* const name : {"/a.so", "/b.so", "/c.so"})
                 require(mknod((directory + name).c_str(), S_IFREG | 0644, 0) == 0, "no file");
-        for (std::size_t i = 0; i < moduleCount; ++i)
+        for (std::size_t i = 0; i < c_moduleCount; ++i)
             profile::test::ElfBuilder()
                 .buildId(buildIdOf(i))
                 .write(all[i * 24 % all.size()] + "/" + moduleName(i));
@@ -106,7 +106,10 @@ void findNames(benchmark::State& state) {
     }
 }
 
-BENCHMARK_CAPTURE(resolve, indexed, true)->Arg(moduleCount)->Arg(2)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(resolve, indexed, true)
+    ->Arg(c_moduleCount)
+    ->Arg(2)
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(resolve, plain, false)->Arg(2)->Unit(benchmark::kMillisecond);
 BENCHMARK(findNames)->Arg(10)->Unit(benchmark::kMillisecond)->UseManualTime();
 

@@ -7,23 +7,23 @@
 
 namespace {
 
-constexpr int directories = 50;
-constexpr int names = 1000;
-constexpr int requests = 10'000;
+constexpr int c_directories = 50;
+constexpr int c_names = 1000;
+constexpr int c_requests = 10'000;
 
 struct Requests {
     Requests() {
         tree = scratch.name() + "/tree";
-        for (int i = 0; i < directories; ++i)
+        for (int i = 0; i < c_directories; ++i)
             std::filesystem::create_directories(tree + "/d" + std::to_string(i));
-        for (int i = 0; i < names; i += 2)
-            std::ofstream(tree + "/d" + std::to_string(i % directories) + "/lib" +
+        for (int i = 0; i < c_names; i += 2)
+            std::ofstream(tree + "/d" + std::to_string(i % c_directories) + "/lib" +
                           std::to_string(i) + ".so")
                 << i;
         file = scratch.name() + "/requests";
         std::ofstream out(file);
-        for (int i = 0; i < requests; ++i)
-            out << "bin lib" << i % names << ".so\n";
+        for (int i = 0; i < c_requests; ++i)
+            out << "bin lib" << i % c_names << ".so\n";
         bench::require(static_cast<bool>(out.flush()), "cannot write the requests");
     }
 

@@ -13,11 +13,11 @@ namespace {
 
 using namespace LK_2_13;
 
-constexpr char const* fileName = "libwanted.so.1";
+constexpr char const* c_fileName = "libwanted.so.1";
 
 std::string const& directory() {
     static bench::ScratchDirectory const scratch;
-    static bool const made = static_cast<bool>(std::ofstream(scratch.name() + '/' + fileName)
+    static bool const made = static_cast<bool>(std::ofstream(scratch.name() + '/' + c_fileName)
                                                << "content" << std::flush);
     bench::require(made, "cannot write the wanted file");
     return scratch.name();
@@ -30,13 +30,13 @@ void findBinFile(benchmark::State& state) {
     env->setSearchDirs(dirs);
     auto const search = IFileSearch::create(env);
     for ([[maybe_unused]] auto _ : state) {
-        auto const file = search->findBinFile(fileName, nullptr, nullptr, 0);
+        auto const file = search->findBinFile(c_fileName, nullptr, nullptr, 0);
         bench::require(file && file->searchStep() == ssHighPrioritySearchDirs, "not found");
     }
 }
 
 void bareCalls(benchmark::State& state) {
-    std::string const file = directory() + '/' + fileName;
+    std::string const file = directory() + '/' + c_fileName;
     for ([[maybe_unused]] auto _ : state) {
         struct stat status {};
         for (int i = 0; i < 4; ++i)

@@ -17,7 +17,7 @@ namespace {
 using namespace LK_2_13;
 using bench::require;
 
-constexpr char const* absentName = "libabsent.so.1";
+constexpr char const* c_absentName = "libabsent.so.1";
 
 /// A tree in which each directory but the lowest has ten subdirectories.
 class Tree {
@@ -65,7 +65,7 @@ public:
 
 private:
     NoValidator m_validator;
-    SrcFileSearchStrategy m_strategy{nullptr, absentName, nullptr, nullptr, m_validator};
+    SrcFileSearchStrategy m_strategy{nullptr, c_absentName, nullptr, nullptr, m_validator};
     FoundFilesLazyIterator m_gate{m_strategy, m_validator, 0};
 };
 
@@ -74,7 +74,7 @@ std::int64_t leastCalls(int parent, char const* name, std::vector<char>& buffer)
     int const directory = openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     require(directory >= 0, "cannot open a directory");
     struct stat status {};
-    require(fstatat(directory, absentName, &status, 0) != 0, "found an absent name");
+    require(fstatat(directory, c_absentName, &status, 0) != 0, "found an absent name");
     std::vector<std::string> subdirectories;
     for (;;) {
         ssize_t const size = getdents64(directory, buffer.data(), buffer.size());
@@ -112,13 +112,13 @@ void walk(benchmark::State& state) {
         CountingGate results;
         FilesFinder finder(ssHighPrioritySearchDirs, nullptr);
         finder.addSearchDirectory(root.c_str(), true);
-        require(!finder.find(absentName, results), "found an absent name");
+        require(!finder.find(c_absentName, results), "found an absent name");
         require(results.offered == state.range(0) + 1, "lost a directory");
     }
 }
 
 void findProcess(benchmark::State& state) {
-    bench::measureProcess(state, {"find", treeOf(state.range(0)), "-name", absentName}, 0);
+    bench::measureProcess(state, {"find", treeOf(state.range(0)), "-name", c_absentName}, 0);
 }
 
 void bareLoop(benchmark::State& state) {
@@ -128,13 +128,13 @@ void bareLoop(benchmark::State& state) {
         require(leastCalls(AT_FDCWD, root.c_str(), buffer) == state.range(0), "lost a directory");
 }
 
-constexpr int smallTree = 10'000;
-constexpr int largeTree = 200'000;
+constexpr int c_smallTree = 10'000;
+constexpr int c_largeTree = 200'000;
 
-BENCHMARK(walk)->Arg(smallTree)->Unit(benchmark::kMillisecond);
-BENCHMARK(findProcess)->Arg(smallTree)->Unit(benchmark::kMillisecond)->UseManualTime();
-BENCHMARK(bareLoop)->Arg(smallTree)->Unit(benchmark::kMillisecond);
-BENCHMARK(bareLoop)->Arg(largeTree)->Unit(benchmark::kMillisecond);
-BENCHMARK(walk)->Arg(largeTree)->Unit(benchmark::kMillisecond);
+BENCHMARK(walk)->Arg(c_smallTree)->Unit(benchmark::kMillisecond);
+BENCHMARK(findProcess)->Arg(c_smallTree)->Unit(benchmark::kMillisecond)->UseManualTime();
+BENCHMARK(bareLoop)->Arg(c_smallTree)->Unit(benchmark::kMillisecond);
+BENCHMARK(bareLoop)->Arg(c_largeTree)->Unit(benchmark::kMillisecond);
+BENCHMARK(walk)->Arg(c_largeTree)->Unit(benchmark::kMillisecond);
 
 } // namespace

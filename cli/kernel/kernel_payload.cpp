@@ -15,15 +15,15 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr std::size_t kHead = 64;
+constexpr std::size_t c_head = 64;
 
 // Far above the handful of false signatures in a real image; bounds the work on a made-up one.
-constexpr int kMaxCandidates = 256;
+constexpr int c_maxCandidates = 256;
 
 // Sources: the ELF identification of elf(5); for the flat images Linux, Documentation/arch:
 // arm64/booting.rst, riscv/boot-image-header.rst, loongarch/booting.rst.
 std::optional<KernelKind> kernelKindOf(std::string_view head) {
-    if (head.size() < kHead)
+    if (head.size() < c_head)
         return std::nullopt;
     if (head.substr(0, 4) == "\x7f"
                              "ELF"sv &&
@@ -31,15 +31,15 @@ std::optional<KernelKind> kernelKindOf(std::string_view head) {
         return KernelKind::elf;
     std::string_view const magic = head.substr(56, 4);
     if (magic == "ARM\x64"sv || magic == "RSC\x05"sv || magic == "\xcd\x23\x82\x81"sv)
-        return KernelKind::bootImage;
+        return KernelKind::boot_image;
     return std::nullopt;
 }
 
 std::optional<KernelKind> kindOfPayload(ImageFile const& image, Payload const& payload) {
     std::string head;
     decodePayload(image, payload, [&](char const* pBytes, std::size_t count) {
-        head.append(pBytes, std::min(count, kHead - head.size()));
-        return head.size() < kHead;
+        head.append(pBytes, std::min(count, c_head - head.size()));
+        return head.size() < c_head;
     });
     return kernelKindOf(head);
 }
@@ -63,10 +63,10 @@ Found findByScan(ImageFile const& image) {
             if (reason.empty() || payload.compression == Compression::lzo)
                 reason = failure.what();
         }
-        return found || ++tried == kMaxCandidates;
+        return found || ++tried == c_maxCandidates;
     });
     if (!found) {
-        char head[kHead];
+        char head[c_head];
         if (kernelKindOf({head, image.readAt(0, head, sizeof head)}))
             throw Failure("it is not compressed");
         throw Failure("it holds no compressed kernel that can be unpacked" +

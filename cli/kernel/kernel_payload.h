@@ -14,7 +14,7 @@ char const* compressionName(Compression compression);
 
 /// What an unpacked payload is: an ELF file (a vmlinux), or the flat boot image that arm64, riscv
 /// and loongarch kernels are packed from. A flat image carries no build-id note.
-enum class KernelKind { elf, bootImage };
+enum class KernelKind { elf, boot_image };
 
 /// "ELF file" or "kernel image".
 char const* kernelKindName(KernelKind kind);

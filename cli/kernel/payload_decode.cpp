@@ -13,10 +13,10 @@ namespace lokata::kernel {
 
 namespace {
 
-constexpr std::size_t kBuffer = 0x40000;
+constexpr std::size_t c_buffer = 0x40000;
 
 // Twice the largest dictionary that kernel builds ask of xz (128 MiB).
-constexpr std::uint64_t kLzmaMemory = 256u << 20;
+constexpr std::uint64_t c_lzmaMemory = 256u << 20;
 
 std::string describe(Payload const& payload) {
     return std::string("the ") + compressionName(payload.compression) + " stream at offset " +
@@ -37,8 +37,8 @@ template <typename Stream, typename Step>
 void pump(ImageFile const& image, Payload const& payload, Sink const& sink, Stream& stream,
           Step const& step) {
     RangeReader reader(image, payload.offset, payload.end);
-    std::vector<unsigned char> input(kBuffer);
-    std::vector<unsigned char> output(kBuffer);
+    std::vector<unsigned char> input(c_buffer);
+    std::vector<unsigned char> output(c_buffer);
     for (;;) {
         if (stream.avail_in == 0) {
             stream.next_in = input.data();
@@ -47,9 +47,9 @@ void pump(ImageFile const& image, Payload const& payload, Sink const& sink, Stre
         }
         bool const isInputGone = stream.avail_in == 0;
         stream.next_out = output.data();
-        stream.avail_out = kBuffer;
+        stream.avail_out = c_buffer;
         bool const isEnd = step();
-        std::size_t const produced = kBuffer - stream.avail_out;
+        std::size_t const produced = c_buffer - stream.avail_out;
         if (!sink(reinterpret_cast<char const*>(output.data()), produced) || isEnd)
             return;
         if (isInputGone && produced == 0)
@@ -60,8 +60,8 @@ void pump(ImageFile const& image, Payload const& payload, Sink const& sink, Stre
 // zlib itself and not libarchive, which does not test the checksum of a gzip stream.
 void decodeGzip(ImageFile const& image, Payload const& payload, Sink const& sink) {
     z_stream stream{};
-    constexpr int kGzipOnly = 15 + 16;
-    if (inflateInit2(&stream, kGzipOnly) != Z_OK)
+    constexpr int c_gzipOnly = 15 + 16;
+    if (inflateInit2(&stream, c_gzipOnly) != Z_OK)
         throw std::bad_alloc();
     std::unique_ptr<z_stream, int (*)(z_stream*)> const guard(&stream, inflateEnd);
     pump(image, payload, sink, stream, [&] {
@@ -77,8 +77,8 @@ void decodeGzip(ImageFile const& image, Payload const& payload, Sink const& sink
 void decodeLzma(ImageFile const& image, Payload const& payload, Sink const& sink) {
     lzma_stream stream = LZMA_STREAM_INIT;
     lzma_ret const ready = payload.compression == Compression::xz
-                               ? lzma_stream_decoder(&stream, kLzmaMemory, 0)
-                               : lzma_alone_decoder(&stream, kLzmaMemory);
+                               ? lzma_stream_decoder(&stream, c_lzmaMemory, 0)
+                               : lzma_alone_decoder(&stream, c_lzmaMemory);
     if (ready != LZMA_OK)
         throw std::bad_alloc();
     std::unique_ptr<lzma_stream, void (*)(lzma_stream*)> const guard(&stream, lzma_end);
@@ -102,7 +102,7 @@ la_ssize_t readForArchive(archive* pArchive, void* pData, void const** ppBuffer)
     auto& input = *static_cast<ArchiveInput*>(pData);
     *ppBuffer = input.buffer.data();
     try {
-        return static_cast<la_ssize_t>(input.reader.read(input.buffer.data(), kBuffer));
+        return static_cast<la_ssize_t>(input.reader.read(input.buffer.data(), c_buffer));
     } catch (Failure const& failure) {
         input.failure = failure.what();
         archive_set_error(pArchive, EIO, "%s", failure.what());
@@ -126,7 +126,7 @@ bool decodeWithArchive(ImageFile const& image, Payload const& payload, Sink cons
     std::unique_ptr<archive, int (*)(archive*)> const reader(archive_read_new(), archive_read_free);
     if (!reader)
         throw std::bad_alloc();
-    ArchiveInput input{{image, payload.offset, payload.end}, std::vector<char>(kBuffer), {}};
+    ArchiveInput input{{image, payload.offset, payload.end}, std::vector<char>(c_buffer), {}};
     if (addFilter(reader.get(), payload.compression) != ARCHIVE_OK) {
         throw Failure(std::string("the installed libarchive cannot unpack ") +
                       compressionName(payload.compression));
@@ -143,7 +143,7 @@ bool decodeWithArchive(ImageFile const& image, Payload const& payload, Sink cons
         archive_read_next_header(reader.get(), &pEntry) != ARCHIVE_OK ||
         archive_filter_code(reader.get(), 0) == ARCHIVE_FILTER_NONE)
         failed();
-    std::vector<char> output(kBuffer);
+    std::vector<char> output(c_buffer);
     for (;;) {
         la_ssize_t const got = archive_read_data(reader.get(), output.data(), output.size());
         if (got < 0)
@@ -166,24 +166,24 @@ std::uint64_t numberAt(ImageFile const& image, Payload const& payload, std::uint
 // The end of the first frame. The frame does not tell its length, but its blocks do. Source:
 // RFC 8878, 3.1.1.
 std::uint64_t zstdFrameEnd(ImageFile const& image, Payload const& payload) {
-    constexpr std::uint64_t kReserved = 3;
-    constexpr std::uint64_t kRunLength = 1;
-    constexpr std::uint64_t kDictionaryIdSizes[] = {0, 1, 2, 4};
-    constexpr std::uint64_t kContentSizeSizes[] = {0, 2, 4, 8};
+    constexpr std::uint64_t c_reserved = 3;
+    constexpr std::uint64_t c_runLength = 1;
+    constexpr std::uint64_t c_dictionaryIdSizes[] = {0, 1, 2, 4};
+    constexpr std::uint64_t c_contentSizeSizes[] = {0, 2, 4, 8};
 
     std::uint64_t position = payload.offset + 4;
     std::uint64_t const descriptor = numberAt(image, payload, position++, 1);
     bool const isSingleSegment = (descriptor >> 5 & 1) != 0;
-    std::uint64_t const contentSize = kContentSizeSizes[descriptor >> 6];
-    position += kDictionaryIdSizes[descriptor & 3];
+    std::uint64_t const contentSize = c_contentSizeSizes[descriptor >> 6];
+    position += c_dictionaryIdSizes[descriptor & 3];
     position += isSingleSegment ? std::max<std::uint64_t>(contentSize, 1) : contentSize + 1;
     for (bool isLast = false; !isLast;) {
         std::uint64_t const block = numberAt(image, payload, position, 3);
         std::uint64_t const type = block >> 1 & 3;
-        if (type == kReserved)
+        if (type == c_reserved)
             failDamaged(payload);
         isLast = (block & 1) != 0;
-        position += 3 + (type == kRunLength ? 1 : block >> 3);
+        position += 3 + (type == c_runLength ? 1 : block >> 3);
     }
     position += (descriptor >> 2 & 1) * 4;
     if (position > payload.end)
@@ -194,13 +194,13 @@ std::uint64_t zstdFrameEnd(ImageFile const& image, Payload const& payload) {
 // A legacy frame ends without a mark where no further block can stand. Source:
 // doc/lz4_Frame_format.md of LZ4, and lib/decompress_unlz4.c of Linux for the block size.
 std::uint64_t lz4FrameEnd(ImageFile const& image, Payload const& payload) {
-    constexpr std::uint64_t kBlock = 8u << 20;
-    constexpr std::uint64_t kLargestPackedBlock = kBlock + kBlock / 255 + 16;
+    constexpr std::uint64_t c_block = 8u << 20;
+    constexpr std::uint64_t c_largestPackedBlock = c_block + c_block / 255 + 16;
 
     std::uint64_t position = payload.offset + 4;
     while (position + 4 <= payload.end) {
         std::uint64_t const packed = numberAt(image, payload, position, 4);
-        if (packed == 0 || packed > std::min(kLargestPackedBlock, payload.end - position - 4))
+        if (packed == 0 || packed > std::min(c_largestPackedBlock, payload.end - position - 4))
             break;
         position += 4 + packed;
     }

@@ -11,8 +11,8 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr std::size_t kScanBlock = 0x40000;
-constexpr std::size_t kLongestSignature = 13;
+constexpr std::size_t c_scanBlock = 0x40000;
+constexpr std::size_t c_longestSignature = 13;
 
 bool startsWith(std::string_view bytes, std::string_view prefix) {
     return bytes.substr(0, prefix.size()) == prefix;
@@ -28,7 +28,7 @@ std::uint64_t numberAt(std::string_view bytes, std::size_t offset, std::size_t c
 // writes by default), dictionary size, unpacked size or all ones. Source: doc/lzma-file-format.txt
 // of XZ Utils, which also gives this way of telling such files from others.
 bool isLzmaHeader(std::string_view bytes) {
-    if (bytes.size() < kLongestSignature || !startsWith(bytes, "\x5d\x00\x00"sv))
+    if (bytes.size() < c_longestSignature || !startsWith(bytes, "\x5d\x00\x00"sv))
         return false;
     std::uint64_t const dictionary = numberAt(bytes, 1, 4);
     std::uint64_t const unpacked = numberAt(bytes, 5, 8);
@@ -64,7 +64,7 @@ Payload payloadAt(ImageFile const& image, std::uint64_t offset, std::uint64_t le
                       std::to_string(offset) + " with a length of " + std::to_string(length) +
                       ", but the file has " + std::to_string(image.size()) + " bytes");
     }
-    char start[kLongestSignature];
+    char start[c_longestSignature];
     RangeReader reader(image, offset, offset + length);
     auto const compression = compressionOf({start, reader.read(start, sizeof start)});
     if (!compression) {
@@ -98,11 +98,11 @@ std::optional<Payload> payloadByHeader(ImageFile const& image) {
 
 void scanForPayloads(ImageFile const& image, std::function<bool(Payload const&)> const& visit) {
     // Blocks overlap, so that a signature across their border is seen once and whole.
-    std::vector<char> buffer(kScanBlock + kLongestSignature);
-    for (std::uint64_t base = 0; base < image.size(); base += kScanBlock) {
+    std::vector<char> buffer(c_scanBlock + c_longestSignature);
+    for (std::uint64_t base = 0; base < image.size(); base += c_scanBlock) {
         std::string_view const block(buffer.data(),
                                      image.readAt(base, buffer.data(), buffer.size()));
-        for (std::size_t i = 0; i < std::min(block.size(), kScanBlock); ++i) {
+        for (std::size_t i = 0; i < std::min(block.size(), c_scanBlock); ++i) {
             auto const compression = compressionOf(block.substr(i));
             if (compression && visit({*compression, base + i, image.size()}))
                 return;

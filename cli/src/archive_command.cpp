@@ -69,7 +69,7 @@ int archive(ArchiveOptions const& options) {
         check(utils::archiveFile(options.file.c_str(), options.into.c_str(),
                                  archiveWordOf(category), path, false),
               options);
-    } else if (!options.contexts.contexts.empty() || !options.contexts.resultDir.empty()) {
+    } else if (!options.contexts.contexts.empty() || !options.contexts.result_dir.empty()) {
         ContextChain const chain(options.contexts);
         check(chain.manager().archiveFile(*chain.nearest(), options.file.c_str(), category),
               options);
@@ -85,7 +85,7 @@ int archive(ArchiveOptions const& options) {
 
 void addArchiveCommand(CLI::App& program, int& exitStatus) {
     auto const options = std::make_shared<ArchiveOptions>();
-    options->contexts.noUser = true;
+    options->contexts.no_user = true;
     CLI::App& command =
         *program.add_subcommand("archive", "Copy a file into an archive and print its place there");
     command.add_option("FILE", options->file, "The file to keep")

@@ -37,8 +37,8 @@ ContextChain::ContextChain(SearchOptions const& options)
         append(new NamelessContext("archive " + std::to_string(m_contexts.size())));
         m_pManager->registerArchiveDir(*m_contexts.back(), archive.c_str());
     }
-    if (!options.resultDir.empty())
-        append(m_pManager->createResultDirectoryContext(absolute(options.resultDir).c_str()));
+    if (!options.result_dir.empty())
+        append(m_pManager->createResultDirectoryContext(absolute(options.result_dir).c_str()));
     for (std::string const& directory : options.contexts) {
         std::string const path = absolute(directory);
         auto const context = m_pManager->createFileSystemContext(path.c_str(), true);
@@ -49,7 +49,7 @@ ContextChain::ContextChain(SearchOptions const& options)
     }
     if (m_contexts.empty())
         append(new NamelessContext("command line"));
-    if (!options.noUser)
+    if (!options.no_user)
         addUserDirs(options.store.empty() ? defaultStoreFile() : options.store);
 }
 

@@ -22,8 +22,8 @@ using namespace LK_2_13;
 namespace lokata::cli {
 namespace {
 
-constexpr std::array<search_category_t, 4> allCategories{scBinaryFiles, scSymbolFiles,
-                                                         scSourceFiles, scAllFiles};
+constexpr std::array<search_category_t, 4> c_allCategories{scBinaryFiles, scSymbolFiles,
+                                                           scSourceFiles, scAllFiles};
 
 struct DirsOptions {
     std::string store;
@@ -47,7 +47,7 @@ struct DirsOptions {
         std::vector<search_category_t> named;
         for (std::string const& word : words)
             named.push_back(*categoryOfWord(word));
-        return named.empty() ? std::vector(allCategories.begin(), allCategories.end()) : named;
+        return named.empty() ? std::vector(c_allCategories.begin(), c_allCategories.end()) : named;
     }
 };
 

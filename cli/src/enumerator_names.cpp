@@ -14,27 +14,28 @@ namespace {
 template <class T, std::size_t n>
 using Names = std::array<std::pair<T, char const*>, n>;
 
-constexpr Names<search_category_t, 4> categoryNames{{{scBinaryFiles, "scBinaryFiles"},
-                                                     {scSymbolFiles, "scSymbolFiles"},
-                                                     {scSourceFiles, "scSourceFiles"},
-                                                     {scAllFiles, "scAllFiles"}}};
-constexpr Names<search_category_t, 4> categoryWords{
+constexpr Names<search_category_t, 4> c_categoryNames{{{scBinaryFiles, "scBinaryFiles"},
+                                                       {scSymbolFiles, "scSymbolFiles"},
+                                                       {scSourceFiles, "scSourceFiles"},
+                                                       {scAllFiles, "scAllFiles"}}};
+constexpr Names<search_category_t, 4> c_categoryWords{
     {{scBinaryFiles, "bin"}, {scSymbolFiles, "sym"}, {scSourceFiles, "src"}, {scAllFiles, "all"}}};
-constexpr Names<search_category_t, 4> archiveWords{{{scBinaryFiles, "binaries"},
-                                                    {scSymbolFiles, "symbols"},
-                                                    {scSourceFiles, "sources"},
-                                                    {scAllFiles, "all"}}};
-constexpr Names<search_step_t, 8> stepNames{{{ssArchiveSearchDirs, "ssArchiveSearchDirs"},
-                                             {ssHighPrioritySearchDirs, "ssHighPrioritySearchDirs"},
-                                             {ssCacheSearchDir, "ssCacheSearchDir"},
-                                             {ssAbsoluteNameLookup, "ssAbsoluteNameLookup"},
-                                             {ssAroundBinaryLookup, "ssAroundBinaryLookup"},
-                                             {ssLowPrioritySearchDirs, "ssLowPrioritySearchDirs"},
-                                             {ssSystemDirs, "ssSystemDirs"},
-                                             {ssAskUser, "ssAskUser"}}};
-constexpr Names<confidence_t, 3> confidenceNames{
+constexpr Names<search_category_t, 4> c_archiveWords{{{scBinaryFiles, "binaries"},
+                                                      {scSymbolFiles, "symbols"},
+                                                      {scSourceFiles, "sources"},
+                                                      {scAllFiles, "all"}}};
+constexpr Names<search_step_t, 8> c_stepNames{
+    {{ssArchiveSearchDirs, "ssArchiveSearchDirs"},
+     {ssHighPrioritySearchDirs, "ssHighPrioritySearchDirs"},
+     {ssCacheSearchDir, "ssCacheSearchDir"},
+     {ssAbsoluteNameLookup, "ssAbsoluteNameLookup"},
+     {ssAroundBinaryLookup, "ssAroundBinaryLookup"},
+     {ssLowPrioritySearchDirs, "ssLowPrioritySearchDirs"},
+     {ssSystemDirs, "ssSystemDirs"},
+     {ssAskUser, "ssAskUser"}}};
+constexpr Names<confidence_t, 3> c_confidenceNames{
     {{cfValidated, "cfValidated"}, {cfPolicyHigh, "cfPolicyHigh"}, {cfPolicyLow, "cfPolicyLow"}}};
-constexpr Names<severity_t, 3> severityNames{
+constexpr Names<severity_t, 3> c_severityNames{
     {{svError, "svError"}, {svWarning, "svWarning"}, {svNone, "svNone"}}};
 
 template <class T, std::size_t n>
@@ -53,34 +54,34 @@ std::string nameOrNumber(Names<T, n> const& names, T value) {
 } // namespace
 
 std::string nameOf(search_category_t category) {
-    return nameOrNumber(categoryNames, category);
+    return nameOrNumber(c_categoryNames, category);
 }
 
 std::string nameOf(search_step_t step) {
-    return nameOrNumber(stepNames, step);
+    return nameOrNumber(c_stepNames, step);
 }
 
 std::string nameOf(confidence_t confidence) {
-    return nameOrNumber(confidenceNames, confidence);
+    return nameOrNumber(c_confidenceNames, confidence);
 }
 
 std::string nameOf(severity_t severity) {
-    return nameOrNumber(severityNames, severity);
+    return nameOrNumber(c_severityNames, severity);
 }
 
 std::optional<search_category_t> categoryOfWord(std::string_view word) {
-    for (auto const& [category, name] : categoryWords)
+    for (auto const& [category, name] : c_categoryWords)
         if (word == name)
             return category;
     return std::nullopt;
 }
 
 char const* wordOf(search_category_t category) {
-    return find(categoryWords, category);
+    return find(c_categoryWords, category);
 }
 
 char const* archiveWordOf(search_category_t category) {
-    return find(archiveWords, category);
+    return find(c_archiveWords, category);
 }
 
 unsigned int parseSteps(std::string_view list) {
@@ -88,10 +89,11 @@ unsigned int parseSteps(std::string_view list) {
     while (true) {
         std::size_t const comma = list.find(',');
         std::string_view const name = list.substr(0, comma);
-        auto const found = std::find_if(stepNames.begin(), stepNames.end(), [name](auto& entry) {
-            return name == entry.second || name == entry.second + 2;
-        });
-        if (found == stepNames.end())
+        auto const found =
+            std::find_if(c_stepNames.begin(), c_stepNames.end(), [name](auto& entry) {
+                return name == entry.second || name == entry.second + 2;
+            });
+        if (found == c_stepNames.end())
             throw Failure("--steps: \"" + std::string(name) + "\" is no search step");
         steps |= found->first;
         if (comma == std::string_view::npos)

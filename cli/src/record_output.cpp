@@ -10,9 +10,9 @@ using namespace LK_2_13;
 namespace lokata::cli {
 namespace {
 
-constexpr char const* green = "32";
-constexpr char const* yellow = "33";
-constexpr char const* red = "31";
+constexpr char const* c_green = "32";
+constexpr char const* c_yellow = "33";
+constexpr char const* c_red = "31";
 
 } // namespace
 
@@ -26,10 +26,10 @@ std::string foundPaths(SearchRecord const& record) {
 std::string explanation(SearchRecord const& record, bool colour) {
     std::string text;
     for (FoundFile const& file : record.found)
-        text += painted("found", green, colour) + "    " + file.path + "  [" + nameOf(file.step) +
+        text += painted("found", c_green, colour) + "    " + file.path + "  [" + nameOf(file.step) +
                 ", " + nameOf(file.confidence) + "]\n";
     for (RefusedFile const& file : record.refused) {
-        text += painted("refused", file.severity == svError ? red : yellow, colour) + "  " +
+        text += painted("refused", file.severity == svError ? c_red : c_yellow, colour) + "  " +
                 file.path + "  [" + nameOf(file.step) + ", " + nameOf(file.severity) + "]";
         text += file.message.empty() ? "\n" : "  " + file.message + "\n";
     }

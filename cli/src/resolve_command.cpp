@@ -30,12 +30,12 @@ struct ResolveOptions {
     std::vector<std::string> inputs;
     std::string format;
     SearchOptions search;
-    std::vector<std::string> debugDirs;
+    std::vector<std::string> debug_dirs;
     std::string sysroot;
     std::string symfs;
     std::vector<std::string> substitutions;
     bool sources = false;
-    std::string archiveInto;
+    std::string archive_into;
     bool json = false;
     std::string html;
     std::string explain;
@@ -43,9 +43,9 @@ struct ResolveOptions {
 
 profile::PlaceOptions placesOf(ResolveOptions const& options) {
     profile::PlaceOptions places;
-    if (!options.debugDirs.empty())
+    if (!options.debug_dirs.empty())
         places.debug_dirs.clear();
-    for (std::string const& list : options.debugDirs)
+    for (std::string const& list : options.debug_dirs)
         profile::addDebugDirs(places.debug_dirs, list);
     places.sysroot = options.sysroot;
     if (!options.symfs.empty() && !profile::parseSymfs(options.symfs, places))
@@ -132,9 +132,9 @@ profile::ProfileResolution resolve(profile::Profile profile, std::string const& 
     auto const show = [&progress](std::size_t done, std::size_t total) {
         progress.show(done, done, total);
     };
-    profile::Resolver resolver(surroundings.environment(options.search.kernelRelease.empty()
+    profile::Resolver resolver(surroundings.environment(options.search.kernel_release.empty()
                                                             ? profile.kernel_release
-                                                            : options.search.kernelRelease),
+                                                            : options.search.kernel_release),
                                support);
     profile::ProfileResolution resolution = resolver.resolve(std::move(profile), input, show);
     if (options.sources)
@@ -163,8 +163,8 @@ int resolve(ResolveOptions& options) {
         if (!isComplete(resolution))
             status = std::max<int>(status, esNotFound);
         print(resolution, options);
-        if (!options.archiveInto.empty())
-            archive(resolution, options.archiveInto);
+        if (!options.archive_into.empty())
+            archive(resolution, options.archive_into);
         resolutions.push_back(std::move(resolution));
     }
     if (!options.html.empty())
@@ -173,7 +173,7 @@ int resolve(ResolveOptions& options) {
 }
 
 void addPlaceOptions(CLI::App& command, ResolveOptions& options) {
-    addRepeatable(command, "--debug-file-directory", options.debugDirs,
+    addRepeatable(command, "--debug-file-directory", options.debug_dirs,
                   "Trees of separate debug files, with colons between them (default "
                   "/usr/lib/debug)")
         ->type_name("DIR[:DIR]...");
@@ -207,7 +207,7 @@ void addResolveCommand(CLI::App& program, int& exitStatus) {
     addPlaceOptions(command, *options);
     command.add_flag("--sources", options->sources,
                      "Find the source files too that the modules name");
-    addText(command, "--archive-into", options->archiveInto,
+    addText(command, "--archive-into", options->archive_into,
             "Copy all files found into an archive, for --archive on another machine")
         ->type_name("DIR");
     command.add_flag("--json", options->json, "Print one JSON document for each input");

@@ -17,10 +17,10 @@ using namespace profile;
 
 namespace {
 
-constexpr char const* green = "32";
-constexpr char const* red = "31";
-constexpr char const* faint = "2";
-constexpr char const* bold = "1";
+constexpr char const* c_green = "32";
+constexpr char const* c_red = "31";
+constexpr char const* c_faint = "2";
+constexpr char const* c_bold = "1";
 
 bool isMeant(Module const& module, std::string const& text) {
     return module.name == text || displayName(module.name) == text ||
@@ -38,7 +38,7 @@ std::string identityText(Identity const& identity) {
 }
 
 std::string refusalText(RefusedCandidate const& refused, std::string const& origin, bool colour) {
-    std::string text = "  " + painted("refused", red, colour) + "  " + displayName(refused.path) +
+    std::string text = "  " + painted("refused", c_red, colour) + "  " + displayName(refused.path) +
                        "  [" + origin + "]\n";
     if (!refused.message.empty())
         text += "           " + displayName(refused.message) + "\n";
@@ -47,7 +47,7 @@ std::string refusalText(RefusedCandidate const& refused, std::string const& orig
 
 std::string foundText(FileResolution const& file, bool colour) {
     bool const isProven = file.confidence == LK_2_13::cfValidated;
-    return "  " + painted("found", green, colour) + "    " + displayName(file.path) + "  [" +
+    return "  " + painted("found", c_green, colour) + "    " + displayName(file.path) + "  [" +
            originOf(file) + "]\n           " +
            (isProven ? "proven by " + identityText(file.identity) : "accepted without proof") +
            "\n";
@@ -73,7 +73,7 @@ std::string candidatesText(FileResolution const& file, bool colour) {
         } else if (auto const refused = refusals.find(path); refused != refusals.end()) {
             text += refusalText(*refused->second, origin, colour);
         } else {
-            text += "  " + painted(isFoundShown ? "unneeded" : "no file ", faint, colour) + " " +
+            text += "  " + painted(isFoundShown ? "unneeded" : "no file ", c_faint, colour) + " " +
                     displayName(path) + "  [" + origin + "]\n";
         }
     }
@@ -85,7 +85,7 @@ std::string candidatesText(FileResolution const& file, bool colour) {
                 met += refusalText(refused, origin, colour);
         bool const isFinder = file.found() && !isFoundShown && file.step == step;
         if (met.empty() && !isFinder)
-            met = "  " + painted("nothing ", faint, colour) + " [" + origin + "]\n";
+            met = "  " + painted("nothing ", c_faint, colour) + " [" + origin + "]\n";
         text += met;
     }
     for (RefusedCandidate const& refused : file.refused)
@@ -110,7 +110,7 @@ std::string fileText(char const* title, std::optional<FileResolution> const& fil
 std::string moduleText(ModuleResolution const& resolution, bool colour) {
     Module const& module = resolution.module;
     std::string text =
-        painted(displayName(module.name), bold, colour) + "\n" + kindName(module.kind) + ", " +
+        painted(displayName(module.name), c_bold, colour) + "\n" + kindName(module.kind) + ", " +
         (module.build_id.empty() ? "no build-id" : "build-id " + toHex(module.build_id)) + ", " +
         std::to_string(module.samples) + " samples: " + moduleStatusName(resolution.status) + "\n";
     if (!resolution.binary)

@@ -20,10 +20,10 @@ using namespace profile;
 
 namespace {
 
-constexpr char const* green = "32";
-constexpr char const* yellow = "33";
-constexpr char const* red = "31";
-constexpr char const* bold = "1";
+constexpr char const* c_green = "32";
+constexpr char const* c_yellow = "33";
+constexpr char const* c_red = "31";
+constexpr char const* c_bold = "1";
 
 using Modules = std::vector<ModuleResolution const*>;
 
@@ -133,13 +133,13 @@ std::string symbolsOf(ModuleResolution const& module) {
 struct Row {
     std::string share;
     std::array<std::string, 5> cells; ///< Module, file, proof, symbols, origin.
-    bool isProven;
+    bool is_proven;
 };
 
-constexpr std::size_t moduleCell = 0;
-constexpr std::size_t fileCell = 1;
-constexpr std::size_t symbolsCell = 3;
-constexpr std::size_t shareWidth = 9;
+constexpr std::size_t c_moduleCell = 0;
+constexpr std::size_t c_fileCell = 1;
+constexpr std::size_t c_symbolsCell = 3;
+constexpr std::size_t c_shareWidth = 9;
 
 /// Of the columns; one that is left out has none.
 using Widths = std::array<std::size_t, 5>;
@@ -147,31 +147,31 @@ using Widths = std::array<std::size_t, 5>;
 /// Takes what is too much from the names, then leaves out the symbols. False if the lines are still
 /// too long.
 bool fit(Widths& widths, std::size_t shares, std::size_t width) {
-    constexpr std::size_t leastModule = 14;
-    constexpr std::size_t leastFile = 20;
+    constexpr std::size_t c_leastModule = 14;
+    constexpr std::size_t c_leastFile = 20;
     for (;;) {
         std::size_t others = shares + 2;
-        for (std::size_t i = fileCell + 1; i < widths.size(); ++i)
+        for (std::size_t i = c_fileCell + 1; i < widths.size(); ++i)
             others += widths[i] == 0 ? 0 : widths[i] + 2;
-        if (width >= others + leastModule + leastFile) {
+        if (width >= others + c_leastModule + c_leastFile) {
             std::size_t const room = width - others;
-            std::size_t const spare = room > widths[fileCell] ? room - widths[fileCell] : 0;
-            widths[moduleCell] =
-                std::min(widths[moduleCell], std::max({leastModule, room / 3, spare}));
-            widths[fileCell] = std::min(widths[fileCell], room - widths[moduleCell]);
+            std::size_t const spare = room > widths[c_fileCell] ? room - widths[c_fileCell] : 0;
+            widths[c_moduleCell] =
+                std::min(widths[c_moduleCell], std::max({c_leastModule, room / 3, spare}));
+            widths[c_fileCell] = std::min(widths[c_fileCell], room - widths[c_moduleCell]);
             return true;
         }
-        if (widths[symbolsCell] == 0)
+        if (widths[c_symbolsCell] == 0)
             return false;
-        widths[symbolsCell] = 0;
+        widths[c_symbolsCell] = 0;
     }
 }
 
 std::string tableLine(std::string const& share, std::array<std::string, 5> cells,
                       Widths const& widths, bool hasSamples) {
-    cells[moduleCell] = cutAtEnd(cells[moduleCell], widths[moduleCell]);
-    cells[fileCell] = cutAtFront(cells[fileCell], widths[fileCell]);
-    std::string text = hasSamples ? padded(share, shareWidth) : "";
+    cells[c_moduleCell] = cutAtEnd(cells[c_moduleCell], widths[c_moduleCell]);
+    cells[c_fileCell] = cutAtFront(cells[c_fileCell], widths[c_fileCell]);
+    std::string text = hasSamples ? padded(share, c_shareWidth) : "";
     for (std::size_t i = 0; i < cells.size(); ++i)
         if (widths[i] > 0)
             text += i + 1 < cells.size() ? padded(cells[i], widths[i]) + "  " : cells[i];
@@ -180,11 +180,11 @@ std::string tableLine(std::string const& share, std::array<std::string, 5> cells
 
 /// For a terminal that is too narrow for columns.
 std::string stackedLines(Row const& row, bool hasSamples, std::size_t width) {
-    std::size_t const indent = hasSamples ? shareWidth : 2;
+    std::size_t const indent = hasSamples ? c_shareWidth : 2;
     std::size_t const room = width > indent ? width - indent : 0;
     std::string const margin(indent, ' ');
-    return (hasSamples ? padded(row.share, indent) : "") + row.cells[moduleCell] + "\n" + margin +
-           cutAtFront(row.cells[fileCell], room) + "\n" + margin + row.cells[2] + ", " +
+    return (hasSamples ? padded(row.share, indent) : "") + row.cells[c_moduleCell] + "\n" + margin +
+           cutAtFront(row.cells[c_fileCell], room) + "\n" + margin + row.cells[2] + ", " +
            row.cells.back();
 }
 
@@ -196,14 +196,16 @@ std::string foundTable(std::vector<Row> const& rows, bool hasSamples, TableStyle
         for (Row const& row : rows)
             widths[i] = std::max(widths[i], lengthOf(row.cells[i]));
     }
-    bool const isTable = style.width == 0 || fit(widths, hasSamples ? shareWidth : 0, style.width);
+    bool const isTable =
+        style.width == 0 || fit(widths, hasSamples ? c_shareWidth : 0, style.width);
     std::string text;
     if (isTable)
-        text = painted(tableLine("SAMPLES", titles, widths, hasSamples), bold, style.colour) + "\n";
+        text =
+            painted(tableLine("SAMPLES", titles, widths, hasSamples), c_bold, style.colour) + "\n";
     for (Row const& row : rows)
         text += painted(isTable ? tableLine(row.share, row.cells, widths, hasSamples)
                                 : stackedLines(row, hasSamples, style.width),
-                        row.isProven ? green : yellow, style.colour) +
+                        row.is_proven ? c_green : c_yellow, style.colour) +
                 "\n";
     return text;
 }
@@ -229,7 +231,7 @@ std::string moduleTable(ProfileResolution const& resolution, TableStyle const& s
             continue;
         }
         std::string const status = moduleStatusName(module->status);
-        char const* const code = module->status == ModuleStatus::missing ? red : yellow;
+        char const* const code = module->status == ModuleStatus::missing ? c_red : c_yellow;
         missing += (hasSamples ? share + "  " : "") +
                    painted(padded(status, 11), code, style.colour) + "  " +
                    displayName(module->module.name) + "\n" +

@@ -31,28 +31,28 @@ void addContextOptions(CLI::App& command, SearchOptions& options) {
                   "A directory that the search belongs to; each inherits from the next, the first "
                   "is the nearest. Its archive is DIR/archive, if there is one")
         ->type_name("DIR");
-    addText(command, "--result", options.resultDir,
+    addText(command, "--result", options.result_dir,
             "A result directory with its own layout; nearer than all contexts")
         ->type_name("DIR");
 }
 
 void addSearchOptions(CLI::App& command, SearchOptions& options) {
-    addRepeatable(command, "-d,--search-dir", options.searchDirs,
+    addRepeatable(command, "-d,--search-dir", options.search_dirs,
                   "A search directory: WORD is bin, sym, src or all, FLAGS are r (recursive) and p "
                   "(high priority), as in sym:r=/opt/debug")
         ->type_name("WORD[:FLAGS]=DIR");
     addRepeatable(command, "--archive", options.archives,
                   "An archive of files; the first is the nearest")
         ->type_name("DIR");
-    addText(command, "--cache", options.cacheDir, "A cache directory, as the library fills it")
+    addText(command, "--cache", options.cache_dir, "A cache directory, as the library fills it")
         ->type_name("DIR");
     addContextOptions(command, options);
-    command.add_flag("--no-user", options.noUser, "Leave out your own search directories");
+    command.add_flag("--no-user", options.no_user, "Leave out your own search directories");
     addStoreOption(command, options.store);
     addText(command, "--steps", options.steps,
             "Run only these search steps: names such as AbsoluteNameLookup,SystemDirs")
         ->type_name("LIST");
-    addText(command, "--kernel-release", options.kernelRelease,
+    addText(command, "--kernel-release", options.kernel_release,
             "The release of the kernel that ran, as uname -r gives it")
         ->type_name("TEXT");
     command

@@ -15,14 +15,14 @@ namespace lokata::cli {
 /// Where a search looks, as the command line says it. All commands that search share it.
 struct SearchOptions {
     std::vector<std::string> contexts; ///< directories, nearest first
-    std::string resultDir;
-    bool noUser = false;
-    std::string store;                   ///< empty for the default
-    std::vector<std::string> searchDirs; ///< WORD[:FLAGS]=DIR
-    std::vector<std::string> archives;   ///< nearest first
-    std::string cacheDir;
+    std::string result_dir;
+    bool no_user = false;
+    std::string store;                    ///< empty for the default
+    std::vector<std::string> search_dirs; ///< WORD[:FLAGS]=DIR
+    std::vector<std::string> archives;    ///< nearest first
+    std::string cache_dir;
     std::string steps; ///< empty for the library's own choice
-    std::string kernelRelease;
+    std::string kernel_release;
     std::string policy = "accept";
 };
 

@@ -5,7 +5,7 @@ using namespace LK_2_13;
 namespace lokata::cli {
 namespace {
 
-constexpr char const* clientId = SearchSurroundings::clientId;
+constexpr char const* c_clientId = SearchSurroundings::c_clientId;
 
 char const* orNull(std::string const& text) {
     return text.empty() ? nullptr : text.c_str();
@@ -16,7 +16,7 @@ char const* orNull(std::string const& text) {
 SearchSession::SearchSession(SearchOptions const& options, History history)
     : m_surroundings(options) {
     registerCallbacks(history);
-    m_pSearch = IFileSearch::create(m_surroundings.environment(options.kernelRelease));
+    m_pSearch = IFileSearch::create(m_surroundings.environment(options.kernel_release));
 }
 
 // With a history every answer goes through the no-files-found callback, which takes the valid file:
@@ -26,17 +26,17 @@ void SearchSession::registerCallbacks(History history) {
     auto& manager = m_surroundings.chain().manager();
     auto const& context = m_surroundings.chain().nearest();
     if (history == History::off) {
-        manager.registerFilesFoundCallback(*context, clientId, &m_recorder.filesFoundCallback());
-        manager.registerNoFilesFoundCallback(*context, clientId,
+        manager.registerFilesFoundCallback(*context, c_clientId, &m_recorder.filesFoundCallback());
+        manager.registerNoFilesFoundCallback(*context, c_clientId,
                                              &m_recorder.noFilesFoundCallback());
         return;
     }
     m_pManipulator = createSearchManipulatorByContext(context, nullptr, nullptr);
     m_pManipulator->setSearchStartedBehavior(
-        clientId, history == History::only ? ssbUseHistoryOnly : ssbSuggestFromHistory);
-    m_pManipulator->setOwnFilesFoundCallback(clientId, &m_recorder.filesFoundCallback());
-    m_pManipulator->setOwnNoFilesFoundCallback(clientId, &m_recorder.noFilesFoundCallback());
-    m_pManipulator->setNoFilesFoundBehavior(clientId, nfbUpdateHistory);
+        c_clientId, history == History::only ? ssbUseHistoryOnly : ssbSuggestFromHistory);
+    m_pManipulator->setOwnFilesFoundCallback(c_clientId, &m_recorder.filesFoundCallback());
+    m_pManipulator->setOwnNoFilesFoundCallback(c_clientId, &m_recorder.noFilesFoundCallback());
+    m_pManipulator->setNoFilesFoundBehavior(c_clientId, nfbUpdateHistory);
 }
 
 SearchRecord SearchSession::find(SearchRequest const& request, IValidatorCallback* validator,

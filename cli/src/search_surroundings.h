@@ -13,7 +13,7 @@ namespace lokata::cli {
 /// registered for this program. Must outlive the environments made of it.
 class SearchSurroundings {
 public:
-    static constexpr char const* clientId = "lokata";
+    static constexpr char const* c_clientId = "lokata";
 
     /// Throws `Failure` for options that make no sense. The search directories are captured, so
     /// that the store is read here and not with each step of each search; the store's exceptions

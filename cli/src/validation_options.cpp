@@ -26,16 +26,16 @@ void addValidationOptions(CLI::App& command, ValidationOptions& options) {
     addRepeatable(command, "--expect", options.checksums, "The checksum of the wanted file")
         ->type_name("md5:HEX|sha1:HEX");
     command
-        .add_option("--expect-mtime", options.modificationTime,
+        .add_option("--expect-mtime", options.modification_time,
                     "The modification time of the wanted file")
         ->type_name("SECONDS");
     command.add_option("--expect-size", options.size, "The size of the wanted file")
         ->type_name("BYTES");
-    addText(command, "--not-newer-than", options.notNewerThan,
+    addText(command, "--not-newer-than", options.not_newer_than,
             "Refuse a source file that is newer than FILE")
         ->type_name("FILE")
         ->check(CLI::Validator(CLI::ExistingFile).description(""));
-    addRepeatable(command, "--except-dir", options.exceptDirs,
+    addRepeatable(command, "--except-dir", options.except_dirs,
                   "Compare no times for files below this directory")
         ->type_name("DIR");
 }
@@ -74,7 +74,7 @@ validation_result_t ValidatorSet::validate(char const* fileName, IErrorInfoConta
 }
 
 ValidatorSet makeValidators(ValidationOptions const& options, search_category_t category) {
-    if (!options.notNewerThan.empty() && category != scSourceFiles)
+    if (!options.not_newer_than.empty() && category != scSourceFiles)
         throw Failure("--not-newer-than: only source files are compared with another file's time");
 
     ValidatorSet validators;
@@ -85,13 +85,13 @@ ValidatorSet makeValidators(ValidationOptions const& options, search_category_t 
                           "\" is not md5: with 32 or sha1: with 40 hexadecimal digits");
         validators.add(std::make_unique<ExpectedChecksum>(category, expected));
     }
-    if (options.modificationTime != 0 || options.size != 0)
+    if (options.modification_time != 0 || options.size != 0)
         validators.add(withExceptions(
-            std::make_unique<ExpectedTimeAndSize>(options.modificationTime, options.size),
-            options.exceptDirs));
-    if (!options.notNewerThan.empty())
-        validators.add(withExceptions(std::make_unique<NotNewerThan>(options.notNewerThan),
-                                      options.exceptDirs));
+            std::make_unique<ExpectedTimeAndSize>(options.modification_time, options.size),
+            options.except_dirs));
+    if (!options.not_newer_than.empty())
+        validators.add(withExceptions(std::make_unique<NotNewerThan>(options.not_newer_than),
+                                      options.except_dirs));
     return validators;
 }
 

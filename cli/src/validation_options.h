@@ -14,11 +14,11 @@ namespace lokata::cli {
 
 /// What the command line says of the content of the wanted file.
 struct ValidationOptions {
-    std::vector<std::string> checksums; ///< md5:HEX or sha1:HEX
-    std::uint64_t modificationTime = 0; ///< seconds since the epoch
-    std::uint64_t size = 0;             ///< bytes
-    std::string notNewerThan;
-    std::vector<std::string> exceptDirs;
+    std::vector<std::string> checksums;  ///< md5:HEX or sha1:HEX
+    std::uint64_t modification_time = 0; ///< seconds since the epoch
+    std::uint64_t size = 0;              ///< bytes
+    std::string not_newer_than;
+    std::vector<std::string> except_dirs;
 };
 
 void addValidationOptions(CLI::App& command, ValidationOptions& options);

@@ -48,7 +48,7 @@ protected:
 
     PerfFile perf() const {
         PerfFile perf;
-        perf.attr(PerfFile::sampleType).exec(5, 1);
+        perf.attr(PerfFile::c_sampleType).exec(5, 1);
         perf.mmap2(5, 0x1000, 0x1000, "/gone/app", m_app, 0, 2);
         perf.mmap2(5, 0x3000, 0x1000, "/gone/libx.so", m_lib, 0, 2);
         perf.sample(5, 0x1234, 3).sample(5, 0x1238, 4).sample(5, 0x1238, 5);

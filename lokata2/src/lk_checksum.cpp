@@ -15,11 +15,11 @@ namespace {
 
 template <class Digest>
 ObjectPtr<IChecksum> digestOf(char const* fileName, checksum_type_t type) {
-    constexpr unsigned blockSize = 4096;
+    constexpr unsigned c_blockSize = 4096;
     if (fileName == nullptr)
         return {};
     Digest digest;
-    if (!digest.update_from_file(toolbelt2::path_t(fileName), blockSize))
+    if (!digest.update_from_file(toolbelt2::path_t(fileName), c_blockSize))
         return {};
     return new Checksum(digest.get_digest_base16(), type);
 }

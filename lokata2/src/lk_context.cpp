@@ -10,7 +10,7 @@ namespace {
 
 /// Marks a result directory that was set up before. The leading blank keeps it apart from the keys
 /// of clients.
-constexpr char hiddenResultDirKey[] = " hidden_result_dir_key";
+constexpr char c_hiddenResultDirKey[] = " hidden_result_dir_key";
 
 char const* orNull(char const* text) {
     return text != nullptr ? text : "NULL";
@@ -144,7 +144,7 @@ ObjectPtr<IResolutionContext> ResolutionContextMgr::createResultDirectoryContext
     if (dir == nullptr)
         return nullptr;
     ObjectPtr<IResolutionContext> context = createFileSystemContext(dir, true);
-    if (!context || getSearchDirs(*context, hiddenResultDirKey))
+    if (!context || getSearchDirs(*context, c_hiddenResultDirKey))
         return context;
     registerArchiveDir(*context, paths::join(dir, "archive").c_str());
 
@@ -163,7 +163,7 @@ ObjectPtr<IResolutionContext> ResolutionContextMgr::createResultDirectoryContext
     for (auto const& [category, part, recursive] : layout)
         container->addDirectory(category, paths::join(dir, part).c_str(), recursive, true);
     container->addDirectory(scAllFiles, dir, false, true);
-    registerSearchDirs(*context, container, hiddenResultDirKey);
+    registerSearchDirs(*context, container, c_hiddenResultDirKey);
     return context;
 }
 

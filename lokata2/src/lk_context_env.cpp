@@ -6,10 +6,10 @@ namespace LK_2_13 {
 
 namespace {
 
-constexpr char anyClient[] = "";
+constexpr char c_anyClient[] = "";
 
-constexpr search_category_t archiveCategories[] = {scBinaryFiles, scSymbolFiles, scSourceFiles,
-                                                   scAllFiles};
+constexpr search_category_t c_archiveCategories[] = {scBinaryFiles, scSymbolFiles, scSourceFiles,
+                                                     scAllFiles};
 
 /// Folds a context and its ancestors, nearest first, into one environment. Each single value is
 /// taken from the first context that has one; there the client's own entry goes before that of any
@@ -64,7 +64,7 @@ private:
         std::string const dir = metadata.getArchiveDir();
         if (dir.empty())
             return;
-        for (search_category_t const category : archiveCategories) {
+        for (search_category_t const category : c_archiveCategories) {
             std::string const part = utils::addSubPart(dir.c_str(), archiveWord(category));
             m_archives->addDirectory(category, part.c_str(), true, true);
         }
@@ -74,7 +74,7 @@ private:
     /// asymmetry is meant.
     void addCallbacks(IMetadata& metadata) {
         lokata_callbacks_t const mine = metadata.getCallbacks(m_clientId);
-        lokata_callbacks_t const shared = metadata.getCallbacks(anyClient);
+        lokata_callbacks_t const shared = metadata.getCallbacks(c_anyClient);
         if (!m_env->searchStartedCallback()->hasCallback())
             m_env->setSearchStartedCallback(mine.searchStarted);
         if (!m_env->filesFoundCallback()->hasCallback())
@@ -95,7 +95,7 @@ private:
         if (!value)
             value = get(m_clientId);
         if (!value)
-            value = get(anyClient);
+            value = get(c_anyClient);
     }
 
     void addSingleValues(IMetadata& metadata) {

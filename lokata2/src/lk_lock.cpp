@@ -6,7 +6,7 @@ namespace LK_2_13 {
 
 namespace {
 
-constexpr useconds_t pollIntervalMicroseconds = 10000;
+constexpr useconds_t c_pollIntervalMicroseconds = 10000;
 
 } // namespace
 
@@ -45,7 +45,7 @@ bool LKSpinSharedLock::tryEnter(bool shared) {
 
 void LKSpinSharedLock::sharedLock() {
     while (!tryEnter(true))
-        usleep(pollIntervalMicroseconds);
+        usleep(c_pollIntervalMicroseconds);
 }
 
 void LKSpinSharedLock::sharedUnlock() {
@@ -55,7 +55,7 @@ void LKSpinSharedLock::sharedUnlock() {
 
 void LKSpinSharedLock::lock() {
     while (!tryEnter(false))
-        usleep(pollIntervalMicroseconds);
+        usleep(c_pollIntervalMicroseconds);
     m_exclusiveLock.lock();
 }
 

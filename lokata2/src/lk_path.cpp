@@ -6,17 +6,18 @@ namespace LK_2_13::paths {
 
 namespace {
 
-constexpr char separator = '/';
+constexpr char c_separator = '/';
 
 bool endsWithSeparator(std::string_view path) {
-    return !path.empty() && path.back() == separator;
+    return !path.empty() && path.back() == c_separator;
 }
 
 /// The length of a leading "//host".
 std::size_t rootNameLength(std::string_view path) {
-    if (path.size() < 3 || path[0] != separator || path[1] != separator || path[2] == separator)
+    if (path.size() < 3 || path[0] != c_separator || path[1] != c_separator ||
+        path[2] == c_separator)
         return 0;
-    return std::min(path.find(separator, 2), path.size());
+    return std::min(path.find(c_separator, 2), path.size());
 }
 
 std::string_view withoutTrailingSeparators(std::string_view path) {
@@ -35,9 +36,9 @@ std::string join(std::string_view directory, std::string_view part) {
     result = directory;
     while (endsWithSeparator(result))
         result.pop_back();
-    while (!part.empty() && part.front() == separator)
+    while (!part.empty() && part.front() == c_separator)
         part.remove_prefix(1);
-    result += separator;
+    result += c_separator;
     return result += part;
 }
 
@@ -47,24 +48,24 @@ std::string normal(std::string_view path) {
     std::size_t const rootName = rootNameLength(path);
     std::string result(path.substr(0, rootName));
     std::string_view rest = path.substr(rootName);
-    bool const rooted = !rest.empty() && rest.front() == separator;
+    bool const rooted = !rest.empty() && rest.front() == c_separator;
     if (rooted)
-        result += separator;
+        result += c_separator;
     std::size_t const base = result.size();
 
     std::string_view last;
     while (!rest.empty()) {
-        std::size_t const begin = rest.find_first_not_of(separator);
+        std::size_t const begin = rest.find_first_not_of(c_separator);
         if (begin == std::string_view::npos)
             break;
-        std::size_t const end = std::min(rest.find(separator, begin), rest.size());
+        std::size_t const end = std::min(rest.find(c_separator, begin), rest.size());
         last = rest.substr(begin, end - begin);
         rest.remove_prefix(end);
         if (last == ".")
             continue;
         if (last == "..") {
             std::string_view const kept = std::string_view(result).substr(base);
-            std::string_view const tail = kept.substr(kept.rfind(separator) + 1);
+            std::string_view const tail = kept.substr(kept.rfind(c_separator) + 1);
             if (!tail.empty() && tail != "..") {
                 std::size_t const cut = result.size() - tail.size();
                 result.resize(cut > base ? cut - 1 : cut);
@@ -74,13 +75,13 @@ std::string normal(std::string_view path) {
                 continue;
         }
         if (result.size() > base)
-            result += separator;
+            result += c_separator;
         result += last;
     }
     if (result.size() == base)
         return base == 0 ? "." : result;
     if (endsWithSeparator(path) || last == ".")
-        result += separator;
+        result += c_separator;
     return result;
 }
 
@@ -98,7 +99,7 @@ std::string_view fileName(std::string_view path) {
         return ".";
     if (path.size() == rootNameLength(path))
         return path;
-    return path.substr(path.rfind(separator) + 1);
+    return path.substr(path.rfind(c_separator) + 1);
 }
 
 std::string_view stem(std::string_view path) {
@@ -120,7 +121,7 @@ std::string_view parent(std::string_view path) {
         std::string_view const directory = withoutTrailingSeparators(path);
         return directory == "/" ? std::string_view() : directory;
     }
-    std::size_t const cut = path.rfind(separator);
+    std::size_t const cut = path.rfind(c_separator);
     if (cut == std::string_view::npos || path.size() == rootNameLength(path))
         return {};
     return withoutTrailingSeparators(path.substr(0, cut + 1));
@@ -128,7 +129,7 @@ std::string_view parent(std::string_view path) {
 
 bool isRooted(std::string_view path) {
     std::size_t const rootName = rootNameLength(path);
-    return rootName < path.size() && path[rootName] == separator;
+    return rootName < path.size() && path[rootName] == c_separator;
 }
 
 std::vector<std::string_view> elements(std::string_view path) {
@@ -139,10 +140,10 @@ std::vector<std::string_view> elements(std::string_view path) {
     if (isRooted(path))
         result.push_back(path.substr(rootName, 1));
     for (std::size_t begin = rootName; begin < path.size();) {
-        begin = path.find_first_not_of(separator, begin);
+        begin = path.find_first_not_of(c_separator, begin);
         if (begin == std::string_view::npos)
             break;
-        std::size_t const end = std::min(path.find(separator, begin), path.size());
+        std::size_t const end = std::min(path.find(c_separator, begin), path.size());
         result.push_back(path.substr(begin, end - begin));
         begin = end;
     }

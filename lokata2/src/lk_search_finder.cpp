@@ -18,19 +18,19 @@ struct CloseDirectory {
     void operator()(DIR* handle) const { ::closedir(handle); }
 };
 
-enum class EntryKind { Directory, Other, Unreadable };
+enum class EntryKind { directory, other, unreadable };
 
 /// Asks for the status of links and of entries whose file system tells no type, nothing else: it
 /// would cost more than the rest of a walk. A link that leads nowhere is no failure.
 EntryKind kindOf(DIR* directory, dirent const& entry) {
     if (entry.d_type == DT_DIR)
-        return EntryKind::Directory;
+        return EntryKind::directory;
     if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN)
-        return EntryKind::Other;
+        return EntryKind::other;
     struct stat status {};
     if (::fstatat(::dirfd(directory), entry.d_name, &status, 0) == 0)
-        return S_ISDIR(status.st_mode) ? EntryKind::Directory : EntryKind::Other;
-    return errno == ENOENT || errno == ENOTDIR ? EntryKind::Other : EntryKind::Unreadable;
+        return S_ISDIR(status.st_mode) ? EntryKind::directory : EntryKind::other;
+    return errno == ENOENT || errno == ENOTDIR ? EntryKind::other : EntryKind::unreadable;
 }
 
 bool isDots(char const* name) {
@@ -53,9 +53,9 @@ std::string subdirectories(char const* directory) {
         if (isDots(entry->d_name))
             continue;
         EntryKind const kind = kindOf(handle.get(), *entry);
-        if (kind == EntryKind::Unreadable)
+        if (kind == EntryKind::unreadable)
             return {};
-        if (kind == EntryKind::Directory)
+        if (kind == EntryKind::directory)
             names.append(entry->d_name, std::strlen(entry->d_name) + 1);
     }
 }

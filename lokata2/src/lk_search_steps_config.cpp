@@ -6,7 +6,7 @@ namespace LK_2_13 {
 
 namespace {
 
-constexpr search_step_t stepsInOrder[] = {
+constexpr search_step_t c_stepsInOrder[] = {
     ssArchiveSearchDirs,  ssHighPrioritySearchDirs, ssCacheSearchDir, ssAbsoluteNameLookup,
     ssAroundBinaryLookup, ssLowPrioritySearchDirs,  ssSystemDirs};
 
@@ -73,7 +73,7 @@ int DefaultSearchStepsConfigurator::getSearchStepsMask(search_category_t categor
 ObjectPtr<ISearchStepsIterator> DefaultSearchStepsConfigurator::getSearchStepsIterator(int mask) {
     auto* const steps = new DefaultSearchStepsIterator(mask);
     ObjectPtr<ISearchStepsIterator> result(steps);
-    for (search_step_t const step : stepsInOrder)
+    for (search_step_t const step : c_stepsInOrder)
         if ((static_cast<mask_t>(mask) & step) != 0)
             steps->add(step);
     return result;

@@ -46,11 +46,11 @@ private:
     static mask_t DefaultSearchStepsConfigurator::*maskOf(search_category_t category);
 
     /// All steps but `ssAskUser` and `ssCacheSearchDir`.
-    static constexpr mask_t defaultSteps = 63;
+    static constexpr mask_t c_defaultSteps = 63;
 
-    mask_t m_binSteps = defaultSteps;
-    mask_t m_symSteps = defaultSteps;
-    mask_t m_srcSteps = defaultSteps;
+    mask_t m_binSteps = c_defaultSteps;
+    mask_t m_symSteps = c_defaultSteps;
+    mask_t m_srcSteps = c_defaultSteps;
 };
 
 } // namespace LK_2_13

@@ -12,7 +12,7 @@ namespace LK_2_13 {
 
 namespace {
 
-constexpr char const* guestMarker = "[guest]";
+constexpr char const* c_guestMarker = "[guest]";
 
 /// A list may be null, and so may a name in a client's own list; neither is searched.
 template <class Visit>
@@ -104,7 +104,7 @@ bool BasicFileSearchStrategy::find(std::string const&, bool, std::string const&,
 }
 
 bool BasicFileSearchStrategy::isGuestName() const {
-    return m_fileName.find(guestMarker) != std::string::npos;
+    return m_fileName.find(c_guestMarker) != std::string::npos;
 }
 
 bool BasicFileSearchStrategy::walkSystemDirs(std::string const& name,
@@ -142,12 +142,12 @@ bool BasicFileSearchStrategy::findInSearchDirs(ISearchResultsContainer& results,
     });
     if (finder.find(fileToSearch(), results))
         return true;
-    std::size_t const marker = m_fileName.find(guestMarker);
+    std::size_t const marker = m_fileName.find(c_guestMarker);
     if (marker == std::string::npos)
         return false;
     // Without the character in front of the marker. A name that begins with the marker is taken
     // whole, since the count wraps around; both are meant.
-    std::string const guestPath = paths::join(guestMarker, m_fileName.substr(0, marker - 1));
+    std::string const guestPath = paths::join(c_guestMarker, m_fileName.substr(0, marker - 1));
     return finder.find(guestPath.c_str(), results);
 }
 

@@ -58,8 +58,8 @@ ObjectPtr<IValidatedFile> Validator::validate(char const* fileName) {
 }
 
 ObjectPtr<IValidatedFile> Validator::validateInternal(char const* fileName, unsigned int step) {
-    constexpr unsigned int stepBits = 0xffff;
-    auto const searchStep = static_cast<search_step_t>(step & stepBits);
+    constexpr unsigned int c_stepBits = 0xffff;
+    auto const searchStep = static_cast<search_step_t>(step & c_stepBits);
     ErrorInfoContainer errorInfo;
     if (searchStep == ssCacheSearchDir && m_pFileRetriever != nullptr &&
         hasOtherChecksum(fileName)) {

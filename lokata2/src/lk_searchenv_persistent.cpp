@@ -15,7 +15,7 @@ using toolbelt2::variant_t;
 
 char const* const storedName = "searchDirs";
 
-constexpr std::array categories{scBinaryFiles, scSymbolFiles, scSourceFiles, scAllFiles};
+constexpr std::array c_categories{scBinaryFiles, scSymbolFiles, scSourceFiles, scAllFiles};
 
 /// The children under a name, or under its older form with a capital if there are none.
 toolbelt2::generic_iterator_t<variant_bag_t> childrenOf(variant_bag_t const& bag, char const* name,
@@ -112,7 +112,7 @@ bool PersistentSearchDirContainer::clear(search_category_t category) {
 void PersistentSearchDirContainer::reload() const {
     if (!m_storage)
         return;
-    for (search_category_t const category : categories)
+    for (search_category_t const category : c_categories)
         m_dirs->clear(category);
     variant_bag_t const stored = m_storage->read(storedName, variant_bag_t());
     for (auto child = childrenOf(stored, "searchCategory", "SearchCategory"); !child.at_end();
@@ -124,7 +124,7 @@ void PersistentSearchDirContainer::save() {
     if (!m_storage)
         return;
     variant_bag_t bag;
-    for (search_category_t const category : categories)
+    for (search_category_t const category : c_categories)
         internal::saveSearchDirsForCategory(*m_dirs, category, bag);
     m_storage->write(storedName, bag);
 }

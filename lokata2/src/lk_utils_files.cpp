@@ -36,10 +36,10 @@ bool createDir(char const* name) try {
 }
 
 int createUniqueTempDir(std::string& directory) {
-    constexpr int failed = 4;
-    constexpr int maxTries = 30;
+    constexpr int c_failed = 4;
+    constexpr int c_maxTries = 30;
     std::string const parent = optstore2::IProductLocations::get()->getTempDirectory();
-    for (int i = 0; i < maxTries && !parent.empty(); ++i) {
+    for (int i = 0; i < c_maxTries && !parent.empty(); ++i) {
         boost::system::error_code error;
         std::string const name =
             boost::filesystem::unique_path("lk-%%%%-%%%%-%%%%-%%%%", error).string();
@@ -50,7 +50,7 @@ int createUniqueTempDir(std::string& directory) {
         }
     }
     LK_LOG_ERROR("Cannot create temp directory");
-    return failed;
+    return c_failed;
 }
 
 } // namespace LK_2_13::utils

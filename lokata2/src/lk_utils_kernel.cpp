@@ -13,17 +13,17 @@ namespace LK_2_13::utils {
 
 namespace {
 
-constexpr std::size_t bufferSize = 0x40000;
+constexpr std::size_t c_bufferSize = 0x40000;
 
 /// The head of a gzip member (RFC 1952): its magic, deflate, and no flags.
-constexpr std::array<unsigned char, 4> signature = {0x1F, 0x8B, 0x08, 0x00};
+constexpr std::array<unsigned char, 4> c_signature = {0x1F, 0x8B, 0x08, 0x00};
 
 /// The state of zlib for one gzip stream.
 class GzipStream {
 public:
     GzipStream() {
-        constexpr int gzipOnly = 16;
-        m_isReady = inflateInit2(&m_stream, MAX_WBITS + gzipOnly) == Z_OK;
+        constexpr int c_gzipOnly = 16;
+        m_isReady = inflateInit2(&m_stream, MAX_WBITS + c_gzipOnly) == Z_OK;
     }
     ~GzipStream() {
         if (m_isReady)
@@ -44,7 +44,7 @@ private:
 // Whether the next bytes are the signature. The scan goes on behind the byte that breaks a match,
 // with no stepping back, so a signature that begins at that byte is not seen: meant.
 bool isSignatureNext(std::istream& in) {
-    for (unsigned char const expected : signature)
+    for (unsigned char const expected : c_signature)
         if (in.get() != expected)
             return false;
     return true;
@@ -54,7 +54,7 @@ bool isSignatureNext(std::istream& in) {
 bool seekSignature(std::istream& in) {
     while (in.good())
         if (isSignatureNext(in))
-            return in.seekg(-static_cast<std::streamoff>(signature.size()), std::ios::cur).good();
+            return in.seekg(-static_cast<std::streamoff>(c_signature.size()), std::ios::cur).good();
     return false;
 }
 
@@ -77,8 +77,8 @@ bool extractTo(std::ifstream& in, char const* target) {
 bool uncompress(std::basic_ifstream<char>& in, std::basic_ofstream<char>& out) {
     if (!in.good() || !out.good())
         return false;
-    std::vector<char> input(bufferSize);
-    std::vector<char> output(bufferSize);
+    std::vector<char> input(c_bufferSize);
+    std::vector<char> output(c_bufferSize);
     GzipStream stream;
     if (!stream.isReady())
         return false;

@@ -13,7 +13,7 @@
 namespace LK_2_13 {
 namespace {
 
-constexpr int rounds = 60;
+constexpr int c_rounds = 60;
 
 void runAtOnce(std::vector<std::function<void()>> const& jobs) {
     std::vector<std::thread> threads;
@@ -40,19 +40,20 @@ TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
 
     test::Messenger messenger;
     auto const assemble = [&] {
-        for (int i = 0; i < rounds; ++i) {
+        for (int i = 0; i < c_rounds; ++i) {
             auto const env = manager->createSearchEnv(*child, "client", nullptr);
             std::string const found = test::dirsOf(env->searchDirs(scBinaryFiles));
             EXPECT_NE(found.find(always + " rp;/fixed ;"), std::string::npos)
                 << "each search has a cursor of its own: " << found;
             auto* const holder = env->confidenceLevelPolicyCallback();
             CallbackAccessor<IConfidenceLevelPolicyCallback> const accessor(*holder);
-            if (auto* const policy = accessor.get())
-                EXPECT_EQ(policy->getConfidenceLevel(scBinaryFiles, 0), clAcceptLow);
+            auto* const policy = accessor.get();
+            EXPECT_TRUE(policy == nullptr ||
+                        policy->getConfidenceLevel(scBinaryFiles, 0) == clAcceptLow);
         }
     };
     auto const registerThings = [&] {
-        for (int i = 0; i < rounds; ++i) {
+        for (int i = 0; i < c_rounds; ++i) {
             std::string const name = "/dir" + std::to_string(i);
             auto const more = IEditableSearchDirContainer::create();
             more->addDirectory(scBinaryFiles, name.c_str(), false, false);
@@ -65,19 +66,19 @@ TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
         }
     };
     auto const capture = [&] {
-        for (int i = 0; i < rounds; ++i) {
+        for (int i = 0; i < c_rounds; ++i) {
             manager->captureSearchDirs(*(i % 2 == 0 ? parent : child), "client");
             manager->releaseSearchDirs(*(i % 3 == 0 ? parent : child), "client");
         }
     };
     auto const comeAndGo = [&] {
-        for (int i = 0; i < rounds; ++i) {
+        for (int i = 0; i < c_rounds; ++i) {
             test::Policy policy;
             manager->registerConfidenceLevelPolicyCallback(*child, "client", &policy);
         }
     };
     auto const searchAndArchive = [&] {
-        for (int i = 0; i < rounds; ++i) {
+        for (int i = 0; i < c_rounds; ++i) {
             auto const search = manager->createFileSearch(*child, "client", nullptr);
             EXPECT_TRUE(search->findBinFile("wanted", nullptr, nullptr, 0));
             // Symbols are archived beside the binaries that the search reads.
@@ -90,7 +91,7 @@ TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
 }
 
 TEST(ContextThreads, NeverMeetAManagerThatIsGoing) {
-    for (int i = 0; i < rounds; ++i) {
+    for (int i = 0; i < c_rounds; ++i) {
         auto last = IResolutionContextMgr::create();
         ObjectPtr<IResolutionContextMgr> met;
         std::thread leaver;

@@ -63,14 +63,14 @@ TEST(SpinSharedLock, LetsReadersInTogetherAndAWriterOnlyAfterTheLast) {
 }
 
 TEST(SpinSharedLock, GuardsPlainDataAgainstManyReadersAndWriters) {
-    constexpr int rounds = 20;
+    constexpr int c_rounds = 20;
     LKSpinSharedLock lock;
     int first = 0;
     int second = 0;
     std::vector<std::thread> threads(4);
     for (std::thread& thread : threads)
         thread = std::thread([&] {
-            for (int round = 0; round < rounds; ++round) {
+            for (int round = 0; round < c_rounds; ++round) {
                 {
                     LKLockWrap const guard(&lock);
                     ++first;
@@ -82,7 +82,7 @@ TEST(SpinSharedLock, GuardsPlainDataAgainstManyReadersAndWriters) {
         });
     for (std::thread& thread : threads)
         thread.join();
-    EXPECT_EQ(first, 4 * rounds);
+    EXPECT_EQ(first, 4 * c_rounds);
 }
 
 class Callback : public EventGenerator {
@@ -135,16 +135,16 @@ TEST(EventGenerator, WaitsForARunningCallBeforeItGoes) {
 }
 
 TEST(EventGenerator, AndHoldersMayComeAndGoOnTwoThreads) {
-    constexpr int rounds = 100;
-    for (int round = 0; round < rounds; ++round) {
+    constexpr int c_rounds = 100;
+    for (int round = 0; round < c_rounds; ++round) {
         auto callback = std::make_unique<Callback>();
         auto holder = std::make_unique<Holder>(callback.get());
         std::thread reader([&] {
             for (int i = 0; i < 5; ++i) {
                 Holder copy(*holder);
                 Accessor const accessor(copy);
-                if (Callback* const alive = accessor.get())
-                    EXPECT_TRUE(alive->getLock());
+                Callback* const alive = accessor.get();
+                EXPECT_TRUE(alive == nullptr || alive->getLock());
             }
             holder.reset();
         });

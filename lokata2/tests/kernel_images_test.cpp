@@ -24,7 +24,7 @@ using namespace LK_2_13;
 namespace fs = std::filesystem;
 using testing::ElementsAre;
 
-constexpr std::size_t bufferSize = 0x40000;
+constexpr std::size_t c_bufferSize = 0x40000;
 
 /// A gzip stream. With Z_SYNC_FLUSH for `flush` it stops behind the content and has no end.
 std::string gzip(std::string content, int flush = Z_FINISH) {
@@ -44,7 +44,7 @@ std::string gzip(std::string content, int flush = Z_FINISH) {
 /// Text that hardly compresses, so that its stream is longer than several buffers.
 std::string longContent() {
     std::minstd_rand random(1);
-    std::string result(3 * bufferSize + 100, '\0');
+    std::string result(3 * c_bufferSize + 100, '\0');
     for (char& c : result)
         c = static_cast<char>(random() >> 8);
     return result;
@@ -89,10 +89,10 @@ TEST_F(KernelExtraction, DoesNotStepBackInItsScan) {
 TEST_F(KernelExtraction, TakesWhatAStreamThatIsCutShortHoldsButNotADamagedOne) {
     std::string const stream = gzip(longContent());
     std::string const part = extract(std::string_view(stream).substr(0, stream.size() / 2));
-    EXPECT_GT(part.size(), bufferSize);
+    EXPECT_GT(part.size(), c_bufferSize);
     EXPECT_TRUE(longContent().compare(0, part.size(), part) == 0);
     EXPECT_EQ(extract(gzip("").substr(0, 4)), "");
-    std::string const full(bufferSize, 'x');
+    std::string const full(c_bufferSize, 'x');
     EXPECT_TRUE(extract(gzip(full, Z_SYNC_FLUSH)) == full);
     std::string damaged = stream;
     damaged[damaged.size() - 8] ^= 1;

@@ -59,7 +59,7 @@ protected:
         m_store->write("searchDirs", bag);
     }
 
-    static constexpr std::uint8_t binaries = scBinaryFiles;
+    static constexpr std::uint8_t c_binaries = scBinaryFiles;
 
     test::TempTree m_tree;
     toolbelt2::sptr_t<optstore2::IPropertyStorage> m_store;
@@ -80,7 +80,7 @@ TEST_F(PersistentSearchDirs, AreSeenThroughEveryContainerOnTheStore) {
 }
 
 TEST_F(PersistentSearchDirs, ReadTheOlderNamesAndWriteTheNewOnes) {
-    store(binaries, {directory("/old", true)}, "SearchCategory", "SearchDirectory");
+    store(c_binaries, {directory("/old", true)}, "SearchCategory", "SearchDirectory");
     EXPECT_EQ(dirsOf(m_dirs->enumerate(scBinaryFiles)), "/old rp;");
     m_dirs->addDirectory(scBinaryFiles, "/new", false, false);
     EXPECT_EQ(stored("SearchCategory"), "");
@@ -91,8 +91,8 @@ TEST_F(PersistentSearchDirs, SkipMalformedRecordsAlone) {
     variant_bag_t const nameless;
     auto const longText = toolbelt2::variant_t::from_text(toolbelt2::vtLongText, "/long");
     auto const notText = toolbelt2::variant_t::from_text(toolbelt2::vtBinary, "/bytes");
-    store(binaries, {directory("/a", std::uint8_t{1}), nameless, directory(notText, true),
-                     directory(longText, false), directory("/a", true), directory("/a/.", true)});
+    store(c_binaries, {directory("/a", std::uint8_t{1}), nameless, directory(notText, true),
+                       directory(longText, false), directory("/a", true), directory("/a/.", true)});
     store(toolbelt2::variant_t("2"), {directory("/b", true)});
     store(true, {directory("/c", true)});
     EXPECT_EQ(dirsOf(m_dirs->enumerate(scBinaryFiles)), "/long p;/a rp;");

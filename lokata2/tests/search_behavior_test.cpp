@@ -116,18 +116,18 @@ TEST_F(SearchBehavior, TakesItsCapturesAndCallbacksAwayWhenItGoes) {
 }
 
 TEST_F(SearchBehavior, ManipulatorsMayGoWhileSearchesRun) {
-    constexpr int rounds = 30;
+    constexpr int c_rounds = 30;
     std::vector<std::thread> searchers;
     searchers.reserve(2);
     std::atomic<int> found{0};
     for (int i = 0; i < 2; ++i) {
         searchers.emplace_back([&] {
-            for (int round = 0; round < rounds; ++round)
+            for (int round = 0; round < c_rounds; ++round)
                 found += find("present").empty() ? 0 : 1;
         });
     }
     auto const history = ISearchHistory::create();
-    for (int round = 0; round < rounds; ++round) {
+    for (int round = 0; round < c_rounds; ++round) {
         auto const manipulator = createSearchManipulatorByContext(m_context, nullptr, history);
         manipulator->setSearchDirsBehavior("client", sdbCapture);
         for (int turn = 0; turn < 20; ++turn)
@@ -138,7 +138,7 @@ TEST_F(SearchBehavior, ManipulatorsMayGoWhileSearchesRun) {
     }
     for (std::thread& searcher : searchers)
         searcher.join();
-    EXPECT_EQ(found, 2 * rounds);
+    EXPECT_EQ(found, 2 * c_rounds);
 }
 
 TEST(SearchHistory, GivesTheLastAnswerAndTellsNoFileFromNoAnswer) {

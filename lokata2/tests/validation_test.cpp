@@ -18,7 +18,7 @@ namespace {
 
 using namespace LK_2_13;
 
-constexpr std::uint64_t time0 = 1000000000;
+constexpr std::uint64_t c_time0 = 1000000000;
 
 class ContentValidators : public testing::Test {
 protected:
@@ -37,8 +37,8 @@ protected:
         return verdict + ", severity " + std::to_string(info.severity) + ", " + info.message;
     }
 
-    static constexpr char const* isValid = "0, severity 2, ";
-    static constexpr char const* isUndecided = "2, severity 2, ";
+    static constexpr char const* c_isValid = "0, severity 2, ";
+    static constexpr char const* c_isUndecided = "2, severity 2, ";
 
     test::TempTree m_tree;
     test::MessageDirectory m_messages;
@@ -50,22 +50,22 @@ TEST_F(ContentValidators, CompareAChecksumOfAnyCase) {
     auto const right =
         IChecksumCalculator::create()->fromString(ctMd5, "F97C5D29941BFB1B2FDAB0874906AB82");
     ChecksumValidator same(scBinaryFiles, right);
-    EXPECT_EQ(judge(same, file), isValid);
-    EXPECT_EQ(judge(same, m_tree.path("missing")), isUndecided);
+    EXPECT_EQ(judge(same, file), c_isValid);
+    EXPECT_EQ(judge(same, m_tree.path("missing")), c_isUndecided);
     EXPECT_EQ(judge(same, m_tree.file("other", "two")), "1, severity 0, %ChecksumMismatch");
 }
 
 TEST_F(ContentValidators, CompareWhatIsRecordedOfTimeAndSize) {
-    std::string const file = fileOf("file", "1234", time0);
+    std::string const file = fileOf("file", "1234", c_time0);
     struct {
         std::uint64_t time, size;
         char const* verdict;
     } const cases[] = {
-        {0, 0, isUndecided},
-        {0, 4, isValid},
-        {time0, 0, isValid},
-        {time0 - 1, 5, "1, severity 1, time  differs"},
-        {time0, 5, "1, severity 1, size  differs"},
+        {0, 0, c_isUndecided},
+        {0, 4, c_isValid},
+        {c_time0, 0, c_isValid},
+        {c_time0 - 1, 5, "1, severity 1, time  differs"},
+        {c_time0, 5, "1, severity 1, size  differs"},
     };
     m_messages.putCommonCatalog(R"({"ModificationTimeMismatch": "time {arg1} differs",
                                     "SizeMismatch": "size {arg1} differs"})");
@@ -75,31 +75,31 @@ TEST_F(ContentValidators, CompareWhatIsRecordedOfTimeAndSize) {
     }
     EXPECT_EQ(m_calls, "message severity ");
     SourceFileTimeAndSizeMatchValidator beforeTheEpoch(static_cast<std::uint64_t>(-5), 0);
-    EXPECT_EQ(judge(beforeTheEpoch, fileOf("far", "", (std::int64_t{1} << 32) - 5)), isValid)
+    EXPECT_EQ(judge(beforeTheEpoch, fileOf("far", "", (std::int64_t{1} << 32) - 5)), c_isValid)
         << "times are signed 32 bits";
 }
 
 TEST_F(ContentValidators, SpareTheTimeButNotTheSizeBelowExceptionDirectories) {
-    std::string const file = fileOf("top/sub/file", "1234", time0);
+    std::string const file = fileOf("top/sub/file", "1234", c_time0);
     std::string missing = m_tree.path("missing");
     std::string top = m_tree.link("link", m_tree.path("top")) + "/.";
-    SourceFileTimeAndSizeMatchValidator validator(time0 + 1, 4);
+    SourceFileTimeAndSizeMatchValidator validator(c_time0 + 1, 4);
     validator.addTimeCheckExceptionDir(missing);
     EXPECT_EQ(judge(validator, file), "1, severity 1, %ModificationTimeOrSizeMismatch");
     validator.addTimeCheckExceptionDir(top);
-    EXPECT_EQ(judge(validator, file), isValid);
-    EXPECT_EQ(judge(validator, fileOf("top/other", "12345", time0)),
+    EXPECT_EQ(judge(validator, file), c_isValid);
+    EXPECT_EQ(judge(validator, fileOf("top/other", "12345", c_time0)),
               "1, severity 1, %ModificationTimeOrSizeMismatch");
 }
 
 TEST_F(ContentValidators, RefuseAFileThatIsNewerThanItsReference) {
-    std::string const reference = fileOf("reference", "", time0);
-    std::string const newer = fileOf("sub/newer", "", time0 + 1);
+    std::string const reference = fileOf("reference", "", c_time0);
+    std::string const newer = fileOf("sub/newer", "", c_time0 + 1);
     SourceFileUpToDateCheckValidator validator(reference.c_str(), true);
     SourceFileUpToDateCheckValidator undecided(reference.c_str(), false);
-    EXPECT_EQ(judge(validator, fileOf("same", "", time0)), isValid);
-    EXPECT_EQ(judge(undecided, fileOf("same", "", time0)), isUndecided);
-    EXPECT_EQ(judge(validator, m_tree.path("missing")), isValid);
+    EXPECT_EQ(judge(validator, fileOf("same", "", c_time0)), c_isValid);
+    EXPECT_EQ(judge(undecided, fileOf("same", "", c_time0)), c_isUndecided);
+    EXPECT_EQ(judge(validator, m_tree.path("missing")), c_isValid);
     EXPECT_EQ(judge(undecided, newer), "1, severity 1, %SourceFileUpToDate");
     EXPECT_EQ(m_calls, "message severity ");
 

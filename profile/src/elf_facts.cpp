@@ -206,15 +206,15 @@ std::string otherKind(int fd) {
         char const* name;
     };
     using namespace std::string_view_literals;
-    constexpr std::array<Packing, 3> packings{{{"\x1f\x8b"sv, "gzip"},
-                                               {"\xfd"
-                                                "7zXZ"sv,
-                                                "xz"},
-                                               {"\x28\xb5\x2f\xfd"sv, "zstd"}}};
+    constexpr std::array<Packing, 3> c_packings{{{"\x1f\x8b"sv, "gzip"},
+                                                 {"\xfd"
+                                                  "7zXZ"sv,
+                                                  "xz"},
+                                                 {"\x28\xb5\x2f\xfd"sv, "zstd"}}};
     std::array<char, 8> start{};
     ssize_t const count = ::pread(fd, start.data(), start.size(), 0);
     std::string_view const content(start.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
-    for (Packing const& packing : packings)
+    for (Packing const& packing : c_packings)
         if (content.substr(0, packing.magic.size()) == packing.magic)
             return std::string("packed by ") + packing.name + ", which is not unpacked here";
     return "not an ELF file";

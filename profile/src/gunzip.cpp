@@ -11,10 +11,10 @@
 namespace lokata::profile {
 
 Unpacked gunzip(std::string_view packed, std::uint64_t limit) {
-    constexpr int gzipOnly = MAX_WBITS + 16;
+    constexpr int c_gzipOnly = MAX_WBITS + 16;
     Unpacked result;
     z_stream stream{};
-    if (inflateInit2(&stream, gzipOnly) != Z_OK) {
+    if (inflateInit2(&stream, c_gzipOnly) != Z_OK) {
         result.error = "the gzip decoder cannot be set up";
         return result;
     }

@@ -60,9 +60,9 @@ std::size_t printableLength(std::string_view text) {
             return 0;
         code = code << 6 | (byte(i) & 0x3fU);
     }
-    constexpr std::array<std::uint32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
+    constexpr std::array<std::uint32_t, 5> c_smallest{0, 0, 0x80, 0x800, 0x10000};
     bool const encodable =
-        code >= smallest[length] && code <= 0x10ffff && (code < 0xd800 || code > 0xdfff);
+        code >= c_smallest[length] && code <= 0x10ffff && (code < 0xd800 || code > 0xdfff);
     bool const control = code < 0xa0 || code == 0x061c || (code >= 0x200e && code <= 0x200f) ||
                          (code >= 0x2028 && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
     return encodable && !control ? length : 0;
@@ -142,12 +142,12 @@ bool hasFile(ModuleKind kind) {
 }
 
 std::string toHex(std::vector<std::uint8_t> const& bytes) {
-    constexpr std::string_view digits = "0123456789abcdef";
+    constexpr std::string_view c_digits = "0123456789abcdef";
     std::string text;
     text.reserve(2 * bytes.size());
     for (auto const byte : bytes) {
-        text += digits[byte >> 4];
-        text += digits[byte & 0xf];
+        text += c_digits[byte >> 4];
+        text += c_digits[byte & 0xf];
     }
     return text;
 }

@@ -135,9 +135,9 @@ private:
     }
 
     void addAttr(std::string_view attr, Cursor& ids, std::uint64_t offset) {
-        constexpr std::size_t maxIds = 1U << 20;
+        constexpr std::size_t c_maxIds = 1U << 20;
         std::vector<std::uint64_t> values;
-        while (ids.remaining() >= 8 && m_idCount < maxIds) {
+        while (ids.remaining() >= 8 && m_idCount < c_maxIds) {
             values.push_back(ids.u64());
             ++m_idCount;
         }
@@ -264,10 +264,10 @@ private:
     }
 
     void readBuildId(PerfRecord const& record, std::uint64_t offset) {
-        constexpr std::size_t longest = 20;
+        constexpr std::size_t c_longest = 20;
         Cursor in = record.payload;
         auto const pid = in.u32();
-        auto id = in.bytes(longest);
+        auto id = in.bytes(c_longest);
         std::size_t size = in.u8();
         in.skip(3);
         auto const name = in.text();
@@ -277,7 +277,7 @@ private:
         }
         if ((record.misc & c_miscBuildIdSize) == 0) {
             // Without a length recorded a shorter build-id is one that was filled up with zeros.
-            size = id.substr(16) == std::string_view("\0\0\0\0", 4) ? 16 : longest;
+            size = id.substr(16) == std::string_view("\0\0\0\0", 4) ? 16 : c_longest;
         }
         id = id.substr(0, size);
         if (isBuildId(id) && !name.empty()) {

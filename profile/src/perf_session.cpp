@@ -203,7 +203,7 @@ std::uint32_t PerfSession::moduleOf(PerfEvent const& event, std::uint64_t mountN
     }
     auto const index = m_builder.module(key);
     m_fileBytes += identity.size() + mapping.name.size() + sizeof(std::string);
-    if (index != ProfileBuilder::none && m_fileBytes <= m_builder.options().max_names)
+    if (index != ProfileBuilder::c_none && m_fileBytes <= m_builder.options().max_names)
         m_files.emplace(identity + mapping.name, index);
     return index;
 }
@@ -215,7 +215,7 @@ void PerfSession::map(PerfEvent const& event) {
     bool const kernel = event.cpu_mode == PERF_RECORD_MISC_KERNEL;
     auto const module = moduleOf(event, target->mount_namespace);
     auto const length = event.length == 0 && kernel ? c_farthest : event.length;
-    if (module == ProfileBuilder::none || length == 0 || !makeWritable(*target))
+    if (module == ProfileBuilder::c_none || length == 0 || !makeWritable(*target))
         return;
     if (auto& pid = m_builder.profile().modules[module].pid; pid == 0 && !kernel)
         pid = event.pid;
@@ -242,18 +242,18 @@ void PerfSession::fork(PerfEvent const& event) {
 std::uint32_t PerfSession::findIn(std::uint64_t key, std::uint64_t address) const {
     auto const found = m_spaces.find(key);
     if (found == m_spaces.end() || !found->second.ranges)
-        return ProfileBuilder::none;
+        return ProfileBuilder::c_none;
     auto const& ranges = *found->second.ranges;
     auto const after = ranges.upper_bound(address);
     if (after == ranges.begin() || address >= std::prev(after)->second.end)
-        return ProfileBuilder::none;
+        return ProfileBuilder::c_none;
     return std::prev(after)->second.module;
 }
 
 std::uint32_t PerfSession::find(std::uint8_t cpuMode, std::uint32_t pid,
                                 std::uint64_t address) const {
     auto const found = findIn(spaceKey(cpuMode, pid), address);
-    if (found != ProfileBuilder::none)
+    if (found != ProfileBuilder::c_none)
         return found;
     switch (cpuMode) {
     case PERF_RECORD_MISC_CPUMODE_UNKNOWN:
@@ -270,9 +270,9 @@ std::uint32_t PerfSession::find(std::uint8_t cpuMode, std::uint32_t pid,
 void PerfSession::sample(PerfEvent const& event) {
     ++m_sampleCount;
     auto const module =
-        event.has_address ? find(event.cpu_mode, event.pid, event.address) : ProfileBuilder::none;
+        event.has_address ? find(event.cpu_mode, event.pid, event.address) : ProfileBuilder::c_none;
     auto& profile = m_builder.profile();
-    if (module == ProfileBuilder::none)
+    if (module == ProfileBuilder::c_none)
         ++profile.unattributed_samples;
     else
         ++profile.modules[module].samples;
@@ -282,7 +282,7 @@ void PerfSession::sample(PerfEvent const& event) {
 void PerfSession::countCallers(PerfEvent const& event, std::uint32_t own) {
     auto& modules = m_builder.profile().modules;
     m_lastSampleOfModule.resize(modules.size());
-    if (own != ProfileBuilder::none)
+    if (own != ProfileBuilder::c_none)
         m_lastSampleOfModule[own] = m_sampleCount;
     auto mode = event.cpu_mode;
     for (auto const address : event.call_chain) {
@@ -305,7 +305,7 @@ void PerfSession::countCallers(PerfEvent const& event, std::uint32_t own) {
         if (address >= PERF_CONTEXT_MAX)
             continue;
         auto const module = find(mode, event.pid, address);
-        if (module != ProfileBuilder::none && m_lastSampleOfModule[module] != m_sampleCount) {
+        if (module != ProfileBuilder::c_none && m_lastSampleOfModule[module] != m_sampleCount) {
             m_lastSampleOfModule[module] = m_sampleCount;
             ++modules[module].caller_samples;
         }
@@ -360,7 +360,7 @@ void PerfSession::applyBuildIds() {
     for (auto const& one : m_buildIds) {
         auto const name = withoutStartSymbol(one.name, one.kind);
         auto const waiting = open.find(keyOf(name, one.kind));
-        if (m_builder.findModule({name, one.kind, one.build_id, 0}) != ProfileBuilder::none)
+        if (m_builder.findModule({name, one.kind, one.build_id, 0}) != ProfileBuilder::c_none)
             continue;
         if (waiting != open.end() && !waiting->second.empty()) {
             m_builder.setBuildId(waiting->second.back(), one.build_id);
@@ -368,7 +368,7 @@ void PerfSession::applyBuildIds() {
             continue;
         }
         auto const index = m_builder.module({name, one.kind, one.build_id, 0});
-        if (index != ProfileBuilder::none && one.pid != c_noProcess)
+        if (index != ProfileBuilder::c_none && one.pid != c_noProcess)
             m_builder.profile().modules[index].pid = one.pid;
     }
 }

@@ -199,7 +199,7 @@ private:
 
     std::uint32_t moduleOf(std::uint64_t mapping) const {
         auto const found = m_modules.find(mapping);
-        return found == m_modules.end() ? ProfileBuilder::none : found->second;
+        return found == m_modules.end() ? ProfileBuilder::c_none : found->second;
     }
 
     void addSources(Location const& location) {
@@ -232,14 +232,14 @@ private:
         std::unordered_set<std::uint32_t> seen;
         for (int i = 0; i < sample.location_id_size(); ++i) {
             auto const location = m_locations.find(sample.location_id(i));
-            auto const module = location == m_locations.end() ? ProfileBuilder::none
+            auto const module = location == m_locations.end() ? ProfileBuilder::c_none
                                                               : moduleOf(location->second.mapping);
             if (i == 0) {
-                auto& own = module == ProfileBuilder::none ? profile.unattributed_samples
-                                                           : profile.modules[module].samples;
+                auto& own = module == ProfileBuilder::c_none ? profile.unattributed_samples
+                                                             : profile.modules[module].samples;
                 own += count;
                 seen.insert(module);
-            } else if (module != ProfileBuilder::none && seen.insert(module).second) {
+            } else if (module != ProfileBuilder::c_none && seen.insert(module).second) {
                 profile.modules[module].caller_samples += count;
             }
         }
@@ -258,9 +258,9 @@ private:
 } // namespace
 
 bool looksLikePprof(std::string_view content) {
-    constexpr int judgedFields = 4;
+    constexpr int c_judgedFields = 4;
     Fields fields(content);
-    for (int i = 0; i < judgedFields; ++i) {
+    for (int i = 0; i < c_judgedFields; ++i) {
         auto const step = fields.next();
         if (step != Fields::Step::field)
             return step == Fields::Step::end && i > 0;

@@ -26,9 +26,9 @@ bool isBuildId(std::string_view bytes) {
 }
 
 std::uint64_t unpackLimit(ReadOptions const& options, std::uint64_t most, std::size_t packedSize) {
-    constexpr std::uint64_t always = 16UL << 20;
+    constexpr std::uint64_t c_always = 16UL << 20;
     bool const bound = packedSize < most / std::max<std::uint64_t>(options.max_expansion, 1);
-    return bound ? std::min(most, always + packedSize * options.max_expansion) : most;
+    return bound ? std::min(most, c_always + packedSize * options.max_expansion) : most;
 }
 
 std::string buildIdFromHex(std::string_view text) {
@@ -67,7 +67,7 @@ bool ProfileBuilder::charge(std::size_t bytes) {
 
 std::uint32_t ProfileBuilder::findModule(ModuleKey const& key) const {
     auto const found = m_modules.find(indexKey(key));
-    return found == m_modules.end() ? none : found->second;
+    return found == m_modules.end() ? c_none : found->second;
 }
 
 std::uint32_t ProfileBuilder::module(ModuleKey const& key) {
@@ -76,10 +76,10 @@ std::uint32_t ProfileBuilder::module(ModuleKey const& key) {
         return found->second;
     if (key.name.size() > c_maxName) {
         errorOnce(0, "a name of more than 65536 bytes is left out");
-        return none;
+        return c_none;
     }
     if (!charge(2 * text.size() + sizeof(Module)))
-        return none;
+        return c_none;
     Module added;
     added.name = key.name;
     added.kind = key.kind;
@@ -113,7 +113,7 @@ void ProfileBuilder::setHostNamespace(std::uint64_t inode) {
     for (auto& one : own) {
         one.mount_namespace = 0;
         auto const index = module(keyOf(one));
-        if (index != none) {
+        if (index != c_none) {
             auto& target = m_profile.modules[index];
             target.samples += one.samples;
             target.caller_samples += one.caller_samples;
@@ -134,7 +134,7 @@ void ProfileBuilder::addSource(std::uint32_t module, std::string_view file) {
         auto const index = static_cast<std::uint32_t>(m_profile.source_files.size() - 1);
         found = m_sources.emplace(std::move(text), index).first;
     }
-    if (module == none)
+    if (module == c_none)
         return;
     auto& listed = m_profile.modules[module].source_files;
     if (listed.empty() || listed.back() != found->second)

@@ -22,7 +22,7 @@ struct ModuleKey {
 /// and a bounded list of errors.
 class ProfileBuilder {
 public:
-    static constexpr std::uint32_t none = ~std::uint32_t{0};
+    static constexpr std::uint32_t c_none = ~std::uint32_t{0};
 
     explicit ProfileBuilder(ReadOptions const& options);
 

@@ -138,8 +138,8 @@ std::optional<Format> detectFormat(std::string_view content) {
         return Format::core;
     if (content.substr(0, 2) == "\x1f\x8b" || looksLikePprof(content))
         return Format::pprof;
-    constexpr std::size_t judged = 4096;
-    if (content.empty() || content.substr(0, judged).find('\0') != std::string_view::npos)
+    constexpr std::size_t c_judged = 4096;
+    if (content.empty() || content.substr(0, c_judged).find('\0') != std::string_view::npos)
         return std::nullopt;
     return detectText(content);
 }

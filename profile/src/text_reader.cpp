@@ -72,9 +72,9 @@ void add(ProfileBuilder& builder, std::string_view name, std::string_view buildI
 /// "HEX NAME", where the name may hold blanks. perf fills the column of 40 digits with blanks for a
 /// file without a build-id.
 bool readBuildIdLine(std::string_view line, ProfileBuilder& builder) {
-    constexpr std::size_t column = 40;
+    constexpr std::size_t c_column = 40;
     auto rest = line;
-    bool const unknown = line.find_first_not_of(' ') > column;
+    bool const unknown = line.find_first_not_of(' ') > c_column;
     auto const id = unknown ? std::string() : buildIdFromHex(word(rest));
     auto const name = trimLeft(rest);
     if ((id.empty() && !unknown) || name.empty())
@@ -187,12 +187,12 @@ void readLines(std::string_view content, LineReader read, std::string const& com
 } // namespace
 
 Format detectText(std::string_view content) {
-    constexpr int judgedLines = 16;
+    constexpr int c_judgedLines = 16;
     ReadOptions const options;
     ProfileBuilder scratch(options);
     std::string_view line;
     Lines lines(content);
-    for (int i = 0; i < judgedLines && lines.next(line); ++i) {
+    for (int i = 0; i < c_judgedLines && lines.next(line); ++i) {
         if (parseMapsLine(line))
             return Format::maps;
         if (readUnstripLine(line, scratch))

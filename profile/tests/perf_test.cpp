@@ -30,7 +30,7 @@ std::vector<std::string> summary(PerfFile const& perf) {
 
 PerfFile perfFile() {
     PerfFile perf;
-    perf.attr(PerfFile::sampleType);
+    perf.attr(PerfFile::c_sampleType);
     return perf;
 }
 
@@ -143,7 +143,7 @@ TEST(PerfData, TellsNamesInOtherMountNamespacesApart) {
 
 TEST(PerfData, CountsCallersOnceASample) {
     PerfFile perf;
-    perf.attr(PerfFile::sampleType | PERF_SAMPLE_CALLCHAIN);
+    perf.attr(PerfFile::c_sampleType | PERF_SAMPLE_CALLCHAIN);
     perf.mmap(5, 0x1000, 0x1000, "/app").mmap(5, 0x3000, 0x1000, "/lib");
     auto chain = perf.make().u64(0x3000).u32(5).u32(5).u64(0).u64(5);
     chain.u64(PERF_CONTEXT_USER).u64(0x3000).u64(0x1000).u64(0x1010).u64(0x3010);
@@ -153,7 +153,7 @@ TEST(PerfData, CountsCallersOnceASample) {
 
 TEST(PerfData, FindsTheLayoutOfEachSampleByItsId) {
     PerfFile perf;
-    auto const withId = PerfFile::sampleType | PERF_SAMPLE_IDENTIFIER;
+    auto const withId = PerfFile::c_sampleType | PERF_SAMPLE_IDENTIFIER;
     perf.attr(withId, {11}).attr(withId | PERF_SAMPLE_READ, {22});
     perf.attr(withId | PERF_SAMPLE_READ | PERF_SAMPLE_CALLCHAIN, {33});
     auto map = perf.make().u32(5).u32(5).u64(0x1000).u64(0x1000).u64(0).text("/app", 8);

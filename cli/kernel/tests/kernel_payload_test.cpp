@@ -202,7 +202,7 @@ TEST_F(KernelPayload, AFlatBootImageIsAKernelToo) {
     auto const packed = pack(kernel, Compression::gzip);
     auto const result = unpack(zbootImage(packed, packed.size()));
     ASSERT_TRUE(result.ok) << result.message;
-    EXPECT_EQ(result.kind, KernelKind::bootImage);
+    EXPECT_EQ(result.kind, KernelKind::boot_image);
     EXPECT_TRUE(contentOf(m_target) == kernel);
 }
 

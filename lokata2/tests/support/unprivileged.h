@@ -16,10 +16,10 @@ template <class Body>
 bool holdsUnprivileged(Body body) {
     pid_t const child = fork();
     if (child == 0) {
-        constexpr unsigned nobody = 65534;
+        constexpr unsigned c_nobody = 65534;
         bool held = false;
         try {
-            held = geteuid() != 0 || (setgid(nobody) == 0 && setuid(nobody) == 0);
+            held = geteuid() != 0 || (setgid(c_nobody) == 0 && setuid(c_nobody) == 0);
             held = held && body();
         } catch (std::exception const& error) {
             std::cerr << error.what() << std::endl;

@@ -14,7 +14,7 @@ using logmast_1::log::configureComponentLogger;
 
 Logger const g_atLoad = configureComponentLogger("at.load");
 
-constexpr int threadCount = 8;
+constexpr int c_threadCount = 8;
 
 TEST(ComponentLogger, AFreshProcessStaysQuiet) {
     testing::internal::CaptureStderr();
@@ -25,8 +25,8 @@ TEST(ComponentLogger, AFreshProcessStaysQuiet) {
 
 TEST(ComponentLogger, NoCallUndoesALevelThatWasSetAfterAnotherOne) {
     std::vector<std::thread> threads;
-    threads.reserve(threadCount);
-    for (int i = 0; i < threadCount; ++i) {
+    threads.reserve(c_threadCount);
+    for (int i = 0; i < c_threadCount; ++i) {
         threads.emplace_back([] {
             Logger logger = configureComponentLogger("contended");
             logger.setLogLevel(log4cplus::INFO_LOG_LEVEL);

@@ -18,7 +18,7 @@ using toolbelt2::variant_bag_t;
 using toolbelt2::variant_t;
 using toolbelt2::variant_type_t;
 
-constexpr int MAX_DEPTH = 100;
+constexpr int c_maxDepth = 100;
 
 void require(bool fits, char const* reason) {
     if (!fits)
@@ -60,7 +60,7 @@ std::string text_from_json(json const& value) {
 }
 
 json to_json(variant_bag_t const& bag, int depth) {
-    require(depth <= MAX_DEPTH, "bags are nested too deeply");
+    require(depth <= c_maxDepth, "bags are nested too deeply");
     json entries = json::array();
     for (variant_bag_t::entry_t const& entry : bag.entries()) {
         json item = json::array({text_to_json(entry.m_name)});
@@ -93,7 +93,7 @@ variant_t variant_from_json(json const& number, json const& value) {
 
 variant_bag_t from_json(json const& entries, int depth) {
     require(entries.is_array(), "no bag");
-    require(depth <= MAX_DEPTH, "bags are nested too deeply");
+    require(depth <= c_maxDepth, "bags are nested too deeply");
     variant_bag_t bag;
     for (json const& item : entries) {
         require(item.is_array() && (item.size() == 2 || item.size() == 3), "no entry of a bag");

@@ -8,10 +8,10 @@
 namespace optstore2 {
 namespace {
 
-constexpr mode_t privateMode = S_IRWXU;
+constexpr mode_t c_privateMode = S_IRWXU;
 
 std::string makeDirectory(std::filesystem::path const& directory) {
-    if (mkdir(directory.c_str(), privateMode) != 0 && errno != EEXIST)
+    if (mkdir(directory.c_str(), c_privateMode) != 0 && errno != EEXIST)
         return std::strerror(errno);
     return {};
 }
@@ -37,7 +37,7 @@ std::string faultOfDirectory(std::filesystem::path const& directory) {
         return "it is no directory";
     if (status.st_uid != geteuid())
         return "it belongs to another user";
-    if ((status.st_mode & ACCESSPERMS) != privateMode)
+    if ((status.st_mode & ACCESSPERMS) != c_privateMode)
         return "its mode is not 0700";
     return {};
 }

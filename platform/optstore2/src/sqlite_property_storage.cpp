@@ -17,8 +17,8 @@ namespace {
 
 // Marks the file as a property store among all SQLite files ("LKPS" in ASCII), and says which
 // shape of its table this program knows.
-constexpr std::int64_t APPLICATION_ID = 0x4C4B5053;
-constexpr std::int64_t FORMAT_VERSION = 1;
+constexpr std::int64_t c_applicationId = 0x4C4B5053;
+constexpr std::int64_t c_formatVersion = 1;
 
 /// True for a store, false for a database that holds nothing yet, as between the creation of
 /// a file and the first commit. Throws for anything else. Needs an open transaction, or
@@ -26,8 +26,8 @@ constexpr std::int64_t FORMAT_VERSION = 1;
 bool is_initialised(sqlite_connection_t& connection) {
     std::int64_t const application = connection.query_number("PRAGMA application_id");
     std::int64_t const version = connection.query_number("PRAGMA user_version");
-    if (application == APPLICATION_ID) {
-        if (version != FORMAT_VERSION) {
+    if (application == c_applicationId) {
+        if (version != c_formatVersion) {
             throw storage_error(connection.file(), "has format version " + std::to_string(version) +
                                                        ", which this program does not know");
         }
@@ -41,8 +41,8 @@ bool is_initialised(sqlite_connection_t& connection) {
 
 void initialise(sqlite_connection_t& connection) {
     connection.execute("CREATE TABLE property (name TEXT PRIMARY KEY, value TEXT NOT NULL)");
-    connection.execute(("PRAGMA application_id = " + std::to_string(APPLICATION_ID)).c_str());
-    connection.execute(("PRAGMA user_version = " + std::to_string(FORMAT_VERSION)).c_str());
+    connection.execute(("PRAGMA application_id = " + std::to_string(c_applicationId)).c_str());
+    connection.execute(("PRAGMA user_version = " + std::to_string(c_formatVersion)).c_str());
 }
 
 } // namespace

@@ -19,7 +19,7 @@ using BRACE_2_18::i18n::catalog_t;
 using optstore2::getMessageCatalog;
 using optstore2::setMessageDirectory;
 
-constexpr int threadCount = 4;
+constexpr int c_threadCount = 4;
 
 class MessageCatalog : public testing::Test {
 protected:
@@ -96,8 +96,8 @@ TEST_F(MessageCatalog, IsOneObjectForAllThreadsWhileTheDirectoryChanges) {
     write("shared.en.json", R"({"A": "x"})");
     std::atomic<int> right{0};
     std::vector<std::thread> threads;
-    threads.reserve(threadCount);
-    for (int i = 0; i < threadCount; ++i) {
+    threads.reserve(c_threadCount);
+    for (int i = 0; i < c_threadCount; ++i) {
         threads.emplace_back([&] {
             for (int round = 0; round < 50; ++round) {
                 setMessageDirectory(m_directory.c_str());
@@ -107,7 +107,7 @@ TEST_F(MessageCatalog, IsOneObjectForAllThreadsWhileTheDirectoryChanges) {
     }
     for (std::thread& each : threads)
         each.join();
-    EXPECT_EQ(right, threadCount * 50);
+    EXPECT_EQ(right, c_threadCount * 50);
 }
 
 } // namespace

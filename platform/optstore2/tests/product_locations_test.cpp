@@ -13,7 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 using optstore2::IProductLocations;
 
-constexpr uid_t somebodyElse = 65534;
+constexpr uid_t c_somebodyElse = 65534;
 
 class ProductLocations : public testing::Test {
 protected:
@@ -83,12 +83,12 @@ TEST_F(ProductLocations, ADirectoryOfAnotherUserIsRefused) {
         GTEST_SKIP() << "needs root, to give a directory to another user";
     fs::path const own = m_root / "own";
     ASSERT_EQ(given(own), own);
-    ASSERT_EQ(chown(own.c_str(), somebodyElse, somebodyElse), 0);
+    ASSERT_EQ(chown(own.c_str(), c_somebodyElse, c_somebodyElse), 0);
     EXPECT_EQ(given(own), "");
 
     fs::path const below = m_root / "theirs/own";
     ASSERT_EQ(given(below), below);
-    ASSERT_EQ(chown(below.parent_path().c_str(), somebodyElse, somebodyElse), 0);
+    ASSERT_EQ(chown(below.parent_path().c_str(), c_somebodyElse, c_somebodyElse), 0);
     EXPECT_EQ(given(below), "");
 }
 

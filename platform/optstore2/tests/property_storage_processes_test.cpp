@@ -20,7 +20,7 @@ using namespace optstore2;
 using namespace toolbelt2;
 
 // Long enough for a loaded machine: no test waits for it to run out.
-constexpr std::chrono::milliseconds PATIENCE{120000};
+constexpr std::chrono::milliseconds c_patience{120000};
 
 using report_t = std::function<void(std::uint64_t)>;
 
@@ -75,7 +75,7 @@ class PropertyStorageProcesses : public StoreDirectory {
 protected:
     sptr_t<IPropertyStorage> open() const {
         std::string error;
-        auto store = IPropertyStorage::openSqlite(m_store.c_str(), error, PATIENCE);
+        auto store = IPropertyStorage::openSqlite(m_store.c_str(), error, c_patience);
         if (!store)
             throw std::runtime_error(error);
         return store;
@@ -101,14 +101,14 @@ protected:
 };
 
 TEST_F(PropertyStorageProcesses, AKilledWriterLosesNothingThatWasWritten) {
-    constexpr int ROUNDS = 25;
-    constexpr std::uint64_t STEADY_WRITES = 150;
+    constexpr int c_rounds = 25;
+    constexpr std::uint64_t c_steadyWrites = 150;
     Process const steady(
-        [this](report_t const& report) { count("steady", STEADY_WRITES, report); });
+        [this](report_t const& report) { count("steady", c_steadyWrites, report); });
 
     std::minstd_rand random(1);
     std::uint64_t acknowledged = 0;
-    for (int round = 0; round < ROUNDS; ++round) {
+    for (int round = 0; round < c_rounds; ++round) {
         Process const victim(
             [this](report_t const& report) { count("victim", UINT64_MAX, report); });
         for (auto wanted = 1 + random() % 4; wanted > 0; --wanted)
@@ -125,15 +125,15 @@ TEST_F(PropertyStorageProcesses, AKilledWriterLosesNothingThatWasWritten) {
     }
 
     EXPECT_EQ(steady.wait(), 0);
-    EXPECT_EQ(stored(*open(), "steady"), STEADY_WRITES);
+    EXPECT_EQ(stored(*open(), "steady"), c_steadyWrites);
 }
 
 TEST_F(PropertyStorageProcesses, UnderTheLockNoReadModifyWriteIsLost) {
-    constexpr int ADDS = 40;
+    constexpr int c_adds = 40;
     auto const adding = [this](std::string const& prefix) {
         return [this, prefix](report_t const&) {
             auto const store = open();
-            for (int i = 0; i < ADDS; ++i) {
+            for (int i = 0; i < c_adds; ++i) {
                 store_lock_t const lock(m_store.c_str());
                 variant_bag_t bag = store->read("list", {});
                 bag.put(prefix + std::to_string(i), true);
@@ -154,7 +154,7 @@ TEST_F(PropertyStorageProcesses, UnderTheLockNoReadModifyWriteIsLost) {
     EXPECT_TRUE(WIFSIGNALED(dying.wait())) << "its lock ends with it";
     EXPECT_EQ(first.wait(), 0);
     EXPECT_EQ(second.wait(), 0);
-    EXPECT_EQ(open()->read("list", {}).entries().size(), 2U * ADDS);
+    EXPECT_EQ(open()->read("list", {}).entries().size(), 2U * c_adds);
     EXPECT_THROW(store_lock_t((m_directory / "no" / "file").c_str()), storage_error);
 }
 

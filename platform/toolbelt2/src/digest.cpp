@@ -11,7 +11,7 @@ namespace toolbelt2 {
 
 namespace {
 
-constexpr unsigned int DEFAULT_BLOCK_SIZE = 4096;
+constexpr unsigned int c_defaultBlockSize = 4096;
 
 using md_context_ptr = std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)>;
 
@@ -77,7 +77,7 @@ bool digest_t::update_from_file(path_t const& file, unsigned int blockSize) {
         m_failed = true;
         return false;
     }
-    std::vector<unsigned char> block(blockSize == 0 ? DEFAULT_BLOCK_SIZE : blockSize);
+    std::vector<unsigned char> block(blockSize == 0 ? c_defaultBlockSize : blockSize);
     ssize_t count = 0;
     while ((count = input.read(block)) > 0)
         update(block.data(), static_cast<std::size_t>(count));
@@ -95,12 +95,12 @@ std::string digest_t::get_digest_base16() const {
     require(context && EVP_MD_CTX_copy_ex(context.get(), m_pContext->m_context.get()) == 1 &&
             EVP_DigestFinal_ex(context.get(), digest, &size) == 1);
 
-    static constexpr char DIGITS[] = "0123456789abcdef";
+    static constexpr char c_digits[] = "0123456789abcdef";
     std::string text;
     text.reserve(std::size_t{2} * size);
     for (unsigned int i = 0; i < size; ++i) {
-        text += DIGITS[digest[i] >> 4];
-        text += DIGITS[digest[i] & 0xF];
+        text += c_digits[digest[i] >> 4];
+        text += c_digits[digest[i] & 0xF];
     }
     return text;
 }

@@ -13,7 +13,7 @@ constexpr std::size_t c_page = 4096;
 
 PerfFile perfRecords(bool bigEndian) {
     PerfFile perf(bigEndian);
-    perf.attr(PerfFile::sampleType, {1, 2});
+    perf.attr(PerfFile::c_sampleType, {1, 2});
     perf.mmap(~0U, 0xffff0000, 0x1000, "[kernel.kallsyms]_text", 0, PERF_RECORD_MISC_KERNEL);
     perf.mountNamespace(1, 77).mountNamespace(9, 78);
     perf.exec(5, 1).mmap(5, 0x1000, 0x1000, "/usr/bin/app", 2);
@@ -25,7 +25,7 @@ PerfFile perfRecords(bool bigEndian) {
 
 std::string compressedPerf() {
     PerfFile perf;
-    perf.attr(PerfFile::sampleType);
+    perf.attr(PerfFile::c_sampleType);
     auto const packed = zstd(perfRecords(false).records());
     perf.record(81, 0, Bytes().raw(packed.substr(0, packed.size() / 2)));
     perf.record(81, 0, Bytes().raw(packed.substr(packed.size() / 2)));

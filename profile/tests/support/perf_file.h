@@ -13,7 +13,8 @@ namespace lokata::profile::test {
 /// Writes perf.data content record by record.
 class PerfFile {
 public:
-    static constexpr std::uint64_t sampleType = PERF_SAMPLE_IP | PERF_SAMPLE_TID | PERF_SAMPLE_TIME;
+    static constexpr std::uint64_t c_sampleType =
+        PERF_SAMPLE_IP | PERF_SAMPLE_TID | PERF_SAMPLE_TIME;
 
     explicit PerfFile(bool bigEndian = false) : m_bigEndian(bigEndian), m_data(bigEndian) {}
 
@@ -22,8 +23,8 @@ public:
         for (auto const id : ids)
             list.u64(id);
         // sample_id_all is the one flag set, which bit fields place from the other end.
-        auto attr = make().u32(1).u32(attrSize).padTo(24).u64(type).padTo(40);
-        attr.u64(1ULL << (m_bigEndian ? 63 - 18 : 18)).padTo(attrSize);
+        auto attr = make().u32(1).u32(c_attrSize).padTo(24).u64(type).padTo(40);
+        attr.u64(1ULL << (m_bigEndian ? 63 - 18 : 18)).padTo(c_attrSize);
         m_attrs.emplace_back(attr.content(), list.content());
         return *this;
     }
@@ -101,18 +102,18 @@ public:
 
     /// The whole in file mode. @p finished: false as perf leaves it when it is killed.
     std::string file(bool finished = true) const {
-        constexpr std::size_t header = 104;
+        constexpr std::size_t c_header = 104;
         auto ids = make();
         auto attrs = make();
-        auto const idsAt = header + m_attrs.size() * (attrSize + 16);
+        auto const idsAt = c_header + m_attrs.size() * (c_attrSize + 16);
         for (auto const& [attr, list] : m_attrs) {
             attrs.raw(attr).u64(idsAt + ids.size()).u64(list.size());
             ids.raw(list);
         }
         auto const dataAt = idsAt + ids.size();
         auto head = make();
-        head.raw(magic()).u64(header).u64(attrSize + 16);
-        head.u64(header).u64(attrs.size()).u64(dataAt).u64(finished ? m_data.size() : 0);
+        head.raw(magic()).u64(c_header).u64(c_attrSize + 16);
+        head.u64(c_header).u64(attrs.size()).u64(dataAt).u64(finished ? m_data.size() : 0);
         head.u64(0).u64(0);
         head.u64(finished ? 1U << 2 | 1U << 4 : 0).u64(0).u64(0).u64(0);
         head.raw(attrs.content()).raw(ids.content()).raw(m_data.content());
@@ -136,7 +137,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t attrSize = 64;
+    static constexpr std::size_t c_attrSize = 64;
     static constexpr unsigned c_buildIdMisc = PERF_RECORD_MISC_MMAP_BUILD_ID;
 
     std::string_view magic() const { return m_bigEndian ? "2ELIFREP" : "PERFILE2"; }
