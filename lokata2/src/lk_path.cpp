@@ -1,5 +1,7 @@
 #include "lk_path.h"
 
+#include <toolbelt2/path.h>
+
 #include <algorithm>
 
 namespace LK_2_13::paths {
@@ -29,17 +31,7 @@ std::string_view withoutTrailingSeparators(std::string_view path) {
 } // namespace
 
 std::string join(std::string_view directory, std::string_view part) {
-    if (directory.empty())
-        return std::string(part);
-    std::string result;
-    result.reserve(directory.size() + 1 + part.size());
-    result = directory;
-    while (endsWithSeparator(result))
-        result.pop_back();
-    while (!part.empty() && part.front() == c_separator)
-        part.remove_prefix(1);
-    result += c_separator;
-    return result += part;
+    return toolbelt2::join_path(directory, part);
 }
 
 std::string normal(std::string_view path) {

@@ -1,5 +1,8 @@
 #include <toolbelt2/digest.h>
 
+#include <toolbelt2/descriptor.h>
+#include <toolbelt2/hex.h>
+
 #include <cerrno>
 #include <fcntl.h>
 #include <openssl/evp.h>
@@ -20,38 +23,14 @@ void require(bool done) {
         throw std::runtime_error("libcrypto refused to compute a digest");
 }
 
-class input_file_t {
-public:
-    explicit input_file_t(char const* name) {
-        do {
-            m_descriptor = ::open(name, O_RDONLY | O_CLOEXEC | O_NOCTTY);
-        } while (m_descriptor < 0 && errno == EINTR);
-        if (m_descriptor >= 0)
-            ::posix_fadvise(m_descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
-    }
-
-    input_file_t(input_file_t const&) = delete;
-    input_file_t& operator=(input_file_t const&) = delete;
-
-    ~input_file_t() {
-        if (m_descriptor >= 0)
-            ::close(m_descriptor);
-    }
-
-    bool is_open() const { return m_descriptor >= 0; }
-
-    /// The number of bytes read, 0 at the end of the file, negative on an error.
-    ssize_t read(std::vector<unsigned char>& block) const {
-        ssize_t count = 0;
-        do {
-            count = ::read(m_descriptor, block.data(), block.size());
-        } while (count < 0 && errno == EINTR);
-        return count;
-    }
-
-private:
-    int m_descriptor = -1;
-};
+/// The number of bytes read, 0 at the end of the file, negative on an error.
+ssize_t read_block(descriptor_t const& file, std::vector<unsigned char>& block) {
+    ssize_t count = 0;
+    do {
+        count = ::read(file.get(), block.data(), block.size());
+    } while (count < 0 && errno == EINTR);
+    return count;
+}
 
 } // namespace
 
@@ -72,14 +51,15 @@ void digest_t::update(void const* data, std::size_t size) {
 }
 
 bool digest_t::update_from_file(path_t const& file, unsigned int blockSize) {
-    input_file_t const input(file.c_str());
-    if (!input.is_open()) {
+    descriptor_t const input = descriptor_t::open(file.c_str(), O_RDONLY | O_NOCTTY);
+    if (!input) {
         m_failed = true;
         return false;
     }
+    ::posix_fadvise(input.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
     std::vector<unsigned char> block(blockSize == 0 ? c_defaultBlockSize : blockSize);
     ssize_t count = 0;
-    while ((count = input.read(block)) > 0)
+    while ((count = read_block(input, block)) > 0)
         update(block.data(), static_cast<std::size_t>(count));
     if (count < 0)
         m_failed = true;
@@ -94,15 +74,7 @@ std::string digest_t::get_digest_base16() const {
     unsigned int size = 0;
     require(context && EVP_MD_CTX_copy_ex(context.get(), m_pContext->m_context.get()) == 1 &&
             EVP_DigestFinal_ex(context.get(), digest, &size) == 1);
-
-    static constexpr char c_digits[] = "0123456789abcdef";
-    std::string text;
-    text.reserve(std::size_t{2} * size);
-    for (unsigned int i = 0; i < size; ++i) {
-        text += c_digits[digest[i] >> 4];
-        text += c_digits[digest[i] & 0xF];
-    }
-    return text;
+    return to_hex(digest, size);
 }
 
 md5_t::md5_t() : digest_t("MD5") {}

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <toolbelt2/export.h>
+
 #include <string>
+#include <string_view>
 
 namespace toolbelt2 {
 
@@ -16,5 +19,10 @@ public:
 private:
     std::string m_name;
 };
+
+/// `part` below `directory` with exactly one separator between them, also if `part` is absolute. An
+/// empty `part` leaves `directory` with exactly one trailing separator; an empty `directory` gives
+/// `part`. Only the text is looked at.
+TOOLBELT2_EXPORT std::string join_path(std::string_view directory, std::string_view part);
 
 } // namespace toolbelt2
