@@ -3,9 +3,8 @@
 /// one name after the other. The directory of the trees is that of TMPDIR.
 #include "bench_support.h"
 
-#include "elf_builder.h"
-
-#include <profile/resolver.h>
+#include "search/module_search.h"
+#include "support/elf_builder.h"
 
 #include <sys/stat.h>
 
@@ -23,7 +22,7 @@ std::string moduleName(std::size_t number) {
     return "libmodule" + std::to_string(number) + ".so";
 }
 
-profile::BuildId buildIdOf(std::size_t number) {
+profile::BuildId idOf(std::size_t number) {
     profile::BuildId id(20, 0x5a);
     id[0] = static_cast<std::uint8_t>(number);
     id[1] = static_cast<std::uint8_t>(number >> 8);
@@ -60,9 +59,8 @@ private:
             for (char const* const name : {"/a.so", "/b.so", "/c.so"})
                 require(mknod((directory + name).c_str(), S_IFREG | 0644, 0) == 0, "no file");
         for (std::size_t i = 0; i < c_moduleCount; ++i)
-            profile::test::ElfBuilder()
-                .buildId(buildIdOf(i))
-                .write(all[i * 24 % all.size()] + "/" + moduleName(i));
+            profile::test::ElfBuilder().buildId(idOf(i)).write(all[i * 24 % all.size()] + "/" +
+                                                               moduleName(i));
     }
 
     bench::ScratchDirectory m_scratch;
@@ -75,18 +73,11 @@ void resolve(benchmark::State& state, bool useIndex) {
     auto const environment = IEditableSearchEnv::create();
     environment->setSearchDirs(ObjectPtr<ISearchDirContainer>(dirs));
     for ([[maybe_unused]] auto _ : state) {
-        profile::Profile input;
-        for (std::size_t i = 0; i < static_cast<std::size_t>(state.range(0)); ++i) {
-            profile::Module module;
-            module.name = "/gone/lib/" + moduleName(i);
-            module.build_id = buildIdOf(i);
-            input.modules.push_back(std::move(module));
-        }
         profile::SearchSupport support{profile::PlaceOptions()};
-        profile::Resolver resolver(ObjectPtr<ISearchEnv>(environment), support, useIndex);
-        for (profile::ModuleResolution const& module :
-             resolver.resolve(std::move(input), "bench").modules)
-            require(module.status == profile::ModuleStatus::resolved, "lost a module");
+        profile::ModuleSearch search(ObjectPtr<ISearchEnv>(environment), support, {useIndex, ""});
+        for (std::size_t i = 0; i < static_cast<std::size_t>(state.range(0)); ++i)
+            require(search.findBinary("/gone/lib/" + moduleName(i), idOf(i)).found(),
+                    "lost a module");
     }
 }
 

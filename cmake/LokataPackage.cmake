@@ -1,5 +1,6 @@
-# The files by which other builds find the installed library: a CMake package with the target
-# lokata2::lokata2, and lokata2.pc. Both move with the prefix they are installed to.
+# The files by which other builds find the installed libraries: a CMake package with the target
+# lokata2::lokata2 and, in its component "profile", lokata::profile; lokata2.pc and lokata-profile.pc.
+# All of them move with the prefix they are installed to.
 
 include(CMakePackageConfigHelpers)
 
@@ -11,9 +12,12 @@ install(FILES "${PROJECT_BINARY_DIR}/lokata2Config.cmake"
               "${PROJECT_BINARY_DIR}/lokata2ConfigVersion.cmake"
         DESTINATION "${package_dir}")
 install(EXPORT lokata2Targets NAMESPACE lokata2:: DESTINATION "${package_dir}")
+install(EXPORT lokataProfileTargets NAMESPACE lokata:: DESTINATION "${package_dir}")
 
 # pkg-config resolves the prefix from the place of the file, so that a relocated tree works.
 file(RELATIVE_PATH LOKATA_PC_PREFIX
     "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
-configure_file(cmake/lokata2.pc.in lokata2.pc @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/lokata2.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+foreach(name lokata2 lokata-profile)
+    configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
+    install(FILES "${PROJECT_BINARY_DIR}/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endforeach()

@@ -1,15 +1,15 @@
 #include "program.h"
 
-#include "archive_command.h"
-#include "checksum_command.h"
-#include "dirs_command.h"
-#include "failure.h"
-#include "find_command.h"
-#include "log_output.h"
-#include "output.h"
-#include "resolve_command.h"
-#include "run_command.h"
-#include "unpack_kernel_command.h"
+#include "commands/archive.h"
+#include "commands/checksum.h"
+#include "commands/dirs.h"
+#include "commands/find.h"
+#include "commands/resolve.h"
+#include "commands/run.h"
+#include "commands/unpack_kernel.h"
+#include "console/failure.h"
+#include "console/log_output.h"
+#include "console/output.h"
 
 #include <CLI/CLI.hpp>
 

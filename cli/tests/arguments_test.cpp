@@ -1,9 +1,9 @@
-#include "enumerator_names.h"
-#include "failure.h"
-#include "record_output.h"
-#include "request_line.h"
-#include "search_dir_argument.h"
-#include "validation_options.h"
+#include "commands/request_line.h"
+#include "console/failure.h"
+#include "search/enumerator_names.h"
+#include "search/record_output.h"
+#include "search/search_dir_argument.h"
+#include "search/validation_options.h"
 
 #include <gmock/gmock.h>
 

@@ -1,9 +1,7 @@
 #include "program_harness.h"
 
-#include "elf_builder.h"
+#include "support/elf_builder.h"
 #include "support/inputs.h"
-
-#include "profile/names.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -112,7 +110,7 @@ TEST_F(ResolveProgram, ARebuiltNamesakeIsRefusedWithBothBuildIds) {
     EXPECT_THAT(outcome.out, Not(HasSubstr("\033"))) << "no colour where no terminal is";
 
     Outcome const explained = resolve({file, "-d", moved(), "--explain", "app"});
-    EXPECT_THAT(explained.out, AllOf(HasSubstr("refused  " + place.path("moved/deep/app") +
+    EXPECT_THAT(explained.out, AllOf(HasSubstr("rejected " + place.path("moved/deep/app") +
                                                "  [LowPrioritySearchDirs]"),
                                      HasSubstr("nothing  [AbsoluteNameLookup]"),
                                      HasSubstr("no file"), Not(HasSubstr("libx"))));

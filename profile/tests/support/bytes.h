@@ -1,5 +1,7 @@
 #pragma once
 
+#include <lokata/profile/export.h>
+
 #include <cstdint>
 #include <random>
 #include <string>
@@ -27,7 +29,7 @@ public:
         m_content.append(content);
         return *this;
     }
-    /// The text, a zero byte, and more up to a multiple of @p align.
+    /// The text, a zero byte, and more up to a multiple of `align`.
     Bytes& text(std::string_view content, std::size_t align = 1) {
         raw(content).u8(0);
         return pad(align);

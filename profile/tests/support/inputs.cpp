@@ -1,6 +1,6 @@
 #include "inputs.h"
 
-#include "../elf_builder.h"
+#include "elf_builder.h"
 
 #include <zlib.h>
 #include <zstd.h>
@@ -109,22 +109,22 @@ std::string CoreFile::content() const {
 
 std::vector<Input> const& inputs() {
     static std::vector<Input> const all{
-        {Format::perf_data, "file", perfRecords(false).file()},
-        {Format::perf_data, "big-endian", perfRecords(true).file()},
-        {Format::perf_data, "pipe", perfRecords(false).pipe()},
-        {Format::perf_data, "compressed", compressedPerf()},
-        {Format::perf_buildid_list, "list", "0123456789abcdef0123 /usr/bin/app\n"},
-        {Format::eu_unstrip, "list",
+        {"perf", "file", perfRecords(false).file()},
+        {"perf", "big-endian", perfRecords(true).file()},
+        {"perf", "pipe", perfRecords(false).pipe()},
+        {"perf", "compressed", compressedPerf()},
+        {"buildid-list", "list", "0123456789abcdef0123 /usr/bin/app\n"},
+        {"unstrip", "list",
          "0x1000+0x2000 abcdef01@0x1010 /usr/bin/app - app\n"
          "0x7000+0x1000 - . - linux-vdso.so.1\n"},
-        {Format::maps, "list",
+        {"maps", "list",
          "1000-2000 r-xp 00000000 fe:00 12 /usr/bin/a\\012b (deleted)\n"
          "2000-3000 rw-p 00000000 00:00 0 [heap]\n"},
-        {Format::path_list, "list", "/usr/bin/app\nlibx.so\n"},
-        {Format::core, "wide", CoreFile{true, false, {{"/bin/app", buildId('c')}}}.content()},
-        {Format::core, "narrow", CoreFile{false, true, {{"/bin/app", buildId('c')}}}.content()},
-        {Format::pprof, "plain", pprof()},
-        {Format::pprof, "gzipped", gzip(pprof())},
+        {"paths", "list", "/usr/bin/app\nlibx.so\n"},
+        {"core", "wide", CoreFile{true, false, {{"/bin/app", buildId('c')}}}.content()},
+        {"core", "narrow", CoreFile{false, true, {{"/bin/app", buildId('c')}}}.content()},
+        {"pprof", "plain", pprof()},
+        {"pprof", "gzipped", gzip(pprof())},
     };
     return all;
 }

@@ -3,7 +3,7 @@
 #include "bytes.h"
 #include "perf_file.h"
 
-#include "profile/profile.h"
+#include <lokata/profile/profile.h>
 
 #include <ostream>
 #include <string>
@@ -12,7 +12,7 @@
 
 namespace lokata::profile::test {
 
-/// A build-id of @p size bytes that all differ from zero.
+/// A build-id of `size` bytes that all differ from zero.
 std::string buildId(char first, std::size_t size = 20);
 
 /// A zstd frame, flushed but not ended, as perf writes it into compressed records.
@@ -81,12 +81,12 @@ private:
 
 /// One small valid input of every kind and variant, by a name that can be a file name.
 struct Input {
-    Format format;
+    std::string format;
     std::string name;
     std::string content;
 
     friend void PrintTo(Input const& input, std::ostream* out) {
-        *out << formatName(input.format) << " " << input.name;
+        *out << input.format << " " << input.name;
     }
 };
 std::vector<Input> const& inputs();

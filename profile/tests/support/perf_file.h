@@ -1,5 +1,7 @@
 #pragma once
 
+#include <lokata/profile/export.h>
+
 #include "bytes.h"
 
 #include <string>
@@ -100,7 +102,7 @@ public:
         return payload.u32(pid).u32(pid).u64(time);
     }
 
-    /// The whole in file mode. @p finished: false as perf leaves it when it is killed.
+    /// The whole in file mode. `finished`: false as perf leaves it when it is killed.
     std::string file(bool finished = true) const {
         constexpr std::size_t c_header = 104;
         auto ids = make();

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "../elf_builder.h"
+#include "support/elf_builder.h"
 
-#include "profile/file_places.h"
+#include "search/file_places.h"
 #include "temp_tree.h"
 
 #include <gtest/gtest.h>

@@ -1,0 +1,165 @@
+#include "commands/dirs.h"
+
+#include "console/failure.h"
+#include "console/output.h"
+#include "search/enumerator_names.h"
+#include "search/search_dir_argument.h"
+#include "search/search_options.h"
+#include "search/user_store.h"
+
+#include <lokata2/search_dir_chain.h>
+#include <lokata2/utils.h>
+
+#include <optstore2/store_lock.h>
+
+#include <array>
+#include <filesystem>
+#include <functional>
+#include <memory>
+
+using namespace LK_2_13;
+
+namespace lokata::cli {
+namespace {
+
+constexpr std::array<search_category_t, 4> c_allCategories{scBinaryFiles, scSymbolFiles,
+                                                           scSourceFiles, scAllFiles};
+
+struct DirsOptions {
+    std::string store;
+    std::vector<std::string> dirs;
+    std::vector<std::string> words;
+
+    std::string storeFile() const { return store.empty() ? defaultStoreFile() : store; }
+
+    /// The directories named, as absolute paths: a store is read from anywhere.
+    std::vector<SearchDirArgument> parsedDirs() const {
+        std::vector<SearchDirArgument> parsed;
+        for (std::string const& text : dirs) {
+            parsed.push_back(parseSearchDir(text));
+            std::string& directory = parsed.back().directory;
+            directory = std::filesystem::absolute(directory).string();
+        }
+        return parsed;
+    }
+
+    std::vector<search_category_t> categories() const {
+        std::vector<search_category_t> named;
+        for (std::string const& word : words)
+            named.push_back(*categoryOfWord(word));
+        return named.empty() ? std::vector(c_allCategories.begin(), c_allCategories.end()) : named;
+    }
+};
+
+// Reads the store, changes it and writes it back once, alone among the programs that do so. A
+// change that gives false leaves the store as it was.
+bool changeStore(std::string const& file,
+                 std::function<bool(IEditableSearchDirContainer&)> const& change) {
+    std::error_code error;
+    std::filesystem::create_directories(std::filesystem::absolute(file).parent_path(), error);
+    optstore2::store_lock_t const lock(file.c_str());
+    auto const storage = std::make_shared<StagedStorage>(openStore(file));
+    bool const isChanged = change(*IPersistentSearchDirContainer::create(storage));
+    if (isChanged)
+        storage->commit();
+    return isChanged;
+}
+
+int add(DirsOptions const& options) {
+    auto const dirs = options.parsedDirs();
+    changeStore(options.storeFile(), [&dirs](IEditableSearchDirContainer& stored) {
+        for (SearchDirArgument const& dir : dirs)
+            stored.addDirectory(dir.category, dir.directory.c_str(), dir.recursive, dir.priority);
+        return true;
+    });
+    return esDone;
+}
+
+// The container can only be cleared as a whole, so what stays is added anew.
+bool removeDir(IEditableSearchDirContainer& stored, SearchDirArgument const& dir) {
+    std::string const wanted = utils::getCanonicalName(dir.directory.c_str(), true);
+    auto const records = stored.enumerate(dir.category);
+    if (!records)
+        return false;
+    stored.clear(dir.category);
+    bool isRemoved = false;
+    char const* name = nullptr;
+    bool recursive = false;
+    bool priority = false;
+    for (; records->getCurrentRecord(name, recursive, priority); records->next())
+        if (utils::getCanonicalName(name, true) == wanted)
+            isRemoved = true;
+        else
+            stored.addDirectory(dir.category, name, recursive, priority);
+    return isRemoved;
+}
+
+int remove(DirsOptions const& options) {
+    auto const dirs = options.parsedDirs();
+    std::vector<std::string> missing;
+    changeStore(options.storeFile(), [&](IEditableSearchDirContainer& stored) {
+        for (std::size_t i = 0; i < dirs.size(); ++i)
+            if (!removeDir(stored, dirs[i]))
+                missing.push_back(options.dirs[i]);
+        return missing.size() < dirs.size();
+    });
+    for (std::string const& text : missing)
+        reportError("\"" + text + "\": is not in the store");
+    return missing.empty() ? esDone : esNotFound;
+}
+
+int clear(DirsOptions const& options) {
+    changeStore(options.storeFile(), [&options](IEditableSearchDirContainer& stored) {
+        for (search_category_t const category : options.categories())
+            stored.clear(category);
+        return true;
+    });
+    return esDone;
+}
+
+int list(DirsOptions const& options) {
+    auto const stored = IPersistentSearchDirContainer::create(openStore(options.storeFile()));
+    std::string text;
+    for (search_category_t const category : options.categories()) {
+        auto const records = stored->enumerate(category);
+        if (!records)
+            continue;
+        for (auto line = getSearchDirCommandLine(category, records); !line.at_end(); line.next())
+            text += line.get_value() + "\n";
+    }
+    writeOutput(text);
+    return esDone;
+}
+
+} // namespace
+
+void addDirsCommand(CLI::App& program, int& exitStatus) {
+    auto const options = std::make_shared<DirsOptions>();
+    CLI::App& command =
+        *program.add_subcommand("dirs", "Keep search directories of your own, for all searches");
+    command.require_subcommand(1);
+
+    auto const addAction = [&](char const* name, char const* description,
+                               int (*action)(DirsOptions const&)) -> CLI::App& {
+        CLI::App& added = *command.add_subcommand(name, description);
+        addStoreOption(added, options->store);
+        added.callback([options, action, &exitStatus] { exitStatus = action(*options); });
+        return added;
+    };
+    auto const takeDirs = [&](CLI::App& action) {
+        action.add_option("DIRECTORY", options->dirs, "WORD[:FLAGS]=DIR, as find takes with -d")
+            ->required()
+            ->type_name(" ");
+    };
+    auto const takeWords = [&](CLI::App& action) {
+        action.add_option("WORD", options->words, "Only these lists: bin, sym, src, all")
+            ->type_name(" ")
+            ->check(CLI::IsMember({"bin", "sym", "src", "all"}).description(""));
+    };
+    takeDirs(addAction("add", "Add directories, or flags to directories that are there", add));
+    takeWords(addAction("list", "Print the directories as find takes them with -d", list));
+    takeDirs(addAction("remove", "Remove directories, whatever their flags", remove));
+    takeWords(addAction("clear", "Remove all directories", clear));
+}
+
+} // namespace lokata::cli

@@ -1,0 +1,79 @@
+#include "commands/find.h"
+
+#include "console/failure.h"
+#include "console/output.h"
+#include "console/terminal.h"
+#include "search/enumerator_names.h"
+#include "search/record_output.h"
+#include "search/search_options.h"
+#include "search/search_session.h"
+#include "search/validation_options.h"
+
+#include <memory>
+
+#include <unistd.h>
+
+using namespace LK_2_13;
+
+namespace lokata::cli {
+namespace {
+
+struct FindOptions {
+    std::string category;
+    SearchRequest request;
+    SearchOptions search;
+    ValidationOptions validation;
+    bool all = false;
+    bool explain = false;
+    bool json = false;
+};
+
+int find(FindOptions& options) {
+    SearchRequest& request = options.request;
+    request.category = *categoryOfWord(options.category);
+    if (request.category == scBinaryFiles && !request.binary.empty())
+        throw Failure("--binary: a binary belongs to no other binary");
+
+    ValidatorSet validators = makeValidators(options.validation, request.category);
+    if (!options.validation.checksums.empty())
+        request.checksum = parseChecksum(options.validation.checksums.front())->value();
+
+    SearchSession session(options.search, History::off);
+    SearchRecord const record =
+        session.find(request, validators.empty() ? nullptr : &validators, options.all);
+    if (options.explain) {
+        std::string const text = explanation(record, wantsColour(STDERR_FILENO));
+        std::fwrite(text.data(), 1, text.size(), stderr);
+    }
+    writeOutput(options.json ? jsonLine(record) : foundPaths(record));
+    return record.found.empty() ? esNotFound : esDone;
+}
+
+} // namespace
+
+void addFindCommand(CLI::App& program, int& exitStatus) {
+    auto const options = std::make_shared<FindOptions>();
+    CLI::App& command =
+        *program.add_subcommand("find", "Find the file that belongs to a recorded name");
+    command.add_option("CATEGORY", options->category, "bin, sym or src: what kind of file")
+        ->required()
+        ->type_name(" ")
+        ->check(CLI::IsMember({"bin", "sym", "src"}).description(""));
+    addText(command, "NAME", options->request.name, "The name as it was recorded")
+        ->required()
+        ->type_name(" ");
+    addText(command, "--binary", options->request.binary,
+            "The binary that the symbol or source file belongs to")
+        ->type_name("FILE");
+    addText(command, "--suggest", options->request.suggestion, "A path to try before all others")
+        ->type_name("PATH");
+    command.add_flag("--all", options->all, "Run all steps and print what each of them finds");
+    command.add_flag("--explain", options->explain,
+                     "Tell on standard error what was found and what was refused, and why");
+    command.add_flag("--json", options->json, "Print one JSON object");
+    addSearchOptions(command, options->search);
+    addValidationOptions(command, options->validation);
+    command.callback([options, &exitStatus] { exitStatus = find(*options); });
+}
+
+} // namespace lokata::cli

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "search/search_record.h"
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace lokata::cli {
+
+/// Says what is wrong with a line, not where it stands.
+struct MalformedLine : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// Reads one line of a file of requests, without its newline. Two forms may be mixed:
+///
+///     bin NAME
+///     sym NAME BINARY [CHECKSUM]
+///     src NAME BINARY [CHECKSUM]
+///     {"category": "sym", "name": NAME, "binary": BINARY, "checksum": CHECKSUM}
+///
+/// In the first, words stand between blanks; one with blanks in it stands in double quotes, with a
+/// backslash before a quote or a backslash in it. In the second, "binary" and "checksum" may be
+/// missing. Empty lines and lines that begin with # hold no request. Throws `MalformedLine` if a
+/// line has neither form.
+std::optional<SearchRequest> parseRequestLine(std::string const& line);
+
+} // namespace lokata::cli

@@ -1,0 +1,221 @@
+#include "commands/resolve.h"
+
+#include "commands/resolve_explain.h"
+#include "commands/resolve_table.h"
+#include "console/failure.h"
+#include "console/output.h"
+#include "console/terminal.h"
+#include "search/search_options.h"
+#include "search/search_surroundings.h"
+
+#include <lokata/profile/archive.h>
+#include <lokata/profile/read.h>
+#include <lokata/profile/report.h>
+#include <lokata/profile/resolver.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <utility>
+
+#include <unistd.h>
+
+namespace lokata::cli {
+namespace {
+
+struct ResolveOptions {
+    std::vector<std::string> inputs;
+    std::string format;
+    SearchOptions search;
+    std::vector<std::string> debug_dirs;
+    std::string sysroot;
+    std::string symfs;
+    std::vector<std::string> substitutions;
+    bool sources = false;
+    std::string archive_into;
+    bool json = false;
+    std::string html;
+    std::string explain;
+};
+
+profile::PlaceOptions placesOf(ResolveOptions const& options) {
+    profile::PlaceOptions places;
+    if (!options.debug_dirs.empty())
+        places.debug_dirs.clear();
+    for (std::string const& list : options.debug_dirs)
+        profile::addDebugDirs(places.debug_dirs, list);
+    places.sysroot = options.sysroot;
+    if (!options.symfs.empty() && !profile::parseSymfs(options.symfs, places))
+        throw Failure("--symfs: \"" + options.symfs +
+                      "\": the form is DIR, DIR,flat or DIR,hierarchy");
+    for (std::string const& text : options.substitutions) {
+        auto const substitution = profile::parsePathSubstitution(text);
+        if (!substitution)
+            throw Failure("--substitute-path: \"" + text + "\": the form is FROM=TO");
+        places.substitutions.push_back(*substitution);
+    }
+    if (char const* const home = std::getenv("HOME"); home != nullptr && *home == '/')
+        places.perf_cache = std::string(home) + "/.debug";
+    return places;
+}
+
+/// What can be read of an input. Damage is reported and leaves the rest.
+profile::Profile read(std::string const& input, std::string const& format) {
+    profile::ReadOptions options;
+    options.format = format;
+    profile::Profile profile = profile::readProfileFile(input, options);
+    std::string const name = input == "-" ? "standard input" : input;
+    for (profile::ReadError const& error : profile.errors)
+        reportError(name + ": at byte " + std::to_string(error.offset) + ": " + error.message);
+    if (profile.format.empty() && profile.errors.empty())
+        reportError(name + ": no profile of a known kind");
+    return profile;
+}
+
+bool isComplete(profile::ProfileResolution const& resolution) {
+    return resolution.profile.errors.empty() &&
+           std::all_of(
+               resolution.modules.begin(), resolution.modules.end(),
+               [](profile::ModuleResolution const& module) {
+                   return module.status == profile::ModuleStatus::resolved ||
+                          module.status == profile::ModuleStatus::unproven ||
+                          module.status == profile::ModuleStatus::not_a_file;
+               });
+}
+
+void print(profile::ProfileResolution const& resolution, ResolveOptions const& options) {
+    if (options.json)
+        return writeOutput(profile::toJson(resolution) + "\n");
+    bool const colour = wantsColour(STDOUT_FILENO);
+    std::string const title =
+        options.inputs.size() > 1 ? profile::displayName(resolution.input) + ":\n" : "";
+    if (!options.explain.empty()) {
+        std::string const text = moduleExplanation(resolution, options.explain, colour);
+        if (text.empty())
+            throw Failure("--explain: " + resolution.input + " has no module \"" + options.explain +
+                          "\"");
+        return writeOutput(title + text);
+    }
+    TableStyle const style{isTerminal(STDOUT_FILENO) ? terminalWidth(STDOUT_FILENO) : 0, colour};
+    std::string text = title + moduleTable(resolution, style);
+    if (std::string const sources = sourceTable(resolution); !sources.empty())
+        text += "\n" + sources;
+    writeOutput(text + (text.empty() ? "" : "\n") + resolutionSummary(resolution));
+}
+
+void archive(profile::ProfileResolution const& resolution, std::string const& directory) {
+    profile::ArchiveOutcome const outcome = profile::archiveFiles(resolution, directory);
+    for (std::string const& error : outcome.errors)
+        reportError(error);
+    if (!outcome.errors.empty())
+        throw Failure("--archive-into: " + std::to_string(outcome.errors.size()) +
+                      " files could not be kept");
+}
+
+void writePage(std::vector<profile::ProfileResolution> const& resolutions,
+               std::string const& file) {
+    std::ofstream out(file, std::ios::binary);
+    profile::writeHtml(out, resolutions);
+    out.close();
+    if (!out)
+        throw Failure("--html: " + file + ": cannot be written");
+}
+
+profile::ProfileResolution resolve(profile::Resolver& resolver, profile::Profile profile,
+                                   std::string const& input, bool withSources) {
+    ProgressLine progress;
+    auto const show = [&progress](std::size_t done, std::size_t total) {
+        progress.show(done, done, total);
+        return true;
+    };
+    profile::ProfileResolution resolution = resolver.resolve(std::move(profile), input, show);
+    if (withSources)
+        resolver.findSources(resolution, show);
+    return resolution;
+}
+
+std::vector<std::string> formatWords() {
+    std::vector<std::string> words;
+    for (profile::FormatName const& format : profile::formats())
+        words.emplace_back(format.word);
+    return words;
+}
+
+int resolve(ResolveOptions& options) {
+    if (options.inputs.empty())
+        options.inputs.emplace_back("perf.data");
+    SearchSurroundings const surroundings(options.search);
+    profile::Resolver resolver(surroundings.environment(options.search.kernel_release),
+                               placesOf(options));
+
+    int status = esDone;
+    std::vector<profile::ProfileResolution> resolutions;
+    for (std::string const& input : options.inputs) {
+        profile::Profile profile = read(input, options.format);
+        bool const isUnreadable = profile.modules.empty() && !profile.errors.empty();
+        if (profile.format.empty() || isUnreadable)
+            status = esFailed;
+        if (profile.format.empty())
+            continue;
+        profile::ProfileResolution resolution =
+            resolve(resolver, std::move(profile), input, options.sources);
+        if (!isComplete(resolution))
+            status = std::max<int>(status, esNotFound);
+        print(resolution, options);
+        if (!options.archive_into.empty())
+            archive(resolution, options.archive_into);
+        resolutions.push_back(std::move(resolution));
+    }
+    if (!options.html.empty())
+        writePage(resolutions, options.html);
+    return status;
+}
+
+void addPlaceOptions(CLI::App& command, ResolveOptions& options) {
+    addRepeatable(command, "--debug-file-directory", options.debug_dirs,
+                  "Trees of separate debug files, with colons between them (default "
+                  "/usr/lib/debug)")
+        ->type_name("DIR[:DIR]...");
+    addText(command, "--sysroot", options.sysroot, "The root of a copied file system")
+        ->type_name("DIR");
+    addText(command, "--symfs", options.symfs,
+            "A copied tree, or with ,flat one directory with all files")
+        ->type_name("DIR[,flat|hierarchy]");
+    addRepeatable(command, "--substitute-path", options.substitutions,
+                  "Try names below FROM below TO as well")
+        ->type_name("FROM=TO");
+}
+
+} // namespace
+
+void addResolveCommand(CLI::App& program, int& exitStatus) {
+    auto const options = std::make_shared<ResolveOptions>();
+    CLI::App& command = *program.add_subcommand(
+        "resolve", "Find the files of the modules in recorded profiles, and prove them");
+    addRepeatable(command, "INPUT", options->inputs,
+                  "A profile: perf.data, a list of modules, /proc/PID/maps, a core, pprof; - is "
+                  "standard input (default perf.data)")
+        ->allow_extra_args()
+        ->type_name(" ");
+    command
+        .add_option("--format", options->format,
+                    "What the inputs are, instead of what their content says")
+        ->type_name(CLI::detail::join(formatWords(), "|"))
+        ->check(CLI::IsMember(formatWords()).description(""));
+    addPlaceOptions(command, *options);
+    command.add_flag("--sources", options->sources,
+                     "Find the source files too that the modules name");
+    addText(command, "--archive-into", options->archive_into,
+            "Copy all files found into an archive, for --archive on another machine")
+        ->type_name("DIR");
+    command.add_flag("--json", options->json, "Print one JSON document for each input");
+    addText(command, "--html", options->html, "Write a page for a browser")->type_name("FILE");
+    addText(command, "--explain", options->explain,
+            "Show every step and candidate for one module: its name, last component or build-id")
+        ->type_name("MODULE");
+    addSearchOptions(command, options->search);
+    command.callback([options, &exitStatus] { exitStatus = resolve(*options); });
+}
+
+} // namespace lokata::cli

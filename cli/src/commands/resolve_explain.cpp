@@ -1,0 +1,136 @@
+#include "commands/resolve_explain.h"
+
+#include "commands/resolve_table.h"
+#include "console/terminal.h"
+#include "search/enumerator_names.h"
+
+#include <lokata2/utils.h>
+
+#include <map>
+#include <set>
+
+namespace lokata::cli {
+
+using namespace profile;
+
+namespace {
+
+constexpr char const* c_green = "32";
+constexpr char const* c_red = "31";
+constexpr char const* c_faint = "2";
+constexpr char const* c_bold = "1";
+
+bool isMeant(Module const& module, std::string const& text) {
+    return module.name == text || displayName(module.name) == text ||
+           LK_2_13::utils::getFileNameOnly(module.name.c_str()) == text ||
+           (!module.build_id.empty() && toHex(module.build_id) == text);
+}
+
+std::string identityText(Identity const& identity) {
+    if (identity.kind == IdentityKind::none)
+        return "nothing recorded";
+    std::string text(wordOf(c_identityKinds, identity.kind));
+    if (identity.kind == IdentityKind::same_file)
+        return text;
+    return text + " " + displayName(identity.expected);
+}
+
+std::string rejectionText(JudgedCandidate const& rejected, std::string const& origin, bool colour) {
+    std::string text = "  " + painted("rejected", c_red, colour) + " " +
+                       displayName(rejected.path) + "  [" + origin + "]\n";
+    if (!rejected.message.empty())
+        text += "           " + displayName(rejected.message) + "\n";
+    return text;
+}
+
+std::string foundText(FileResolution const& file, bool colour) {
+    bool const isProven = file.confidence == LK_2_13::cfValidated;
+    return "  " + painted("found", c_green, colour) + "    " + displayName(file.path) + "  [" +
+           originOf(file) + "]\n           " +
+           (isProven ? "proven by " + identityText(file.identity) : "accepted without proof") +
+           "\n";
+}
+
+/// Suggestions come first, in their order, then each step that ran with what it met. A search ends
+/// with the file that it finds.
+std::string candidatesText(FileResolution const& file, bool colour) {
+    std::map<std::string, JudgedCandidate const*> rejections;
+    for (JudgedCandidate const& rejected : file.rejected)
+        rejections.emplace(rejected.path, &rejected);
+    bool isFoundShown = false;
+    std::set<std::string> shown;
+    std::string text;
+    for (Candidate const& candidate : file.suggested) {
+        std::string const path = LK_2_13::utils::getCanonicalName(candidate.path.c_str(), false);
+        if (!shown.insert(path).second)
+            continue;
+        std::string const origin(wordOf(c_places, candidate.place));
+        if (file.found() && path == file.path && file.step == LK_2_13::ssAskUser) {
+            text += foundText(file, colour);
+            isFoundShown = true;
+        } else if (auto const rejected = rejections.find(path); rejected != rejections.end()) {
+            text += rejectionText(*rejected->second, origin, colour);
+        } else {
+            text += "  " + painted(isFoundShown ? "unneeded" : "no file ", c_faint, colour) + " " +
+                    displayName(path) + "  [" + origin + "]\n";
+        }
+    }
+    for (LK_2_13::search_step_t const step : file.steps) {
+        std::string const origin = nameOf(step).substr(2);
+        std::string met;
+        for (JudgedCandidate const& rejected : file.rejected)
+            if (rejected.step == step && shown.insert(rejected.path).second)
+                met += rejectionText(rejected, origin, colour);
+        bool const isFinder = file.found() && !isFoundShown && file.step == step;
+        if (met.empty() && !isFinder)
+            met = "  " + painted("nothing ", c_faint, colour) + " [" + origin + "]\n";
+        text += met;
+    }
+    for (JudgedCandidate const& rejected : file.rejected)
+        if (shown.insert(rejected.path).second)
+            text += rejectionText(rejected, nameOf(rejected.step).substr(2), colour);
+    if (file.found() && !isFoundShown)
+        text += foundText(file, colour);
+    return text;
+}
+
+std::string fileText(char const* title, std::optional<FileResolution> const& file, bool colour) {
+    if (!file)
+        return std::string(title) + ": not looked for\n";
+    std::string text = std::string(title) + ": " + (file->found() ? "found" : "missing") +
+                       ", expected " + identityText(file->identity) + ", " +
+                       std::to_string(file->elapsed_us) + " us\n" + candidatesText(*file, colour);
+    if (!file->found())
+        text += "  " + missingReason(*file) + "\n";
+    return text;
+}
+
+std::string moduleText(ModuleResolution const& resolution, bool colour) {
+    Module const& module = resolution.module;
+    std::string text =
+        painted(displayName(module.name), c_bold, colour) + "\n" +
+        std::string(wordOf(c_moduleKinds, module.kind)) + ", " +
+        (module.build_id.empty() ? "no build-id" : "build-id " + toHex(module.build_id)) + ", " +
+        std::to_string(module.samples) +
+        " samples: " + std::string(wordOf(c_moduleStatuses, resolution.status)) + "\n";
+    if (!resolution.binary)
+        return text + statusReason(resolution) + "\n";
+    text += fileText("binary", resolution.binary, colour);
+    text += fileText("symbols", resolution.symbols, colour);
+    if (resolution.supplementary)
+        text += fileText("supplementary", resolution.supplementary, colour);
+    return text;
+}
+
+} // namespace
+
+std::string moduleExplanation(ProfileResolution const& resolution, std::string const& module,
+                              bool colour) {
+    std::string text;
+    for (ModuleResolution const& each : resolution.modules)
+        if (isMeant(each.module, module))
+            text += (text.empty() ? "" : "\n") + moduleText(each, colour);
+    return text;
+}
+
+} // namespace lokata::cli

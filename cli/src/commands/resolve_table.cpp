@@ -1,0 +1,304 @@
+#include "commands/resolve_table.h"
+
+#include "console/terminal.h"
+#include "search/enumerator_names.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <map>
+#include <numeric>
+#include <vector>
+
+namespace lokata::cli {
+
+using namespace profile;
+
+namespace {
+
+constexpr char const* c_green = "32";
+constexpr char const* c_yellow = "33";
+constexpr char const* c_red = "31";
+constexpr char const* c_bold = "1";
+
+using Modules = std::vector<ModuleResolution const*>;
+
+/// In code points, which is close enough to columns for the names of files.
+std::size_t lengthOf(std::string const& text) {
+    return static_cast<std::size_t>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (c & 0xc0) != 0x80; }));
+}
+
+std::string padded(std::string const& text, std::size_t width) {
+    std::size_t const length = lengthOf(text);
+    return length < width ? text + std::string(width - length, ' ') : text;
+}
+
+/// Where the code point number `count` of the text begins.
+std::size_t offsetOfColumn(std::string const& text, std::size_t count) {
+    std::size_t at = 0;
+    for (; count > 0 && at < text.size(); --count)
+        do
+            ++at;
+        while (at < text.size() && (text[at] & 0xc0) == 0x80);
+    return at;
+}
+
+/// Ends with what tells one path from another.
+std::string cutAtFront(std::string const& text, std::size_t width) {
+    std::size_t const length = lengthOf(text);
+    return length <= width || width < 2
+               ? text
+               : "…" + text.substr(offsetOfColumn(text, length - width + 1));
+}
+
+std::string cutAtEnd(std::string const& text, std::size_t width) {
+    return lengthOf(text) <= width || width < 2
+               ? text
+               : text.substr(0, offsetOfColumn(text, width - 1)) + "…";
+}
+
+/// Broken at blanks; words that are too long stay whole. A width of 0 keeps one line.
+std::string wrapped(std::string const& text, std::size_t indent, std::size_t width) {
+    std::string const margin(indent, ' ');
+    std::string result = margin;
+    std::size_t column = indent;
+    for (std::size_t at = 0; at < text.size();) {
+        std::size_t const end = std::min(text.find(' ', at), text.size());
+        std::string const word = text.substr(at, end - at);
+        if (column > indent && width > 0 && column + 1 + lengthOf(word) > width) {
+            result += "\n" + margin;
+            column = indent;
+        }
+        result += (column > indent ? " " : "") + word;
+        column += lengthOf(word) + (column > indent ? 1 : 0);
+        at = end + 1;
+    }
+    return result;
+}
+
+std::string bareName(std::string const& name) {
+    std::size_t const slash = name.rfind('/');
+    return displayName(slash == std::string::npos ? name : name.substr(slash + 1));
+}
+
+std::uint64_t allSamples(ProfileResolution const& resolution) {
+    return std::accumulate(
+        resolution.modules.begin(), resolution.modules.end(),
+        resolution.profile.unattributed_samples,
+        [](std::uint64_t sum, ModuleResolution const& each) { return sum + each.module.samples; });
+}
+
+std::string percentage(std::uint64_t part, std::uint64_t whole) {
+    std::array<char, 32> text{};
+    double const share =
+        whole == 0 ? 0 : 100.0 * static_cast<double>(part) / static_cast<double>(whole);
+    std::snprintf(text.data(), text.size(), "%6.2f%%", share);
+    return text.data();
+}
+
+bool isListed(ModuleResolution const& module) {
+    return module.status != ModuleStatus::not_a_file || module.module.samples > 0;
+}
+
+bool isFound(ModuleResolution const& module) {
+    return module.binary && module.binary->found();
+}
+
+Modules sortedModules(ProfileResolution const& resolution) {
+    Modules modules;
+    for (ModuleResolution const& module : resolution.modules)
+        if (isListed(module))
+            modules.push_back(&module);
+    std::stable_sort(modules.begin(), modules.end(), [](auto const* left, auto const* right) {
+        return left->module.samples > right->module.samples;
+    });
+    return modules;
+}
+
+std::string proofOf(ModuleResolution const& module) {
+    if (module.status == ModuleStatus::resolved)
+        return std::string(wordOf(c_identityKinds, module.binary->identity.kind));
+    return "unproven";
+}
+
+std::string symbolsOf(ModuleResolution const& module) {
+    if (!module.symbols || !module.symbols->found())
+        return "-";
+    return module.symbols->path == module.binary->path ? "in file" : "found";
+}
+
+struct Row {
+    std::string share;
+    std::array<std::string, 5> cells; ///< Module, file, proof, symbols, origin.
+    bool is_proven;
+};
+
+constexpr std::size_t c_moduleCell = 0;
+constexpr std::size_t c_fileCell = 1;
+constexpr std::size_t c_symbolsCell = 3;
+constexpr std::size_t c_shareWidth = 9;
+
+/// Of the columns; one that is left out has none.
+using Widths = std::array<std::size_t, 5>;
+
+/// Takes what is too much from the names, then leaves out the symbols. False if the lines are still
+/// too long.
+bool fit(Widths& widths, std::size_t shares, std::size_t width) {
+    constexpr std::size_t c_leastModule = 14;
+    constexpr std::size_t c_leastFile = 20;
+    for (;;) {
+        std::size_t others = shares + 2;
+        for (std::size_t i = c_fileCell + 1; i < widths.size(); ++i)
+            others += widths[i] == 0 ? 0 : widths[i] + 2;
+        if (width >= others + c_leastModule + c_leastFile) {
+            std::size_t const room = width - others;
+            std::size_t const spare = room > widths[c_fileCell] ? room - widths[c_fileCell] : 0;
+            widths[c_moduleCell] =
+                std::min(widths[c_moduleCell], std::max({c_leastModule, room / 3, spare}));
+            widths[c_fileCell] = std::min(widths[c_fileCell], room - widths[c_moduleCell]);
+            return true;
+        }
+        if (widths[c_symbolsCell] == 0)
+            return false;
+        widths[c_symbolsCell] = 0;
+    }
+}
+
+std::string tableLine(std::string const& share, std::array<std::string, 5> cells,
+                      Widths const& widths, bool hasSamples) {
+    cells[c_moduleCell] = cutAtEnd(cells[c_moduleCell], widths[c_moduleCell]);
+    cells[c_fileCell] = cutAtFront(cells[c_fileCell], widths[c_fileCell]);
+    std::string text = hasSamples ? padded(share, c_shareWidth) : "";
+    for (std::size_t i = 0; i < cells.size(); ++i)
+        if (widths[i] > 0)
+            text += i + 1 < cells.size() ? padded(cells[i], widths[i]) + "  " : cells[i];
+    return text;
+}
+
+/// For a terminal that is too narrow for columns.
+std::string stackedLines(Row const& row, bool hasSamples, std::size_t width) {
+    std::size_t const indent = hasSamples ? c_shareWidth : 2;
+    std::size_t const room = width > indent ? width - indent : 0;
+    std::string const margin(indent, ' ');
+    return (hasSamples ? padded(row.share, indent) : "") + row.cells[c_moduleCell] + "\n" + margin +
+           cutAtFront(row.cells[c_fileCell], room) + "\n" + margin + row.cells[2] + ", " +
+           row.cells.back();
+}
+
+std::string foundTable(std::vector<Row> const& rows, bool hasSamples, TableStyle const& style) {
+    std::array<std::string, 5> const titles{"MODULE", "FILE", "PROVEN BY", "SYMBOLS", "STEP"};
+    Widths widths{};
+    for (std::size_t i = 0; i < titles.size(); ++i) {
+        widths[i] = lengthOf(titles[i]);
+        for (Row const& row : rows)
+            widths[i] = std::max(widths[i], lengthOf(row.cells[i]));
+    }
+    bool const isTable =
+        style.width == 0 || fit(widths, hasSamples ? c_shareWidth : 0, style.width);
+    std::string text;
+    if (isTable)
+        text =
+            painted(tableLine("SAMPLES", titles, widths, hasSamples), c_bold, style.colour) + "\n";
+    for (Row const& row : rows)
+        text += painted(isTable ? tableLine(row.share, row.cells, widths, hasSamples)
+                                : stackedLines(row, hasSamples, style.width),
+                        row.is_proven ? c_green : c_yellow, style.colour) +
+                "\n";
+    return text;
+}
+
+} // namespace
+
+std::string originOf(FileResolution const& file) {
+    return file.place == Place::search_step ? nameOf(file.step).substr(2)
+                                            : std::string(wordOf(c_places, file.place));
+}
+
+std::string moduleTable(ProfileResolution const& resolution, TableStyle const& style) {
+    bool const hasSamples = resolution.profile.has_samples;
+    std::uint64_t const samples = allSamples(resolution);
+    std::vector<Row> found;
+    std::string missing;
+    for (ModuleResolution const* const module : sortedModules(resolution)) {
+        std::string share = percentage(module->module.samples, samples);
+        if (isFound(*module)) {
+            found.push_back({std::move(share),
+                             {bareName(module->module.name), displayName(module->binary->path),
+                              proofOf(*module), symbolsOf(*module), originOf(*module->binary)},
+                             module->status == ModuleStatus::resolved});
+            continue;
+        }
+        std::string const status(wordOf(c_moduleStatuses, module->status));
+        char const* const code = module->status == ModuleStatus::missing ? c_red : c_yellow;
+        missing += (hasSamples ? share + "  " : "") +
+                   painted(padded(status, 11), code, style.colour) + "  " +
+                   displayName(module->module.name) + "\n" +
+                   wrapped(statusReason(*module), hasSamples ? 22 : 13, style.width) + "\n";
+    }
+    std::string text;
+    if (!found.empty())
+        text += foundTable(found, hasSamples, style);
+    if (!missing.empty())
+        text += (found.empty() ? "" : "\n") + missing;
+    for (PathSubstitution const& learned : resolution.learned)
+        text += "\nLearned: what was recorded below " +
+                displayName(learned.from.empty() ? "/" : learned.from) + " lies below " +
+                displayName(learned.to.empty() ? "/" : learned.to) +
+                (&learned == &resolution.learned.back() ? "\n" : "");
+    return text;
+}
+
+std::string sourceTable(ProfileResolution const& resolution) {
+    struct Count {
+        std::size_t found = 0;
+        std::size_t all = 0;
+    };
+    std::map<std::string, Count> directories;
+    Count total;
+    for (SourceResolution const& source : resolution.sources) {
+        std::size_t const slash = source.name.rfind('/');
+        Count& count = directories[slash == std::string::npos ? "." : source.name.substr(0, slash)];
+        for (Count* const each : {&count, &total}) {
+            ++each->all;
+            each->found += source.file.found() ? 1 : 0;
+        }
+    }
+    if (total.all == 0)
+        return {};
+    std::string text = "SOURCES FOUND  DIRECTORY\n";
+    for (auto const& [directory, count] : directories)
+        text += padded(std::to_string(count.found) + " of " + std::to_string(count.all), 13) +
+                "  " + displayName(directory) + "\n";
+    return text + padded(std::to_string(total.found) + " of " + std::to_string(total.all), 13) +
+           "  in all\n";
+}
+
+std::string resolutionSummary(ProfileResolution const& resolution) {
+    std::uint64_t const samples = allSamples(resolution);
+    StatusTotal const noFiles = totalOf(resolution, ModuleStatus::not_a_file);
+    std::string text;
+    auto const add = [&](ModuleStatus status, bool always) {
+        StatusTotal const total = totalOf(resolution, status);
+        if (!always && total.modules == 0)
+            return;
+        text += (text.empty() ? "" : ", ") + std::to_string(total.modules);
+        if (always)
+            text += " of " + std::to_string(resolution.modules.size() - noFiles.modules);
+        text += " " + std::string(wordOf(c_moduleStatuses, status));
+        if (resolution.profile.has_samples) {
+            std::string const share = percentage(total.samples, samples);
+            text += " (" + share.substr(share.find_first_not_of(' ')) + " of samples)";
+        }
+    };
+    add(ModuleStatus::resolved, true);
+    for (ModuleStatus const status :
+         {ModuleStatus::unproven, ModuleStatus::missing, ModuleStatus::unsupported})
+        add(status, false);
+    if (noFiles.modules > 0)
+        text += "; " + std::to_string(noFiles.modules) + " without a file";
+    return text + "\n";
+}
+
+} // namespace lokata::cli

@@ -1,0 +1,110 @@
+#include "commands/run.h"
+
+#include "commands/request_file.h"
+#include "commands/request_line.h"
+#include "console/failure.h"
+#include "console/output.h"
+#include "console/terminal.h"
+#include "search/expectation_validators.h"
+#include "search/record_output.h"
+#include "search/search_options.h"
+#include "search/search_session.h"
+#include "search/validation_options.h"
+
+#include <algorithm>
+#include <csignal>
+#include <memory>
+
+namespace lokata::cli {
+namespace {
+
+struct RunOptions {
+    std::string file;
+    std::string history = "suggest";
+    bool json = false;
+    SearchOptions search;
+};
+
+History historyOf(std::string const& word) {
+    return word == "off" ? History::off : word == "only" ? History::only : History::suggest;
+}
+
+volatile std::sig_atomic_t g_isInterrupted = 0;
+
+// While it lives, an interrupt ends the run after the line that is being worked on. A second
+// interrupt ends the program at once.
+class InterruptGuard {
+public:
+    InterruptGuard() {
+        struct sigaction action {};
+        action.sa_handler = [](int) { g_isInterrupted = 1; };
+        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        g_isInterrupted = 0;
+        ::sigaction(SIGINT, &action, &m_previous);
+    }
+    ~InterruptGuard() { ::sigaction(SIGINT, &m_previous, nullptr); }
+    InterruptGuard(InterruptGuard const&) = delete;
+    InterruptGuard& operator=(InterruptGuard const&) = delete;
+
+private:
+    struct sigaction m_previous {};
+};
+
+SearchRecord search(SearchSession& session, SearchRequest const& request) {
+    auto const expected = parseChecksum(request.checksum);
+    if (!expected)
+        return session.find(request, nullptr, false);
+    ExpectedChecksum validator(request.category, expected);
+    return session.find(request, &validator, false);
+}
+
+int run(RunOptions const& options) {
+    SearchSession session(options.search, historyOf(options.history));
+    RequestFile file(options.file);
+    InterruptGuard const guard;
+    ProgressLine progress;
+    std::uint64_t requests = 0;
+    int status = esDone;
+    std::string line;
+    while (g_isInterrupted == 0 && file.next(line)) {
+        try {
+            auto const request = parseRequestLine(line);
+            if (!request)
+                continue;
+            SearchRecord const record = search(session, *request);
+            if (record.found.empty())
+                status = std::max<int>(status, esNotFound);
+            progress.clear();
+            writeOutput(options.json ? jsonLine(record) : resultLine(record));
+        } catch (MalformedLine const& error) {
+            progress.clear();
+            reportError(file.place() + ": " + error.what());
+            status = esFailed;
+        }
+        progress.show(++requests, file.bytesRead(), file.size());
+    }
+    return g_isInterrupted != 0 ? esInterrupted : status;
+}
+
+} // namespace
+
+void addRunCommand(CLI::App& program, int& exitStatus) {
+    auto const options = std::make_shared<RunOptions>();
+    CLI::App& command = *program.add_subcommand("run", "Run many searches, one for each line");
+    addText(command, "FILE", options->file,
+            "Lines such as \"bin NAME\", \"sym NAME BINARY [CHECKSUM]\" or JSON objects; - is "
+            "standard input")
+        ->required()
+        ->type_name(" ");
+    command
+        .add_option("--history", options->history,
+                    "What becomes of a request that comes again: off searches again, suggest tries "
+                    "the earlier answer first, only tries nothing else (default suggest)")
+        ->type_name("off|suggest|only")
+        ->check(CLI::IsMember({"off", "suggest", "only"}).description(""));
+    command.add_flag("--json", options->json, "Print one JSON object for each request");
+    addSearchOptions(command, options->search);
+    command.callback([options, &exitStatus] { exitStatus = run(*options); });
+}
+
+} // namespace lokata::cli

@@ -1,0 +1,114 @@
+#include "search/expectation_validators.h"
+
+#include <sys/stat.h>
+
+using namespace LK_2_13;
+
+namespace lokata::cli {
+namespace {
+
+struct stat statusOf(std::string const& file) {
+    struct stat status {};
+    if (::stat(file.c_str(), &status) != 0)
+        status = {};
+    return status;
+}
+
+std::string modificationTime(std::string const& file) {
+    return std::to_string(statusOf(file).st_mtim.tv_sec);
+}
+
+std::string expectedAndFound(std::string const& expected, std::string const& found) {
+    return "expected " + expected + ", found " + found;
+}
+
+// The library's sentence first, the difference in brackets behind it.
+template <class Message>
+void fill(Message& message, IMsgContainer& container, char const* fileName,
+          std::string const& difference) {
+    message.fillMessage(container, fileName);
+    char const* const sentence = container.get();
+    container.put(sentence != nullptr ? (std::string(sentence) + " (" + difference + ")").c_str()
+                                      : difference.c_str());
+}
+
+} // namespace
+
+ExpectedChecksum::ExpectedChecksum(search_category_t category, ObjectPtr<IChecksum> const& expected)
+    : ChecksumValidator(category, expected)
+    , m_pCalculator(IChecksumCalculator::create())
+    , m_pExpected(expected) {}
+
+// As the base does it, but keeping the checksum that was found for the message.
+validation_result_t ExpectedChecksum::validate(char const* fileName,
+                                               IErrorInfoContainer& errorInfo) {
+    m_pFound = m_pCalculator->calculateChecksum(fileName, m_pExpected->type());
+    if (!m_pFound)
+        return vrUndecided;
+    if (m_pFound->isEqualTo(*m_pExpected))
+        return vrValid;
+    setErrorMessage(errorInfo, fileName);
+    return vrInvalid;
+}
+
+void ExpectedChecksum::fillErrorMessageForBinFile(IBinChecksumMismatchMessage& message,
+                                                  IMsgContainer& container, char const* fileName) {
+    fill(message, container, fileName, difference());
+}
+
+void ExpectedChecksum::fillErrorMessageForSymFile(ISymChecksumMismatchMessage& message,
+                                                  IMsgContainer& container, char const* fileName) {
+    fill(message, container, fileName, difference());
+}
+
+void ExpectedChecksum::fillErrorMessageForSrcFile(ISrcChecksumMismatchMessage& message,
+                                                  IMsgContainer& container, char const* fileName) {
+    fill(message, container, fileName, difference());
+}
+
+std::string ExpectedChecksum::difference() const {
+    std::string const type = m_pExpected->type() == ctSha1 ? "sha1 " : "md5 ";
+    return expectedAndFound(type + m_pExpected->value(), m_pFound->value());
+}
+
+ExpectedTimeAndSize::ExpectedTimeAndSize(std::uint64_t modificationTime, std::uint64_t size)
+    : SourceFileTimeAndSizeMatchValidator(modificationTime, size)
+    , m_expectedTime(modificationTime)
+    , m_expectedSize(size) {}
+
+validation_result_t ExpectedTimeAndSize::validate(char const* fileName,
+                                                  IErrorInfoContainer& errorInfo) {
+    m_fileName = fileName;
+    return SourceFileTimeAndSizeMatchValidator::validate(fileName, errorInfo);
+}
+
+void ExpectedTimeAndSize::fillTimeMismatchErrorMessage(IModificationTimeMismatchMessage& message,
+                                                       IMsgContainer& container) {
+    fill(message, container, "",
+         expectedAndFound("time " + std::to_string(m_expectedTime), modificationTime(m_fileName)));
+}
+
+void ExpectedTimeAndSize::fillSizeMismatchErrorMessage(ISizeMismatchMessage& message,
+                                                       IMsgContainer& container) {
+    fill(message, container, "",
+         expectedAndFound(std::to_string(m_expectedSize) + " bytes",
+                          std::to_string(statusOf(m_fileName).st_size)));
+}
+
+NotNewerThan::NotNewerThan(std::string const& referenceFile)
+    : SourceFileUpToDateCheckValidator(referenceFile.c_str(), true)
+    , m_referenceFile(referenceFile) {}
+
+validation_result_t NotNewerThan::validate(char const* fileName, IErrorInfoContainer& errorInfo) {
+    m_fileName = fileName;
+    return SourceFileUpToDateCheckValidator::validate(fileName, errorInfo);
+}
+
+void NotNewerThan::fillUpToDateErrorMessage(ISourceFileUpToDateMessage& message,
+                                            IMsgContainer& container) {
+    fill(message, container, "",
+         expectedAndFound("time " + modificationTime(m_referenceFile) + " or before",
+                          modificationTime(m_fileName)));
+}
+
+} // namespace lokata::cli

@@ -1,0 +1,66 @@
+#include "search/record_output.h"
+
+#include "console/terminal.h"
+#include "search/enumerator_names.h"
+
+#include <nlohmann/json.hpp>
+
+using namespace LK_2_13;
+
+namespace lokata::cli {
+namespace {
+
+constexpr char const* c_green = "32";
+constexpr char const* c_yellow = "33";
+constexpr char const* c_red = "31";
+
+} // namespace
+
+std::string foundPaths(SearchRecord const& record) {
+    std::string text;
+    for (FoundFile const& file : record.found)
+        text += file.path + "\n";
+    return text;
+}
+
+std::string explanation(SearchRecord const& record, bool colour) {
+    std::string text;
+    for (FoundFile const& file : record.found)
+        text += painted("found", c_green, colour) + "    " + file.path + "  [" + nameOf(file.step) +
+                ", " + nameOf(file.confidence) + "]\n";
+    for (RefusedFile const& file : record.refused) {
+        text += painted("refused", file.severity == svError ? c_red : c_yellow, colour) + "  " +
+                file.path + "  [" + nameOf(file.step) + ", " + nameOf(file.severity) + "]";
+        text += file.message.empty() ? "\n" : "  " + file.message + "\n";
+    }
+    if (text.empty())
+        text = "no file named \"" + record.name + "\" was found where the search looked\n";
+    return text;
+}
+
+std::string jsonLine(SearchRecord const& record) {
+    using nlohmann::ordered_json;
+    auto found = ordered_json::array();
+    for (FoundFile const& file : record.found)
+        found.push_back({{"path", file.path},
+                         {"confidence", nameOf(file.confidence)},
+                         {"step", nameOf(file.step)}});
+    auto rejected = ordered_json::array();
+    for (RefusedFile const& file : record.refused)
+        rejected.push_back({{"path", file.path},
+                            {"severity", nameOf(file.severity)},
+                            {"message", file.message},
+                            {"step", nameOf(file.step)}});
+    ordered_json const object{{"category", nameOf(record.category)},
+                              {"name", record.name},
+                              {"found", std::move(found)},
+                              {"rejected", std::move(rejected)}};
+    return object.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+}
+
+std::string resultLine(SearchRecord const& record) {
+    return std::string(wordOf(record.category)) + "\t" + record.name + "\t" +
+           (record.found.empty() ? "-" : record.found.front().path) + "\n";
+}
+
+} // namespace lokata::cli

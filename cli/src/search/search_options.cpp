@@ -1,0 +1,65 @@
+#include "search/search_options.h"
+
+namespace lokata::cli {
+namespace {
+
+CLI::Validator const notEmpty(
+    [](std::string& text) {
+        return text.empty() ? std::string("the text is empty") : std::string();
+    },
+    "", "");
+
+} // namespace
+
+CLI::Option* addRepeatable(CLI::App& command, std::string const& name,
+                           std::vector<std::string>& values, std::string const& description) {
+    return command.add_option(name, values, description)->allow_extra_args(false)->check(notEmpty);
+}
+
+CLI::Option* addText(CLI::App& command, std::string const& name, std::string& value,
+                     std::string const& description) {
+    return command.add_option(name, value, description)->check(notEmpty);
+}
+
+void addStoreOption(CLI::App& command, std::string& store) {
+    addText(command, "--store", store, "The file that keeps your own search directories")
+        ->type_name("FILE");
+}
+
+void addContextOptions(CLI::App& command, SearchOptions& options) {
+    addRepeatable(command, "--context", options.contexts,
+                  "A directory that the search belongs to; each inherits from the next, the first "
+                  "is the nearest. Its archive is DIR/archive, if there is one")
+        ->type_name("DIR");
+    addText(command, "--result", options.result_dir,
+            "A result directory with its own layout; nearer than all contexts")
+        ->type_name("DIR");
+}
+
+void addSearchOptions(CLI::App& command, SearchOptions& options) {
+    addRepeatable(command, "-d,--search-dir", options.search_dirs,
+                  "A search directory: WORD is bin, sym, src or all, FLAGS are r (recursive) and p "
+                  "(high priority), as in sym:r=/opt/debug")
+        ->type_name("WORD[:FLAGS]=DIR");
+    addRepeatable(command, "--archive", options.archives,
+                  "An archive of files; the first is the nearest")
+        ->type_name("DIR");
+    addText(command, "--cache", options.cache_dir, "A cache directory, as the library fills it")
+        ->type_name("DIR");
+    addContextOptions(command, options);
+    command.add_flag("--no-user", options.no_user, "Leave out your own search directories");
+    addStoreOption(command, options.store);
+    addText(command, "--steps", options.steps,
+            "Run only these search steps: names such as AbsoluteNameLookup,SystemDirs")
+        ->type_name("LIST");
+    addText(command, "--kernel-release", options.kernel_release,
+            "The release of the kernel that ran, as uname -r gives it")
+        ->type_name("TEXT");
+    command
+        .add_option("--policy", options.policy,
+                    "What becomes of a file that nothing confirms or refutes (default accept)")
+        ->type_name("accept|low|reject")
+        ->check(CLI::IsMember({"accept", "low", "reject"}).description(""));
+}
+
+} // namespace lokata::cli

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "search/search_dir_argument.h"
+
+#include <lokata2/search_types.h>
+
+#include <CLI/CLI.hpp>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lokata::cli {
+
+/// Where a search looks, as the command line says it. All commands that search share it.
+struct SearchOptions {
+    std::vector<std::string> contexts; ///< directories, nearest first
+    std::string result_dir;
+    bool no_user = false;
+    std::string store;                    ///< empty for the default
+    std::vector<std::string> search_dirs; ///< WORD[:FLAGS]=DIR
+    std::vector<std::string> archives;    ///< nearest first
+    std::string cache_dir;
+    std::string steps; ///< empty for the library's own choice
+    std::string kernel_release;
+    std::string policy = "accept";
+};
+
+/// Declares --store.
+void addStoreOption(CLI::App& command, std::string& store);
+
+/// Declares --context and --result.
+void addContextOptions(CLI::App& command, SearchOptions& options);
+
+/// Declares an option that may be given again and again, each time with one value that is not
+/// empty.
+CLI::Option* addRepeatable(CLI::App& command, std::string const& name,
+                           std::vector<std::string>& values, std::string const& description);
+
+/// Declares an option with one value that is not empty.
+CLI::Option* addText(CLI::App& command, std::string const& name, std::string& value,
+                     std::string const& description);
+
+/// Declares all options of `SearchOptions`.
+void addSearchOptions(CLI::App& command, SearchOptions& options);
+
+} // namespace lokata::cli

@@ -1,0 +1,58 @@
+#include "search/search_session.h"
+
+using namespace LK_2_13;
+
+namespace lokata::cli {
+namespace {
+
+constexpr char const* c_clientId = SearchSurroundings::c_clientId;
+
+char const* orNull(std::string const& text) {
+    return text.empty() ? nullptr : text.c_str();
+}
+
+} // namespace
+
+SearchSession::SearchSession(SearchOptions const& options, History history)
+    : m_surroundings(options) {
+    registerCallbacks(history);
+    m_pSearch = IFileSearch::create(m_surroundings.environment(options.kernel_release));
+}
+
+// With a history every answer goes through the no-files-found callback, which takes the valid file:
+// so it is there that the answer is remembered, found or not, and the default files-found callback
+// is left without a history of its own.
+void SearchSession::registerCallbacks(History history) {
+    auto& manager = m_surroundings.chain().manager();
+    auto const& context = m_surroundings.chain().nearest();
+    if (history == History::off) {
+        manager.registerFilesFoundCallback(*context, c_clientId, &m_recorder.filesFoundCallback());
+        manager.registerNoFilesFoundCallback(*context, c_clientId,
+                                             &m_recorder.noFilesFoundCallback());
+        return;
+    }
+    m_pManipulator = createSearchManipulatorByContext(context, nullptr, nullptr);
+    m_pManipulator->setSearchStartedBehavior(
+        c_clientId, history == History::only ? ssbUseHistoryOnly : ssbSuggestFromHistory);
+    m_pManipulator->setOwnFilesFoundCallback(c_clientId, &m_recorder.filesFoundCallback());
+    m_pManipulator->setOwnNoFilesFoundCallback(c_clientId, &m_recorder.noFilesFoundCallback());
+    m_pManipulator->setNoFilesFoundBehavior(c_clientId, nfbUpdateHistory);
+}
+
+SearchRecord SearchSession::find(SearchRequest const& request, IValidatorCallback* validator,
+                                 bool all) {
+    m_recorder.start(request, all);
+    char const* const name = request.name.c_str();
+    char const* const binary = orNull(request.binary);
+    char const* const checksum = orNull(request.checksum);
+    char const* const suggestion = orNull(request.suggestion);
+    if (request.category == scBinaryFiles)
+        m_pSearch->findBinFile(name, validator, suggestion, 0);
+    else if (request.category == scSymbolFiles)
+        m_pSearch->findSymFile(name, binary, checksum, validator, suggestion, nullptr);
+    else
+        m_pSearch->findSrcFile(name, binary, checksum, validator, suggestion);
+    return m_recorder.take();
+}
+
+} // namespace lokata::cli

@@ -1,0 +1,82 @@
+#pragma once
+
+/// Where the file of a module may lie beside the directories that a search of the library walks.
+
+#include <lokata/profile/words.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lokata::profile {
+
+/// What led to a candidate.
+enum class Place {
+    search_step,     ///< A step of the library.
+    substitute_path, ///< A renamed prefix that the client gave.
+    learned_path,    ///< A renamed prefix that a file found before taught.
+    symfs,           ///< The copied tree of `PlaceOptions::symfs`.
+    sysroot,         ///< The copied root of `PlaceOptions::sysroot`.
+    perf_cache,      ///< The cache of perf.
+    build_id_tree,   ///< The directory .build-id of a debug directory.
+    binary_itself,   ///< The symbols stand in the binary.
+    debug_link,      ///< Where .gnu_debuglink leads.
+    alt_link,        ///< Where .gnu_debugaltlink leads.
+    kernel_tree,     ///< Where a system keeps its kernel and the modules of it.
+};
+
+constexpr Word<Place> c_places[]{
+    {Place::search_step, "search-step"},
+    {Place::substitute_path, "substitute-path"},
+    {Place::learned_path, "learned-path"},
+    {Place::symfs, "symfs"},
+    {Place::sysroot, "sysroot"},
+    {Place::perf_cache, "perf-cache"},
+    {Place::build_id_tree, "build-id-tree"},
+    {Place::binary_itself, "binary-itself"},
+    {Place::debug_link, "debug-link"},
+    {Place::alt_link, "alt-link"},
+    {Place::kernel_tree, "kernel-tree"},
+};
+
+/// A path that is worth a look. Nothing is proven by it, and no file need be there.
+struct Candidate {
+    std::string path;
+    Place place;
+};
+
+/// Puts `to` in the place of `from`, both without a slash at the end; the empty text stands for the
+/// root directory.
+struct LOKATA_PROFILE_EXPORT PathSubstitution {
+    std::string from;
+    std::string to;
+
+    /// The name with its prefix replaced; empty if `from` is not made of its first whole components
+    /// or nothing would be left behind the prefix.
+    std::optional<std::string> apply(std::string_view name) const;
+};
+
+/// Reads "FROM=TO", split at the first "=". Empty without it, or if FROM is empty.
+LOKATA_PROFILE_EXPORT std::optional<PathSubstitution> parsePathSubstitution(std::string_view text);
+
+struct PlaceOptions {
+    /// Trees of separate debug files, in order.
+    std::vector<std::string> debug_dirs{"/usr/lib/debug"};
+    /// The root of a copied file system; empty without one.
+    std::string sysroot;
+    /// As `--symfs` of perf: a copied tree, or with `symfs_flat` one directory with all files.
+    std::string symfs;
+    bool symfs_flat = false;
+    std::vector<PathSubstitution> substitutions;
+    /// The cache of perf, as ~/.debug; only read. Empty leaves it out.
+    std::string perf_cache;
+};
+
+/// Adds the directories of a list with colons; empty parts are skipped.
+LOKATA_PROFILE_EXPORT void addDebugDirs(std::vector<std::string>& dirs, std::string_view list);
+
+/// Reads "DIR", "DIR,flat" or "DIR,hierarchy". False for another word behind the comma, or no DIR.
+LOKATA_PROFILE_EXPORT bool parseSymfs(std::string_view text, PlaceOptions& options);
+
+} // namespace lokata::profile

@@ -1,0 +1,47 @@
+#pragma once
+
+/// Reads recorded profiles. Every function may be called from any thread and throws nothing but
+/// std::bad_alloc; what an input does wrong is told in Profile::errors.
+
+#include <lokata/profile/profile.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lokata::profile {
+
+/// A kind of input that can be read.
+struct FormatName {
+    char const* word;        ///< For a command line and for documents, as "perf".
+    char const* description; ///< For a person, as "the perf.data of perf record".
+};
+
+/// All kinds, in the order in which detectFormat() asks for them.
+LOKATA_PROFILE_EXPORT std::vector<FormatName> formats();
+
+/// Limits that keep a hostile input from taking the machine, all in bytes unless told.
+struct ReadOptions {
+    std::string format; ///< The word of one of formats(); empty: found by content.
+    std::uint64_t max_stream = 1ULL << 30;   ///< Read from a pipe or a device.
+    std::uint64_t max_unpacked = 256U << 20; ///< A gzipped profile, unpacked into memory.
+    std::uint64_t max_inflated = 4ULL << 30; ///< Compressed records in all, never held at once.
+    std::uint64_t max_expansion = 100;       ///< Times the packed size, and 16 MiB more.
+    std::uint64_t max_names = 256U << 20;    ///< Names and build-ids kept in the result.
+    std::uint64_t max_pending = 256U << 20;  ///< Events held back to bring them into order.
+};
+
+/// The word of the content's format; empty for content of no known kind.
+LOKATA_PROFILE_EXPORT std::string detectFormat(std::string_view content);
+
+/// Reads a profile from memory, which need only live for the call.
+LOKATA_PROFILE_EXPORT Profile readProfile(std::string_view content,
+                                          ReadOptions const& options = {});
+
+/// Reads a profile from a file; "-" is standard input. A regular file is mapped, not copied, and
+/// must not be truncated meanwhile.
+LOKATA_PROFILE_EXPORT Profile readProfileFile(std::string const& path,
+                                              ReadOptions const& options = {});
+
+} // namespace lokata::profile

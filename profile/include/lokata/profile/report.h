@@ -1,0 +1,29 @@
+#pragma once
+
+/// A resolution for programs and for browsers. All functions are callable from any thread and throw
+/// std::bad_alloc only.
+
+#include <lokata/profile/resolution.h>
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace lokata::profile {
+
+/// Raised when a document could mislead who knows only the former version. New members alone do
+/// not raise it.
+constexpr int c_jsonReportVersion = 1;
+
+/// One document on one line, without a newline behind it: the documents of several inputs make JSON
+/// Lines. UTF-8 and printable whatever bytes the names are of. The members stand in docs/json.md
+/// and, for validators, in docs/resolve.schema.json.
+LOKATA_PROFILE_EXPORT std::string toJson(ProfileResolution const& resolution);
+
+/// Writes one page that needs no other file and no network, with a view for each input. It holds
+/// the documents of toJson(); nothing of a recorded name can act as markup or script. What goes
+/// wrong in writing shows in the state of the stream.
+LOKATA_PROFILE_EXPORT void writeHtml(std::ostream& out,
+                                     std::vector<ProfileResolution> const& resolutions);
+
+} // namespace lokata::profile

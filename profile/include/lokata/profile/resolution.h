@@ -1,0 +1,156 @@
+#pragma once
+
+/// What the resolution of a profile came to: for each module the files that belong to it, how each
+/// was proven, and why others were rejected. Plain data, filled by the resolver and read by the
+/// outputs.
+
+#include <lokata/profile/places.h>
+#include <lokata/profile/profile.h>
+#include <lokata/profile/words.h>
+
+#include <lokata2/search_types.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lokata::profile {
+
+/// The enumerators of the library as documents spell them.
+constexpr Word<LK_2_13::search_step_t> c_searchSteps[]{
+    {LK_2_13::ssArchiveSearchDirs, "ssArchiveSearchDirs"},
+    {LK_2_13::ssHighPrioritySearchDirs, "ssHighPrioritySearchDirs"},
+    {LK_2_13::ssCacheSearchDir, "ssCacheSearchDir"},
+    {LK_2_13::ssAbsoluteNameLookup, "ssAbsoluteNameLookup"},
+    {LK_2_13::ssAroundBinaryLookup, "ssAroundBinaryLookup"},
+    {LK_2_13::ssLowPrioritySearchDirs, "ssLowPrioritySearchDirs"},
+    {LK_2_13::ssSystemDirs, "ssSystemDirs"},
+    {LK_2_13::ssAskUser, "ssAskUser"},
+};
+constexpr Word<LK_2_13::confidence_t> c_confidences[]{
+    {LK_2_13::cfValidated, "cfValidated"},
+    {LK_2_13::cfPolicyHigh, "cfPolicyHigh"},
+    {LK_2_13::cfPolicyLow, "cfPolicyLow"},
+};
+constexpr Word<LK_2_13::severity_t> c_severities[]{
+    {LK_2_13::svError, "svError"},
+    {LK_2_13::svWarning, "svWarning"},
+    {LK_2_13::svNone, "svNone"},
+};
+
+/// By what a file is known to be the right one.
+enum class IdentityKind {
+    none,           ///< Nothing to go by.
+    build_id,       ///< Hexadecimal digits.
+    debug_link_crc, ///< Eight hexadecimal digits.
+    same_file,      ///< The symbols stand in the binary itself; values are its path.
+    source_md5,     ///< Hexadecimal digits.
+    time_and_size,  ///< "SECONDS s, SIZE bytes", a part that is not recorded left out.
+};
+
+constexpr Word<IdentityKind> c_identityKinds[]{
+    {IdentityKind::none, "none"},
+    {IdentityKind::build_id, "build-id"},
+    {IdentityKind::debug_link_crc, "debuglink-crc"},
+    {IdentityKind::same_file, "same-file"},
+    {IdentityKind::source_md5, "md5"},
+    {IdentityKind::time_and_size, "time-and-size"},
+};
+
+/// What was compared. `actual` is empty for a file that carries no such value.
+struct Identity {
+    IdentityKind kind = IdentityKind::none;
+    std::string expected;
+    std::string actual;
+};
+
+/// A candidate and what became of it.
+struct JudgedCandidate {
+    std::string path; ///< Canonical, as the library names files.
+    LK_2_13::validation_result_t result = LK_2_13::vrUndecided;
+    LK_2_13::severity_t severity = LK_2_13::svNone;
+    /// The step that met it; `ssAskUser` for a path that another place led to.
+    LK_2_13::search_step_t step = LK_2_13::ssAskUser;
+    std::string message; ///< Why it was rejected, for a person; may be empty.
+    Identity identity;
+};
+
+/// The search for one file of a module.
+struct FileResolution {
+    std::string
+        path; ///< Canonical. Empty if no candidate was accepted; then the next three say nothing.
+    LK_2_13::confidence_t confidence = LK_2_13::cfValidated;
+    LK_2_13::search_step_t step = LK_2_13::ssAskUser;
+    Place place = Place::search_step; ///< What led to the file.
+    Identity identity;                ///< Of the accepted file, else what was expected.
+    /// In the order of meeting them; one entry a path.
+    std::vector<JudgedCandidate> rejected;
+    std::uint64_t elapsed_us = 0; ///< Wall clock time.
+    /// What was tried beside the steps of the library, in order, also where no such file exists.
+    std::vector<Candidate> suggested{};
+    std::vector<LK_2_13::search_step_t> steps{}; ///< Those that ran, in order.
+
+    bool found() const { return !path.empty(); }
+};
+
+enum class ModuleStatus {
+    resolved,    ///< The binary was found and its identity is proven.
+    unproven,    ///< The binary was found, but nothing recorded could prove it.
+    missing,     ///< No candidate was accepted.
+    unsupported, ///< A name of another machine or mount namespace that cannot be looked up here.
+    not_a_file,  ///< Memory that no file stands behind: vdso, anonymous memory, jitted code.
+};
+
+constexpr Word<ModuleStatus> c_moduleStatuses[]{
+    {ModuleStatus::resolved, "resolved"},     {ModuleStatus::unproven, "unproven"},
+    {ModuleStatus::missing, "missing"},       {ModuleStatus::unsupported, "unsupported"},
+    {ModuleStatus::not_a_file, "not-a-file"},
+};
+
+struct ModuleResolution {
+    Module module;
+    ModuleStatus status = ModuleStatus::missing;
+    std::optional<FileResolution> binary;        ///< Empty if none was looked for.
+    std::optional<FileResolution> symbols;       ///< Empty if none was looked for.
+    std::optional<FileResolution> supplementary; ///< Empty if the symbol file names none.
+};
+
+/// A source file that a resolved module names.
+struct SourceResolution {
+    std::string name;   ///< As the line table or the profile names it.
+    std::string module; ///< The first module that names it.
+    FileResolution file;
+};
+
+struct ProfileResolution {
+    std::string input;                     ///< As the caller named it; "-" for standard input.
+    Profile profile;                       ///< Its modules stand in `modules` and are empty here.
+    std::vector<ModuleResolution> modules; ///< In the order of the profile.
+    std::vector<SourceResolution> sources; ///< Empty unless they were asked for.
+    std::vector<PathSubstitution> learned; ///< Renamed prefixes that found files taught.
+    std::uint64_t elapsed_us = 0;
+    /// The progress callback ended the run. What was not reached is missing from the lists.
+    bool cancelled = false;
+};
+
+/// What the modules of one status come to.
+struct StatusTotal {
+    std::uint64_t modules = 0;
+    std::uint64_t samples = 0;
+};
+
+LOKATA_PROFILE_EXPORT StatusTotal totalOf(ProfileResolution const& resolution, ModuleStatus status);
+
+/// The rejection that says most about why a search failed: a file of another identity before a file
+/// that could not be judged, and that before a file that is not there. The earliest among equals;
+/// null if nothing was rejected.
+LOKATA_PROFILE_EXPORT JudgedCandidate const* mostTellingRejection(FileResolution const& file);
+
+/// Why a file was not found, for a person and printable; empty if it was.
+LOKATA_PROFILE_EXPORT std::string missingReason(FileResolution const& file);
+
+/// Why a module is not resolved, for a person and printable; empty if it is.
+LOKATA_PROFILE_EXPORT std::string statusReason(ModuleResolution const& module);
+
+} // namespace lokata::profile

@@ -1,0 +1,91 @@
+#pragma once
+
+/// What an ELF file says of itself: the marks by which a binary, its symbol file and the
+/// supplementary file that several symbol files share know each other.
+///
+/// All functions may be called from any thread. Files are foreign data: sizes in them are checked,
+/// and a damaged file gives facts with an error, never an exception.
+
+#include <lokata/profile/build_id.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace lokata::profile {
+
+/// The section .gnu_debuglink of a binary, as the chapter "Debugging Information in Separate Files"
+/// of the manual of gdb describes it.
+struct DebugLink {
+    /// In bytes from the file: meant to be a bare name, not checked.
+    std::string name;
+    /// The CRC-32 of the whole symbol file.
+    std::uint32_t crc = 0;
+};
+
+/// The section .gnu_debugaltlink, which names the supplementary file that dwz made.
+struct AltLink {
+    /// In bytes from the file: a path, absolute or relative to the file, not checked.
+    std::string name;
+    BuildId build_id;
+};
+
+enum class ElfKind {
+    program, ///< An executable, a shared library, or a symbol file of one.
+    kernel,
+    kernel_module,
+    object, ///< A relocatable file that is no kernel module.
+    core,
+    other,
+};
+
+struct ElfFacts {
+    /// Why the file could not be read as ELF; empty if it could. The other fields hold what was
+    /// read until then.
+    std::string error;
+    BuildId build_id;
+    std::optional<DebugLink> debug_link;
+    std::optional<AltLink> alt_link;
+    /// DWARF or stabs with content; a section that was emptied does not count.
+    bool has_debug_info = false;
+    /// A full symbol table (.symtab) with content.
+    bool has_symbol_table = false;
+    /// A separate debug file: headers of the code, but not its content.
+    bool lacks_code = false;
+    /// The packed symbol table .gnu_debugdata.
+    bool has_mini_debug_info = false;
+    ElfKind kind = ElfKind::other;
+    std::uint16_t machine = 0;  ///< EM_...
+    std::uint8_t elf_class = 0; ///< ELFCLASS...
+};
+
+/// Opens the file once, reads headers, notes and link sections.
+ElfFacts readElfFacts(std::string const& path);
+
+/// The CRC-32 of a whole file, as .gnu_debuglink records it; empty if it cannot be read.
+std::optional<std::uint32_t> fileCrc32(std::string const& path);
+
+/// Remembers facts by the identity of a file: device, inode, size and time of modification in
+/// nanoseconds. A name alone is never trusted, each question costs a `stat`.
+class ElfFactsCache {
+public:
+    /// Never null.
+    std::shared_ptr<ElfFacts const> facts(std::string const& path);
+    std::optional<std::uint32_t> crc32(std::string const& path);
+
+private:
+    using FileKey = std::tuple<std::uint64_t, std::uint64_t, std::uint64_t, std::int64_t, long>;
+
+    static std::optional<FileKey> keyOf(std::string const& path);
+
+    std::mutex m_mutex;
+    std::map<FileKey, std::shared_ptr<ElfFacts const>> m_facts;
+    std::map<FileKey, std::uint32_t> m_crcs;
+};
+
+} // namespace lokata::profile

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <lokata/profile/export.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace lokata::profile {
+
+/// Reads integers and bytes from untrusted memory. A read past the end gives zeros or an empty
+/// view and turns ok() false for good, so that a caller may check once after several reads.
+class Cursor {
+public:
+    /// `base` is the offset of the first byte within the whole input.
+    Cursor(std::string_view bytes, bool bigEndian, std::uint64_t base = 0)
+        : m_bytes(bytes), m_base(base), m_bigEndian(bigEndian) {}
+
+    std::uint8_t u8() { return static_cast<std::uint8_t>(integer(1)); }
+    std::uint16_t u16() { return static_cast<std::uint16_t>(integer(2)); }
+    std::uint32_t u32() { return static_cast<std::uint32_t>(integer(4)); }
+    std::uint64_t u64() { return integer(8); }
+
+    std::string_view bytes(std::uint64_t count) {
+        if (count > remaining()) {
+            fail();
+            return {};
+        }
+        auto const taken = m_bytes.substr(m_position, static_cast<std::size_t>(count));
+        m_position += taken.size();
+        return taken;
+    }
+
+    void skip(std::uint64_t count) { bytes(count); }
+
+    /// Skips `count` entries of `size` bytes; the product is never formed.
+    void skipEntries(std::uint64_t count, std::uint64_t size) {
+        if (size != 0 && count > remaining() / size)
+            fail();
+        else
+            skip(count * size);
+    }
+
+    /// Up to the next zero byte, which is consumed, or all that remains when there is none.
+    std::string_view text() {
+        auto const rest = m_bytes.substr(m_position);
+        auto const end = rest.find('\0');
+        m_position += end == std::string_view::npos ? rest.size() : end + 1;
+        return rest.substr(0, end);
+    }
+
+    /// All that remains, consumed.
+    std::string_view rest() { return bytes(remaining()); }
+
+    std::uint64_t remaining() const { return m_bytes.size() - m_position; }
+    std::uint64_t offset() const { return m_base + m_position; }
+    bool ok() const { return m_ok; }
+    bool bigEndian() const { return m_bigEndian; }
+
+private:
+    std::uint64_t integer(unsigned size) {
+        std::uint64_t value = 0;
+        auto const taken = bytes(size);
+        for (std::size_t i = 0; i < taken.size(); ++i) {
+            auto const byte = static_cast<unsigned char>(taken[i]);
+            value |= std::uint64_t{byte} << 8 * (m_bigEndian ? size - 1 - i : i);
+        }
+        return value;
+    }
+
+    void fail() {
+        m_ok = false;
+        m_position = m_bytes.size();
+    }
+
+    std::string_view m_bytes;
+    std::size_t m_position = 0;
+    std::uint64_t m_base;
+    bool m_bigEndian;
+    bool m_ok = true;
+};
+
+} // namespace lokata::profile

@@ -1,0 +1,24 @@
+#pragma once
+
+/// Names read out of files: what they denote, and whether they may be used or shown.
+
+#include <lokata/profile/profile.h>
+
+#include <string>
+#include <string_view>
+
+namespace lokata::profile {
+
+/// True when the name may stand as one component of a path: safe, without a slash, and not ".".
+bool isSafeBareName(std::string_view name);
+
+/// The recorded name without the mark that the kernel adds for a removed file.
+std::string_view withoutDeletedMark(std::string_view name);
+
+/// What a name denotes when nothing but the name is known.
+ModuleKind classifyName(std::string_view name);
+
+/// True for kinds that a file on disk can stand for.
+bool hasFile(ModuleKind kind);
+
+} // namespace lokata::profile

@@ -1,0 +1,372 @@
+#include "read/cursor.h"
+#include "read/perf_events.h"
+#include "read/perf_session.h"
+#include "read/profile_builder.h"
+#include "read/readers.h"
+#include "read/zstd_stream.h"
+
+#include <algorithm>
+#include <string>
+
+#include <linux/perf_event.h>
+
+namespace lokata::profile {
+
+namespace {
+
+/// Records that perf itself writes: tools/lib/perf/include/perf/event.h.
+enum UserRecord : std::uint32_t {
+    recordAttr = 64,
+    recordTracingData = 66,
+    recordBuildId = 67,
+    recordFinishedRound = 68,
+    recordAuxtrace = 71,
+    recordFeature = 80,
+    recordCompressed = 81,
+    recordCompressed2 = 83,
+};
+
+/// Bits of the feature bitmap: tools/perf/Documentation/perf.data-file-format.txt.
+enum Feature : unsigned {
+    featureBuildId = 2,
+    featureHostName = 3,
+    featureOsRelease = 4,
+    featureArch = 6,
+    featureCount = 256,
+};
+
+constexpr std::size_t c_recordHeader = 8;
+constexpr std::uint64_t c_pipeHeader = 16;
+constexpr std::uint64_t c_section = 16;
+/// Set in a build-id record that tells the length of the build-id.
+constexpr std::uint16_t c_miscBuildIdSize = 1U << 15;
+
+struct Section {
+    std::uint64_t offset = 0;
+    std::uint64_t size = 0;
+};
+
+class PerfReader {
+public:
+    PerfReader(std::string_view content, ProfileBuilder& builder)
+        : m_content(content)
+        , m_bigEndian(content.substr(0, 1) == "2")
+        , m_builder(builder)
+        , m_decoder(m_bigEndian)
+        , m_session(builder, content.size())
+        , m_zstd(unpackLimit(builder.options(), builder.options().max_inflated, content.size())) {}
+
+    void read() {
+        Cursor in(m_content, m_bigEndian);
+        auto const magic = in.bytes(8);
+        auto const headerSize = in.u64();
+        if (magic == "PERFFILE") {
+            m_builder.error(0, "a perf.data file of the first version, which is not supported");
+            return;
+        }
+        if (!in.ok() || (magic != "PERFILE2" && magic != "2ELIFREP")) {
+            m_builder.error(0, "not a perf.data file, or cut off in its header");
+            return;
+        }
+        if (headerSize == c_pipeHeader) {
+            m_isPipe = true;
+            readRecords(m_content.substr(c_pipeHeader), c_pipeHeader);
+        } else {
+            readFile(in);
+        }
+        endCompressed();
+        m_session.finish();
+    }
+
+private:
+    void readFile(Cursor& in) {
+        auto const attrSize = in.u64();
+        auto const attrs = section(in);
+        auto data = section(in);
+        section(in);
+        std::vector<std::uint64_t> features;
+        for (unsigned i = 0; i < featureCount / 64; ++i)
+            features.push_back(in.u64());
+        if (!in.ok()) {
+            m_builder.error(in.offset(), "cut off in the file header");
+            return;
+        }
+        readAttrs(attrs, attrSize);
+        bool const finished = data.size != 0 || data.offset >= m_content.size();
+        if (!finished) {
+            // perf writes the size, and what follows the data, when it ends.
+            m_builder.error(data.offset, "the recording was not finished, build-ids and other "
+                                         "features are missing");
+            data.size = m_content.size() - data.offset;
+        }
+        readRecords(clip(data, "the data section"), data.offset);
+        if (finished)
+            readFeatures(data, features);
+    }
+
+    static Section section(Cursor& in) {
+        Section read;
+        read.offset = in.u64();
+        read.size = in.u64();
+        return read;
+    }
+
+    /// What the input holds of a section.
+    std::string_view clip(Section const& wanted, std::string const& what) {
+        auto const start = std::min<std::uint64_t>(wanted.offset, m_content.size());
+        auto const size = std::min<std::uint64_t>(wanted.size, m_content.size() - start);
+        if (size < wanted.size)
+            m_builder.error(start + size, what + " is cut off");
+        return m_content.substr(start, size);
+    }
+
+    void readAttrs(Section const& attrs, std::uint64_t attrSize) {
+        auto const bytes = clip(attrs, "the attribute section");
+        if (attrSize <= c_section || bytes.size() < attrSize) {
+            m_builder.error(attrs.offset, "no event attributes, samples cannot be read");
+            return;
+        }
+        Cursor in(bytes, m_bigEndian, attrs.offset);
+        while (in.remaining() >= attrSize) {
+            auto const start = in.offset();
+            auto const attr = in.bytes(attrSize - c_section);
+            Cursor ids(clip(section(in), "a list of event ids"), m_bigEndian);
+            addAttr(attr, ids, start);
+        }
+    }
+
+    void addAttr(std::string_view attr, Cursor& ids, std::uint64_t offset) {
+        constexpr std::size_t c_maxIds = 1U << 20;
+        std::vector<std::uint64_t> values;
+        while (ids.remaining() >= 8 && m_idCount < c_maxIds) {
+            values.push_back(ids.u64());
+            ++m_idCount;
+        }
+        if (!m_decoder.addAttr(attr, values))
+            m_builder.error(offset, "an event attribute is too short");
+    }
+
+    /// All whole records of `bytes`, each given to `take`, which gives the number of bytes that
+    /// follow it without being a record. The length of what was read.
+    template <class Take>
+    std::size_t eachRecord(std::string_view bytes, std::uint64_t base, bool complete, Take take) {
+        std::size_t at = 0;
+        while (bytes.size() - at >= c_recordHeader) {
+            Cursor in(bytes.substr(at), m_bigEndian, base + at);
+            auto const type = in.u32();
+            auto const misc = in.u16();
+            auto const size = in.u16();
+            if (size < c_recordHeader) {
+                m_builder.error(base + at, "a record of impossible size, the rest cannot be read");
+                m_lost = true;
+                return bytes.size();
+            }
+            if (size > bytes.size() - at)
+                break;
+            auto const payload = in.bytes(size - c_recordHeader);
+            std::uint64_t const trailing =
+                take(PerfRecord{type, misc, Cursor(payload, m_bigEndian)}, base + at);
+            at += size;
+            if (trailing > bytes.size() - at) {
+                m_builder.error(base + at, "trace data is cut off");
+                return bytes.size();
+            }
+            at += static_cast<std::size_t>(trailing);
+        }
+        if (complete && at < bytes.size())
+            m_builder.error(base + at, "a record is cut off");
+        return at;
+    }
+
+    std::size_t readRecords(std::string_view bytes, std::uint64_t base, bool complete = true) {
+        return eachRecord(
+            bytes, base, complete,
+            [&](PerfRecord const& record, std::uint64_t offset) {
+                return readRecord(record, offset);
+            });
+    }
+
+    /// The list in the build-id feature, whose records carry no type.
+    void readBuildIds(std::string_view bytes, std::uint64_t base) {
+        eachRecord(
+            bytes, base, true,
+            [&](PerfRecord const& record, std::uint64_t offset) {
+                readBuildId(record, offset);
+                return std::uint64_t{0};
+            });
+    }
+
+    /// The number of bytes that follow the record without being records.
+    std::uint64_t readRecord(PerfRecord const& record, std::uint64_t offset) {
+        Cursor in = record.payload;
+        switch (record.type) {
+        case recordAttr: {
+            Cursor sized = in;
+            sized.skip(4);
+            auto const attr = in.bytes(std::max<std::uint32_t>(sized.u32(), 64));
+            addAttr(attr, in, offset);
+            return 0;
+        }
+        case recordBuildId:
+            readBuildId(record, offset);
+            return 0;
+        case recordFinishedRound:
+            m_session.finishedRound();
+            return 0;
+        case recordTracingData:
+            return m_isPipe ? (std::uint64_t{in.u32()} + 7) / 8 * 8 : 0;
+        case recordAuxtrace:
+            return in.u64();
+        case recordFeature: {
+            auto const feature = in.u64();
+            readFeature(feature, in);
+            return 0;
+        }
+        case recordCompressed:
+            readCompressed(in.rest(), offset);
+            return 0;
+        case recordCompressed2:
+            readCompressed(in.bytes(in.u64()), offset);
+            return 0;
+        default:
+            break;
+        }
+        bool damaged = false;
+        auto event = m_decoder.decode(record, damaged);
+        if (event) {
+            m_session.add(std::move(*event));
+        } else if (damaged) {
+            m_builder.error(offset, m_decoder.hasAttrs() ? "a record is damaged"
+                                                         : "a record without event attributes");
+        }
+        return 0;
+    }
+
+    /// Compressed records form one stream, which may end within a record.
+    void readCompressed(std::string_view packed, std::uint64_t offset) {
+        if (m_inCompressed) {
+            m_builder.error(offset, "compressed records within compressed records");
+            return;
+        }
+        m_inCompressed = true;
+        m_compressedOffset = offset;
+        while (!packed.empty() && !m_zstdFailed && !m_lost) {
+            m_zstdFailed = !m_zstd.next(packed, m_inflated);
+            m_inflated.erase(0, readRecords(m_inflated, offset, false));
+        }
+        if (m_zstdFailed)
+            m_builder.errorOnce(offset, m_zstd.error());
+        m_inCompressed = false;
+    }
+
+    void endCompressed() {
+        if (!m_inflated.empty())
+            m_builder.error(m_compressedOffset, "the compressed records end within a record");
+    }
+
+    void readBuildId(PerfRecord const& record, std::uint64_t offset) {
+        constexpr std::size_t c_longest = 20;
+        Cursor in = record.payload;
+        auto const pid = in.u32();
+        auto id = in.bytes(c_longest);
+        std::size_t size = in.u8();
+        in.skip(3);
+        auto const name = in.text();
+        if (!in.ok()) {
+            m_builder.error(offset, "a build-id record is cut off");
+            return;
+        }
+        if ((record.misc & c_miscBuildIdSize) == 0) {
+            // Without a length recorded a shorter build-id is one that was filled up with zeros.
+            size = id.substr(16) == std::string_view("\0\0\0\0", 4) ? 16 : c_longest;
+        }
+        id = id.substr(0, size);
+        if (isBuildId(id) && !name.empty()) {
+            m_session.addBuildId(
+                static_cast<std::uint8_t>(record.misc & PERF_RECORD_MISC_CPUMODE_MASK), pid,
+                std::string(name), std::string(id));
+        }
+    }
+
+    /// The sections of the features stand behind the data, in the order of their bits.
+    void readFeatures(Section const& data, std::vector<std::uint64_t> const& features) {
+        if (data.offset > m_content.size() || data.size > m_content.size() - data.offset) {
+            m_builder.error(m_content.size(), "the features are cut off, build-ids are missing");
+            return;
+        }
+        auto const start = data.offset + data.size;
+        Cursor in(m_content.substr(start), m_bigEndian, start);
+        for (unsigned bit = 0; bit < featureCount; ++bit) {
+            if ((features[bit / 64] >> bit % 64 & 1) == 0)
+                continue;
+            auto const wanted = section(in);
+            if (!in.ok()) {
+                m_builder.error(in.offset(), "the table of features is cut off");
+                return;
+            }
+            if (bit == featureBuildId) {
+                readBuildIds(clip(wanted, "the list of build-ids"), wanted.offset);
+            } else if (bit == featureHostName || bit == featureOsRelease || bit == featureArch) {
+                Cursor content(clip(wanted, "a feature"), m_bigEndian);
+                readFeature(bit, content);
+            }
+        }
+    }
+
+    void readFeature(std::uint64_t feature, Cursor& in) {
+        auto const text = [&] {
+            auto const length = in.u32();
+            return Cursor(in.bytes(std::min<std::uint64_t>(length, in.remaining())), m_bigEndian)
+                .text();
+        };
+        switch (feature) {
+        case featureHostName:
+            m_builder.profile().host_name = text();
+            break;
+        case featureOsRelease:
+            m_builder.profile().kernel_release = text();
+            break;
+        case featureArch:
+            m_builder.profile().architecture = text();
+            break;
+        default:
+            break;
+        }
+    }
+
+    std::string_view m_content;
+    bool m_bigEndian;
+    bool m_isPipe = false;
+    ProfileBuilder& m_builder;
+    PerfDecoder m_decoder;
+    PerfSession m_session;
+    std::size_t m_idCount = 0;
+    ZstdStream m_zstd;
+    bool m_zstdFailed = false;
+    bool m_lost = false; ///< Where records start is not known any more.
+    bool m_inCompressed = false;
+    std::string m_inflated;
+    std::uint64_t m_compressedOffset = 0;
+};
+
+bool isPerfData(std::string_view content) {
+    std::string_view const magic = content.substr(0, 8);
+    return magic == "PERFILE2" || magic == "2ELIFREP" || magic == "PERFFILE";
+}
+
+Profile readPerfData(std::string_view content, ReadOptions const& options) {
+    ProfileBuilder builder(options);
+    PerfReader(content, builder).read();
+    return builder.take([](Module const& one) {
+        return !one.build_id.empty() || one.samples > 0 || one.caller_samples > 0;
+    });
+}
+
+} // namespace
+
+/// In file and in pipe mode and in either byte order, as
+/// tools/perf/Documentation/perf.data-file-format.txt and <linux/perf_event.h> describe it.
+extern FormatReader const c_perfData{
+    {"perf", "what perf record wrote, as perf.data"}, isPerfData, readPerfData};
+
+} // namespace lokata::profile

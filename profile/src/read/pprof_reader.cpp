@@ -1,0 +1,295 @@
+#include "read/gunzip.h"
+#include "read/names.h"
+#include "read/profile_builder.h"
+#include "read/readers.h"
+
+#include "read/profile.pb.h"
+
+#include <algorithm>
+#include <limits>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include <google/protobuf/io/coded_stream.h>
+
+namespace lokata::profile {
+
+namespace {
+
+namespace io = google::protobuf::io;
+
+/// Field numbers of the outermost message.
+enum Field : std::uint32_t {
+    fieldSampleType = 1,
+    fieldSample = 2,
+    fieldMapping = 3,
+    fieldLocation = 4,
+    fieldFunction = 5,
+    fieldString = 6,
+    fieldLast = 16,
+};
+
+enum WireType : std::uint32_t { wireVarint = 0, wireFixed64 = 1, wireBytes = 2, wireFixed32 = 5 };
+
+/// Walks the fields of a message; only those of the bytes type carry content.
+class Fields {
+public:
+    enum class Step { field, end, damaged };
+
+    explicit Fields(std::string_view message) : m_message(message) {}
+
+    Step next() {
+        if (m_position == m_message.size())
+            return Step::end;
+        m_start = m_position;
+        auto const left = m_message.size() - m_position;
+        auto const visible = std::min<std::size_t>(left, std::numeric_limits<int>::max());
+        io::CodedInputStream in(
+            reinterpret_cast<std::uint8_t const*>(m_message.data() + m_position),
+            static_cast<int>(visible));
+        auto const tag = in.ReadTag();
+        m_number = tag >> 3;
+        m_wireType = tag & 7;
+        m_content = {};
+        std::uint64_t size = 0;
+        bool read = m_number != 0;
+        switch (m_wireType) {
+        case wireVarint:
+            read = read && in.ReadVarint64(&size);
+            size = 0;
+            break;
+        case wireFixed64:
+            size = 8;
+            break;
+        case wireFixed32:
+            size = 4;
+            break;
+        case wireBytes:
+            read = read && in.ReadVarint64(&size);
+            break;
+        default:
+            read = false;
+        }
+        auto const header = static_cast<std::size_t>(in.CurrentPosition());
+        if (!read || size > left - header)
+            return Step::damaged;
+        m_content = m_message.substr(m_position + header, static_cast<std::size_t>(size));
+        m_position += header + m_content.size();
+        return Step::field;
+    }
+
+    std::uint32_t number() const { return m_number; }
+    std::uint32_t wireType() const { return m_wireType; }
+    std::string_view content() const { return m_content; }
+    std::size_t offset() const { return m_start; }
+
+private:
+    std::string_view m_message;
+    std::string_view m_content;
+    std::size_t m_position = 0;
+    std::size_t m_start = 0;
+    std::uint32_t m_number = 0;
+    std::uint32_t m_wireType = 0;
+};
+
+class PprofReader {
+public:
+    explicit PprofReader(ProfileBuilder& builder) : m_builder(builder) {}
+
+    void read(std::string_view message) {
+        collect(message);
+        nameModules();
+        for (auto const& [id, location] : m_locations)
+            addSources(location);
+        Fields fields(message);
+        while (fields.next() == Fields::Step::field)
+            if (fields.number() == fieldSample && fields.wireType() == wireBytes)
+                countSample(fields);
+    }
+
+private:
+    struct Location {
+        std::uint64_t mapping = 0;
+        std::vector<std::uint64_t> functions;
+    };
+    struct MappingNames {
+        std::uint64_t id = 0;
+        std::int64_t file = 0;
+        std::int64_t build_id = 0;
+    };
+
+    template <class Message>
+    bool parse(Fields const& fields, Message& message) {
+        auto const content = fields.content();
+        if (content.size() <= std::numeric_limits<int>::max() &&
+            message.ParseFromArray(content.data(), static_cast<int>(content.size())))
+            return true;
+        m_builder.error(fields.offset(), "a damaged part of the profile");
+        return false;
+    }
+
+    /// Everything but the samples, which may refer to what comes after them.
+    void collect(std::string_view message) {
+        Fields fields(message);
+        auto step = fields.next();
+        for (; step == Fields::Step::field; step = fields.next())
+            if (fields.wireType() == wireBytes)
+                collectField(fields);
+        if (step == Fields::Step::damaged)
+            m_builder.error(fields.offset(), "the profile is damaged or ends early from here on");
+    }
+
+    void collectField(Fields const& fields) {
+        switch (fields.number()) {
+        case fieldSampleType: {
+            pprof::ValueType type;
+            if (parse(fields, type))
+                m_units.push_back(type.unit());
+            break;
+        }
+        case fieldMapping: {
+            pprof::Mapping mapping;
+            if (parse(fields, mapping))
+                m_mappings.push_back({mapping.id(), mapping.filename(), mapping.build_id()});
+            break;
+        }
+        case fieldLocation: {
+            pprof::Location location;
+            if (parse(fields, location)) {
+                auto& kept = m_locations[location.id()];
+                kept.mapping = location.mapping_id();
+                for (auto const& line : location.line())
+                    kept.functions.push_back(line.function_id());
+            }
+            break;
+        }
+        case fieldFunction: {
+            pprof::Function function;
+            if (parse(fields, function))
+                m_functions[function.id()] = function.filename();
+            break;
+        }
+        case fieldString:
+            m_strings.push_back(fields.content());
+            break;
+        default:
+            break;
+        }
+    }
+
+    std::string_view string(std::int64_t index) const {
+        auto const known = index >= 0 && static_cast<std::uint64_t>(index) < m_strings.size();
+        return known ? m_strings[static_cast<std::size_t>(index)] : std::string_view{};
+    }
+
+    void nameModules() {
+        for (auto const& mapping : m_mappings) {
+            auto const name = string(mapping.file);
+            // Writers without a GNU build-id put text of their own there; only hexadecimal counts.
+            auto const id = buildIdFromHex(string(mapping.build_id));
+            if (name.empty() && id.empty())
+                continue;
+            auto const kind = name.empty() ? ModuleKind::file : classifyName(name);
+            m_modules[mapping.id] = m_builder.module({name, kind, bytesOf(id), 0});
+        }
+        for (std::size_t i = 0; i < m_units.size() && !m_countedValue; ++i)
+            if (string(m_units[i]) == "count")
+                m_countedValue = static_cast<int>(i);
+    }
+
+    std::uint32_t moduleOf(std::uint64_t mapping) const {
+        auto const found = m_modules.find(mapping);
+        return found == m_modules.end() ? ProfileBuilder::c_none : found->second;
+    }
+
+    void addSources(Location const& location) {
+        auto const module = moduleOf(location.mapping);
+        for (auto const id : location.functions)
+            if (auto const found = m_functions.find(id); found != m_functions.end())
+                m_builder.addSource(module, string(found->second));
+    }
+
+    /// A profile that counts nothing, as one of bytes alone, counts its stacks.
+    std::uint64_t weight(pprof::Sample const& sample) const {
+        if (!m_countedValue)
+            return 1;
+        auto const known = *m_countedValue < sample.value_size();
+        auto const value = known ? sample.value(*m_countedValue) : 0;
+        return value > 0 ? static_cast<std::uint64_t>(value) : 0;
+    }
+
+    void countSample(Fields const& fields) {
+        pprof::Sample sample;
+        auto const content = fields.content();
+        if (content.size() > std::numeric_limits<int>::max() ||
+            !sample.ParseFromArray(content.data(), static_cast<int>(content.size()))) {
+            m_builder.error(fields.offset(), "a damaged sample");
+            return;
+        }
+        auto& profile = m_builder.profile();
+        profile.has_samples = true;
+        auto const count = weight(sample);
+        std::unordered_set<std::uint32_t> seen;
+        for (int i = 0; i < sample.location_id_size(); ++i) {
+            auto const location = m_locations.find(sample.location_id(i));
+            auto const module = location == m_locations.end() ? ProfileBuilder::c_none
+                                                              : moduleOf(location->second.mapping);
+            if (i == 0) {
+                auto& own = module == ProfileBuilder::c_none ? profile.unattributed_samples
+                                                             : profile.modules[module].samples;
+                own += count;
+                seen.insert(module);
+            } else if (module != ProfileBuilder::c_none && seen.insert(module).second) {
+                profile.modules[module].caller_samples += count;
+            }
+        }
+    }
+
+    ProfileBuilder& m_builder;
+    std::vector<std::int64_t> m_units;
+    std::vector<std::string_view> m_strings;
+    std::vector<MappingNames> m_mappings;
+    std::unordered_map<std::uint64_t, Location> m_locations;
+    std::unordered_map<std::uint64_t, std::int64_t> m_functions;
+    std::unordered_map<std::uint64_t, std::uint32_t> m_modules;
+    std::optional<int> m_countedValue;
+};
+
+/// A gzip member, or the first fields of the message.
+bool isPprof(std::string_view content) {
+    if (content.substr(0, 2) == "\x1f\x8b")
+        return true;
+    constexpr int c_judgedFields = 4;
+    Fields fields(content);
+    for (int i = 0; i < c_judgedFields; ++i) {
+        auto const step = fields.next();
+        if (step != Fields::Step::field)
+            return step == Fields::Step::end && i > 0;
+        bool const isMessage = fields.number() >= fieldSampleType && fields.number() <= fieldString;
+        if (fields.number() > fieldLast || (isMessage && fields.wireType() != wireBytes))
+            return false;
+    }
+    return true;
+}
+
+Profile readPprof(std::string_view content, ReadOptions const& options) {
+    ProfileBuilder builder(options);
+    if (content.substr(0, 2) == "\x1f\x8b") {
+        auto const unpacked =
+            gunzip(content, unpackLimit(options, options.max_unpacked, content.size()));
+        if (!unpacked.error.empty())
+            builder.error(unpacked.offset, unpacked.error);
+        PprofReader(builder).read(unpacked.content);
+    } else {
+        PprofReader(builder).read(content);
+    }
+    return builder.take();
+}
+
+} // namespace
+
+/// Plain or packed by gzip.
+extern FormatReader const c_pprof{{"pprof", "a profile of pprof"}, isPprof, readPprof};
+
+} // namespace lokata::profile

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <lokata/profile/profile.h>
+#include <lokata/profile/read.h>
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+namespace lokata::profile {
+
+/// What makes two recorded modules the same one.
+struct ModuleKey {
+    std::string_view name;
+    ModuleKind kind = ModuleKind::file;
+    std::string_view build_id; ///< Raw bytes; those that cannot be a build-id are left out.
+    std::uint64_t mount_namespace = 0;
+};
+
+/// The raw bytes of a build-id, as long as it lives.
+inline std::string_view bytesOf(BuildId const& buildId) {
+    return {reinterpret_cast<char const*>(buildId.data()), buildId.size()};
+}
+
+/// Collects a Profile within the limits of the options: each module once, each source file once,
+/// and a bounded list of errors.
+class ProfileBuilder {
+public:
+    static constexpr std::uint32_t c_none = ~std::uint32_t{0};
+
+    explicit ProfileBuilder(ReadOptions const& options);
+
+    /// The index of the module, added if new; none when the limit on names is reached.
+    std::uint32_t module(ModuleKey const& key);
+
+    /// As module(), but never adds.
+    std::uint32_t findModule(ModuleKey const& key) const;
+
+    /// Gives a module a build-id, so that module() finds it under the new key.
+    void setBuildId(std::uint32_t index, std::string_view buildId);
+
+    /// Makes names of that mount namespace, unless it is 0, the recording machine's own. Indices
+    /// of modules hold no longer.
+    void setHostNamespace(std::uint64_t inode);
+
+    /// Notes that functions of the module come from the file; for none, only that it exists.
+    void addSource(std::uint32_t module, std::string_view file);
+
+    void error(std::uint64_t offset, std::string message);
+
+    /// Errors of one kind that may come in masses are told once.
+    void errorOnce(std::uint64_t offset, std::string const& message);
+
+    Profile& profile() { return m_profile; }
+    ReadOptions const& options() const { return m_options; }
+
+    /// The result, with only the modules that `keep` accepts. The builder is spent.
+    Profile take(std::function<bool(Module const&)> const& keep = nullptr);
+
+private:
+    static std::string indexKey(ModuleKey const& key);
+    bool charge(std::size_t bytes);
+
+    ReadOptions const& m_options;
+    Profile m_profile;
+    std::unordered_map<std::string, std::uint32_t> m_modules;
+    std::unordered_map<std::string, std::uint32_t> m_sources;
+    std::unordered_map<std::string, bool> m_told;
+    std::uint64_t m_names = 0;
+    std::uint64_t m_droppedErrors = 0;
+};
+
+/// What may come out of a packed input of that size when the options allow `most` bytes.
+std::uint64_t unpackLimit(ReadOptions const& options, std::uint64_t most, std::size_t packedSize);
+
+} // namespace lokata::profile

@@ -1,0 +1,25 @@
+#pragma once
+
+/// The readers of recorded profiles. Each reads what it can and reports the rest in
+/// `Profile::errors`; none of them trusts a length or a count of the input.
+
+#include <lokata/profile/read.h>
+
+#include <string_view>
+
+namespace lokata::profile {
+
+/// One format of input. The list of all of them stands in formats.cpp.
+struct FormatReader {
+    FormatName name;
+    /// True if the content is of this format; asked in the order of the list.
+    bool (*matches)(std::string_view content);
+    /// Gives a profile whose format is still to be filled in.
+    Profile (*read)(std::string_view content, ReadOptions const& options);
+};
+
+/// The reader of content, or of a word; null if there is none.
+FormatReader const* readerFor(std::string_view content);
+FormatReader const* readerOfWord(std::string_view word);
+
+} // namespace lokata::profile

@@ -1,0 +1,160 @@
+#include <lokata/profile/report.h>
+
+#include <nlohmann/json.hpp>
+
+using nlohmann::ordered_json;
+
+namespace lokata::profile {
+
+namespace {
+
+/// A text made of foreign bytes. Where these cannot stand as they are, a mark beside it says that
+/// the text is in the escaped form of displayName().
+void putBytes(ordered_json& object, std::string const& key, std::string const& bytes) {
+    std::string text = displayName(bytes);
+    bool const escaped = text != bytes;
+    object[key] = std::move(text);
+    if (escaped)
+        object[key + "_escaped"] = true;
+}
+
+void putBytesOrNull(ordered_json& object, std::string const& key, std::string const& bytes) {
+    if (bytes.empty())
+        object[key] = nullptr;
+    else
+        putBytes(object, key, bytes);
+}
+
+/// A text for a person, which nobody turns back into bytes.
+ordered_json words(std::string const& text) {
+    return text.empty() ? ordered_json() : ordered_json(displayName(text));
+}
+
+/// For texts that displayName() has passed already; a second pass would escape its backslashes.
+ordered_json printable(std::string text) {
+    return text.empty() ? ordered_json() : ordered_json(std::move(text));
+}
+
+ordered_json numberOrNull(std::uint64_t number) {
+    return number == 0 ? ordered_json() : ordered_json(number);
+}
+
+void putIdentity(ordered_json& object, Identity const& identity) {
+    object["kind"] = wordOf(c_identityKinds, identity.kind);
+    putBytesOrNull(object, "expected", identity.expected);
+    putBytesOrNull(object, "actual", identity.actual);
+}
+
+ordered_json rejectedJson(JudgedCandidate const& candidate) {
+    ordered_json object;
+    putBytes(object, "path", candidate.path);
+    object["severity"] = wordOf(c_severities, candidate.severity);
+    object["message"] = words(candidate.message);
+    object["step"] = wordOf(c_searchSteps, candidate.step);
+    putIdentity(object, candidate.identity);
+    return object;
+}
+
+ordered_json fileJson(FileResolution const& file) {
+    ordered_json object;
+    putBytesOrNull(object, "path", file.path);
+    object["confidence"] =
+        file.found() ? ordered_json(wordOf(c_confidences, file.confidence)) : nullptr;
+    object["step"] = file.found() ? ordered_json(wordOf(c_searchSteps, file.step)) : nullptr;
+    object["place"] = file.found() ? ordered_json(wordOf(c_places, file.place)) : nullptr;
+    putIdentity(object["identity"], file.identity);
+    object["reason"] = printable(missingReason(file));
+    auto& rejected = object["rejected"] = ordered_json::array();
+    for (JudgedCandidate const& candidate : file.rejected)
+        rejected.push_back(rejectedJson(candidate));
+    object["elapsed_us"] = file.elapsed_us;
+    return object;
+}
+
+ordered_json fileJson(std::optional<FileResolution> const& file) {
+    return file ? fileJson(*file) : ordered_json();
+}
+
+ordered_json moduleJson(ModuleResolution const& resolution, bool hasSamples) {
+    Module const& module = resolution.module;
+    ordered_json object;
+    putBytes(object, "name", module.name);
+    object["build_id"] = printable(toHex(module.build_id));
+    object["kind"] = wordOf(c_moduleKinds, module.kind);
+    object["samples"] = hasSamples ? ordered_json(module.samples) : ordered_json();
+    object["caller_samples"] = hasSamples ? ordered_json(module.caller_samples) : ordered_json();
+    object["pid"] = numberOrNull(module.pid);
+    object["mount_namespace"] = numberOrNull(module.mount_namespace);
+    object["status"] = wordOf(c_moduleStatuses, resolution.status);
+    object["reason"] = printable(statusReason(resolution));
+    object["binary"] = fileJson(resolution.binary);
+    object["symbols"] = fileJson(resolution.symbols);
+    object["supplementary"] = fileJson(resolution.supplementary);
+    return object;
+}
+
+ordered_json summaryJson(ProfileResolution const& resolution) {
+    bool const hasSamples = resolution.profile.has_samples;
+    std::uint64_t samples = resolution.profile.unattributed_samples;
+    ordered_json object{{"modules", resolution.modules.size()}, {"samples", nullptr}};
+    for (auto const& [status, word] : c_moduleStatuses) {
+        StatusTotal const total = totalOf(resolution, status);
+        samples += total.samples;
+        object[std::string(word)] = {
+            {"modules", total.modules},
+            {"samples", hasSamples ? ordered_json(total.samples) : ordered_json()}};
+    }
+    if (hasSamples)
+        object["samples"] = samples;
+    object["unattributed_samples"] = resolution.profile.unattributed_samples;
+    return object;
+}
+
+ordered_json sourceJson(SourceResolution const& source) {
+    ordered_json object;
+    putBytes(object, "name", source.name);
+    putBytes(object, "module", source.module);
+    object["file"] = fileJson(source.file);
+    return object;
+}
+
+template <class List, class Convert>
+ordered_json arrayOf(List const& list, Convert convert) {
+    auto array = ordered_json::array();
+    for (auto const& element : list)
+        array.push_back(convert(element));
+    return array;
+}
+
+} // namespace
+
+std::string toJson(ProfileResolution const& resolution) {
+    Profile const& profile = resolution.profile;
+    ordered_json document;
+    document["version"] = c_jsonReportVersion;
+    putBytes(document, "input", resolution.input);
+    document["format"] = profile.format.empty() ? ordered_json() : ordered_json(profile.format);
+    document["host_name"] = words(profile.host_name);
+    document["kernel_release"] = words(profile.kernel_release);
+    document["architecture"] = words(profile.architecture);
+    document["elapsed_us"] = resolution.elapsed_us;
+    document["summary"] = summaryJson(resolution);
+    document["errors"] = arrayOf(
+        profile.errors,
+        [](ReadError const& error) {
+            return ordered_json{{"offset", error.offset}, {"message", displayName(error.message)}};
+        });
+    document["modules"] = arrayOf(resolution.modules, [&](ModuleResolution const& module) {
+        return moduleJson(module, profile.has_samples);
+    });
+    document["learned_paths"] = arrayOf(resolution.learned, [](PathSubstitution const& learned) {
+        ordered_json object;
+        putBytes(object, "from", learned.from);
+        putBytes(object, "to", learned.to);
+        return object;
+    });
+    document["sources"] = arrayOf(resolution.sources, sourceJson);
+    return document.dump();
+}
+
+} // namespace lokata::profile

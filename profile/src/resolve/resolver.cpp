@@ -1,0 +1,247 @@
+#include <lokata/profile/resolver.h>
+
+#include "read/names.h"
+#include "resolve/searched_name.h"
+#include "search/kernel_places.h"
+#include "search/module_search.h"
+
+#include <chrono>
+#include <iterator>
+#include <map>
+#include <set>
+#include <tuple>
+#include <utility>
+
+namespace lokata::profile {
+
+using namespace LK_2_13;
+
+namespace {
+
+std::uint64_t microsecondsSince(std::chrono::steady_clock::time_point start) {
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(
+                                          std::chrono::steady_clock::now() - start)
+                                          .count());
+}
+
+bool isForeignName(Module const& module) {
+    switch (module.kind) {
+    case ModuleKind::guest_file:
+    case ModuleKind::guest_kernel:
+    case ModuleKind::guest_module:
+        return true;
+    default:
+        return module.mount_namespace != 0;
+    }
+}
+
+/// Modules of one key are the same file, whatever else was recorded of them.
+auto keyOf(Module const& module) {
+    return std::make_tuple(module.kind, module.name, module.build_id, module.mount_namespace);
+}
+
+/// The source files that a run has yet to look for, each once.
+class SourceList {
+public:
+    struct Entry {
+        SourceFile file;
+        std::string module;
+        std::string binary;
+    };
+
+    void add(SourceFile file, ModuleResolution const& module) {
+        SourceIdentity const& identity = file.identity;
+        if (!m_known.emplace(file.name, identity.md5, identity.modification_time, identity.size)
+                 .second)
+            return;
+        m_names.insert(file.name);
+        m_entries.push_back(
+            {std::move(file), module.module.name, module.binary ? module.binary->path : ""});
+    }
+
+    /// The profile knows no identity: a name that came with one is not looked for again.
+    void addName(std::string const& name, ModuleResolution const& module) {
+        if (m_names.count(name) == 0)
+            add({name, {}}, module);
+    }
+
+    std::vector<Entry> const& entries() const { return m_entries; }
+
+private:
+    std::set<std::tuple<std::string, decltype(SourceIdentity::md5), std::uint64_t, std::uint64_t>>
+        m_known;
+    std::set<std::string> m_names;
+    std::vector<Entry> m_entries;
+};
+
+SourceList sourcesOf(ProfileResolution const& resolution) {
+    SourceList list;
+    std::set<std::string> read;
+    for (ModuleResolution const& module : resolution.modules) {
+        if (!module.symbols || !module.symbols->found() ||
+            !read.insert(module.symbols->path).second)
+            continue;
+        for (SourceFile& file :
+             readSourceFiles(module.symbols->path,
+                             module.supplementary ? module.supplementary->path : "")
+                 .files)
+            list.add(std::move(file), module);
+    }
+    for (ModuleResolution const& module : resolution.modules)
+        for (std::uint32_t const index : module.module.source_files)
+            list.addName(resolution.profile.source_files.at(index), module);
+    return list;
+}
+
+/// What one profile takes beside what the resolver keeps for all.
+class ProfileSearch {
+public:
+    ProfileSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
+                  Profile const& profile)
+        : ProfileSearch(environment, support, releaseOf(environment, profile)) {}
+
+    ModuleResolution resolve(Module const& module);
+    ModuleSearch& search() { return m_search; }
+
+private:
+    ProfileSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
+                  std::string const& release)
+        : m_search(environment, support, {true, release})
+        , m_kernel(support.places.options(), release) {}
+
+    static std::string releaseOf(ObjectPtr<ISearchEnv> const& environment, Profile const& profile) {
+        std::string told = kernelReleaseOf(environment.get());
+        return told.empty() ? profile.kernel_release : told;
+    }
+    std::vector<Candidate> hints(Module const& module, std::string const& name);
+
+    ModuleSearch m_search;
+    KernelPlaces m_kernel;
+};
+
+std::vector<Candidate> ProfileSearch::hints(Module const& module, std::string const& name) {
+    if (module.kind == ModuleKind::kernel_module)
+        return m_kernel.module(name);
+    if (module.kind != ModuleKind::kernel)
+        return {};
+    std::vector<Candidate> result = m_kernel.image();
+    // Where the recording knew the image, its name is a path.
+    if (module.name.front() == '/' && isSafeName(module.name))
+        result.insert(result.begin(), {module.name, Place::kernel_tree});
+    return result;
+}
+
+ModuleResolution ProfileSearch::resolve(Module const& module) {
+    ModuleResolution result;
+    if (!hasFile(module.kind)) {
+        result.status = ModuleStatus::not_a_file;
+        return result;
+    }
+    if (isForeignName(module) && module.build_id.empty()) {
+        result.status = ModuleStatus::unsupported;
+        return result;
+    }
+
+    std::string const name = searchedName(module);
+    if (module.build_id.empty() && searchableName(name).empty())
+        return result;
+    std::vector<Candidate> const hinted = hints(module, name);
+    result.binary = m_search.findBinary(name, module.build_id, 0, hinted);
+    FileResolution const& binary = *result.binary;
+    if (binary.found())
+        result.status = !module.build_id.empty() && binary.confidence == cfValidated
+                            ? ModuleStatus::resolved
+                            : ModuleStatus::unproven;
+    // Without a binary only a build-id can tell whose symbols a file holds.
+    if (binary.found() || !module.build_id.empty())
+        result.symbols = m_search.findSymbols(name, binary.path, module.build_id, hinted);
+    if (result.symbols && result.symbols->found())
+        result.supplementary = m_search.findSupplementary(result.symbols->path);
+    return result;
+}
+
+} // namespace
+
+std::string searchedName(Module const& module) {
+    switch (module.kind) {
+    case ModuleKind::kernel:
+    case ModuleKind::guest_kernel:
+        return VMLINUX;
+    case ModuleKind::kernel_module:
+    case ModuleKind::guest_module:
+        return kernelModuleFileName(module.name);
+    default:
+        return std::string(withoutDeletedMark(module.name));
+    }
+}
+
+class Resolver::Impl {
+public:
+    Impl(ObjectPtr<ISearchEnv> const& environment, PlaceOptions places)
+        : m_environment(environment), m_support(std::move(places)) {}
+
+    ProfileResolution resolve(Profile profile, std::string input, Progress const& progress);
+    void findSources(ProfileResolution& resolution, Progress const& progress);
+
+private:
+    ObjectPtr<ISearchEnv> m_environment;
+    SearchSupport m_support;
+};
+
+ProfileResolution Resolver::Impl::resolve(Profile profile, std::string input,
+                                          Progress const& progress) {
+    auto const start = std::chrono::steady_clock::now();
+    ProfileResolution result;
+    result.input = std::move(input);
+    result.profile = std::move(profile);
+    std::vector<Module> const modules = std::exchange(result.profile.modules, {});
+
+    ProfileSearch search(m_environment, m_support, result.profile);
+    std::map<decltype(keyOf(modules.front())), std::size_t> known;
+    for (Module const& module : modules) {
+        auto const [equal, isNew] = known.emplace(keyOf(module), result.modules.size());
+        result.modules.push_back(isNew ? search.resolve(module) : result.modules[equal->second]);
+        result.modules.back().module = module;
+        if (progress && !progress(result.modules.size(), modules.size())) {
+            result.cancelled = true;
+            break;
+        }
+    }
+    result.learned = search.search().takeLearned();
+    result.elapsed_us = microsecondsSince(start);
+    return result;
+}
+
+void Resolver::Impl::findSources(ProfileResolution& resolution, Progress const& progress) {
+    auto const start = std::chrono::steady_clock::now();
+    ProfileSearch search(m_environment, m_support, resolution.profile);
+    SourceList const list = sourcesOf(resolution);
+    for (SourceList::Entry const& entry : list.entries()) {
+        resolution.sources.push_back(
+            {entry.file.name, entry.module, search.search().findSource(entry.file, entry.binary)});
+        if (progress && !progress(resolution.sources.size(), list.entries().size())) {
+            resolution.cancelled = true;
+            break;
+        }
+    }
+    std::vector<PathSubstitution> learned = search.search().takeLearned();
+    std::move(learned.begin(), learned.end(), std::back_inserter(resolution.learned));
+    resolution.elapsed_us += microsecondsSince(start);
+}
+
+Resolver::Resolver(ObjectPtr<ISearchEnv> const& environment, PlaceOptions places)
+    : m_impl(std::make_unique<Impl>(environment, std::move(places))) {}
+
+Resolver::~Resolver() = default;
+Resolver::Resolver(Resolver&& other) noexcept = default;
+Resolver& Resolver::operator=(Resolver&& other) noexcept = default;
+
+ProfileResolution Resolver::resolve(Profile profile, std::string input, Progress const& progress) {
+    return m_impl->resolve(std::move(profile), std::move(input), progress);
+}
+
+void Resolver::findSources(ProfileResolution& resolution, Progress const& progress) {
+    m_impl->findSources(resolution, progress);
+}
+
+} // namespace lokata::profile

@@ -1,0 +1,275 @@
+#include "search/directory_index.h"
+
+#include <lokata2/utils.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+#include <unordered_set>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace lokata::profile {
+
+using namespace LK_2_13;
+
+namespace {
+
+struct CloseDirectory {
+    void operator()(DIR* handle) const { ::closedir(handle); }
+};
+
+bool isDots(char const* name) {
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+enum class EntryKind { directory, other, unreadable };
+
+EntryKind kindOf(DIR* directory, dirent const& entry) {
+    if (entry.d_type == DT_DIR)
+        return EntryKind::directory;
+    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN)
+        return EntryKind::other;
+    struct stat status {};
+    if (::fstatat(::dirfd(directory), entry.d_name, &status, 0) == 0)
+        return S_ISDIR(status.st_mode) ? EntryKind::directory : EntryKind::other;
+    return errno == ENOENT || errno == ENOTDIR ? EntryKind::other : EntryKind::unreadable;
+}
+
+std::string join(std::string const& directory, std::string_view name) {
+    std::string result = directory;
+    if (!result.empty() && result.back() != '/')
+        result += '/';
+    return result.append(name);
+}
+
+std::vector<std::string_view> componentsOf(std::string_view name) {
+    std::vector<std::string_view> result;
+    while (!name.empty()) {
+        std::size_t const end = std::min(name.find('/'), name.size());
+        if (end != 0)
+            result.push_back(name.substr(0, end));
+        name.remove_prefix(std::min(end + 1, name.size()));
+    }
+    return result;
+}
+
+bool exists(std::string const& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0;
+}
+
+/// A search takes ".." out of its candidates by their text, and gives a meaning of its own to two
+/// leading slashes, backslashes and guest names.
+bool isPlainName(std::string_view name, std::vector<std::string_view> const& components) {
+    if (components.empty() || name.substr(0, 2) == "//" || name.back() == '/' ||
+        name.find('\\') != std::string_view::npos || name.find("[guest]") != std::string_view::npos)
+        return false;
+    return std::none_of(components.begin(), components.end(),
+                        [](std::string_view part) { return part == "." || part == ".."; });
+}
+
+/// True for a text that normalisation leaves as it is, but for slashes at the end.
+bool isNormal(std::string const& directory) {
+    std::string const normal = utils::getCanonicalName(directory.c_str(), true);
+    return !directory.empty() && (normal == directory || normal == directory + "/");
+}
+
+struct Record {
+    std::string name;
+    bool recursive;
+    bool priority;
+};
+
+class RecordIterator final : public RefCountImpl<ISearchDirIterator> {
+public:
+    explicit RecordIterator(std::vector<Record> records) : m_records(std::move(records)) {}
+
+    void reset() override { m_current = 0; }
+    bool next() override {
+        m_current = std::min(m_current + 1, m_records.size());
+        return m_current < m_records.size();
+    }
+    bool getCurrentRecord(char const*& name, bool& recursive, bool& priority) override {
+        if (m_current == m_records.size())
+            return false;
+        Record const& record = m_records[m_current];
+        name = record.name.c_str();
+        recursive = record.recursive;
+        priority = record.priority;
+        return true;
+    }
+
+private:
+    std::vector<Record> m_records;
+    std::size_t m_current = 0;
+};
+
+} // namespace
+
+/// One directory of a search list with what lies in it, or in the tree below it. Names are kept as
+/// hashes: a collision only costs a look at a directory that does not hold the name.
+class DirectoryIndex::Tree {
+public:
+    Tree(std::string const& root, bool recursive) : m_recursive(recursive) {
+        visit(root);
+        std::sort(m_entries.begin(), m_entries.end());
+        m_entries.shrink_to_fit();
+        m_visited.clear();
+    }
+
+    /// True if the directory itself may hold an entry of that name.
+    bool rootMayHold(std::string_view name) const {
+        return m_unlistedRoot ||
+               std::binary_search(m_entries.begin(), m_entries.end(), Entry{hashOf(name), 0});
+    }
+
+    /// The directories that may hold an entry of that name, in the order of the walk.
+    std::vector<std::string const*> directoriesWith(std::string_view name) const {
+        std::vector<std::uint32_t> positions = m_unlisted;
+        std::uint64_t const hash = hashOf(name);
+        for (auto entry = std::lower_bound(m_entries.begin(), m_entries.end(), Entry{hash, 0});
+             entry != m_entries.end() && entry->hash == hash; ++entry)
+            positions.push_back(entry->directory);
+        std::sort(positions.begin(), positions.end());
+        positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
+        std::vector<std::string const*> result;
+        result.reserve(positions.size());
+        for (std::uint32_t const position : positions)
+            result.push_back(&m_directories[position]);
+        return result;
+    }
+
+private:
+    struct Entry {
+        std::uint64_t hash;
+        std::uint32_t directory;
+
+        bool operator<(Entry const& other) const {
+            return hash != other.hash ? hash < other.hash : directory < other.directory;
+        }
+    };
+
+    static std::uint64_t hashOf(std::string_view name) {
+        return std::hash<std::string_view>()(name);
+    }
+
+    /// The walk of the library, step for step: links are followed, an inode number is entered once,
+    /// subdirectories come in the order of the directory and after its own entries, and one entry
+    /// whose status cannot be read keeps all subdirectories of its directory out.
+    void visit(std::string const& directory) {
+        struct stat status {};
+        if (::stat(directory.c_str(), &status) != 0 || !m_visited.insert(status.st_ino).second)
+            return;
+        auto const position = static_cast<std::uint32_t>(m_directories.size());
+        m_directories.push_back(directory);
+        for (std::string const& name : list(directory, position))
+            visit(join(directory, name));
+    }
+
+    /// Takes the entries in; gives the subdirectories to enter.
+    std::vector<std::string> list(std::string const& directory, std::uint32_t position) {
+        std::unique_ptr<DIR, CloseDirectory> const handle(::opendir(directory.c_str()));
+        if (!handle) {
+            addUnlisted(position);
+            return {};
+        }
+        std::vector<std::string> subdirectories;
+        bool enter = m_recursive;
+        for (;;) {
+            errno = 0;
+            dirent const* const entry = ::readdir(handle.get()); // NOLINT(concurrency-mt-unsafe)
+            if (entry == nullptr)
+                break;
+            if (isDots(entry->d_name))
+                continue;
+            m_entries.push_back({hashOf(entry->d_name), position});
+            EntryKind const kind = enter ? kindOf(handle.get(), *entry) : EntryKind::other;
+            if (kind == EntryKind::unreadable)
+                enter = false;
+            else if (kind == EntryKind::directory)
+                subdirectories.emplace_back(entry->d_name);
+        }
+        if (errno != 0) {
+            addUnlisted(position);
+            enter = false;
+        }
+        return enter ? subdirectories : std::vector<std::string>();
+    }
+
+    /// A directory that cannot be listed may still be entered by name.
+    void addUnlisted(std::uint32_t position) {
+        m_unlisted.push_back(position);
+        m_unlistedRoot = m_unlistedRoot || position == 0;
+    }
+
+    bool m_recursive;
+    bool m_unlistedRoot = false;
+    std::vector<std::string> m_directories;
+    std::vector<Entry> m_entries;
+    std::vector<std::uint32_t> m_unlisted;
+    std::unordered_set<std::uint64_t> m_visited;
+};
+
+DirectoryIndex::DirectoryIndex() = default;
+DirectoryIndex::~DirectoryIndex() = default;
+
+/// Others wait while a tree is read: they would need the same one.
+DirectoryIndex::Tree const& DirectoryIndex::tree(std::string const& directory, bool recursive) {
+    std::lock_guard const guard(m_mutex);
+    std::unique_ptr<Tree const>& tree = m_trees[{directory, recursive}];
+    if (!tree)
+        tree = std::make_unique<Tree const>(directory, recursive);
+    return *tree;
+}
+
+ObjectPtr<ISearchDirIterator>
+DirectoryIndex::prune(ObjectPtr<ISearchDirIterator> const& directories, std::string const& name) {
+    std::vector<std::string_view> const components = componentsOf(name);
+    if (!directories || !isPlainName(name, components))
+        return directories;
+
+    std::vector<Record> result;
+    Record record{};
+    char const* text = nullptr;
+    for (directories->reset();
+         directories->getCurrentRecord(text, record.recursive, record.priority);
+         directories->next()) {
+        record.name = text == nullptr ? "" : text;
+        if (!isNormal(record.name)) {
+            result.push_back(record);
+            continue;
+        }
+        Tree const& content = tree(record.name, record.recursive);
+        if (std::any_of(components.begin(), components.end(),
+                        [&](std::string_view part) { return content.rootMayHold(part); }))
+            result.push_back({record.name, false, record.priority});
+        if (!record.recursive)
+            continue;
+
+        // A flat record is searched for every suffix of the name, the walk only looks for the last
+        // component. Where that would show, the whole tree is left to the walk.
+        std::vector<Record> inTree;
+        bool differs = false;
+        for (std::string const* const directory : content.directoriesWith(components.back())) {
+            if (*directory == record.name)
+                continue;
+            std::string suffix(components.back());
+            for (std::size_t i = components.size() - 1; i-- > 0 && !differs;) {
+                suffix = join(std::string(components[i]), suffix);
+                differs = exists(join(*directory, suffix));
+            }
+            inTree.push_back({*directory, false, record.priority});
+        }
+        if (differs)
+            inTree = {record};
+        result.insert(result.end(), inTree.begin(), inTree.end());
+    }
+    return new RecordIterator(std::move(result));
+}
+
+} // namespace lokata::profile

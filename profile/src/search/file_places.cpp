@@ -1,0 +1,251 @@
+#include "search/file_places.h"
+
+#include "read/names.h"
+
+#include <lokata2/utils.h>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace lokata::profile {
+
+namespace {
+
+using LK_2_13::utils::getFileNameOnly;
+
+/// Whole components of `name` below `directory`.
+std::string below(std::string_view directory, std::string_view name) {
+    while (!directory.empty() && directory.back() == '/')
+        directory.remove_suffix(1);
+    while (!name.empty() && name.front() == '/')
+        name.remove_prefix(1);
+    return std::string(directory) + "/" + std::string(name);
+}
+
+std::string parentOf(std::string const& path) {
+    std::size_t const slash = path.rfind('/');
+    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+}
+
+/// The path with its links resolved; as it is if it leads nowhere.
+std::string realPath(std::string const& path) {
+    std::error_code error;
+    std::filesystem::path const result = std::filesystem::canonical(path, error);
+    return error ? path : result.string();
+}
+
+/// "xx/rest", the form of a build-id below a directory .build-id; empty for an id too short.
+std::string buildIdPath(BuildId const& buildId) {
+    if (buildId.size() < 2)
+        return {};
+    std::string const hex = toHex(buildId);
+    return hex.substr(0, 2) + "/" + hex.substr(2);
+}
+
+} // namespace
+
+void addDebugDirs(std::vector<std::string>& dirs, std::string_view list) {
+    while (!list.empty()) {
+        std::size_t const end = std::min(list.find(':'), list.size());
+        if (end != 0)
+            dirs.emplace_back(list.substr(0, end));
+        list.remove_prefix(std::min(end + 1, list.size()));
+    }
+}
+
+bool parseSymfs(std::string_view text, PlaceOptions& options) {
+    std::size_t const comma = text.rfind(',');
+    std::string_view const layout =
+        comma == std::string_view::npos ? "hierarchy" : text.substr(comma + 1);
+    if (text.empty() || comma == 0 || (layout != "flat" && layout != "hierarchy"))
+        return false;
+    options.symfs = text.substr(0, comma);
+    options.symfs_flat = layout == "flat";
+    return true;
+}
+
+FilePlaces::FilePlaces(PlaceOptions options, LearnedPaths const& learned)
+    : m_options(std::move(options)), m_learned(learned) {}
+
+void FilePlaces::addRenamed(std::string const& name, std::vector<Candidate>& result) const {
+    if (!isSafeName(name))
+        return;
+    std::vector<std::string> names{name};
+    for (PathSubstitution const& substitution : m_options.substitutions)
+        if (std::optional<std::string> renamed = substitution.apply(name)) {
+            result.push_back({*renamed, Place::substitute_path});
+            names.push_back(std::move(*renamed));
+        }
+    if (!m_options.symfs.empty() && m_options.symfs_flat)
+        result.push_back({below(m_options.symfs, getFileNameOnly(name.c_str())), Place::symfs});
+    for (std::string const& each : names) {
+        if (!m_options.symfs.empty() && !m_options.symfs_flat)
+            result.push_back({below(m_options.symfs, each), Place::symfs});
+        if (!m_options.sysroot.empty())
+            result.push_back({below(m_options.sysroot, each), Place::sysroot});
+    }
+    for (std::string& learned : m_learned.candidates(name))
+        result.push_back({std::move(learned), Place::learned_path});
+}
+
+void FilePlaces::addBuildIdTree(BuildId const& buildId, char const* suffix,
+                                std::vector<Candidate>& result) const {
+    std::string const id = buildIdPath(buildId);
+    if (id.empty())
+        return;
+    for (std::string const& dir : m_options.debug_dirs) {
+        std::string const path = below(dir, ".build-id/" + id + suffix);
+        result.push_back({path, Place::build_id_tree});
+        for (std::string const* const root : {&m_options.sysroot, &m_options.symfs})
+            if (!root->empty())
+                result.push_back({below(*root, path), Place::build_id_tree});
+    }
+}
+
+/// Links in .build-id lead to a directory per version of a file; before Linux 4.10 they led to the
+/// file itself (tools/perf/util/build-id.c, tools/perf/Documentation/perf-buildid-cache.txt).
+void FilePlaces::addPerfCache(std::string const& name, BuildId const& buildId,
+                              std::initializer_list<char const*> files,
+                              std::vector<Candidate>& result) const {
+    std::string const id = buildIdPath(buildId);
+    if (m_options.perf_cache.empty() || id.empty())
+        return;
+    std::string const link = below(m_options.perf_cache, ".build-id/" + id);
+    for (char const* const file : files)
+        result.push_back({below(link, file), Place::perf_cache});
+    result.push_back({link, Place::perf_cache});
+    if (isSafeName(name))
+        for (char const* const file : files)
+            result.push_back({below(below(below(m_options.perf_cache, name), toHex(buildId)), file),
+                              Place::perf_cache});
+}
+
+std::vector<Candidate> FilePlaces::binary(std::string const& name) const {
+    std::vector<Candidate> result;
+    addRenamed(name, result);
+    return result;
+}
+
+std::vector<Candidate> FilePlaces::storedBinary(std::string const& name,
+                                                BuildId const& buildId) const {
+    std::vector<Candidate> result;
+    addPerfCache(name, buildId, {"elf", "vdso"}, result);
+    addBuildIdTree(buildId, "", result);
+    return result;
+}
+
+/// The manual of gdb, "Debugging Information in Separate Files"; the sysroot is taken off and put
+/// in front as its `set sysroot` does.
+void FilePlaces::addDebugLink(std::string const& directory, std::string const& link,
+                              std::vector<Candidate>& result) const {
+    result.push_back({below(directory, link), Place::debug_link});
+    result.push_back({below(directory, ".debug/" + link), Place::debug_link});
+    PathSubstitution const intoRoot{m_options.sysroot, ""};
+    std::optional<std::string> const inRoot =
+        m_options.sysroot.empty() ? std::nullopt : intoRoot.apply(directory);
+    for (std::string const& dir : m_options.debug_dirs) {
+        result.push_back({below(below(dir, directory), link), Place::debug_link});
+        if (!inRoot)
+            continue;
+        std::string const inDebugDir = below(below(dir, *inRoot), link);
+        result.push_back({inDebugDir, Place::debug_link});
+        result.push_back({below(m_options.sysroot, inDebugDir), Place::debug_link});
+    }
+}
+
+std::vector<Candidate> FilePlaces::symbols(std::string const& name, std::string const& binaryPath,
+                                           BuildId const& buildId,
+                                           std::optional<DebugLink> const& link) const {
+    std::vector<Candidate> result;
+    if (!binaryPath.empty())
+        result.push_back({binaryPath, Place::binary_itself});
+    addBuildIdTree(buildId, ".debug", result);
+    bool const linked = link && isSafeBareName(link->name);
+    if (linked && !binaryPath.empty())
+        addDebugLink(parentOf(realPath(binaryPath)), link->name, result);
+    if (!isSafeName(name))
+        return result;
+    std::string const directory = parentOf(name);
+    if (linked) {
+        if (name.front() == '/')
+            addDebugLink(directory, link->name, result);
+        addRenamed(below(directory, link->name), result);
+        addRenamed(below(directory, ".debug/" + link->name), result);
+        for (std::string const& dir : m_options.debug_dirs)
+            addRenamed(below(below(dir, directory), link->name), result);
+    }
+    addRenamed(name, result);
+    addRenamed(name + ".debug", result);
+    return result;
+}
+
+std::vector<Candidate> FilePlaces::storedSymbols(std::string const& name,
+                                                 BuildId const& buildId) const {
+    std::vector<Candidate> result;
+    addPerfCache(name, buildId, {"debug", "elf"}, result);
+    return result;
+}
+
+std::vector<Candidate> FilePlaces::supplementary(std::string const& symbolPath,
+                                                 AltLink const& link) const {
+    std::vector<Candidate> result;
+    addBuildIdTree(link.build_id, ".debug", result);
+    bool const control = std::any_of(link.name.begin(), link.name.end(), [](char c) {
+        auto const byte = static_cast<unsigned char>(c);
+        return byte < 0x20 || byte == 0x7f;
+    });
+    if (link.name.empty() || control)
+        return result;
+    if (link.name.front() == '/') {
+        result.push_back({link.name, Place::alt_link});
+        addRenamed(link.name, result);
+    } else {
+        // Such a name climbs out of its directory on purpose: "../../.dwz/NAME.debug".
+        result.push_back({below(parentOf(realPath(symbolPath)), link.name), Place::alt_link});
+    }
+    return result;
+}
+
+std::vector<Candidate> FilePlaces::source(std::string const& name) const {
+    std::vector<Candidate> result;
+    addRenamed(name, result);
+    return result;
+}
+
+std::vector<std::string> symbolFileNames(std::string const& name, BuildId const& buildId,
+                                         std::optional<DebugLink> const& link) {
+    std::vector<std::string> result;
+    auto const add = [&](std::string text) {
+        if (!text.empty() && std::find(result.begin(), result.end(), text) == result.end())
+            result.push_back(std::move(text));
+    };
+    std::string const searchable = searchableName(name);
+    std::string const directory =
+        searchable.find('/') == std::string::npos ? "" : parentOf(searchable);
+    if (link && isSafeBareName(link->name))
+        add(directory.empty() ? link->name : below(directory, link->name));
+    if (std::string const id = buildIdPath(buildId); !id.empty())
+        add(".build-id/" + id + ".debug");
+    if (!searchable.empty()) {
+        add(searchable + ".debug");
+        add(searchable);
+    }
+    return result;
+}
+
+std::string supplementaryFileName(AltLink const& link) {
+    std::string bare = getFileNameOnly(link.name.c_str());
+    return isSafeBareName(bare) ? bare : toHex(link.build_id);
+}
+
+std::string searchableName(std::string const& name) {
+    std::string result = LK_2_13::utils::getCanonicalName(name.c_str(), false);
+    while (result.compare(0, 3, "../") == 0)
+        result.erase(0, 3);
+    if (isSafeName(result))
+        return result;
+    std::string const bare = getFileNameOnly(result.c_str());
+    return isSafeBareName(bare) ? bare : "";
+}
+
+} // namespace lokata::profile

@@ -1,0 +1,70 @@
+#pragma once
+
+/// Where the file of a module may lie beside the directories that a search of the library walks:
+/// debug trees ordered by build-id, copied trees of another machine, renamed prefixes, the cache
+/// that perf keeps. Nothing here asks whether a place holds a file, and nothing is proven by it.
+///
+/// Names out of recorded files enter a path only after isSafeName() or isSafeBareName().
+
+#include "facts/elf_facts.h"
+#include "search/path_mapping.h"
+
+#include <lokata/profile/places.h>
+
+#include <string>
+#include <vector>
+
+namespace lokata::profile {
+
+/// The options must not change and `learned` must live while this object is used. Callable from any
+/// thread.
+class FilePlaces {
+public:
+    FilePlaces(PlaceOptions options, LearnedPaths const& learned);
+
+    PlaceOptions const& options() const { return m_options; }
+
+    /// Where the name leads: renamed, and in copied trees.
+    std::vector<Candidate> binary(std::string const& name) const;
+    /// Where the build-id leads, whatever the name: the cache of perf and the debug trees.
+    std::vector<Candidate> storedBinary(std::string const& name, BuildId const& buildId) const;
+    /// `name` is the binary as it was recorded, `binaryPath` the binary that was found, empty if
+    /// none. For one debug directory the order is that of gdb: the binary itself, the file of its
+    /// build-id, then the name of the debug link beside the binary, in .debug below it, and in the
+    /// debug directory under the directory of the binary. Other places follow.
+    std::vector<Candidate> symbols(std::string const& name, std::string const& binaryPath,
+                                   BuildId const& buildId,
+                                   std::optional<DebugLink> const& link) const;
+    /// The cache of perf.
+    std::vector<Candidate> storedSymbols(std::string const& name, BuildId const& buildId) const;
+    std::vector<Candidate> supplementary(std::string const& symbolPath, AltLink const& link) const;
+    std::vector<Candidate> source(std::string const& name) const;
+
+private:
+    void addRenamed(std::string const& name, std::vector<Candidate>& result) const;
+    void addBuildIdTree(BuildId const& buildId, char const* suffix,
+                        std::vector<Candidate>& result) const;
+    void addPerfCache(std::string const& name, BuildId const& buildId,
+                      std::initializer_list<char const*> files,
+                      std::vector<Candidate>& result) const;
+    void addDebugLink(std::string const& directory, std::string const& link,
+                      std::vector<Candidate>& result) const;
+
+    PlaceOptions m_options;
+    LearnedPaths const& m_learned;
+};
+
+/// The names under which a search of the library may meet the symbol file of a binary: that of its
+/// debug link, that of its build-id tree, the binary's with ".debug", the binary's own. With the
+/// directory of `name` where the name is meant to stand beside the binary.
+std::vector<std::string> symbolFileNames(std::string const& name, BuildId const& buildId,
+                                         std::optional<DebugLink> const& link);
+
+/// The name under which a search of the library may meet a supplementary file.
+std::string supplementaryFileName(AltLink const& link);
+
+/// The recorded name in the form in which a search may use it: normalised, without leading ".."
+/// steps. Empty if nothing of it is safe to use.
+std::string searchableName(std::string const& name);
+
+} // namespace lokata::profile

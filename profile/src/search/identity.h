@@ -1,0 +1,101 @@
+#pragma once
+
+/// Validators that prove what a file is by what it carries: build-ids, link checksums, and what the
+/// line table of a binary says of a source file. A refusal names the expected and the actual value,
+/// to the library by its message and to the caller by the verdicts that the validator keeps.
+///
+/// A validator serves one search on one thread. It keeps references to what it was given.
+
+#include "facts/elf_facts.h"
+#include "facts/source_files.h"
+
+#include <lokata/profile/resolution.h>
+
+#include <lokata2/validator.h>
+
+#include <string>
+#include <vector>
+
+namespace lokata::profile {
+
+/// Keeps what it judged. Subclasses say how.
+class IdentityValidator : public LK_2_13::IValidatorCallback {
+public:
+    LK_2_13::validation_result_t validate(char const* fileName,
+                                          LK_2_13::IErrorInfoContainer& errorInfo) final;
+
+    /// In the order of judging; a path that came up again stands there again.
+    std::vector<JudgedCandidate> const& judged() const { return m_judged; }
+    /// The latest verdict on a file by its canonical path; null if there was none.
+    JudgedCandidate const* verdictOn(std::string const& canonicalPath) const;
+
+protected:
+    /// `candidate` comes with the path of the candidate and nothing else set.
+    virtual void judge(std::string const& path, JudgedCandidate& candidate) = 0;
+
+private:
+    std::vector<JudgedCandidate> m_judged;
+};
+
+/// Binaries by build-id; a separate debug file of the same build-id is refused. Without an expected
+/// build-id every file is undecided.
+class BinaryValidator final : public IdentityValidator {
+public:
+    BinaryValidator(ElfFactsCache& cache, BuildId expected);
+
+private:
+    void judge(std::string const& path, JudgedCandidate& candidate) override;
+
+    ElfFactsCache& m_cache;
+    BuildId m_expected;
+};
+
+/// What is known of the binary whose symbols are wanted.
+struct SymbolOwner {
+    std::string path; ///< Empty if the binary was not found.
+    BuildId build_id; ///< Empty if it has none.
+    std::optional<DebugLink> debug_link;
+    std::uint16_t machine = 0; ///< EM_...; 0 if not known.
+};
+
+/// Symbol files: by the build-id of the binary, else by the CRC-32 of its debug link. A file
+/// without debug information is refused first, so that a stripped namesake of the same build-id
+/// does not end the search. The binary itself is valid if it holds its debug information.
+class SymbolValidator final : public IdentityValidator {
+public:
+    SymbolValidator(ElfFactsCache& cache, SymbolOwner owner);
+
+private:
+    void judge(std::string const& path, JudgedCandidate& candidate) override;
+    bool provenByCrc(std::string const& path, JudgedCandidate& candidate);
+
+    ElfFactsCache& m_cache;
+    SymbolOwner m_owner;
+};
+
+/// Supplementary files by the build-id in .gnu_debugaltlink.
+class SupplementaryValidator final : public IdentityValidator {
+public:
+    SupplementaryValidator(ElfFactsCache& cache, BuildId expected);
+
+private:
+    void judge(std::string const& path, JudgedCandidate& candidate) override;
+
+    ElfFactsCache& m_cache;
+    BuildId m_expected;
+};
+
+/// Source files: by the MD5 that the compiler wrote, else by time and size, else undecided.
+class SourceValidator final : public IdentityValidator {
+public:
+    explicit SourceValidator(SourceIdentity expected);
+
+private:
+    void judge(std::string const& path, JudgedCandidate& candidate) override;
+    void judgeByMd5(std::string const& path, JudgedCandidate& candidate) const;
+    void judgeByTimeAndSize(std::string const& path, JudgedCandidate& candidate) const;
+
+    SourceIdentity m_expected;
+};
+
+} // namespace lokata::profile

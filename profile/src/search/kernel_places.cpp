@@ -1,0 +1,100 @@
+#include "search/kernel_places.h"
+
+#include "read/names.h"
+
+#include <lokata2/utils.h>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace lokata::profile {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view c_suffix = ".ko";
+
+/// What tells a module from others: its name up to ".ko", in the spelling of /proc/modules. Empty
+/// for another file.
+std::string moduleKey(std::string const& fileName) {
+    std::size_t const end = fileName.rfind(c_suffix);
+    if (end == std::string::npos)
+        return {};
+    std::string_view const packing = std::string_view(fileName).substr(end + c_suffix.size());
+    if (!packing.empty() && packing != ".gz" && packing != ".xz" && packing != ".zst")
+        return {};
+    std::string key = fileName.substr(0, end);
+    std::replace(key.begin(), key.end(), '-', '_');
+    return key;
+}
+
+void addModules(std::string const& directory, std::multimap<std::string, std::string>& modules) {
+    std::error_code error;
+    std::vector<std::string> paths;
+    for (fs::recursive_directory_iterator
+             entry(directory, fs::directory_options::skip_permission_denied, error),
+         end;
+         !error && entry != end; entry.increment(error))
+        paths.push_back(entry->path().string());
+    std::sort(paths.begin(), paths.end());
+    for (std::string const& path : paths) {
+        std::string key = moduleKey(fs::path(path).filename().string());
+        if (!key.empty())
+            modules.emplace(std::move(key), path);
+    }
+}
+
+} // namespace
+
+KernelPlaces::KernelPlaces(PlaceOptions const& options, std::string const& release)
+    : m_roots{""}
+    , m_debugDirs(options.debug_dirs)
+    , m_release(isSafeBareName(release) ? release : "") {
+    for (std::string const& root : {options.sysroot, options.symfs})
+        if (!root.empty())
+            m_roots.push_back(root);
+}
+
+std::vector<Candidate> KernelPlaces::image() const {
+    std::vector<Candidate> result;
+    if (m_release.empty())
+        return result;
+    for (std::string const& root : m_roots) {
+        for (std::string const& dir : m_debugDirs) {
+            result.push_back({root + dir + "/boot/vmlinux-" + m_release, Place::kernel_tree});
+            result.push_back(
+                {root + dir + "/lib/modules/" + m_release + "/vmlinux", Place::kernel_tree});
+        }
+        result.push_back({root + "/boot/vmlinux-" + m_release, Place::kernel_tree});
+        for (char const* const directory : {"", "/build"})
+            result.push_back(
+                {root + "/lib/modules/" + m_release + directory + "/vmlinux", Place::kernel_tree});
+    }
+    return result;
+}
+
+std::vector<Candidate> KernelPlaces::module(std::string const& name) {
+    std::vector<Candidate> result;
+    std::string const key = moduleKey(LK_2_13::utils::getFileNameOnly(name.c_str()));
+    if (m_release.empty() || key.empty())
+        return result;
+    std::lock_guard const guard(m_mutex);
+    if (!m_modules) {
+        m_modules.emplace();
+        for (std::string const& root : m_roots)
+            for (char const* const part : {"/kernel", "/updates", "/extra"})
+                addModules(root + "/lib/modules/" + m_release + part, *m_modules);
+    }
+    auto const [first, last] = m_modules->equal_range(key);
+    for (auto module = first; module != last; ++module)
+        result.push_back({module->second, Place::kernel_tree});
+    return result;
+}
+
+std::string kernelModuleFileName(std::string const& name) {
+    bool const bracketed = name.size() > 2 && name.front() == '[' && name.back() == ']';
+    return bracketed ? name.substr(1, name.size() - 2) + std::string(c_suffix) : name;
+}
+
+} // namespace lokata::profile

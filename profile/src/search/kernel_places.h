@@ -1,0 +1,41 @@
+#pragma once
+
+/// Where a Linux system keeps the image and the loadable modules of its kernel.
+
+#include "search/file_places.h"
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lokata::profile {
+
+/// Candidates for the kernel of one release, below the root directory and below the copied trees of
+/// the options. The directories of modules are read once, on first need. Callable from any thread.
+class KernelPlaces {
+public:
+    /// `release` as uname -r gives it. It comes from a foreign file: without one that may stand in
+    /// a path there are no candidates.
+    KernelPlaces(PlaceOptions const& options, std::string const& release);
+
+    /// For the image with its symbols, which serves as binary and as symbol file.
+    std::vector<Candidate> image() const;
+    /// `name` as "ext4.ko" or as a path that ends so. A module is known by both spellings of its
+    /// name, with "-" and with "_", and may be packed.
+    std::vector<Candidate> module(std::string const& name);
+
+private:
+    std::vector<std::string> m_roots;
+    std::vector<std::string> m_debugDirs;
+    std::string m_release;
+
+    std::mutex m_mutex;
+    std::optional<std::multimap<std::string, std::string>> m_modules;
+};
+
+/// The name of the file of a loadable module that was recorded as "[ext4]" or as a path.
+std::string kernelModuleFileName(std::string const& name);
+
+} // namespace lokata::profile

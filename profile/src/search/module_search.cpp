@@ -1,0 +1,301 @@
+#include "search/module_search.h"
+
+#include "read/names.h"
+#include "search/search_overlay.h"
+
+#include <lokata2/utils.h>
+
+#include <algorithm>
+#include <chrono>
+#include <iterator>
+#include <utility>
+
+namespace lokata::profile {
+
+using namespace LK_2_13;
+
+/// The client's environment with our callbacks in front of its own, and with search directories
+/// that the index has thinned out for the name of the running search.
+class ModuleSearch::Environment final : public RefCountImpl<ISearchEnv> {
+public:
+    Environment(ObjectPtr<ISearchEnv> const& inner, DirectoryIndex* index,
+                std::string const& kernelRelease)
+        : m_pInner(inner)
+        , m_pIndex(index)
+        , m_started(inner.get(), record)
+        , m_found(inner.get(), record)
+        , m_notFound(inner.get(), record)
+        , m_startedHolder(&m_started)
+        , m_foundHolder(&m_found)
+        , m_notFoundHolder(&m_notFound) {
+        if (m_pInner && m_pInner->searchStepsConfigurator())
+            m_pSteps = new RecordingSteps(m_pInner->searchStepsConfigurator(), record);
+        m_pInfo = m_pInner ? m_pInner->environmentInfo() : nullptr;
+        if (!kernelRelease.empty() && kernelReleaseOf(m_pInner.get()).empty())
+            m_pInfo = withKernelRelease(m_pInfo, kernelRelease);
+    }
+
+    ObjectPtr<ISearchDirIterator> searchDirs(search_category_t category) override {
+        if (!m_pInner)
+            return nullptr;
+        ObjectPtr<ISearchDirIterator> const all = m_pInner->searchDirs(category);
+        return m_pIndex == nullptr || record.name.empty() ? all : m_pIndex->prune(all, record.name);
+    }
+    ObjectPtr<ISearchDirIterator> archiveDirs(search_category_t category) override {
+        return m_pInner ? m_pInner->archiveDirs(category) : nullptr;
+    }
+    char const* cacheDir() override { return m_pInner ? m_pInner->cacheDir() : ""; }
+    CallbackHolder<ISearchStartedCallback>* searchStartedCallback() override {
+        return &m_startedHolder;
+    }
+    CallbackHolder<IFilesFoundCallback>* filesFoundCallback() override { return &m_foundHolder; }
+    CallbackHolder<INoFilesFoundCallback>* noFilesFoundCallback() override {
+        return &m_notFoundHolder;
+    }
+    CallbackHolder<IConfidenceLevelPolicyCallback>* confidenceLevelPolicyCallback() override {
+        return m_pInner ? m_pInner->confidenceLevelPolicyCallback() : &m_noPolicy;
+    }
+    ObjectPtr<IEnvironmentInfo> environmentInfo() override { return m_pInfo; }
+    IFileRetriever* fileRetriever() override {
+        return m_pInner ? m_pInner->fileRetriever() : nullptr;
+    }
+    ObjectPtr<ISearchStepsConfigurator> searchStepsConfigurator() const override {
+        return m_pSteps;
+    }
+    herald2::IMessenger* messenger() override { return m_pInner ? m_pInner->messenger() : nullptr; }
+
+    SearchRecord record;
+
+private:
+    static ObjectPtr<IEnvironmentInfo> withKernelRelease(ObjectPtr<IEnvironmentInfo> const& info,
+                                                         std::string const& release) {
+        auto const result = IEditableEnvironmentInfo::create();
+        if (info) {
+            result->setOsType(info->osType());
+            result->setArchitecture(info->architecture());
+        }
+        result->setKernelRelease(release.c_str());
+        return ObjectPtr<IEnvironmentInfo>(result);
+    }
+
+    ObjectPtr<ISearchEnv> m_pInner;
+    DirectoryIndex* m_pIndex;
+    ObjectPtr<ISearchStepsConfigurator> m_pSteps;
+    ObjectPtr<IEnvironmentInfo> m_pInfo;
+    SuggestingCallback m_started;
+    RememberingCallback m_found;
+    RecordingCallback m_notFound;
+    CallbackHolder<ISearchStartedCallback> m_startedHolder;
+    CallbackHolder<IFilesFoundCallback> m_foundHolder;
+    CallbackHolder<INoFilesFoundCallback> m_notFoundHolder;
+    CallbackHolder<IConfidenceLevelPolicyCallback> m_noPolicy;
+};
+
+namespace {
+
+char const* textOrNull(std::string const& text) {
+    return text.empty() ? nullptr : text.c_str();
+}
+
+std::vector<Candidate> joined(std::vector<Candidate> first, std::vector<Candidate> second) {
+    std::move(second.begin(), second.end(), std::back_inserter(first));
+    return first;
+}
+
+Place placeOf(std::string const& path, std::vector<Candidate> const& candidates) {
+    for (Candidate const& candidate : candidates)
+        if (utils::getCanonicalName(candidate.path.c_str(), false) == path)
+            return candidate.place;
+    return Place::search_step;
+}
+
+/// A packed kernel stands as a result where it could not be unpacked, or where what it held was
+/// another kernel. Neither proves anything.
+bool isUnprovenKernelImage(IValidFile const& file, JudgedCandidate const* verdict) {
+    return verdict != nullptr && verdict->result == vrUndecided &&
+           verdict->identity.kind == IdentityKind::build_id &&
+           utils::getFileNameOnly(file.name()).rfind(VMLINUZ, 0) == 0;
+}
+
+void accept(IValidFile const& file, JudgedCandidate const* verdict,
+            std::vector<Candidate> const& suggestions, FileResolution& result) {
+    result.path = file.name();
+    result.confidence = file.confidence();
+    result.step = file.searchStep();
+    if (result.step == ssAskUser)
+        result.place = placeOf(result.path, suggestions);
+    result.identity = verdict == nullptr ? Identity() : verdict->identity;
+}
+
+void addRejected(IInvalidFile const& file, JudgedCandidate const* verdict, FileResolution& result) {
+    auto const known =
+        std::find_if(result.rejected.begin(), result.rejected.end(),
+                     [&](JudgedCandidate const& other) { return other.path == file.name(); });
+    // A directory in the place of a candidate is no finding, and the library gives no reason.
+    bool const isDirectory = file.searchStep() == ssAskUser && *file.errorMessage() == '\0';
+    if (known != result.rejected.end() || isDirectory)
+        return;
+    result.rejected.push_back({file.name(), vrInvalid, file.severity(), file.searchStep(),
+                               file.errorMessage(),
+                               verdict == nullptr ? Identity() : verdict->identity});
+}
+
+Identity expectedBuildId(BuildId const& buildId) {
+    if (buildId.empty())
+        return {};
+    return {IdentityKind::build_id, toHex(buildId), ""};
+}
+
+} // namespace
+
+ModuleSearch::ModuleSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
+                           SearchSettings const& settings)
+    : m_support(support)
+    , m_environment(new Environment(environment,
+                                    settings.use_index ? &support.directories : nullptr,
+                                    settings.kernel_release))
+    , m_search(IFileSearch::create(ObjectPtr<ISearchEnv>(m_environment))) {}
+
+ModuleSearch::~ModuleSearch() = default;
+
+template <class Find>
+void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestions,
+                       IdentityValidator& validator, Find const& find, bool runSteps) {
+    auto const start = std::chrono::steady_clock::now();
+    SearchRecord& record = m_environment->record;
+    record = SearchRecord();
+    record.runSteps = runSteps;
+    record.suggestions = std::move(suggestions);
+    ObjectPtr<IValidFile> const file = find();
+    for (ObjectPtr<IInvalidFile> const& rejected : record.rejected)
+        addRejected(*rejected, validator.verdictOn(rejected->name()), result);
+    if (file) {
+        JudgedCandidate const* const verdict = validator.verdictOn(file->name());
+        if (!isUnprovenKernelImage(*file, verdict))
+            accept(*file, verdict, record.suggestions, result);
+    }
+    for (search_step_t const step : record.steps)
+        if (std::find(result.steps.begin(), result.steps.end(), step) == result.steps.end())
+            result.steps.push_back(step);
+    std::move(record.suggestions.begin(), record.suggestions.end(),
+              std::back_inserter(result.suggested));
+    result.elapsed_us +=
+        static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(
+                                       std::chrono::steady_clock::now() - start)
+                                       .count());
+}
+
+/// Archives and trees by build-id say nothing about where other files lie.
+void ModuleSearch::learn(std::string const& name, FileResolution const& result) {
+    if (!result.found() ||
+        (result.step != ssHighPrioritySearchDirs && result.step != ssLowPrioritySearchDirs))
+        return;
+    if (std::optional<PathSubstitution> learned = m_support.learned.learn(name, result.path))
+        m_learned.push_back(std::move(*learned));
+}
+
+FileResolution ModuleSearch::findBinary(std::string const& name, BuildId const& buildId,
+                                        unsigned long long stepsSelector,
+                                        std::vector<Candidate> const& hints) {
+    FileResolution result;
+    result.identity = expectedBuildId(buildId);
+    std::string searched = searchableName(name);
+    if (searched.empty() && buildId.empty())
+        return result;
+    BinaryValidator validator(m_support.elf, buildId);
+    // Without a name that may be used, the places of the build-id are still worth a look.
+    std::string const asked = searched.empty() ? toHex(buildId) : searched;
+    auto const find = [&] {
+        return m_search->findBinFile(asked.c_str(), &validator, nullptr, stepsSelector);
+    };
+    run(result, joined(hints, m_support.places.binary(searched)), validator, find);
+    // Copies by build-id come last: a file that lies where somebody put it says more to a person,
+    // and a rebuilt namesake shall be met.
+    std::vector<Candidate> stored = m_support.places.storedBinary(searched, buildId);
+    if (!result.found() && !stored.empty())
+        run(result, std::move(stored), validator, find, false);
+    learn(searched, result);
+    return result;
+}
+
+FileResolution ModuleSearch::findSymbols(std::string const& name, std::string const& binaryPath,
+                                         BuildId const& buildId,
+                                         std::vector<Candidate> const& hints) {
+    SymbolOwner owner{binaryPath, buildId, std::nullopt, 0};
+    if (!binaryPath.empty()) {
+        auto const facts = m_support.elf.facts(binaryPath);
+        owner.debug_link = facts->debug_link;
+        owner.machine = facts->machine;
+        if (owner.build_id.empty())
+            owner.build_id = facts->build_id;
+    }
+    std::string const checksum = toHex(owner.build_id);
+    std::string const searched = searchableName(name);
+    std::vector<Candidate> suggestions = joined(
+        hints, m_support.places.symbols(searched, binaryPath, owner.build_id, owner.debug_link));
+
+    FileResolution result;
+    result.identity = expectedBuildId(buildId);
+    SymbolValidator validator(m_support.elf, owner);
+    auto const find = [&](std::string const& each) {
+        return m_search->findSymFile(each.c_str(), textOrNull(binaryPath), textOrNull(checksum),
+                                     &validator, nullptr, nullptr);
+    };
+    for (std::string const& each : symbolFileNames(searched, owner.build_id, owner.debug_link)) {
+        run(result, std::exchange(suggestions, {}), validator, [&] { return find(each); });
+        if (result.found()) {
+            learn(each, result);
+            return result;
+        }
+    }
+    std::vector<Candidate> stored = m_support.places.storedSymbols(searched, owner.build_id);
+    if (!stored.empty())
+        run(
+            result, std::move(stored), validator, [&] { return find(checksum); }, false);
+    return result;
+}
+
+std::optional<FileResolution> ModuleSearch::findSupplementary(std::string const& symbolPath) {
+    auto const facts = m_support.elf.facts(symbolPath);
+    if (!facts->alt_link)
+        return std::nullopt;
+    AltLink const& link = *facts->alt_link;
+    SupplementaryValidator validator(m_support.elf, link.build_id);
+    std::string const checksum = toHex(link.build_id);
+    std::string const asked = supplementaryFileName(link);
+    FileResolution result;
+    result.identity = expectedBuildId(link.build_id);
+    run(result, m_support.places.supplementary(symbolPath, link), validator, [&] {
+        return m_search->findSymFile(asked.c_str(), symbolPath.c_str(), checksum.c_str(),
+                                     &validator, nullptr, nullptr);
+    });
+    return result;
+}
+
+FileResolution ModuleSearch::findSource(SourceFile const& source, std::string const& binaryPath) {
+    FileResolution result;
+    std::string const searched = searchableName(source.name);
+    if (searched.empty())
+        return result;
+    SourceValidator validator(source.identity);
+    std::string const checksum =
+        source.identity.md5 ? toHex({source.identity.md5->begin(), source.identity.md5->end()})
+                            : "";
+    if (!checksum.empty())
+        result.identity = {IdentityKind::source_md5, checksum, ""};
+    run(result, m_support.places.source(searched), validator, [&] {
+        return m_search->findSrcFile(searched.c_str(), textOrNull(binaryPath), textOrNull(checksum),
+                                     &validator, nullptr);
+    });
+    learn(searched, result);
+    return result;
+}
+
+std::string kernelReleaseOf(ISearchEnv* environment) {
+    if (environment == nullptr)
+        return {};
+    ObjectPtr<IEnvironmentInfo> const info = environment->environmentInfo();
+    return info ? info->kernelRelease() : "";
+}
+
+} // namespace lokata::profile

@@ -1,0 +1,88 @@
+#pragma once
+
+/// One search for one file of a profile, with the proof of what it is: the library's search over an
+/// environment, with the places of `FilePlaces` as suggestions and the validators of `identity.h`.
+
+#include "search/directory_index.h"
+#include "search/file_places.h"
+#include "search/identity.h"
+
+#include <lokata/profile/resolution.h>
+
+#include <lokata2/file_search.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace lokata::profile {
+
+/// What the searches of one run share. Callable from any thread; outlives its searches.
+struct SearchSupport {
+    explicit SearchSupport(PlaceOptions options) : places(std::move(options), learned) {}
+
+    ElfFactsCache elf;
+    LearnedPaths learned;
+    FilePlaces places;
+    DirectoryIndex directories;
+};
+
+struct SearchSettings {
+    /// Reads the search directories once for all searches over one support; the files found are
+    /// the same without.
+    bool use_index = true;
+    /// As uname -r gives it; stands in where the environment tells none.
+    std::string kernel_release;
+};
+
+/// Runs searches, one at a time; threads have one each. The callbacks, steps and directories of the
+/// environment keep their meaning: its callbacks are asked first.
+///
+/// Names are taken as recorded, without marks such as " (deleted)", and come from foreign files:
+/// what is not safe to use of them is not used. A result without file and without rejections means
+/// that no such file exists.
+class ModuleSearch {
+public:
+    /// `environment` may be null.
+    ModuleSearch(LK_2_13::ObjectPtr<LK_2_13::ISearchEnv> const& environment, SearchSupport& support,
+                 SearchSettings const& settings = {});
+    ~ModuleSearch();
+    ModuleSearch(ModuleSearch const&) = delete;
+    ModuleSearch& operator=(ModuleSearch const&) = delete;
+
+    /// `stepsSelector` goes to the steps configurator of the environment. `hints` are tried before
+    /// all other places.
+    FileResolution findBinary(std::string const& name, BuildId const& buildId,
+                              unsigned long long stepsSelector = 0,
+                              std::vector<Candidate> const& hints = {});
+    /// `binaryPath` is the binary that was found, empty if none; then the recorded `buildId`
+    /// stands in for what the binary would tell.
+    FileResolution findSymbols(std::string const& name, std::string const& binaryPath,
+                               BuildId const& buildId, std::vector<Candidate> const& hints = {});
+    /// Empty for a symbol file that names no supplementary file.
+    std::optional<FileResolution> findSupplementary(std::string const& symbolPath);
+    FileResolution findSource(SourceFile const& source, std::string const& binaryPath);
+
+    /// The renamed prefixes that finds since the last call newly taught, in order.
+    std::vector<PathSubstitution> takeLearned() { return std::exchange(m_learned, {}); }
+
+private:
+    class Environment;
+
+    template <class Find>
+    void run(FileResolution& result, std::vector<Candidate> suggestions,
+             IdentityValidator& validator, Find const& find, bool runSteps = true);
+    void learn(std::string const& name, FileResolution const& result);
+
+    SearchSupport& m_support;
+    std::vector<PathSubstitution> m_learned;
+    LK_2_13::ObjectPtr<Environment> m_environment;
+    LK_2_13::ObjectPtr<LK_2_13::IFileSearch> m_search;
+};
+
+/// The kernel release that an environment tells; empty for a null environment or an unknown one.
+std::string kernelReleaseOf(LK_2_13::ISearchEnv* environment);
+
+} // namespace lokata::profile

@@ -1,0 +1,124 @@
+#pragma once
+
+#include "search/directory_index.h"
+#include "search/file_places.h"
+
+#include <lokata2/search_env.h>
+
+#include <string>
+#include <vector>
+
+namespace lokata::profile {
+
+/// What the callbacks of one search are told and what they saw. Belongs to one thread.
+struct SearchRecord {
+    std::vector<Candidate> suggestions;
+    /// False for a search that ends with its suggestions.
+    bool runSteps = true;
+    /// As the running search spells it; empty before the first search.
+    std::string name;
+    LK_2_13::ObjectPtr<LK_2_13::IValidFile> chosen;
+    std::vector<LK_2_13::ObjectPtr<LK_2_13::IInvalidFile>> rejected;
+    /// Those that ran, in order.
+    std::vector<LK_2_13::search_step_t> steps;
+};
+
+/// Notes the steps that searches come to. The record must outlive it and its iterators.
+class RecordingSteps final : public LK_2_13::RefCountImpl<LK_2_13::ISearchStepsConfigurator> {
+public:
+    RecordingSteps(LK_2_13::ObjectPtr<LK_2_13::ISearchStepsConfigurator> const& inner,
+                   SearchRecord& record)
+        : m_pInner(inner), m_record(record) {}
+
+    LK_2_13::ObjectPtr<LK_2_13::ISearchStepsIterator>
+    getSearchStepsIterator(LK_2_13::search_category_t category,
+                           unsigned long long stepsSelector) override;
+    void setStep(LK_2_13::search_step_t step, LK_2_13::search_category_t category,
+                 bool enable) override {
+        m_pInner->setStep(step, category, enable);
+    }
+
+private:
+    LK_2_13::ObjectPtr<LK_2_13::ISearchStepsConfigurator> m_pInner;
+    SearchRecord& m_record;
+};
+
+/// Adds the suggestions of the record behind those of the environment's own callback.
+class SuggestingCallback final : public LK_2_13::ISearchStartedCallback {
+public:
+    SuggestingCallback(LK_2_13::ISearchEnv* environment, SearchRecord& record)
+        : m_pEnvironment(environment), m_record(record) {}
+    ~SuggestingCallback() override { disconnectHandlers(); }
+
+    bool binFileSearchStarted(char const* fileName,
+                              LK_2_13::IStringContainer& suggestions) override;
+    bool symFileSearchStarted(char const* fileName, char const* binaryName, char const* checksum,
+                              LK_2_13::IStringContainer& suggestions) override;
+    bool srcFileSearchStarted(char const* fileName, char const* binaryName, char const* checksum,
+                              LK_2_13::IStringContainer& suggestions) override;
+
+private:
+    template <class Ask>
+    bool start(char const* fileName, LK_2_13::IStringContainer& suggestions, Ask const& ask);
+
+    LK_2_13::ISearchEnv* m_pEnvironment;
+    SearchRecord& m_record;
+};
+
+/// Remembers the file that the environment's own callback chooses, else the first, and gives null:
+/// so the search goes on to its last callback, the only one that sees what was rejected.
+class RememberingCallback final : public LK_2_13::IFilesFoundCallback {
+public:
+    RememberingCallback(LK_2_13::ISearchEnv* environment, SearchRecord& record)
+        : m_pEnvironment(environment), m_record(record) {}
+    ~RememberingCallback() override { disconnectHandlers(); }
+
+    LK_2_13::ObjectPtr<LK_2_13::IValidFile>
+    binFilesFound(char const* fileName, LK_2_13::IValidFileIterator& files) override;
+    LK_2_13::ObjectPtr<LK_2_13::IValidFile>
+    symFilesFound(char const* fileName, char const* binaryName, char const* checksum,
+                  LK_2_13::IValidFileIterator& files) override;
+    LK_2_13::ObjectPtr<LK_2_13::IValidFile>
+    srcFilesFound(char const* fileName, char const* binaryName, char const* checksum,
+                  LK_2_13::IValidFileIterator& files) override;
+
+private:
+    template <class Ask>
+    LK_2_13::ObjectPtr<LK_2_13::IValidFile> choose(LK_2_13::IValidFileIterator& files,
+                                                   Ask const& ask);
+
+    LK_2_13::ISearchEnv* m_pEnvironment;
+    SearchRecord& m_record;
+};
+
+/// Takes down the rejected files and gives back the file that was chosen, if there is one.
+class RecordingCallback final : public LK_2_13::INoFilesFoundCallback {
+public:
+    RecordingCallback(LK_2_13::ISearchEnv* environment, SearchRecord& record)
+        : m_pEnvironment(environment), m_record(record) {}
+    ~RecordingCallback() override { disconnectHandlers(); }
+
+    LK_2_13::ObjectPtr<LK_2_13::IValidFile>
+    noBinFilesFound(char const* fileName, LK_2_13::IValidator& validator,
+                    LK_2_13::IInvalidFileIterator& invalidFiles,
+                    LK_2_13::IValidFileIterator& validFiles) override;
+    LK_2_13::ObjectPtr<LK_2_13::IValidFile>
+    noSymFilesFound(char const* fileName, char const* binaryName, char const* checksum,
+                    LK_2_13::IValidator& validator, LK_2_13::IInvalidFileIterator& invalidFiles,
+                    LK_2_13::IValidFileIterator& validFiles) override;
+    LK_2_13::ObjectPtr<LK_2_13::IValidFile>
+    noSrcFilesFound(char const* fileName, char const* binaryName, char const* checksum,
+                    LK_2_13::IValidator& validator, LK_2_13::IInvalidFileIterator& invalidFiles,
+                    LK_2_13::IValidFileIterator& validFiles) override;
+
+private:
+    template <class Ask>
+    LK_2_13::ObjectPtr<LK_2_13::IValidFile> record(LK_2_13::IInvalidFileIterator& invalidFiles,
+                                                   LK_2_13::IValidFileIterator& validFiles,
+                                                   Ask const& ask);
+
+    LK_2_13::ISearchEnv* m_pEnvironment;
+    SearchRecord& m_record;
+};
+
+} // namespace lokata::profile

@@ -1,0 +1,106 @@
+#include "support/elf_builder.h"
+
+#include "temp_tree.h"
+
+#include <gtest/gtest.h>
+
+namespace lokata::profile::test {
+namespace {
+
+using LK_2_13::test::contentOf;
+using LK_2_13::test::TempTree;
+
+class ElfFactsTest : public ::testing::Test {
+protected:
+    ElfFacts factsOf(ElfBuilder const& file) { return readElfFacts(file.write(m_tree.path("x"))); }
+
+    TempTree m_tree;
+};
+
+TEST_F(ElfFactsTest, ReadsBuildIdsOfEveryLengthThatIsNoDamage) {
+    for (std::size_t const length : {2U, 3U, 8U, 20U, 21U, 64U, 65U}) {
+        ElfFacts const facts = factsOf(ElfBuilder().buildId(BuildId(length, 1)));
+        EXPECT_EQ(facts.error, "");
+        EXPECT_EQ(facts.build_id, length < 3 || length > 64 ? BuildId() : BuildId(length, 1))
+            << length;
+    }
+}
+
+TEST_F(ElfFactsTest, FindsTheBuildIdThroughProgramHeadersOfAFileWithoutSections) {
+    std::string const id(20, 'i');
+    std::string const note = elfNote(Bytes(), NT_GNU_BUILD_ID, "GNU", id);
+    Bytes file = elfHeader(true, false, ET_DYN, 1);
+    programHeader(file, true, PT_NOTE, 0, 64 + 56, 0, note.size(), 0);
+    EXPECT_EQ(readElfFacts(m_tree.file("x", file.raw(note).content())).build_id, BuildId(20, 'i'));
+}
+
+TEST_F(ElfFactsTest, ReadsLinksInTheByteOrderOfTheFile) {
+    for (bool const bigEndian : {false, true}) {
+        ElfBuilder file(bigEndian);
+        file.buildId(BuildId(20, 1))
+            .debugLink("tool.debug", 0x12345678)
+            .altLink("../dwz", BuildId(20, 7));
+        ElfFacts const facts = factsOf(file);
+        ASSERT_TRUE(facts.debug_link && facts.alt_link);
+        EXPECT_EQ(facts.build_id, BuildId(20, 1));
+        EXPECT_EQ(facts.debug_link->name, "tool.debug");
+        EXPECT_EQ(facts.debug_link->crc, 0x12345678U);
+        EXPECT_EQ(facts.alt_link->name, "../dwz");
+        EXPECT_EQ(facts.alt_link->build_id, BuildId(20, 7));
+    }
+}
+
+TEST_F(ElfFactsTest, CountsAsDebugInformationOnlyWhatHasContent) {
+    EXPECT_TRUE(factsOf(ElfBuilder().debugInfo()).has_debug_info);
+    EXPECT_FALSE(factsOf(ElfBuilder().section(".debug_info", "x", SHT_NOBITS)).has_debug_info);
+    ElfFacts const facts = factsOf(ElfBuilder().symbolTable().section(".gnu_debugdata", "xz"));
+    EXPECT_TRUE(facts.has_symbol_table && facts.has_mini_debug_info && !facts.has_debug_info);
+}
+
+TEST_F(ElfFactsTest, TellsKernelsAndModulesFromPrograms) {
+    auto const kindOf = [&](std::uint16_t type, char const* section) {
+        return factsOf(ElfBuilder(false, type).section(section, "x")).kind;
+    };
+    EXPECT_EQ(kindOf(ET_EXEC, "__ksymtab"), ElfKind::kernel);
+    EXPECT_EQ(kindOf(ET_REL, ".modinfo"), ElfKind::kernel_module);
+    EXPECT_EQ(kindOf(ET_REL, ".text"), ElfKind::object);
+    EXPECT_EQ(kindOf(ET_DYN, ".modinfo"), ElfKind::program);
+}
+
+TEST_F(ElfFactsTest, SaysWhyAFileIsUnreadable) {
+    EXPECT_EQ(readElfFacts(m_tree.file("text", "#!/bin/sh\n")).error, "not an ELF file");
+    EXPECT_EQ(readElfFacts(m_tree.file("empty")).error, "not an ELF file");
+    EXPECT_EQ(readElfFacts(m_tree.dir("dir")).error, "not a regular file");
+    EXPECT_NE(readElfFacts(m_tree.path("none")).error, "");
+}
+
+/// What matters is that the sanitizers stay silent and that nothing is made up.
+TEST_F(ElfFactsTest, SurvivesTruncationsAndFlippedBytes) {
+    ElfBuilder file;
+    file.buildId(BuildId(20, 1)).debugLink("tool.debug", 1).altLink("shared", BuildId(20, 1));
+    std::string const whole = contentOf(file.symbolTable().debugInfo().write(m_tree.path("whole")));
+    for (std::size_t length = 0; length < whole.size(); length += 5) {
+        BuildId const id = readElfFacts(m_tree.file("x", whole.substr(0, length))).build_id;
+        EXPECT_TRUE(id.empty() || id == BuildId(20, 1));
+    }
+    Damage damage(whole, 4);
+    for (int round = 0; round < 200; ++round)
+        EXPECT_LE(readElfFacts(m_tree.file("x", damage())).build_id.size(), c_maxBuildId);
+}
+
+TEST_F(ElfFactsTest, TheCacheTakesARewrittenFileForAnotherOne) {
+    ElfFactsCache cache;
+    std::string const path = ElfBuilder().buildId(BuildId(20, 1)).write(m_tree.path("x"));
+    EXPECT_EQ(cache.facts(m_tree.link("alias", path)).get(), cache.facts(path).get());
+    std::uint32_t const crc = cache.crc32(path).value();
+
+    ElfBuilder().buildId(BuildId(20, 9)).write(m_tree.path("new"));
+    std::filesystem::rename(m_tree.path("new"), path);
+    EXPECT_EQ(cache.facts(path)->build_id, BuildId(20, 9));
+    EXPECT_NE(cache.crc32(path).value(), crc);
+    EXPECT_EQ(fileCrc32(m_tree.file("x", "123456789")), 0xcbf43926U);
+    EXPECT_EQ(fileCrc32(m_tree.path("none")), std::nullopt);
+}
+
+} // namespace
+} // namespace lokata::profile::test

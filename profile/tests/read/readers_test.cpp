@@ -1,0 +1,270 @@
+#include "support/inputs.h"
+
+#include "read/names.h"
+#include "temp_tree.h"
+#include <lokata/profile/read.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include <gmock/gmock.h>
+
+namespace lokata::profile::test {
+
+namespace {
+
+using namespace testing;
+
+/// "name buildid kind" of each module, the kind left out of ordinary files.
+std::vector<std::string> names(Profile const& profile) {
+    std::vector<std::string> all;
+    for (auto const& one : profile.modules) {
+        all.push_back(one.name + (one.build_id.empty() ? "" : " " + toHex(one.build_id)));
+        if (one.kind != ModuleKind::file)
+            all.back().append(" ").append(wordOf(c_moduleKinds, one.kind));
+    }
+    return all;
+}
+
+ReadOptions forcedTo(std::string const& format) {
+    ReadOptions options;
+    options.format = format;
+    return options;
+}
+
+TEST(Detection, KnowsEveryKindByItsContent) {
+    for (auto const& input : inputs()) {
+        auto const profile = readProfile(input.content);
+        EXPECT_EQ(profile.format, input.format) << input.name;
+        EXPECT_THAT(profile.errors, IsEmpty()) << input.format << " " << input.name;
+    }
+    EXPECT_EQ(detectFormat(std::string("\0\1\2\3", 4)), "");
+    EXPECT_EQ(detectFormat(""), "");
+    EXPECT_EQ(detectFormat("\n\n/usr/bin/app\n"), "paths");
+    auto const forced = readProfile("abcdef01 /bin/app\n", forcedTo("paths"));
+    EXPECT_THAT(names(forced), ElementsAre("abcdef01 /bin/app"));
+}
+
+struct List {
+    std::string content;
+    std::vector<std::string> modules;
+    std::string damaged; ///< The line that is told to be damaged, empty if none is.
+};
+
+TEST(Lists, NameModulesLineByLine) {
+    for (auto const& [content, modules, damaged] : std::vector<List>{
+             {"0011223344556677 /opt/my app\r\n" + std::string(41, ' ') +
+                  "/bin/none\n\nabc /odd/digits\n",
+              {"/opt/my app 0011223344556677", "/bin/none"},
+              "abc /odd"},
+             {"0x400000+0x207000 2818b2009547@0x400284 /usr/bin/sleep /usr/lib/debug/s [exe]\n"
+              "0x7000+0x1000 1e2a683b7d87@0x7340 . - linux-vdso.so.1\n"
+              "0x8000+0x1000 - /opt/my app/x - x\n"
+              "0x9000+0x2000 - - - [vdso: 7]\nnot this\n",
+              {"/usr/bin/sleep 2818b2009547", "linux-vdso.so.1 1e2a683b7d87 vdso", "/opt/my app/x",
+               "[vdso: 7] vdso"},
+              "not this"},
+             {"1000-2000 r--p 0 fe:00 12    /bin/a\\012b c\n2000-3000 r-xp 0 fe:00 12 /bin/a\\012b "
+              "c\n3000-4000 r--p 0 fe:00 13 /usr/share/data\n4000-5000 r-xp 0 00:00 0 \n"
+              "5000-6000 r-xp 0 fe:00 14 /lib/b\\s (deleted)\nf-10 --xp 0 00:00 0 [vsyscall]\n",
+              {"/bin/a\nb c", "/lib/b\\s (deleted) deleted-file", "[vsyscall] vsyscall"},
+              ""},
+             {"3000-4000 r--p 0 fe:00 13 /only/data\n", {"/only/data"}, ""}}) {
+        auto const profile = readProfile(content);
+        EXPECT_EQ(names(profile), modules);
+        ASSERT_THAT(profile.errors, SizeIs(damaged.empty() ? 0 : 1)) << content;
+        EXPECT_TRUE(damaged.empty() || profile.errors[0].offset == content.find(damaged));
+    }
+}
+
+TEST(Core, NamesModulesWithTheBuildIdsInTheirPages) {
+    for (auto const& [wide, bigEndian] : {std::pair(true, false), std::pair(true, true),
+                                          std::pair(false, false), std::pair(false, true)}) {
+        CoreFile const core{wide,
+                            bigEndian,
+                            {{"/bin/app", buildId('a', 8), false},
+                             {"/usr/share/data", "", false},
+                             {"/lib/libx.so", buildId('b', 32)},
+                             {"/lib/gone.so (deleted)", ""}}};
+        auto const profile = readProfile(core.content());
+        EXPECT_THAT(profile.errors, IsEmpty());
+        EXPECT_THAT(names(profile),
+                    ElementsAre("/bin/app 6162636465666768", StartsWith("/lib/libx.so 6263"),
+                                "/lib/gone.so (deleted) deleted-file"));
+        EXPECT_THAT(profile.modules.at(1).build_id, SizeIs(32));
+    }
+}
+
+TEST(Pprof, CountsSamplesAndListsSourcesByMapping) {
+    for (auto const& input : inputs()) {
+        if (input.format != "pprof")
+            continue;
+        auto const profile = readProfile(input.content);
+        EXPECT_THAT(names(profile), ElementsAre("/bin/app abcdef0123", "/lib/libx.so"));
+        EXPECT_EQ(profile.modules[0].samples, 5U);
+        EXPECT_EQ(profile.modules[1].samples, 7U);
+        EXPECT_EQ(profile.modules[1].caller_samples, 5U);
+        EXPECT_THAT(profile.source_files, ElementsAre("src/main.cc"));
+        EXPECT_THAT(profile.modules[0].source_files, ElementsAre(0U));
+    }
+}
+
+TEST(Pprof, CountsStacksWhereNoValueCountsAndTakesTheFirstThatDoes) {
+    PprofFile bytes;
+    bytes.string("").string("space").string("bytes").string("/app").string("count");
+    auto counted = bytes.mapping(1, 3, 0).location(1, 1, 0);
+    bytes.unit(1, 2).sample({1}, {4096}).sample({1}, {8192});
+    EXPECT_EQ(readProfile(bytes.content()).modules.at(0).samples, 2U);
+    counted.unit(1, 2).unit(1, 4).sample({1}, {4096, 3});
+    EXPECT_EQ(readProfile(counted.content()).modules.at(0).samples, 3U);
+}
+
+TEST(Pprof, IgnoresReferencesToWhatIsNotThere) {
+    PprofFile file;
+    file.string("").string("/app").mapping(1, 1, 77).location(1, 9, 9).sample({1, 5}, {});
+    auto const profile = readProfile(file.content());
+    EXPECT_THAT(names(profile), ElementsAre("/app"));
+    EXPECT_EQ(profile.unattributed_samples, 1U);
+}
+
+TEST(Pprof, StopsUnpackingAtTheLimit) {
+    PprofFile file;
+    file.string("").string("/app").mapping(1, 1, 0).string(std::string(1 << 20, 'x'));
+    ReadOptions options;
+    options.max_unpacked = 1000;
+    auto const profile = readProfile(gzip(file.content()), options);
+    EXPECT_THAT(names(profile), ElementsAre("/app"));
+    ASSERT_FALSE(profile.errors.empty());
+    EXPECT_THAT(profile.errors[0].message, HasSubstr("limit of 1000 bytes"));
+
+    auto const bomb = gzip(file.string(std::string(20 << 20, 'x')).content());
+    EXPECT_THAT(readProfile(bomb).errors, SizeIs(2)) << "out of proportion to its size";
+    options = ReadOptions();
+    options.max_expansion = 2000;
+    EXPECT_THAT(readProfile(bomb, options).errors, IsEmpty());
+}
+
+TEST(Limits, NamesBeyondTheBudgetAreLeftOutAndTold) {
+    std::string list;
+    for (int i = 0; i < 100; ++i)
+        list += "/bin/app" + std::to_string(i) + "\n";
+    ReadOptions options;
+    options.max_names = 2000;
+    auto const profile = readProfile(list, options);
+    EXPECT_THAT(profile.modules.size(), AllOf(Gt(1U), Lt(50U)));
+    EXPECT_THAT(profile.errors, SizeIs(1));
+}
+
+TEST(Names, OnlyPlainPathsAreSafe) {
+    for (auto const* const name : {"/usr/bin/a", "a..b/..c", "[vdso]", "/caf\xc3\xa9"})
+        EXPECT_TRUE(isSafeName(name)) << name;
+    for (auto const& name : {"", "..", "../a", "/a/..", "/a/../b", "a\nb", "a\x7f"})
+        EXPECT_FALSE(isSafeName(name)) << name;
+    EXPECT_TRUE(isSafeBareName("libx.so"));
+    EXPECT_FALSE(isSafeBareName("/libx.so") || isSafeBareName("."));
+    EXPECT_FALSE(isSafeName(std::string(5000, 'a')));
+}
+
+TEST(Names, AreShownWithoutWhatATerminalWouldObey) {
+    EXPECT_EQ(displayName("/caf\xc3\xa9 x"), "/caf\xc3\xa9 x");
+    EXPECT_EQ(displayName("a\x1b[1m\\\n"), "a\\x1b[1m\\x5c\\x0a");
+    EXPECT_EQ(displayName("\xff\xc3"), "\\xff\\xc3");
+    EXPECT_EQ(displayName("\xc2\x9b"), "\\xc2\\x9b") << "a C1 control";
+    EXPECT_EQ(displayName("\xe2\x80\xae"), "\\xe2\\x80\\xae") << "right-to-left override";
+    EXPECT_EQ(displayName("\xc0\xaf\xed\xa0\x80"), "\\xc0\\xaf\\xed\\xa0\\x80") << "overlong";
+}
+
+TEST(FuzzCorpus, EveryReaderTakesEveryInputThatWasEverKept) {
+    std::size_t replayed = 0;
+    for (auto const& directory : std::filesystem::directory_iterator(FUZZ_CORPUS)) {
+        std::string const forced = directory.path().filename();
+        for (auto const& file : std::filesystem::directory_iterator(directory)) {
+            auto const profile = readProfileFile(file.path(), forcedTo(forced));
+            bool const seed = file.path().filename().string().rfind("seed-", 0) == 0;
+            EXPECT_TRUE(!seed || (profile.errors.empty() && !profile.modules.empty()))
+                << file.path();
+            readProfileFile(file.path());
+            ++replayed;
+        }
+    }
+    EXPECT_GE(replayed, 7U);
+}
+
+class Files : public testing::Test {
+protected:
+    LK_2_13::test::TempTree const m_tree;
+    std::string const m_path = m_tree.path("input");
+};
+
+TEST_F(Files, AreReadFromAPathAndToldWhenTheyCannotBe) {
+    std::ofstream(m_path) << "/bin/app\n";
+    EXPECT_THAT(names(readProfileFile(m_path)), ElementsAre("/bin/app"));
+    std::ofstream(m_path, std::ios::trunc).close();
+    EXPECT_THAT(readProfileFile(m_path).errors.at(0).message, HasSubstr("empty"));
+    EXPECT_THAT(readProfileFile(m_path + "x").errors.at(0).message, HasSubstr("No such file"));
+    EXPECT_THAT(readProfileFile("/").errors.at(0).message, HasSubstr("directory"));
+    EXPECT_THAT(readProfileFile("/proc/self/exe").errors.at(0).message, HasSubstr("not a core"));
+    auto const self = readProfileFile("/proc/self/maps");
+    EXPECT_EQ(self.format, "maps");
+    EXPECT_THAT(names(self), Contains(std::filesystem::read_symlink("/proc/self/exe")));
+}
+
+/// The real tool, where this machine lets it record.
+TEST_F(Files, ARealRecordingAgreesWithTheToolThatWroteIt) {
+    auto const record = "perf record -q -e cpu-clock -o " + m_path +
+                        " -- sha256sum $(command -v perf) >/dev/null 2>&1";
+    auto const list = "perf buildid-list -i " + m_path + " >" + m_path + ".txt 2>/dev/null";
+    if (std::system(record.c_str()) < 0 || std::system(list.c_str()) != 0)
+        GTEST_SKIP() << "perf cannot record here";
+    auto const ours = readProfileFile(m_path);
+    EXPECT_THAT(ours.errors, IsEmpty());
+    EXPECT_TRUE(ours.has_samples);
+    for (auto const& name : names(readProfileFile(m_path + ".txt")))
+        EXPECT_THAT(names(ours), Contains(name));
+}
+
+/// What every result has to hold, however its input looks.
+void expectSound(Profile const& profile) {
+    for (auto const& one : profile.modules) {
+        ASSERT_LE(one.build_id.size(), 64U);
+        for (auto const source : one.source_files)
+            ASSERT_LT(source, profile.source_files.size());
+    }
+    for (auto const& error : profile.errors)
+        ASSERT_EQ(displayName(error.message), error.message);
+}
+
+struct Damaged : testing::TestWithParam<Input> {};
+
+TEST_P(Damaged, TruncatedInputGivesWhatIsThereAndTellsTheRest) {
+    auto const& input = GetParam();
+    auto const options = forcedTo(input.format);
+    auto const whole = readProfile(input.content, options);
+    bool const binary = input.format == "perf" || input.format == "core" || input.name == "gzipped";
+    for (std::size_t size = 0; size < input.content.size(); ++size) {
+        auto const cut = std::string(input.content, 0, size);
+        auto const profile = readProfile(cut, options);
+        expectSound(profile);
+        ASSERT_LE(profile.modules.size(), whole.modules.size() + 1);
+        ASSERT_TRUE(!binary || !profile.errors.empty() || input.name == "pipe") << size;
+        expectSound(readProfile(cut));
+    }
+}
+
+TEST_P(Damaged, FlippedBytesNeitherCrashNorHang) {
+    auto const& input = GetParam();
+    auto options = forcedTo(input.format);
+    options.max_unpacked = options.max_inflated = 1 << 20;
+    Damage damage(input.content, 4);
+    for (int round = 0; round < 2000; ++round)
+        expectSound(readProfile(damage(), options));
+}
+
+INSTANTIATE_TEST_SUITE_P(Inputs, Damaged, ValuesIn(inputs()), [](auto const& tested) {
+    return "input" + std::to_string(tested.index) + tested.param.format[0];
+});
+
+} // namespace
+
+} // namespace lokata::profile::test

@@ -1,0 +1,196 @@
+#include <lokata/profile/report.h>
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+#include <valijson/adapters/nlohmann_json_adapter.hpp>
+#include <valijson/schema.hpp>
+#include <valijson/schema_parser.hpp>
+#include <valijson/validator.hpp>
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+
+using namespace lokata::profile;
+using namespace LK_2_13;
+using nlohmann::json;
+using namespace testing;
+
+namespace {
+
+/// What a hostile recording would call a module: not UTF-8, and markup, script ends, terminal
+/// sequences, reversed writing and the marks of the page itself.
+std::string const c_hostile =
+    "/x/</script><!--<script>\"'&\n\x1b[31m\xff\xe2\x80\xae\\u003c<!--documents-->";
+
+/// Empty if a document is as the schema says, else what is wrong.
+std::string violations(std::string const& document) {
+    using valijson::adapters::NlohmannJsonAdapter;
+    std::ifstream file(RESOLVE_SCHEMA);
+    valijson::Schema schema;
+    valijson::SchemaParser().populateSchema(NlohmannJsonAdapter(json::parse(file)), schema);
+    valijson::ValidationResults results;
+    valijson::Validator().validate(schema, NlohmannJsonAdapter(json::parse(document)), &results);
+    std::string text;
+    for (valijson::ValidationResults::Error const& error : results)
+        text += error.context.back() + ": " + error.description + "\n";
+    return text;
+}
+
+FileResolution found(std::string const& path) {
+    FileResolution file;
+    file.path = path;
+    file.step = ssHighPrioritySearchDirs;
+    file.identity = {IdentityKind::build_id, "00ff", "00ff"};
+    return file;
+}
+
+JudgedCandidate candidate(std::string const& path, std::string const& message,
+                          Identity const& identity = {}) {
+    return {path, vrInvalid, svError, ssArchiveSearchDirs, message, identity};
+}
+
+FileResolution refused(std::vector<JudgedCandidate> candidates) {
+    FileResolution file;
+    file.identity = {IdentityKind::build_id, "00ff", ""};
+    file.rejected = std::move(candidates);
+    return file;
+}
+
+ModuleResolution module(std::string const& name, ModuleStatus status, std::uint64_t samples) {
+    ModuleResolution result;
+    result.module.name = name;
+    result.module.samples = samples;
+    result.status = status;
+    return result;
+}
+
+/// One module of every status and kind of file, with a hostile text wherever a foreign one fits.
+ProfileResolution everything() {
+    ProfileResolution all;
+    all.input = c_hostile;
+    all.profile.format = "perf";
+    all.profile.has_samples = true;
+    all.profile.unattributed_samples = 5;
+    all.profile.host_name = all.profile.kernel_release = all.profile.architecture = c_hostile;
+    all.profile.errors = {{4096, c_hostile}};
+    all.modules = {module(c_hostile, ModuleStatus::resolved, 70),
+                   module("", ModuleStatus::unproven, 10), module("/m", ModuleStatus::missing, 9),
+                   module("[vdso]", ModuleStatus::not_a_file, 4),
+                   module("/g", ModuleStatus::unsupported, 2)};
+    all.modules[0].module.build_id.assign(64, 0xab);
+    all.modules[0].binary = all.modules[0].supplementary = found(c_hostile);
+    all.modules[0].symbols =
+        refused({candidate(c_hostile, c_hostile, {IdentityKind::none, c_hostile, c_hostile})});
+    all.modules[1].binary = found("/usr/lib/a.so");
+    all.modules[1].binary->confidence = cfPolicyLow;
+    all.modules[2].binary = FileResolution{};
+    all.modules[4].module.mount_namespace = 4026531840;
+    all.sources = {{c_hostile, c_hostile, found("/s.c")}, {"t.c", "/m", FileResolution{}}};
+    all.learned = {{c_hostile, ""}};
+    return all;
+}
+
+std::string page(std::vector<ProfileResolution> const& resolutions) {
+    std::ostringstream out;
+    writeHtml(out, resolutions);
+    return out.str();
+}
+
+std::string between(std::string const& text, std::string const& from, std::string const& to) {
+    std::size_t const begin = text.find(from) + from.size();
+    return text.substr(begin, text.find(to, begin) - begin);
+}
+
+} // namespace
+
+TEST(JsonReport, EveryDocumentIsAsItsSchemaSays) {
+    EXPECT_EQ(violations(toJson(ProfileResolution{})), "");
+    ProfileResolution one = everything();
+    EXPECT_EQ(violations(toJson(one)), "");
+    json broken = json::parse(toJson(one));
+    broken["modules"][0]["binary"]["path"] = nullptr;
+    EXPECT_NE(violations(broken.dump()), "") << "a file that was found has a path";
+    one.profile.has_samples = false;
+    for (auto const kind :
+         {IdentityKind::none, IdentityKind::build_id, IdentityKind::debug_link_crc,
+          IdentityKind::same_file, IdentityKind::source_md5, IdentityKind::time_and_size}) {
+        one.modules[0].binary->identity.kind = kind;
+        EXPECT_EQ(violations(toJson(one)), "") << wordOf(c_identityKinds, kind);
+    }
+    for (unsigned step = ssArchiveSearchDirs; step <= ssCacheSearchDir; step <<= 1) {
+        one.modules[0].binary->step = static_cast<search_step_t>(step);
+        EXPECT_EQ(violations(toJson(one)), "") << step;
+    }
+}
+
+TEST(JsonReport, TellsWhatWasFoundAndWhatWasRefusedWithExpectedAndActual) {
+    ProfileResolution resolution = everything();
+    resolution.modules[2].binary =
+        refused({candidate("/opt/m", "rebuilt", {IdentityKind::build_id, "00ff", "0100"})});
+    json const document = json::parse(toJson(resolution));
+    EXPECT_EQ(document["modules"][1]["binary"],
+              json::parse(R"({"path": "/usr/lib/a.so", "confidence": "cfPolicyLow",
+                  "step": "ssHighPrioritySearchDirs", "place": "search-step", "reason": null,
+                  "identity": {"kind": "build-id", "expected": "00ff", "actual": "00ff"},
+                  "rejected": [], "elapsed_us": 0})"));
+    EXPECT_EQ(document["modules"][2]["binary"],
+              json::parse(R"({"path": null, "confidence": null, "step": null, "place": null,
+                  "reason": "/opt/m: rebuilt",
+                  "identity": {"kind": "build-id", "expected": "00ff", "actual": null},
+                  "rejected": [{"path": "/opt/m", "severity": "svError", "message": "rebuilt",
+                                "step": "ssArchiveSearchDirs", "kind": "build-id",
+                                "expected": "00ff", "actual": "0100"}], "elapsed_us": 0})"));
+    EXPECT_TRUE(document["modules"][3]["binary"].is_null());
+}
+
+TEST(JsonReport, CountsSamplesByStatusAndLeavesThemOutWhereNoneWereTaken) {
+    ProfileResolution resolution = everything();
+    json const with = json::parse(toJson(resolution))["summary"];
+    EXPECT_EQ(with["samples"], 100);
+    EXPECT_EQ(with["resolved"], json({{"modules", 1}, {"samples", 70}}));
+    resolution.profile.has_samples = false;
+    json const without = json::parse(toJson(resolution));
+    EXPECT_TRUE(without["summary"]["samples"].is_null());
+}
+
+TEST(JsonReport, MarksTextsThatAreEscapedAndOnlyThose) {
+    ProfileResolution resolution = everything();
+    resolution.modules[1].module.name = "/opt/\xc3\xa4 <b>/lib.so";
+    json const document = json::parse(toJson(resolution));
+    json const& hostile = document["modules"][0];
+    EXPECT_EQ(hostile["name"], "/x/</script><!--<script>\"'&\\x0a\\x1b[31m\\xff\\xe2\\x80\\xae"
+                               "\\x5cu003c<!--documents-->");
+    EXPECT_EQ(hostile["name_escaped"], true);
+    EXPECT_EQ(hostile["symbols"]["rejected"][0]["actual_escaped"], true);
+    EXPECT_EQ(document["modules"][1]["name"], "/opt/\xc3\xa4 <b>/lib.so");
+    EXPECT_FALSE(document["modules"][1].contains("name_escaped"));
+    EXPECT_THAT(toJson(resolution), Not(HasSubstr("\n")));
+}
+
+TEST(Reasons, AnotherIdentityTellsMoreThanAFileThatIsNotThere) {
+    auto const absent = candidate("/a", "\"/a\" does not exist.");
+    auto const unreadable = candidate("/b", "no ELF file", {IdentityKind::build_id, "00", ""});
+    auto const rebuilt = candidate("/c", "rebuilt", {IdentityKind::build_id, "00", "01"});
+    EXPECT_EQ(missingReason(refused({absent, unreadable, rebuilt, absent})), "/c: rebuilt");
+    EXPECT_EQ(missingReason(refused({absent, unreadable})), "/b: no ELF file");
+    EXPECT_EQ(missingReason(refused({absent})), "\"/a\" does not exist.");
+    EXPECT_EQ(mostTellingRejection(refused({})), nullptr);
+    EXPECT_EQ(missingReason(found("/c")), "");
+}
+
+TEST(HtmlReport, HoldsTheDocumentsUnchangedWhateverTheyName) {
+    std::vector<ProfileResolution> const resolutions{everything(), ProfileResolution{}};
+    std::string const data = between(page(resolutions), "id=\"documents\">", "</script>");
+    EXPECT_THAT(data, Not(HasSubstr("<")));
+    EXPECT_EQ(json::parse(data),
+              json({json::parse(toJson(resolutions[0])), json::parse(toJson(resolutions[1]))}));
+    EXPECT_EQ(json::parse(between(page({}), "id=\"documents\">", "</script>")), json::array());
+}
+
+TEST(HtmlReport, NeedsNothingButItselfAndTakesNoForeignTag) {
+    std::string const text = page({everything()});
+    for (char const* const foreign : {"://", "src=", "url(", "@report_", "</script><!--"})
+        EXPECT_THAT(text, Not(HasSubstr(foreign)));
+    EXPECT_THAT(text, HasSubstr("default-src 'none'"));
+}

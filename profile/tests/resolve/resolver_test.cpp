@@ -1,0 +1,189 @@
+#include <lokata/profile/resolver.h>
+
+#include "support/search_fixture.h"
+#include <lokata/profile/archive.h>
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+namespace lokata::profile::test {
+namespace {
+
+using LK_2_13::test::contentOf;
+using namespace testing;
+using namespace LK_2_13;
+
+std::string const c_release = "6.1.0-lokata-test";
+
+Module module(std::string name, BuildId id = {}, ModuleKind kind = ModuleKind::file) {
+    Module result;
+    result.name = std::move(name);
+    result.build_id = std::move(id);
+    result.kind = kind;
+    return result;
+}
+
+class ResolverTest : public SearchFixture {
+protected:
+    ResolverTest() {
+        m_options.sysroot = m_tree.path("root");
+        auto const info = IEditableEnvironmentInfo::create();
+        info->setKernelRelease(c_release.c_str());
+        m_environment->setEnvironmentInfo(ObjectPtr<IEnvironmentInfo>(info));
+    }
+
+    ProfileResolution resolve(Profile profile) {
+        Resolver resolver(environment(), m_options);
+        ProfileResolution result = resolver.resolve(std::move(profile), "test");
+        resolver.findSources(result);
+        return result;
+    }
+    ProfileResolution resolve(std::vector<Module> modules) {
+        Profile profile;
+        profile.modules = std::move(modules);
+        return resolve(std::move(profile));
+    }
+    ModuleResolution resolveOne(Module single) {
+        return resolve(std::vector<Module>{std::move(single)}).modules.at(0);
+    }
+};
+
+TEST_F(ResolverTest, EachKindOfModuleGetsItsTreatment) {
+    searchIn("tree");
+    std::string const tool = binary("tree/tool", c_id);
+    EXPECT_EQ(resolveOne(module("[vdso]", c_id, ModuleKind::vdso)).status,
+              ModuleStatus::not_a_file);
+    EXPECT_FALSE(resolveOne(module("//anon", {}, ModuleKind::anonymous)).binary);
+    EXPECT_FALSE(resolveOne(module("/bin/\x1b[31mred")).binary) << "not safe to look up";
+    EXPECT_EQ(resolveOne(module("/gone/tool")).status, ModuleStatus::unproven);
+
+    Module removed = module("/gone/tool (deleted)", c_id, ModuleKind::deleted_file);
+    EXPECT_EQ(resolveOne(removed).status, ModuleStatus::resolved);
+    EXPECT_EQ(resolveOne(removed).binary->path, tool);
+    removed.build_id = c_otherId;
+    EXPECT_EQ(resolveOne(removed).status, ModuleStatus::missing);
+}
+
+TEST_F(ResolverTest, NamesOfOtherMachinesCountOnlyWithABuildId) {
+    searchIn("tree");
+    binary("tree/tool", c_id);
+    Module elsewhere = module("/usr/bin/tool");
+    elsewhere.mount_namespace = 4026532000;
+    for (Module foreign : {elsewhere, module("/usr/bin/tool", {}, ModuleKind::guest_file)}) {
+        EXPECT_EQ(resolveOne(foreign).status, ModuleStatus::unsupported)
+            << wordOf(c_moduleKinds, foreign.kind);
+        foreign.build_id = c_id;
+        EXPECT_EQ(resolveOne(foreign).status, ModuleStatus::resolved)
+            << wordOf(c_moduleKinds, foreign.kind);
+    }
+}
+
+TEST_F(ResolverTest, TheKernelIsThatOfTheRecordedRelease) {
+    symbols("root/boot/vmlinux-" + c_release, c_otherId);
+    std::string const real = symbols("root/lib/modules/" + c_release + "/build/vmlinux", c_id);
+    ModuleResolution const kernel =
+        resolveOne(module("[kernel.kallsyms]", c_id, ModuleKind::kernel));
+    ASSERT_EQ(kernel.status, ModuleStatus::resolved);
+    EXPECT_EQ(kernel.binary->path, real);
+    EXPECT_EQ(kernel.binary->place, Place::kernel_tree);
+    EXPECT_EQ(kernel.symbols->path, real);
+    ASSERT_THAT(kernel.binary->rejected, SizeIs(1));
+    EXPECT_EQ(kernel.binary->rejected[0].identity.actual, "09090909");
+}
+
+TEST_F(ResolverTest, AKernelModuleIsKnownByBothSpellingsAndRefusedWhilePacked) {
+    std::string const modules = "root/lib/modules/" + c_release + "/kernel/";
+    std::string const packed = m_tree.file(modules + "a/snd-hda.ko.xz", "\xfd\x37zXZ");
+    Module const recorded = module("[snd_hda]", c_id, ModuleKind::kernel_module);
+    ModuleResolution const missing = resolveOne(recorded);
+    EXPECT_EQ(missing.status, ModuleStatus::missing);
+    ASSERT_THAT(missing.binary->rejected, SizeIs(1));
+    EXPECT_EQ(missing.binary->rejected[0].path, packed);
+    EXPECT_THAT(missing.binary->rejected[0].message, HasSubstr("xz"));
+
+    std::string const plain = binary(modules + "b/snd-hda.ko", c_id);
+    EXPECT_EQ(resolveOne(recorded).binary->path, plain);
+}
+
+TEST_F(ResolverTest, EqualModulesGetEqualAnswersAndKeepTheirOwnRecord) {
+    searchIn("tree");
+    binary("tree/tool", c_id);
+    Module second = module("/gone/tool", c_id);
+    second.samples = 2;
+    auto const modules =
+        resolve({module("/gone/tool", c_id), second, module("/gone/tool", c_otherId)}).modules;
+    EXPECT_EQ(modules[1].binary->path, modules[0].binary->path);
+    EXPECT_EQ(modules[1].module.samples, 2U);
+    EXPECT_EQ(modules[2].status, ModuleStatus::missing);
+}
+
+/// Takes away everything but the archive, as on another machine.
+TEST_F(ResolverTest, TheArchiveAloneGivesTheSameAnswers) {
+    searchIn("tree");
+    BuildId const linkedId{5, 5, 5, 5};
+    BuildId const kernelId{7, 7, 7, 7};
+    binary("tree/bin/plain", c_id);
+    symbols("debug/.build-id/01/02030405060708.debug", c_id);
+    binary("debug/.build-id/05/050505", linkedId);
+    ElfBuilder linked;
+    linked.buildId(linkedId).debugInfo().altLink("../../.dwz/shared.debug", c_otherId);
+    linked.write(m_tree.file("debug/.build-id/05/050505.debug"));
+    symbols("debug/.dwz/shared.debug", c_otherId);
+    symbols("tree/unstripped", {6, 6, 6, 6});
+    symbols("root/boot/vmlinux-" + c_release, kernelId);
+    std::vector<Module> const modules{module("/opt/bin/plain", c_id),
+                                      module("/opt/bin/linked", linkedId),
+                                      module("/opt/bin/unstripped", {6, 6, 6, 6}),
+                                      module("[kernel.kallsyms]", kernelId, ModuleKind::kernel),
+                                      module("/opt/bin/nowhere", {8, 8, 8, 8})};
+    ProfileResolution const here = resolve(modules);
+    ASSERT_FALSE(here.learned.empty());
+    EXPECT_EQ(here.learned[0].from + " " + here.learned[0].to, "/opt " + m_tree.path("tree"));
+
+    std::string const archive = m_tree.path("fresh/archive");
+    ArchiveOutcome const kept = archiveFiles(here, archive);
+    EXPECT_THAT(kept.errors, IsEmpty());
+    EXPECT_EQ(kept.added, 7U) << "four binaries, two symbol files, one supplementary file";
+    EXPECT_EQ(archiveFiles(here, archive).kept, 7U);
+
+    auto const contents = [](ModuleResolution const& each) {
+        return contentOf(each.binary->path) + contentOf(each.symbols->path);
+    };
+    std::vector<std::string> before;
+    for (ModuleResolution const& each : here.modules)
+        before.push_back(contents(each));
+    for (char const* const gone : {"tree", "debug", "root"})
+        std::filesystem::remove_all(m_tree.path(gone));
+    auto const archives = IEditableSearchDirContainer::create();
+    archives->addDirectory(scAllFiles, (archive + "/all").c_str(), true, false);
+    archives->addDirectory(scBinaryFiles, (archive + "/binaries").c_str(), true, false);
+    archives->addDirectory(scSymbolFiles, (archive + "/symbols").c_str(), true, false);
+    m_environment->setArchiveDirs(ObjectPtr<ISearchDirContainer>(archives));
+    m_environment->setSearchDirs(nullptr);
+    ProfileResolution const there = resolve(modules);
+    for (std::size_t i = 0; i < modules.size(); ++i) {
+        EXPECT_EQ(there.modules[i].status, here.modules[i].status) << modules[i].name;
+        EXPECT_EQ(contents(there.modules[i]), before[i]) << modules[i].name;
+    }
+    ASSERT_TRUE(there.modules[1].supplementary);
+    EXPECT_TRUE(there.modules[1].supplementary->found());
+    EXPECT_FALSE(there.modules[4].binary->found());
+}
+
+TEST_F(ResolverTest, SourcesThatTheProfileNamesAreLookedFor) {
+    m_options.substitutions = {{"/build", m_tree.path("src")}};
+    std::string const source = m_tree.file("src/a.cc", "int a;");
+    Profile profile;
+    profile.source_files = {"/build/sub/../a.cc", "/build/b.cc"};
+    profile.modules = {module("/gone/tool", c_id)};
+    profile.modules[0].source_files = {0, 1};
+    ProfileResolution const result = resolve(std::move(profile));
+    ASSERT_THAT(result.sources, SizeIs(2));
+    EXPECT_EQ(result.sources[0].file.path, source);
+    EXPECT_EQ(result.sources[0].file.place, Place::substitute_path);
+    EXPECT_FALSE(result.sources[1].file.found());
+}
+
+} // namespace
+} // namespace lokata::profile::test

@@ -1,0 +1,143 @@
+#include "search/identity.h"
+
+#include "support/search_fixture.h"
+
+#include <gmock/gmock.h>
+
+#include <sys/stat.h>
+
+namespace lokata::profile::test {
+namespace {
+
+using namespace testing;
+using namespace LK_2_13;
+
+class Reason final : public IErrorInfoContainer {
+public:
+    void setSeverity(severity_t value) override { severity = value; }
+    void setErrorMessage(char const* text) override { message = text; }
+
+    severity_t severity = svNone;
+    std::string message;
+};
+
+class IdentityTest : public SearchFixture {
+protected:
+    /// The verdict; its reason lies in `m_reason`.
+    validation_result_t verdict(IdentityValidator& validator, std::string const& path) {
+        m_reason = Reason();
+        validation_result_t const result = validator.validate(path.c_str(), m_reason);
+        m_identity = validator.verdictOn(path)->identity;
+        return result;
+    }
+
+    ElfFactsCache m_cache;
+    Reason m_reason;
+    Identity m_identity;
+};
+
+TEST_F(IdentityTest, ABinaryIsProvenOrRefusedByItsBuildId) {
+    BinaryValidator validator(m_cache, c_id);
+    EXPECT_EQ(verdict(validator, binary("right", c_id)), vrValid);
+    EXPECT_EQ(m_identity.actual, "0102030405060708");
+
+    EXPECT_EQ(verdict(validator, binary("rebuilt", c_otherId)), vrInvalid);
+    EXPECT_EQ(m_reason.severity, svError);
+    EXPECT_THAT(m_reason.message, AllOf(HasSubstr("expected build-id 0102030405060708"),
+                                        HasSubstr("found 09090909")));
+
+    EXPECT_EQ(verdict(validator, ElfBuilder().debugInfo().write(m_tree.path("none"))), vrInvalid);
+    EXPECT_THAT(m_reason.message, HasSubstr("found none"));
+    ElfBuilder debug;
+    debug.buildId(c_id).debugInfo().emptiedCode();
+    EXPECT_EQ(verdict(validator, debug.write(m_tree.path("right.debug"))), vrInvalid);
+    EXPECT_THAT(m_reason.message, HasSubstr("without the code"));
+    EXPECT_EQ(verdict(validator, m_tree.file("text", "no ELF")), vrInvalid);
+    EXPECT_THAT(m_reason.message, HasSubstr("not an ELF file"));
+    EXPECT_EQ(verdict(validator, m_tree.file("vmlinuz-6.1", "packed")), vrUndecided)
+        << "to be judged unpacked";
+
+    BinaryValidator nothingRecorded(m_cache, {});
+    EXPECT_EQ(verdict(nothingRecorded, m_tree.path("right")), vrUndecided);
+    EXPECT_EQ(verdict(nothingRecorded, m_tree.path("text")), vrUndecided);
+}
+
+TEST_F(IdentityTest, AStrippedNamesakeOfTheSameBuildIdIsNoSymbolFile) {
+    SymbolValidator validator(m_cache, {"", c_id, std::nullopt, 0});
+    ElfBuilder stripped;
+    EXPECT_EQ(verdict(validator, stripped.buildId(c_id).symbolTable().write(m_tree.path("x"))),
+              vrInvalid);
+    EXPECT_THAT(m_reason.message, HasSubstr("a symbol table, but no debug information"));
+    EXPECT_EQ(verdict(validator, symbols("full", c_id)), vrValid);
+    EXPECT_EQ(m_identity.kind, IdentityKind::build_id);
+}
+
+TEST_F(IdentityTest, TheLinkChecksumDecidesWhereTheBuildIdDoesNot) {
+    std::string const path = symbols("linked", c_otherId);
+    std::uint32_t const crc = fileCrc32(path).value();
+    for (BuildId const& owner : {BuildId(), c_id}) {
+        SymbolValidator validator(m_cache, {"", owner, DebugLink{"linked", crc}, 0});
+        EXPECT_EQ(verdict(validator, path), vrValid);
+        EXPECT_EQ(m_identity.kind, IdentityKind::debug_link_crc);
+    }
+    SymbolValidator validator(m_cache, {"", {}, DebugLink{"linked", crc ^ 1U}, 0});
+    EXPECT_EQ(verdict(validator, path), vrInvalid);
+    EXPECT_THAT(m_reason.message, AllOf(HasSubstr("expected debuglink-crc " + m_identity.expected),
+                                        HasSubstr("found " + m_identity.actual)));
+    EXPECT_NE(m_identity.expected, m_identity.actual);
+}
+
+TEST_F(IdentityTest, ABuildIdOutranksTheLinkChecksum) {
+    SymbolValidator validator(m_cache, {"", c_id, DebugLink{"x", 1}, 0});
+    EXPECT_EQ(verdict(validator, symbols("repacked", c_id)), vrValid);
+    EXPECT_EQ(verdict(validator, symbols("foreign", c_otherId)), vrInvalid);
+    EXPECT_EQ(m_identity.kind, IdentityKind::build_id);
+}
+
+TEST_F(IdentityTest, ABinaryWithoutAnyMarkVouchesOnlyForItself) {
+    std::string const path = ElfBuilder().debugInfo().write(m_tree.path("self"));
+    std::string const other = ElfBuilder().debugInfo().write(m_tree.path("other"));
+    SymbolValidator validator(m_cache, {path, {}, std::nullopt, EM_X86_64});
+    EXPECT_EQ(verdict(validator, m_tree.link("alias", path)), vrValid);
+    EXPECT_EQ(m_identity.kind, IdentityKind::same_file);
+    EXPECT_EQ(verdict(validator, other), vrUndecided);
+
+    SymbolValidator arm(m_cache, {path, {}, std::nullopt, EM_AARCH64});
+    EXPECT_EQ(verdict(arm, other), vrInvalid);
+}
+
+TEST_F(IdentityTest, ASupplementaryFileIsProvenByTheLinkedBuildId) {
+    SupplementaryValidator validator(m_cache, c_id);
+    EXPECT_EQ(verdict(validator, symbols("shared", c_id)), vrValid);
+    EXPECT_EQ(verdict(validator, symbols("other", c_otherId)), vrInvalid);
+}
+
+TEST_F(IdentityTest, ASourceIsJudgedByMd5ThenByTimeAndSize) {
+    std::string const path = m_tree.file("a.c", "abc");
+    auto const judged = [&](SourceIdentity const& expected) {
+        SourceValidator validator(expected);
+        return verdict(validator, path);
+    };
+    SourceIdentity expected;
+    expected.md5 = {0x90, 0x01, 0x50, 0x98, 0x3c, 0xd2, 0x4f, 0xb0,
+                    0xd6, 0x96, 0x3f, 0x7d, 0x28, 0xe1, 0x7f, 0x72};
+    expected.size = 4711;
+    EXPECT_EQ(judged(expected), vrValid);
+    expected.md5->back() = 0;
+    EXPECT_EQ(judged(expected), vrInvalid);
+    EXPECT_EQ(m_reason.severity, svWarning);
+    EXPECT_THAT(m_reason.message, HasSubstr("found 900150983cd24fb0d6963f7d28e17f72"));
+
+    expected.md5.reset();
+    EXPECT_EQ(judged(expected), vrInvalid);
+    EXPECT_EQ(m_identity.expected + ", " + m_identity.actual, "4711 bytes, 3 bytes");
+
+    struct stat status {};
+    ASSERT_EQ(::stat(path.c_str(), &status), 0);
+    EXPECT_EQ(judged({std::nullopt, static_cast<std::uint64_t>(status.st_mtim.tv_sec), 3}),
+              vrValid);
+    EXPECT_EQ(judged({}), vrUndecided);
+}
+
+} // namespace
+} // namespace lokata::profile::test

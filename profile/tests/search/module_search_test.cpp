@@ -1,0 +1,232 @@
+#include "search/module_search.h"
+
+#include "callbacks.h"
+#include "support/search_fixture.h"
+#include "unprivileged.h"
+
+#include <gmock/gmock.h>
+
+#include <random>
+#include <thread>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace lokata::profile::test {
+namespace {
+
+using namespace testing;
+using namespace LK_2_13;
+
+std::string const c_byId = "debug/.build-id/01/02030405060708";
+
+class ModuleSearchTest : public SearchFixture {
+protected:
+    SearchSupport& support() {
+        if (!m_support)
+            m_support = std::make_unique<SearchSupport>(m_options);
+        return *m_support;
+    }
+    ModuleSearch search(bool indexed = true) { return {environment(), support(), {indexed, ""}}; }
+
+    std::unique_ptr<SearchSupport> m_support;
+};
+
+TEST_F(ModuleSearchTest, AMovedBinaryIsProvenAndItsRebuiltNamesakeRefused) {
+    searchIn("first");
+    searchIn("second");
+    std::string const rebuilt = binary("first/deep/tool", c_otherId);
+    std::string const moved = binary("second/tool", c_id);
+
+    FileResolution const outcome = search().findBinary("/gone/bin/tool", c_id);
+    ASSERT_TRUE(outcome.found());
+    EXPECT_EQ(outcome.path, moved);
+    EXPECT_EQ(outcome.confidence, cfValidated);
+    EXPECT_EQ(outcome.step, ssLowPrioritySearchDirs);
+    EXPECT_EQ(outcome.identity.actual, "0102030405060708");
+    ASSERT_THAT(outcome.rejected, SizeIs(1));
+    EXPECT_EQ(outcome.rejected[0].path, rebuilt);
+    EXPECT_EQ(outcome.rejected[0].identity.actual, "09090909");
+    EXPECT_THAT(outcome.rejected[0].message, HasSubstr("0102030405060708"));
+}
+
+TEST_F(ModuleSearchTest, ACopyByBuildIdComesBehindTheSearchDirectories) {
+    searchIn("first");
+    std::string const rebuilt = binary("first/tool", c_otherId);
+    std::string const copy = binary(c_byId, c_id);
+    FileResolution const stored = search().findBinary("/gone/tool", c_id);
+    EXPECT_EQ(stored.path, copy);
+    EXPECT_EQ(stored.place, Place::build_id_tree);
+    ASSERT_THAT(stored.rejected, SizeIs(1));
+    EXPECT_EQ(stored.rejected[0].path, rebuilt);
+
+    std::string const moved = binary("first/deep/tool", c_id);
+    EXPECT_EQ(search(false).findBinary("/gone/tool", c_id).path, moved);
+}
+
+TEST_F(ModuleSearchTest, ARemapOfOneHitFindsTheNextNameOfThePrefix) {
+    searchIn("tree", false);
+    binary("tree/lib/x.so", c_id);
+    std::string const next = binary("tree/plugins/y.so", c_otherId);
+
+    ModuleSearch search = this->search();
+    FileResolution const first = search.findBinary("/build/lib/x.so", c_id);
+    ASSERT_TRUE(first.found());
+    std::vector<PathSubstitution> const learned = search.takeLearned();
+    ASSERT_THAT(learned, SizeIs(1));
+    EXPECT_EQ(learned[0].from, "/build");
+    EXPECT_EQ(learned[0].to, m_tree.path("tree"));
+
+    FileResolution const second = search.findBinary("/build/plugins/y.so", c_otherId);
+    ASSERT_TRUE(second.found());
+    EXPECT_EQ(second.path, next);
+    EXPECT_EQ(second.place, Place::learned_path);
+    EXPECT_THAT(search.takeLearned(), IsEmpty());
+}
+
+TEST_F(ModuleSearchTest, AStrippedNamesakeNeverHidesTheSymbolFile) {
+    searchIn("sym");
+    std::string const stripped = binary("bin/tool", c_id);
+    binary(c_byId + ".debug", c_id);
+    binary("sym/a/tool.debug", c_id);
+    std::string const real = symbols("sym/b/tool.debug", c_id);
+
+    FileResolution const outcome = search().findSymbols("/usr/bin/tool", stripped, {});
+    ASSERT_TRUE(outcome.found());
+    EXPECT_EQ(outcome.path, real);
+    EXPECT_GE(outcome.rejected.size(), 2U);
+    EXPECT_THAT(outcome.rejected,
+                Each(Field(&JudgedCandidate::message, HasSubstr("no debug information"))));
+}
+
+TEST_F(ModuleSearchTest, SymbolsOutOfTheCacheOfPerfComeLast) {
+    m_options.perf_cache = m_tree.path("cache");
+    searchIn("sym");
+    std::string const copy = symbols("cache/.build-id/01/02030405060708/elf", c_id);
+    FileResolution const stored = search().findSymbols("/usr/bin/tool", "", c_id);
+    ASSERT_TRUE(stored.found());
+    EXPECT_EQ(stored.path, copy);
+    EXPECT_EQ(stored.place, Place::perf_cache);
+
+    std::string const real = symbols("sym/tool.debug", c_id);
+    EXPECT_EQ(search(false).findSymbols("/usr/bin/tool", "", c_id).path, real);
+}
+
+TEST_F(ModuleSearchTest, TheBuildIdFindsWhatNoNameLeadsTo) {
+    std::string const file = binary(c_byId, c_id);
+    std::string const debug = symbols(c_byId + ".debug", c_id);
+    FileResolution const unsafe = search().findBinary("/bin/a\nb", c_id);
+    FileResolution const withoutBinary = search().findSymbols("/usr/bin/tool", "", c_id);
+    ASSERT_TRUE(unsafe.found() && withoutBinary.found());
+    EXPECT_EQ(unsafe.path, file);
+    EXPECT_EQ(withoutBinary.path, debug);
+    EXPECT_EQ(withoutBinary.place, Place::build_id_tree);
+    EXPECT_FALSE(search().findBinary("/bin/a\nb", {}).found());
+}
+
+TEST_F(ModuleSearchTest, TheCallbacksOfTheEnvironmentComeFirst) {
+    std::string const suggested = binary("elsewhere/x", c_id);
+    binary(c_byId, c_id);
+    searchIn("sym");
+    symbols("sym/tool.debug", c_id);
+    LK_2_13::test::Started client;
+    bool goOn = true;
+    client.onStarted = [&](char const* /*name*/, IStringContainer& suggestions) {
+        suggestions.add(suggested.c_str());
+        return goOn;
+    };
+    m_environment->setSearchStartedCallback(CallbackHolder<ISearchStartedCallback>(&client));
+
+    EXPECT_EQ(search().findBinary("/bin/tool", c_id).path, suggested);
+    goOn = false;
+    EXPECT_FALSE(search().findSymbols("/bin/tool", "", c_id).found()) << "no step may run";
+}
+
+std::vector<std::string> describe(FileResolution const& outcome) {
+    std::vector<std::string> result;
+    if (outcome.found())
+        result = {outcome.path, std::to_string(outcome.step)};
+    for (JudgedCandidate const& refused : outcome.rejected)
+        result.push_back(refused.path + " " + refused.message);
+    return result;
+}
+
+/// Random trees of few names, so that every name has many namesakes, with links across and upwards.
+class OnRandomTrees : public ModuleSearchTest, public ::testing::WithParamInterface<unsigned> {
+protected:
+    unsigned pick(std::size_t count) { return static_cast<unsigned>(m_random() % count); }
+    std::string part(char const* letters = "abc") { return {letters[pick(3)]}; }
+    std::string path(std::string result, unsigned most) {
+        for (unsigned depth = pick(most); depth > 0; --depth)
+            result += part() + "/";
+        return result;
+    }
+    std::string directory() { return m_made.at(pick(m_made.size())); }
+
+    void fill() {
+        m_made.push_back(m_tree.dir(path("root" + part() + "/", 4)));
+        std::string const name = m_made.back() + part("xyz");
+        unsigned const kind = pick(6);
+        if (kind == 0)
+            symlink(directory().c_str(), (m_made.back() + part()).c_str());
+        else if (kind == 1)
+            symlink("loop", (m_made.back() + "loop").c_str());
+        else if (kind == 2)
+            mkdir(name.c_str(), 0755);
+        else if (!std::filesystem::exists(name))
+            ElfBuilder().buildId(pick(2) == 0 ? c_id : c_otherId).write(name);
+    }
+
+    std::mt19937 m_random{GetParam()};
+    std::vector<std::string> m_made;
+};
+
+TEST_P(OnRandomTrees, TheIndexAnswersAsTheWalkDoes) {
+    for (int i = 0; i < 40; ++i)
+        fill();
+    for (int i = 0; i < 4; ++i)
+        m_dirs->addDirectory(pick(2) == 0 ? scBinaryFiles : scAllFiles, directory().c_str(),
+                             pick(3) != 0, pick(2) == 0);
+    SearchSupport plainSupport(m_options);
+    ModuleSearch indexed = search();
+    ModuleSearch plain(environment(), plainSupport, {false, ""});
+    for (int i = 0; i < 30; ++i) {
+        std::string const name = path(pick(3) == 0 ? "" : "/", 3) + part("xyz");
+        EXPECT_EQ(describe(indexed.findBinary(name, c_id)), describe(plain.findBinary(name, c_id)))
+            << name;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(DirectoryIndex, OnRandomTrees, Range(0U, 15U));
+
+TEST_F(ModuleSearchTest, DirectoriesThatCannotBeListedAreStillEntered) {
+    searchIn("tree");
+    std::string const hidden = binary("tree/sub/tool", c_id);
+    std::filesystem::permissions(m_tree.path("tree/sub"), std::filesystem::perms(0111));
+    EXPECT_TRUE(LK_2_13::test::holdsUnprivileged([&] {
+        FileResolution const outcome = search().findBinary("tool", c_id);
+        return outcome.found() && outcome.path == hidden;
+    }));
+}
+
+TEST_F(ModuleSearchTest, ThreadsMayShareWhatSearchesNeed) {
+    searchIn("tree");
+    for (int i = 0; i < 20; ++i)
+        binary("tree/sub/tool" + std::to_string(i), c_id);
+    SearchSupport& shared = support();
+    std::vector<int> found(4);
+    std::vector<std::thread> threads;
+    threads.reserve(found.size());
+    for (int& count : found)
+        threads.emplace_back([&] {
+            ModuleSearch search(environment(), shared);
+            for (int i = 0; i < 20; ++i)
+                count += search.findBinary("/old/tool" + std::to_string(i), c_id).found() ? 1 : 0;
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(found, std::vector<int>(4, 20));
+}
+
+} // namespace
+} // namespace lokata::profile::test

@@ -1,0 +1,258 @@
+#include "temp_tree.h"
+#include <unpack/kernel_payload.h>
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <map>
+#include <sys/stat.h>
+
+namespace {
+
+using namespace lokata::kernel;
+using namespace std::string_literals;
+using LK_2_13::test::contentOf;
+using ::testing::HasSubstr;
+
+std::string number(std::uint64_t value, std::size_t count) {
+    std::string bytes;
+    for (std::size_t i = 0; i < count; ++i)
+        bytes += static_cast<char>(value >> (8 * i));
+    return bytes;
+}
+
+// Compressible, but not so much that a cut or a flipped bit could miss the data.
+std::string noise(std::size_t size) {
+    std::string bytes;
+    std::uint32_t state = 1;
+    while (bytes.size() < size) {
+        state = state * 1664525 + 1013904223;
+        bytes += static_cast<char>('a' + (state >> 28));
+    }
+    return bytes;
+}
+
+std::string elfKernel() {
+    return "\x7f\x45LF\x02\x01\x01"s + std::string(57, '\0') + noise(300000);
+}
+
+std::string packWithArchive(std::string const& data, int (*addFilter)(archive*)) {
+    std::string packed(data.size() + 4096, '\0');
+    std::size_t used = 0;
+    archive* pWriter = archive_write_new();
+    addFilter(pWriter);
+    archive_write_set_format_raw(pWriter);
+    archive_write_set_bytes_in_last_block(pWriter, 1);
+    archive_write_open_memory(pWriter, packed.data(), packed.size(), &used);
+    archive_entry* pEntry = archive_entry_new();
+    archive_entry_set_filetype(pEntry, AE_IFREG);
+    archive_write_header(pWriter, pEntry);
+    archive_write_data(pWriter, data.data(), data.size());
+    archive_entry_free(pEntry);
+    EXPECT_EQ(archive_write_close(pWriter), ARCHIVE_OK);
+    archive_write_free(pWriter);
+    packed.resize(used);
+    return packed;
+}
+
+// A legacy frame of two blocks, each one run of literals.
+std::string packLz4(std::string const& data) {
+    std::string packed = "\x02\x21\x4c\x18";
+    for (auto const& part : {data.substr(0, data.size() / 2), data.substr(data.size() / 2)}) {
+        std::size_t const rest = part.size() - 15;
+        std::string const block =
+            "\xf0" + std::string(rest / 255, '\xff') + static_cast<char>(rest % 255) + part;
+        packed += number(block.size(), 4) + block;
+    }
+    return packed;
+}
+
+std::string pack(std::string const& data, Compression compression) {
+    static std::map<Compression, int (*)(archive*)> const filters{
+        {Compression::gzip, archive_write_add_filter_gzip},
+        {Compression::xz, archive_write_add_filter_xz},
+        {Compression::zstd, archive_write_add_filter_zstd},
+        {Compression::bzip2, archive_write_add_filter_bzip2},
+        {Compression::lzma, archive_write_add_filter_lzma}};
+    if (compression == Compression::lzo)
+        return "\x89LZO\0\r\n\x1a\n"s + data;
+    return compression == Compression::lz4 ? packLz4(data)
+                                           : packWithArchive(data, filters.at(compression));
+}
+
+// As a kernel build does: all but gzip get the unpacked size appended.
+std::string withSize(std::string const& packed, Compression compression, std::size_t size) {
+    return compression == Compression::gzip ? packed : packed + number(size, 4);
+}
+
+std::string const kDecoys = "\x1f\x8b\x08\x00"s +
+                            "\xfd"
+                            "7zXZ\0"s +
+                            "BZh91AY&SY"s + "\x02\x21\x4c\x18"s + "\x28\xb5\x2f\xfd"s;
+std::string const kTail = std::string(333, '\x5a') + kDecoys;
+
+std::string x86Image(std::string const& payload, std::size_t declaredSize) {
+    std::string image(0x1f1, '\x90');
+    image += number(3, 1);
+    image.resize(0x1fe, '\0');
+    image += "\x55\xaa\xeb\x66HdrS"s + number(0x20f, 2);
+    image.resize(0x248, '\0');
+    image += number(0x123, 4) + number(declaredSize, 4);
+    image += kDecoys;
+    image.resize(4 * 512 + 0x123, '\0');
+    return image + payload;
+}
+
+std::string zbootImage(std::string const& payload, std::size_t declaredSize) {
+    std::string image = "MZ\0\0zimg"s + number(0x200, 4) + number(declaredSize, 4);
+    image.resize(0x200, '\0');
+    return image + payload;
+}
+
+// The payload's signature lies across the border of two blocks of the scan.
+std::string plainImage(std::string const& payload) {
+    std::string image = kDecoys;
+    image.resize(0x40000 - 2, '\0');
+    return image + payload;
+}
+
+class KernelPayload : public ::testing::Test {
+protected:
+    UnpackResult unpack(std::string const& image) {
+        m_tree.file("vmlinuz", image);
+        return unpackKernel(m_image, m_target);
+    }
+    auto files() { return std::distance(std::filesystem::directory_iterator(m_tree.root()), {}); }
+
+    // A failure says why and leaves an older target alone, and nothing else.
+    void expectFailure(std::string const& image, std::string const& reason) {
+        m_tree.file("vmlinux", "older");
+        auto const result = unpack(image);
+        EXPECT_FALSE(result.ok);
+        EXPECT_THAT(result.message, HasSubstr(reason));
+        EXPECT_EQ(contentOf(m_target), "older");
+        EXPECT_EQ(files(), 2);
+    }
+
+    LK_2_13::test::TempTree m_tree;
+    std::string const m_image = m_tree.path("vmlinuz");
+    std::string const m_target = m_tree.path("vmlinux");
+};
+
+class EachCompression : public KernelPayload, public ::testing::WithParamInterface<Compression> {};
+
+INSTANTIATE_TEST_SUITE_P(KernelPayload, EachCompression,
+                         ::testing::Values(Compression::gzip, Compression::xz, Compression::zstd,
+                                           Compression::lz4, Compression::bzip2, Compression::lzma),
+                         [](auto const& param) { return compressionName(param.param); });
+
+TEST_P(EachCompression, IsFoundByEitherHeaderAndWithoutOne) {
+    std::string const kernel = elfKernel();
+    std::string const packed = pack(kernel, GetParam());
+    std::string const payload = withSize(packed, GetParam(), kernel.size());
+    for (auto const& image :
+         {x86Image(payload + kTail, payload.size()), zbootImage(payload + kTail, packed.size()),
+          zbootImage(payload + kTail, payload.size()), plainImage(payload), packed}) {
+        auto const result = unpack(image);
+        ASSERT_TRUE(result.ok) << result.message;
+        EXPECT_EQ(result.compression, GetParam());
+        EXPECT_EQ(result.kind, KernelKind::elf);
+        EXPECT_EQ(result.size, kernel.size());
+        EXPECT_TRUE(contentOf(m_target) == kernel);
+    }
+}
+
+TEST_P(EachCompression, CutShortIsRefused) {
+    std::string const packed = pack(elfKernel(), GetParam());
+    std::string const half = packed.substr(0, packed.size() * 3 / 4);
+    expectFailure(x86Image(half, half.size()), "cut short");
+    expectFailure(x86Image(half, packed.size()), "truncated");
+    expectFailure(plainImage(half), "");
+}
+
+TEST_P(EachCompression, DamagedIsRefused) {
+    std::string const kernel = elfKernel();
+    std::string packed = pack(kernel, GetParam());
+    std::size_t const middle = packed.size() / 2;
+    if (GetParam() == Compression::lz4) {
+        // No checksum: only damage to its structure shows, here in the head of the second block.
+        packed[packed.find('\xf0', packed.size() / 3) + 1] = 'x';
+    } else if (GetParam() == Compression::zstd) {
+        // libarchive writes no checksum either; this much is sure to hit the head of a block.
+        packed.replace(middle, 70000, 70000, '\xff');
+    } else {
+        packed[middle] = static_cast<char>(packed[middle] ^ 0x10);
+    }
+    std::string const payload = withSize(packed, GetParam(), kernel.size());
+    expectFailure(x86Image(payload, payload.size()), compressionName(GetParam()));
+}
+
+TEST_F(KernelPayload, AStreamWithoutAKernelIsPassedOverByTheScanAndRefusedBehindAHeader) {
+    std::string const other = pack(noise(5000), Compression::xz);
+    std::string const kernel = elfKernel();
+    auto const result = unpack(other + pack(kernel, Compression::zstd));
+    ASSERT_TRUE(result.ok) << result.message;
+    EXPECT_EQ(result.compression, Compression::zstd);
+    expectFailure(x86Image(other, other.size()), "neither an ELF file nor a kernel image");
+}
+
+TEST_F(KernelPayload, AFlatBootImageIsAKernelToo) {
+    std::string const kernel = "MZ"s + std::string(54, '\0') + "ARM\x64" + noise(1000);
+    auto const packed = pack(kernel, Compression::gzip);
+    auto const result = unpack(zbootImage(packed, packed.size()));
+    ASSERT_TRUE(result.ok) << result.message;
+    EXPECT_EQ(result.kind, KernelKind::boot_image);
+    EXPECT_TRUE(contentOf(m_target) == kernel);
+}
+
+TEST_F(KernelPayload, WhatCannotBeUnpackedIsNamed) {
+    auto const lzo = pack(elfKernel(), Compression::lzo);
+    expectFailure(x86Image(lzo, lzo.size()), "lzo is not supported");
+    expectFailure(plainImage(lzo), "lzo is not supported");
+    expectFailure(x86Image("no signature", 12), "no known compression signature");
+    expectFailure(zbootImage("", 0xffffffff), "truncated");
+    expectFailure(elfKernel() + lzo, "it is not compressed");
+    expectFailure(kDecoys, "no compressed kernel");
+    expectFailure("", "no compressed kernel");
+    std::string const oneGiBDictionary = "\x5d"s + number(1u << 30, 4) + std::string(8, '\xff');
+    expectFailure(oneGiBDictionary + std::string(100, '\0'), "more memory");
+}
+
+TEST_F(KernelPayload, OnlyARegularFileIsAnImage) {
+    EXPECT_THAT(unpackKernel(m_image, m_target).message, HasSubstr("No such file"));
+    EXPECT_THAT(unpackKernel(m_tree.root(), m_target).message, HasSubstr("not a regular file"));
+    ASSERT_EQ(::mkfifo(m_image.c_str(), 0600), 0);
+    EXPECT_THAT(unpackKernel(m_image, m_target).message, HasSubstr("not a regular file"));
+    EXPECT_FALSE(std::filesystem::exists(m_target));
+}
+
+TEST_F(KernelPayload, AnUnfitTargetIsLeftAlone) {
+    auto const image = pack(elfKernel(), Compression::zstd);
+    m_tree.file("vmlinuz", image);
+    std::filesystem::create_hard_link(m_image, m_target);
+    EXPECT_THAT(unpackKernel(m_image, m_target).message, HasSubstr("the image itself"));
+    EXPECT_TRUE(contentOf(m_image) == image);
+    EXPECT_THAT(unpackKernel(m_image, m_tree.root()).message, HasSubstr("not a regular file"));
+    EXPECT_THAT(unpackKernel(m_image, m_tree.path("none/x")).message, HasSubstr("No such file"));
+}
+
+TEST_F(KernelPayload, AKernelAboveTheLimitIsRefused) {
+    std::string const kernel = elfKernel();
+    m_tree.file("vmlinuz", pack(kernel, Compression::xz));
+    EXPECT_THAT(unpackKernel(m_image, m_target, kernel.size() - 1).message, HasSubstr("more than"));
+    EXPECT_EQ(files(), 1);
+    EXPECT_TRUE(unpackKernel(m_image, m_target, kernel.size()).ok);
+}
+
+TEST_F(KernelPayload, FindingWritesNothingAndTellsTheCompressionAndThePlace) {
+    auto const packed = pack(elfKernel(), Compression::gzip);
+    m_tree.file("vmlinuz", x86Image(packed, packed.size()));
+    auto const result = findPayload(m_image);
+    ASSERT_TRUE(result.payload) << result.message;
+    EXPECT_EQ(result.payload->compression, Compression::gzip);
+    EXPECT_EQ(result.payload->offset, 4 * 512 + 0x123);
+    EXPECT_EQ(files(), 1);
+}
+
+} // namespace
