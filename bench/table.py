@@ -11,7 +11,7 @@ import sys
 
 # The path, what it is held against, their benchmarks, and the limit.
 ROWS = [
-    ("refusing a missing candidate through `validateAndAdd`", "a bare `stat` of the same path",
+    ("rejecting a missing candidate through `validateAndAdd`", "a bare `stat` of the same path",
      "refuseMissing", "bareStat", "at most 1.3"),
     ("recursive walk for an absent name, 10,000 directories of 10 plain files each",
      "`find TREE -name X` as a process", "walk/10000", "findProcess/10000", "at most 1.0"),

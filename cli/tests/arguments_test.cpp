@@ -1,7 +1,7 @@
-#include "commands/request_line.h"
+#include "commands/find_output.h"
+#include "commands/run_request_line.h"
 #include "console/failure.h"
 #include "search/enumerator_names.h"
-#include "search/record_output.h"
 #include "search/search_dir_argument.h"
 #include "search/validation_options.h"
 
@@ -67,7 +67,7 @@ TEST(RequestLine, ReadsWordsQuotesAndJson) {
     EXPECT_FALSE(parseRequestLine("  # bin name"));
 }
 
-TEST(RequestLine, RefusesWhatIsNoRequest) {
+TEST(RequestLine, RejectsWhatIsNoRequest) {
     for (char const* const line :
          {"bin", "bin \"\"", "all x", "bin a b", "bin \"a", "src a b c d", "{\"category\":\"bin\"}",
           R"({"category":"bin","name":1})", "{", R"({"category":"bin","name":"a\u0000b"})"})
@@ -75,10 +75,11 @@ TEST(RequestLine, RefusesWhatIsNoRequest) {
 }
 
 TEST(JsonLine, IsUtf8AndKeepsItsKeysWhateverANameHolds) {
-    SearchRecord const record{scBinaryFiles,
-                              "a\xff\"b",
-                              {{"/x\xfe", cfPolicyHigh, ssHighPrioritySearchDirs}},
-                              {{"/y", svError, "no", static_cast<search_step_t>(512)}}};
+    SearchRecord const record{
+        scBinaryFiles,
+        "a\xff\"b",
+        {{"/x\xfe", cfPolicyHigh, ssHighPrioritySearchDirs}},
+        {{"/y", vrInvalid, svError, static_cast<search_step_t>(512), "no", {}}}};
     std::string const line = jsonLine(record);
     EXPECT_EQ(line, "{\"category\":\"scBinaryFiles\",\"name\":\"a\xEF\xBF\xBD\\\"b\",\"found\":[{"
                     "\"path\":\"/x\xEF\xBF\xBD\",\"confidence\":\"cfPolicyHigh\",\"step\":"

@@ -104,7 +104,7 @@ TEST_F(FindProgram, AllPrintsTheFilesOfAllStepsInTheirOrder) {
     EXPECT_EQ(found[1]["step"], "ssLowPrioritySearchDirs");
 }
 
-TEST_F(FindProgram, RefusesPipesAndDirectoriesAndPassesOverDanglingLinks) {
+TEST_F(FindProgram, RejectsPipesAndDirectoriesAndPassesOverDanglingLinks) {
     place.dir("dir/tool");
     place.link("link/tool", "nowhere");
     ASSERT_EQ(::mkfifo((place.dir("pipe") + "/tool").c_str(), 0600), 0);
@@ -122,7 +122,7 @@ TEST_F(FindProgram, RefusesPipesAndDirectoriesAndPassesOverDanglingLinks) {
                                            {"step", "ssLowPrioritySearchDirs"}}));
 }
 
-TEST_F(FindProgram, RefusesAFileThatTheUserMayNotRead) {
+TEST_F(FindProgram, RejectsAFileThatTheUserMayNotRead) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "needs to be root, to become somebody else";
     std::string const file = place.file("lib/tool");
@@ -136,7 +136,7 @@ TEST_F(FindProgram, RefusesAFileThatTheUserMayNotRead) {
     if (outcome.status == 127)
         GTEST_SKIP() << "the program cannot be run by another user from where it was built";
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err, "refused  " + file +
+    EXPECT_EQ(outcome.err, "rejected " + file +
                                "  [ssLowPrioritySearchDirs, svError]  The file \"" + file +
                                "\" cannot be opened for reading.\n");
 }
@@ -207,7 +207,7 @@ TEST_F(FindProgram, SaysWhatWasExpectedAndWhatWasFound) {
     };
     std::string const file = fileOf("src/main.c", 1000);
     std::string const reference = fileOf("built", 900);
-    auto const refused = [&](std::vector<std::string> arguments) {
+    auto const rejected = [&](std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), {"src", "main.c", "-d", "src=" + place.path("src")});
         auto const record = findJson(arguments);
         if (record["rejected"].empty())
@@ -217,19 +217,20 @@ TEST_F(FindProgram, SaysWhatWasExpectedAndWhatWasFound) {
     };
     std::string const right = "md5:" + md5OfContent;
     std::string const wrong = "md5:" + std::string(32, '0');
-    EXPECT_EQ(refused({"--expect", right}), "cfValidated");
-    EXPECT_THAT(refused({"--expect", right, "--expect", wrong}),
+    EXPECT_EQ(rejected({"--expect", right}), "cfValidated");
+    EXPECT_THAT(rejected({"--expect", right, "--expect", wrong}),
                 AllOf(StartsWith("svWarning "), HasSubstr("(expected md5 " + std::string(32, '0') +
                                                           ", found " + md5OfContent + ")")));
-    EXPECT_EQ(refused({"--expect-mtime", "1000", "--expect-size", "7"}), "cfValidated");
-    EXPECT_THAT(refused({"--expect-mtime", "999"}), HasSubstr("(expected time 999, found 1000)"));
-    EXPECT_EQ(refused({"--expect-mtime", "999", "--except-dir", place.path("src")}), "cfValidated");
-    EXPECT_THAT(refused({"--expect-size", "8"}), HasSubstr("(expected 8 bytes, found 7)"));
-    EXPECT_THAT(refused({"--not-newer-than", reference}),
+    EXPECT_EQ(rejected({"--expect-mtime", "1000", "--expect-size", "7"}), "cfValidated");
+    EXPECT_THAT(rejected({"--expect-mtime", "999"}), HasSubstr("(expected time 999, found 1000)"));
+    EXPECT_EQ(rejected({"--expect-mtime", "999", "--except-dir", place.path("src")}),
+              "cfValidated");
+    EXPECT_THAT(rejected({"--expect-size", "8"}), HasSubstr("(expected 8 bytes, found 7)"));
+    EXPECT_THAT(rejected({"--not-newer-than", reference}),
                 HasSubstr("(expected time 900 or before, found 1000)"));
-    EXPECT_EQ(refused({"--not-newer-than", file, "--policy", "reject"}), "cfValidated");
-    EXPECT_EQ(refused({"--policy", "low"}), "cfPolicyLow");
-    EXPECT_EQ(refused({"--policy", "reject"}), "svNone ");
+    EXPECT_EQ(rejected({"--not-newer-than", file, "--policy", "reject"}), "cfValidated");
+    EXPECT_EQ(rejected({"--policy", "low"}), "cfPolicyLow");
+    EXPECT_EQ(rejected({"--policy", "reject"}), "svNone ");
 }
 
 TEST_F(FindProgram, RunsTheKernelFallbacksOnlyForAKnownRelease) {

@@ -10,7 +10,7 @@ namespace lokata::cli::test {
 
 using LK_2_13::test::contentOf;
 
-/// The MD5 of the content that the files of a workplace have unless told.
+/// The MD5 of "content", what `Workplace::file` writes by default.
 inline std::string const md5OfContent = "9a0364b9e99bb480dd25e1f0284c8555";
 
 /// What a run of the real program ended with.

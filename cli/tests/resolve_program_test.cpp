@@ -97,7 +97,7 @@ TEST_F(ResolveProgram, NamesWithoutBuildIdAreAcceptedAsThePolicySays) {
     }
 }
 
-TEST_F(ResolveProgram, ARebuiltNamesakeIsRefusedWithBothBuildIds) {
+TEST_F(ResolveProgram, ARebuiltNamesakeIsRejectedWithBothBuildIds) {
     elf("moved/deep/app", buildId('b'), false);
     std::string const file = place.file("perf.data", perf().file());
     Outcome const outcome = resolve({"-d", moved()});

@@ -5,7 +5,7 @@
 
 using namespace LK_2_13;
 
-// Takes any ELF file and refuses everything else.
+// Takes any ELF file and rejects everything else.
 class ElfValidator : public IValidatorCallback {
     validation_result_t validate(char const* fileName, IErrorInfoContainer& errorInfo) override {
         char magic[4] = {};

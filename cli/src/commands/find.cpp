@@ -1,10 +1,10 @@
 #include "commands/find.h"
 
+#include "commands/find_output.h"
 #include "console/failure.h"
 #include "console/output.h"
 #include "console/terminal.h"
 #include "search/enumerator_names.h"
-#include "search/record_output.h"
 #include "search/search_options.h"
 #include "search/search_session.h"
 #include "search/validation_options.h"
@@ -69,7 +69,7 @@ void addFindCommand(CLI::App& program, int& exitStatus) {
         ->type_name("PATH");
     command.add_flag("--all", options->all, "Run all steps and print what each of them finds");
     command.add_flag("--explain", options->explain,
-                     "Tell on standard error what was found and what was refused, and why");
+                     "Say on standard error what was found and what was rejected, and why");
     command.add_flag("--json", options->json, "Print one JSON object");
     addSearchOptions(command, options->search);
     addValidationOptions(command, options->validation);

@@ -6,7 +6,7 @@
 #include "console/output.h"
 #include "console/terminal.h"
 #include "search/search_options.h"
-#include "search/search_surroundings.h"
+#include "search/search_setup.h"
 
 #include <lokata/profile/archive.h>
 #include <lokata/profile/read.h>
@@ -145,9 +145,8 @@ std::vector<std::string> formatWords() {
 int resolve(ResolveOptions& options) {
     if (options.inputs.empty())
         options.inputs.emplace_back("perf.data");
-    SearchSurroundings const surroundings(options.search);
-    profile::Resolver resolver(surroundings.environment(options.search.kernel_release),
-                               placesOf(options));
+    SearchSetup const setup(options.search);
+    profile::Resolver resolver(setup.environment(options.search.kernel_release), placesOf(options));
 
     int status = esDone;
     std::vector<profile::ProfileResolution> resolutions;

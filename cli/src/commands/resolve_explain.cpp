@@ -15,11 +15,6 @@ using namespace profile;
 
 namespace {
 
-constexpr char const* c_green = "32";
-constexpr char const* c_red = "31";
-constexpr char const* c_faint = "2";
-constexpr char const* c_bold = "1";
-
 bool isMeant(Module const& module, std::string const& text) {
     return module.name == text || displayName(module.name) == text ||
            LK_2_13::utils::getFileNameOnly(module.name.c_str()) == text ||
@@ -36,7 +31,7 @@ std::string identityText(Identity const& identity) {
 }
 
 std::string rejectionText(JudgedCandidate const& rejected, std::string const& origin, bool colour) {
-    std::string text = "  " + painted("rejected", c_red, colour) + " " +
+    std::string text = "  " + painted("rejected", TextStyle::red, colour) + " " +
                        displayName(rejected.path) + "  [" + origin + "]\n";
     if (!rejected.message.empty())
         text += "           " + displayName(rejected.message) + "\n";
@@ -45,8 +40,8 @@ std::string rejectionText(JudgedCandidate const& rejected, std::string const& or
 
 std::string foundText(FileResolution const& file, bool colour) {
     bool const isProven = file.confidence == LK_2_13::cfValidated;
-    return "  " + painted("found", c_green, colour) + "    " + displayName(file.path) + "  [" +
-           originOf(file) + "]\n           " +
+    return "  " + painted("found", TextStyle::green, colour) + "    " + displayName(file.path) +
+           "  [" + originOf(file) + "]\n           " +
            (isProven ? "proven by " + identityText(file.identity) : "accepted without proof") +
            "\n";
 }
@@ -71,8 +66,9 @@ std::string candidatesText(FileResolution const& file, bool colour) {
         } else if (auto const rejected = rejections.find(path); rejected != rejections.end()) {
             text += rejectionText(*rejected->second, origin, colour);
         } else {
-            text += "  " + painted(isFoundShown ? "unneeded" : "no file ", c_faint, colour) + " " +
-                    displayName(path) + "  [" + origin + "]\n";
+            text += "  " +
+                    painted(isFoundShown ? "unneeded" : "no file ", TextStyle::faint, colour) +
+                    " " + displayName(path) + "  [" + origin + "]\n";
         }
     }
     for (LK_2_13::search_step_t const step : file.steps) {
@@ -83,7 +79,7 @@ std::string candidatesText(FileResolution const& file, bool colour) {
                 met += rejectionText(rejected, origin, colour);
         bool const isFinder = file.found() && !isFoundShown && file.step == step;
         if (met.empty() && !isFinder)
-            met = "  " + painted("nothing ", c_faint, colour) + " [" + origin + "]\n";
+            met = "  " + painted("nothing ", TextStyle::faint, colour) + " [" + origin + "]\n";
         text += met;
     }
     for (JudgedCandidate const& rejected : file.rejected)
@@ -108,7 +104,7 @@ std::string fileText(char const* title, std::optional<FileResolution> const& fil
 std::string moduleText(ModuleResolution const& resolution, bool colour) {
     Module const& module = resolution.module;
     std::string text =
-        painted(displayName(module.name), c_bold, colour) + "\n" +
+        painted(displayName(module.name), TextStyle::bold, colour) + "\n" +
         std::string(wordOf(c_moduleKinds, module.kind)) + ", " +
         (module.build_id.empty() ? "no build-id" : "build-id " + toHex(module.build_id)) + ", " +
         std::to_string(module.samples) +

@@ -6,9 +6,9 @@
 
 namespace lokata::cli {
 
-/// For each module of that recorded name, last component or build-id: every candidate of the
-/// searches for its files, in the order in which they were tried, and what became of it. Empty if
-/// there is no such module. A file that several steps met stands where it was met first.
+/// What `resolve --explain` prints: for each module of that recorded name, last component or
+/// build-id every candidate for its files, in the order in which they were tried, and what became
+/// of it. A candidate of several steps is listed with the first. Empty if there is no such module.
 std::string moduleExplanation(profile::ProfileResolution const& resolution,
                               std::string const& module, bool colour);
 

@@ -17,11 +17,6 @@ using namespace profile;
 
 namespace {
 
-constexpr char const* c_green = "32";
-constexpr char const* c_yellow = "33";
-constexpr char const* c_red = "31";
-constexpr char const* c_bold = "1";
-
 using Modules = std::vector<ModuleResolution const*>;
 
 /// In code points, which is close enough to columns for the names of files.
@@ -199,12 +194,13 @@ std::string foundTable(std::vector<Row> const& rows, bool hasSamples, TableStyle
         style.width == 0 || fit(widths, hasSamples ? c_shareWidth : 0, style.width);
     std::string text;
     if (isTable)
-        text =
-            painted(tableLine("SAMPLES", titles, widths, hasSamples), c_bold, style.colour) + "\n";
+        text = painted(tableLine("SAMPLES", titles, widths, hasSamples), TextStyle::bold,
+                       style.colour) +
+               "\n";
     for (Row const& row : rows)
         text += painted(isTable ? tableLine(row.share, row.cells, widths, hasSamples)
                                 : stackedLines(row, hasSamples, style.width),
-                        row.is_proven ? c_green : c_yellow, style.colour) +
+                        row.is_proven ? TextStyle::green : TextStyle::yellow, style.colour) +
                 "\n";
     return text;
 }
@@ -231,9 +227,10 @@ std::string moduleTable(ProfileResolution const& resolution, TableStyle const& s
             continue;
         }
         std::string const status(wordOf(c_moduleStatuses, module->status));
-        char const* const code = module->status == ModuleStatus::missing ? c_red : c_yellow;
+        TextStyle const textStyle =
+            module->status == ModuleStatus::missing ? TextStyle::red : TextStyle::yellow;
         missing += (hasSamples ? share + "  " : "") +
-                   painted(padded(status, 11), code, style.colour) + "  " +
+                   painted(padded(status, 11), textStyle, style.colour) + "  " +
                    displayName(module->module.name) + "\n" +
                    wrapped(statusReason(*module), hasSamples ? 22 : 13, style.width) + "\n";
     }

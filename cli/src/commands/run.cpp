@@ -1,12 +1,13 @@
 #include "commands/run.h"
 
-#include "commands/request_file.h"
-#include "commands/request_line.h"
+#include "commands/find_output.h"
+#include "commands/run_request_file.h"
+#include "commands/run_request_line.h"
 #include "console/failure.h"
 #include "console/output.h"
 #include "console/terminal.h"
+#include "search/enumerator_names.h"
 #include "search/expectation_validators.h"
-#include "search/record_output.h"
 #include "search/search_options.h"
 #include "search/search_session.h"
 #include "search/validation_options.h"
@@ -49,6 +50,12 @@ public:
 private:
     struct sigaction m_previous {};
 };
+
+// Category, name and path, with tabs between them and "-" for the path of a file not found.
+std::string resultLine(SearchRecord const& record) {
+    return std::string(wordOf(record.category)) + "\t" + record.name + "\t" +
+           (record.found.empty() ? "-" : record.found.front().path) + "\n";
+}
 
 SearchRecord search(SearchSession& session, SearchRequest const& request) {
     auto const expected = parseChecksum(request.checksum);

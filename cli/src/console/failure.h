@@ -4,7 +4,7 @@
 
 namespace lokata::cli {
 
-/// What a command ends with.
+/// The exit statuses of the program.
 enum ExitStatus : int { esDone = 0, esNotFound = 1, esFailed = 2, esInterrupted = 130 };
 
 /// Ends a command with `esFailed`. The text is one line for the user that names the argument or

@@ -28,8 +28,9 @@ std::size_t terminalWidth(int descriptor) {
     return ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
-std::string painted(std::string const& text, char const* code, bool colour) {
-    return colour ? "\033[" + std::string(code) + "m" + text + "\033[0m" : text;
+std::string painted(std::string const& text, TextStyle style, bool colour) {
+    return colour ? "\033[" + std::to_string(static_cast<int>(style)) + "m" + text + "\033[0m"
+                  : text;
 }
 
 ProgressLine::ProgressLine() : m_isOn(isTerminal(STDERR_FILENO)) {}

@@ -12,10 +12,13 @@ bool isTerminal(int descriptor);
 /// (https://no-color.org).
 bool wantsColour(int descriptor);
 
-/// `text` in the colour of an ANSI code such as "31", or as it is.
-std::string painted(std::string const& text, char const* code, bool colour);
+/// Parameters of the control sequence SGR (ECMA-48, 8.3.117).
+enum class TextStyle { bold = 1, faint = 2, red = 31, green = 32, yellow = 33 };
 
-/// Columns of the terminal; 80 if they are not known.
+/// `text` in that style; unchanged without `colour`.
+std::string painted(std::string const& text, TextStyle style, bool colour);
+
+/// The number of columns of the terminal; 80 if it is not known.
 std::size_t terminalWidth(int descriptor);
 
 /// A line at the bottom of a terminal that says how far a run has come. It shows on standard error,

@@ -9,16 +9,17 @@
 
 namespace lokata::cli {
 
-/// The contexts of one run of the program, linked with each other, nearest first: one for each
-/// --archive, the result directory, each --context, and above all the user. A directory that comes
-/// twice counts at its first place, so that the links never close to a ring. Holds the manager and
-/// so keeps what is registered.
+/// The library's contexts for one run of the program. Each inherits from the next: one for each
+/// --archive, one for the result directory, one for each --context, and last that of the user. A
+/// directory given twice counts at its first place, because contexts must not inherit in a circle.
+/// Owns the manager, and with it what is registered.
 class ContextChain {
 public:
     explicit ContextChain(SearchOptions const& options);
 
     LK_2_13::IResolutionContextMgr& manager() const { return *m_pManager; }
-    /// What a command line gives beside contexts and archives belongs here.
+    /// The first of the chain; what a command line gives beside contexts and archives is registered
+    /// there.
     LK_2_13::ObjectPtr<LK_2_13::IResolutionContext> const& nearest() const {
         return m_contexts.front();
     }

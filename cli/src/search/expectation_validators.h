@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-/// The library's validators, made to say in their messages what was expected and what was found.
-/// Each object judges for one thread.
+/// The library's validators with messages that say what was expected and what was found. For one
+/// thread each.
 namespace lokata::cli {
 
 class ExpectedChecksum : public LK_2_13::ChecksumValidator {
@@ -32,7 +32,7 @@ private:
 
     LK_2_13::ObjectPtr<LK_2_13::IChecksumCalculator> m_pCalculator;
     LK_2_13::ObjectPtr<LK_2_13::IChecksum> m_pExpected;
-    LK_2_13::ObjectPtr<LK_2_13::IChecksum> m_pFound; ///< of the file under judgement
+    LK_2_13::ObjectPtr<LK_2_13::IChecksum> m_pFound; ///< of the file being judged
 };
 
 class ExpectedTimeAndSize : public LK_2_13::SourceFileTimeAndSizeMatchValidator {
@@ -50,10 +50,10 @@ public:
 private:
     std::uint64_t m_expectedTime;
     std::uint64_t m_expectedSize;
-    std::string m_fileName; ///< the file under judgement
+    std::string m_fileName; ///< the file being judged
 };
 
-/// Takes a file that is not newer than the reference as valid.
+/// Valid is a file that is not newer than the reference.
 class NotNewerThan : public LK_2_13::SourceFileUpToDateCheckValidator {
 public:
     explicit NotNewerThan(std::string const& referenceFile);
@@ -65,7 +65,7 @@ public:
 
 private:
     std::string m_referenceFile;
-    std::string m_fileName; ///< the file under judgement
+    std::string m_fileName; ///< the file being judged
 };
 
 } // namespace lokata::cli

@@ -6,34 +6,34 @@
 namespace lokata::cli {
 
 SearchDirArgument parseSearchDir(std::string const& text) {
-    auto const refuse = [&text](std::string const& reason) {
+    auto const failure = [&text](std::string const& reason) {
         return Failure("\"" + text + "\": " + reason);
     };
 
     std::size_t const equals = text.find('=');
     if (equals == std::string::npos)
-        throw refuse("a search directory has the form WORD[:FLAGS]=DIR");
+        throw failure("a search directory has the form WORD[:FLAGS]=DIR");
     std::string const head = text.substr(0, equals);
     std::size_t const colon = head.find(':');
 
     auto const category = categoryOfWord(head.substr(0, colon));
     if (!category)
-        throw refuse("the word before the directory is bin, sym, src or all");
+        throw failure("the word before the directory is bin, sym, src or all");
     SearchDirArgument result{*category, false, false, text.substr(equals + 1)};
     if (result.directory.empty())
-        throw refuse("the directory is missing");
+        throw failure("the directory is missing");
     if (colon == std::string::npos)
         return result;
 
     if (colon + 1 == head.size())
-        throw refuse("the flags behind the colon are missing");
+        throw failure("the flags behind the colon are missing");
     for (char const flag : head.substr(colon + 1))
         if (flag == 'r')
             result.recursive = true;
         else if (flag == 'p')
             result.priority = true;
         else
-            throw refuse("the flags are r (recursive) and p (high priority)");
+            throw failure("the flags are r (recursive) and p (high priority)");
     return result;
 }
 

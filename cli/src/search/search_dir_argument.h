@@ -14,8 +14,8 @@ struct SearchDirArgument {
     std::string directory; ///< as given, never empty
 };
 
-/// Reads what `getSearchDirCommandLine` prints. Flags may stand in any order. Throws `Failure`
-/// with the text and what is wrong with it.
+/// Reads the form that the library's `getSearchDirCommandLine` writes, with the flags in any order.
+/// Throws `Failure` with the text and what is wrong with it.
 SearchDirArgument parseSearchDir(std::string const& text);
 
 } // namespace lokata::cli

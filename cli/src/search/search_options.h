@@ -32,8 +32,7 @@ void addStoreOption(CLI::App& command, std::string& store);
 /// Declares --context and --result.
 void addContextOptions(CLI::App& command, SearchOptions& options);
 
-/// Declares an option that may be given again and again, each time with one value that is not
-/// empty.
+/// Declares an option that may be repeated, each time with one value that is not empty.
 CLI::Option* addRepeatable(CLI::App& command, std::string const& name,
                            std::vector<std::string>& values, std::string const& description);
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <lokata/profile/resolution.h>
+
 #include <lokata2/search_types.h>
 
 #include <string>
@@ -7,7 +9,7 @@
 
 namespace lokata::cli {
 
-/// What to search for. Texts that are unknown are empty.
+/// What to search for. A text that is not known is empty.
 struct SearchRequest {
     LK_2_13::search_category_t category = LK_2_13::scBinaryFiles;
     std::string name;
@@ -22,19 +24,13 @@ struct FoundFile {
     LK_2_13::search_step_t step;
 };
 
-struct RefusedFile {
-    std::string path;
-    LK_2_13::severity_t severity;
-    std::string message;
-    LK_2_13::search_step_t step;
-};
-
-/// What one search came to. Without a wish for all files `found` holds one file at most.
+/// The outcome of one search. A search that ends with the first valid file has at most one entry in
+/// `found`.
 struct SearchRecord {
     LK_2_13::search_category_t category = LK_2_13::scBinaryFiles;
     std::string name;
     std::vector<FoundFile> found;
-    std::vector<RefusedFile> refused;
+    std::vector<profile::JudgedCandidate> rejected;
 };
 
 } // namespace lokata::cli

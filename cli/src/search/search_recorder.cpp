@@ -15,13 +15,17 @@ ObjectPtr<IValidFile> SearchRecorder::pull(IValidFileIterator& files) const {
     return nullptr;
 }
 
-// A search for a kernel can be several searches in a row. Each adds what it refused; only the last
+// A search for a kernel can be several searches in a row. Each adds what it rejected; only the last
 // one can have found something.
 ObjectPtr<IValidFile> SearchRecorder::record(IInvalidFileIterator& invalidFiles,
                                              IValidFileIterator& validFiles) {
     for (auto file = invalidFiles.next(); file; file = invalidFiles.next())
-        m_record.refused.push_back(
-            {file->name(), file->severity(), file->errorMessage(), file->searchStep()});
+        m_record.rejected.push_back({file->name(),
+                                     vrInvalid,
+                                     file->severity(),
+                                     file->searchStep(),
+                                     file->errorMessage(),
+                                     {}});
 
     ObjectPtr<IValidFile> first = validFiles.next();
     for (auto file = first; file; file = m_all ? validFiles.next() : nullptr)

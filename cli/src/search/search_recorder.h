@@ -6,17 +6,17 @@
 
 namespace lokata::cli {
 
-/// The two callbacks that make one search tell what it found as well as what it refused. The
-/// files-found callback pulls the files that are wanted and takes none, which leads into the
-/// no-files-found callback: that one gets both lists, and takes the first valid file. For one
-/// search at a time.
+/// Records what a search found and what it rejected. No single callback of the library sees both
+/// unless nothing was taken: so the files-found callback only makes the steps run and takes no
+/// file, which leads into the no-files-found callback. That one gets both lists and takes the first
+/// valid file. For one search at a time.
 class SearchRecorder {
 public:
     LK_2_13::IFilesFoundCallback& filesFoundCallback() { return m_filesFound; }
     LK_2_13::INoFilesFoundCallback& noFilesFoundCallback() { return m_noFilesFound; }
 
-    /// Begins the record of a search. With `all` the search runs all of its steps, otherwise it
-    /// ends with the first valid file.
+    /// Begins a new record. With `all` the search runs all of its steps, otherwise it ends with the
+    /// first valid file.
     void start(SearchRequest const& request, bool all);
     SearchRecord take() { return std::move(m_record); }
 

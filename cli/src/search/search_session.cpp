@@ -5,7 +5,7 @@ using namespace LK_2_13;
 namespace lokata::cli {
 namespace {
 
-constexpr char const* c_clientId = SearchSurroundings::c_clientId;
+constexpr char const* c_clientId = SearchSetup::c_clientId;
 
 char const* orNull(std::string const& text) {
     return text.empty() ? nullptr : text.c_str();
@@ -13,18 +13,17 @@ char const* orNull(std::string const& text) {
 
 } // namespace
 
-SearchSession::SearchSession(SearchOptions const& options, History history)
-    : m_surroundings(options) {
+SearchSession::SearchSession(SearchOptions const& options, History history) : m_setup(options) {
     registerCallbacks(history);
-    m_pSearch = IFileSearch::create(m_surroundings.environment(options.kernel_release));
+    m_pSearch = IFileSearch::create(m_setup.environment(options.kernel_release));
 }
 
 // With a history every answer goes through the no-files-found callback, which takes the valid file:
 // so it is there that the answer is remembered, found or not, and the default files-found callback
 // is left without a history of its own.
 void SearchSession::registerCallbacks(History history) {
-    auto& manager = m_surroundings.chain().manager();
-    auto const& context = m_surroundings.chain().nearest();
+    auto& manager = m_setup.chain().manager();
+    auto const& context = m_setup.chain().nearest();
     if (history == History::off) {
         manager.registerFilesFoundCallback(*context, c_clientId, &m_recorder.filesFoundCallback());
         manager.registerNoFilesFoundCallback(*context, c_clientId,

@@ -2,7 +2,7 @@
 
 #include "search/search_record.h"
 #include "search/search_recorder.h"
-#include "search/search_surroundings.h"
+#include "search/search_setup.h"
 
 #include <lokata2/file_search.h>
 #include <lokata2/search_manipulator.h>
@@ -12,33 +12,32 @@
 
 namespace lokata::cli {
 
-/// How a session uses what it found for earlier, equal requests.
+/// What a session does with its answer to an earlier, equal request.
 enum class History {
-    off,     ///< each request is searched
-    suggest, ///< an earlier answer is tried first; if it does not hold any more, the search goes on
-    only     ///< an earlier answer is the only one
+    off,     ///< nothing: each request is searched
+    suggest, ///< it is tried first; if it does not hold any more, the search goes on
+    only     ///< it is tried alone
 };
 
-/// The searches of one run of the program: the contexts, the environment made of them, and what is
-/// common to all searches in it. For one thread.
+/// Runs the searches of one run of the program, one after the other, in one environment. For one
+/// thread.
 class SearchSession {
 public:
-    /// Throws what `SearchSurroundings` throws.
+    /// Throws what `SearchSetup` throws.
     SearchSession(SearchOptions const& options, History history);
     SearchSession(SearchSession const&) = delete;
     SearchSession& operator=(SearchSession const&) = delete;
 
-    /// Runs one search. `validator` may be null. With `all` every step runs and every valid file is
-    /// told, otherwise the search ends with the first one.
+    /// Runs one search. `validator` may be null. With `all` every step runs and the record lists
+    /// every valid file, otherwise the search ends with the first one.
     SearchRecord find(SearchRequest const& request, LK_2_13::IValidatorCallback* validator,
                       bool all);
 
 private:
     void registerCallbacks(History history);
 
-    SearchSurroundings m_surroundings;
-    /// The callbacks that the manipulator calls must outlive it.
-    SearchRecorder m_recorder;
+    SearchSetup m_setup;
+    SearchRecorder m_recorder; ///< holds the callbacks of the manipulator, so it stands before it
     LK_2_13::ObjectPtr<LK_2_13::ISearchManipulator> m_pManipulator;
     LK_2_13::ObjectPtr<LK_2_13::IFileSearch> m_pSearch;
 };

@@ -32,7 +32,7 @@ void addValidationOptions(CLI::App& command, ValidationOptions& options) {
     command.add_option("--expect-size", options.size, "The size of the wanted file")
         ->type_name("BYTES");
     addText(command, "--not-newer-than", options.not_newer_than,
-            "Refuse a source file that is newer than FILE")
+            "Reject a source file that is newer than FILE")
         ->type_name("FILE")
         ->check(CLI::Validator(CLI::ExistingFile).description(""));
     addRepeatable(command, "--except-dir", options.except_dirs,

@@ -12,7 +12,7 @@
 
 namespace lokata::cli {
 
-/// What the command line says of the content of the wanted file.
+/// What the command line says about the wanted file itself.
 struct ValidationOptions {
     std::vector<std::string> checksums;  ///< md5:HEX or sha1:HEX
     std::uint64_t modification_time = 0; ///< seconds since the epoch
@@ -26,8 +26,8 @@ void addValidationOptions(CLI::App& command, ValidationOptions& options);
 /// The checksum of a text such as "md5:HEX"; null if the text has another form.
 LK_2_13::ObjectPtr<LK_2_13::IChecksum> parseChecksum(std::string const& text);
 
-/// Judges by several validators: the first one that refuses a file decides; otherwise the file is
-/// valid if any of them says so.
+/// Several validators as one: the first that rejects a file decides; otherwise the file is valid if
+/// any of them says so.
 class ValidatorSet : public LK_2_13::IValidatorCallback {
 public:
     void add(std::unique_ptr<LK_2_13::IValidatorCallback> validator);

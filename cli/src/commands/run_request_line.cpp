@@ -1,4 +1,4 @@
-#include "commands/request_line.h"
+#include "commands/run_request_line.h"
 
 #include "search/enumerator_names.h"
 

@@ -8,7 +8,7 @@
 
 namespace lokata::cli {
 
-/// Says what is wrong with a line, not where it stands.
+/// Its text says what is wrong with a line, but not which line it is.
 struct MalformedLine : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

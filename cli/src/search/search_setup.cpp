@@ -1,4 +1,4 @@
-#include "search/search_surroundings.h"
+#include "search/search_setup.h"
 
 #include "search/enumerator_names.h"
 #include "search/search_dir_argument.h"
@@ -7,12 +7,12 @@ using namespace LK_2_13;
 
 namespace lokata::cli {
 
-SearchSurroundings::Policy::Policy(std::string const& level)
+SearchSetup::FixedPolicy::FixedPolicy(std::string const& level)
     : m_level(level == "reject" ? clReject
               : level == "low"  ? clAcceptLow
                                 : clAccept) {}
 
-SearchSurroundings::SearchSurroundings(SearchOptions const& options)
+SearchSetup::SearchSetup(SearchOptions const& options)
     : m_chain(options), m_policy(options.policy) {
     registerDirs(options);
     registerSteps(options);
@@ -21,14 +21,14 @@ SearchSurroundings::SearchSurroundings(SearchOptions const& options)
     m_chain.manager().captureSearchDirs(*m_chain.nearest(), c_clientId);
 }
 
-ObjectPtr<ISearchEnv> SearchSurroundings::environment(std::string const& kernelRelease) const {
+ObjectPtr<ISearchEnv> SearchSetup::environment(std::string const& kernelRelease) const {
     auto const info = IEditableEnvironmentInfo::create();
     info->setKernelRelease(kernelRelease.c_str());
     return m_chain.manager().createSearchEnv(*m_chain.nearest(), c_clientId,
                                              ObjectPtr<IEnvironmentInfo>(info));
 }
 
-void SearchSurroundings::registerDirs(SearchOptions const& options) {
+void SearchSetup::registerDirs(SearchOptions const& options) {
     auto const dirs = IEditableSearchDirContainer::create();
     for (std::string const& text : options.search_dirs) {
         SearchDirArgument const dir = parseSearchDir(text);
@@ -41,7 +41,7 @@ void SearchSurroundings::registerDirs(SearchOptions const& options) {
 
 // The library leaves the cache directory out unless it is asked for, and nobody names one on the
 // command line for another reason.
-void SearchSurroundings::registerSteps(SearchOptions const& options) {
+void SearchSetup::registerSteps(SearchOptions const& options) {
     constexpr auto c_allSteps = static_cast<search_step_t>(~0U);
     auto const steps = ISearchStepsConfigurator::create();
     for (search_category_t const category : {scBinaryFiles, scSymbolFiles, scSourceFiles}) {

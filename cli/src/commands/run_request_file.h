@@ -6,7 +6,7 @@
 
 namespace lokata::cli {
 
-/// Reads a file line by line. A signal that is handled while a line is awaited ends the reading.
+/// The input of `run`, read line by line. A signal that the program handles ends a wait for input.
 class RequestFile {
 public:
     /// "-" is standard input. Throws `Failure` if the file cannot be opened.
@@ -15,10 +15,11 @@ public:
     RequestFile(RequestFile const&) = delete;
     RequestFile& operator=(RequestFile const&) = delete;
 
-    /// False at the end, or if a signal came. Throws `Failure` if the file cannot be read.
+    /// Gives the next line without its newline. False at the end, or if a signal came. Throws
+    /// `Failure` if the file cannot be read.
     bool next(std::string& line);
 
-    /// Where the current line stands: the file's name, ":" and the number of the line.
+    /// The current line for a message: the file's name, ":" and the number of the line.
     std::string place() const;
     std::uint64_t bytesRead() const { return m_bytesRead; }
     /// 0 if it is not known.

@@ -1,4 +1,4 @@
-#include "commands/request_file.h"
+#include "commands/run_request_file.h"
 
 #include "console/failure.h"
 

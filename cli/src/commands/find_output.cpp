@@ -1,4 +1,4 @@
-#include "search/record_output.h"
+#include "commands/find_output.h"
 
 #include "console/terminal.h"
 #include "search/enumerator_names.h"
@@ -8,14 +8,6 @@
 using namespace LK_2_13;
 
 namespace lokata::cli {
-namespace {
-
-constexpr char const* c_green = "32";
-constexpr char const* c_yellow = "33";
-constexpr char const* c_red = "31";
-
-} // namespace
-
 std::string foundPaths(SearchRecord const& record) {
     std::string text;
     for (FoundFile const& file : record.found)
@@ -26,11 +18,12 @@ std::string foundPaths(SearchRecord const& record) {
 std::string explanation(SearchRecord const& record, bool colour) {
     std::string text;
     for (FoundFile const& file : record.found)
-        text += painted("found", c_green, colour) + "    " + file.path + "  [" + nameOf(file.step) +
-                ", " + nameOf(file.confidence) + "]\n";
-    for (RefusedFile const& file : record.refused) {
-        text += painted("refused", file.severity == svError ? c_red : c_yellow, colour) + "  " +
-                file.path + "  [" + nameOf(file.step) + ", " + nameOf(file.severity) + "]";
+        text += painted("found", TextStyle::green, colour) + "    " + file.path + "  [" +
+                nameOf(file.step) + ", " + nameOf(file.confidence) + "]\n";
+    for (profile::JudgedCandidate const& file : record.rejected) {
+        TextStyle const style = file.severity == svError ? TextStyle::red : TextStyle::yellow;
+        text += painted("rejected", style, colour) + " " + file.path + "  [" + nameOf(file.step) +
+                ", " + nameOf(file.severity) + "]";
         text += file.message.empty() ? "\n" : "  " + file.message + "\n";
     }
     if (text.empty())
@@ -46,7 +39,7 @@ std::string jsonLine(SearchRecord const& record) {
                          {"confidence", nameOf(file.confidence)},
                          {"step", nameOf(file.step)}});
     auto rejected = ordered_json::array();
-    for (RefusedFile const& file : record.refused)
+    for (profile::JudgedCandidate const& file : record.rejected)
         rejected.push_back({{"path", file.path},
                             {"severity", nameOf(file.severity)},
                             {"message", file.message},
@@ -56,11 +49,6 @@ std::string jsonLine(SearchRecord const& record) {
                               {"found", std::move(found)},
                               {"rejected", std::move(rejected)}};
     return object.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
-}
-
-std::string resultLine(SearchRecord const& record) {
-    return std::string(wordOf(record.category)) + "\t" + record.name + "\t" +
-           (record.found.empty() ? "-" : record.found.front().path) + "\n";
 }
 
 } // namespace lokata::cli
