@@ -16,8 +16,8 @@ namespace {
 
 /// Zeros for a file that has no answer.
 struct TimeAndSize {
-    bool isKnown = false;
-    std::uint64_t modificationTime = 0;
+    bool is_known = false;
+    std::uint64_t modification_time = 0;
     std::uint64_t size = 0;
 };
 
@@ -147,7 +147,7 @@ validation_result_t SourceFileTimeAndSizeMatchValidator::validate(char const* fi
                                                                   IErrorInfoContainer& errorInfo) {
     TimeAndSize const file = timeAndSizeOf(fileName);
     bool const timeDiffers = m_modificationTime != 0 &&
-                             m_modificationTime != file.modificationTime &&
+                             m_modificationTime != file.modification_time &&
                              !isTimeCheckException(fileName);
     // The exception directories spare the time, never the size.
     bool const sizeDiffers = m_size != 0 && m_size != file.size;
@@ -178,8 +178,8 @@ SourceFileUpToDateCheckValidator::SourceFileUpToDateCheckValidator(char const* r
                                                                    bool upToDateIsValid)
     : m_referenceTime(0), m_hasReferenceTime(false), m_upToDateIsValid(upToDateIsValid) {
     TimeAndSize const reference = timeAndSizeOf(referenceFile);
-    m_referenceTime = reference.modificationTime;
-    m_hasReferenceTime = reference.isKnown;
+    m_referenceTime = reference.modification_time;
+    m_hasReferenceTime = reference.is_known;
     if (ObjectPtr<IMessageMgr> const manager = IMessageMgr::create())
         m_pUpToDateMessage = manager->getSourceFileUpToDateMessage();
 }
@@ -195,7 +195,7 @@ validation_result_t SourceFileUpToDateCheckValidator::validate(char const* fileN
         errorInfo.setSeverity(svWarning);
         return vrUndecided;
     }
-    if (m_referenceTime < timeAndSizeOf(fileName).modificationTime &&
+    if (m_referenceTime < timeAndSizeOf(fileName).modification_time &&
         !isTimeCheckException(fileName)) {
         MsgContainer container;
         if (m_pUpToDateMessage)

@@ -89,7 +89,7 @@ TEST_F(SearchBehavior, AClientThatStopsASearchIsNotOverruledByTheHistory) {
     m_manipulator->setSearchStartedBehavior("client", ssbSuggestFromHistory);
     bool goOn = true;
     test::Started own;
-    own.onStarted = [&](auto&&...) { return goOn; };
+    own.on_started = [&](auto&&...) { return goOn; };
     m_manipulator->setOwnSearchStartedCallback("client", &own);
     EXPECT_EQ(find("present"), m_tree.path("dir/present"));
     goOn = false;

@@ -61,7 +61,7 @@ protected:
 
 TEST_F(SearchSequence, AValidSuggestionIsTheFirstResultUnlessTheStartIsRefused) {
     listenToStart();
-    m_started.onStarted = [&](char const*, IStringContainer& suggestions) {
+    m_started.on_started = [&](char const*, IStringContainer& suggestions) {
         suggestions.add(m_b.c_str());
         return true;
     };
@@ -69,7 +69,7 @@ TEST_F(SearchSequence, AValidSuggestionIsTheFirstResultUnlessTheStartIsRefused) 
     EXPECT_THAT(m_validator.asked, ElementsAre(m_c, m_b));
     EXPECT_THAT(m_strategy.ran, IsEmpty());
 
-    m_started.onStarted = [](auto&&...) { return false; };
+    m_started.on_started = [](auto&&...) { return false; };
     EXPECT_EQ(find(m_c.c_str()), "nothing");
     listenToNotFound();
     EXPECT_EQ(find(m_c.c_str()), m_c);
@@ -147,7 +147,7 @@ class PublicSearch : public SearchSequence {
 protected:
     PublicSearch() {
         listenToStart();
-        m_started.onStarted = [this](char const* fileName, IStringContainer&) {
+        m_started.on_started = [this](char const* fileName, IStringContainer&) {
             m_names.emplace_back(fileName);
             return false;
         };

@@ -16,7 +16,7 @@ class Started final : public ISearchStartedCallback {
 public:
     ~Started() override { disconnectHandlers(); }
     bool binFileSearchStarted(char const* fileName, IStringContainer& suggestions) override {
-        return !onStarted || onStarted(fileName, suggestions);
+        return !on_started || on_started(fileName, suggestions);
     }
     bool symFileSearchStarted(char const* fileName, char const*, char const*,
                               IStringContainer& suggestions) override {
@@ -27,7 +27,7 @@ public:
         return binFileSearchStarted(fileName, suggestions);
     }
 
-    std::function<bool(char const*, IStringContainer&)> onStarted;
+    std::function<bool(char const*, IStringContainer&)> on_started;
 };
 
 /// Takes the next file without a function.

@@ -131,7 +131,7 @@ TEST_F(ModuleSearchTest, TheCallbacksOfTheEnvironmentComeFirst) {
     symbols("sym/tool.debug", c_id);
     LK_2_13::test::Started client;
     bool goOn = true;
-    client.onStarted = [&](char const* /*name*/, IStringContainer& suggestions) {
+    client.on_started = [&](char const* /*name*/, IStringContainer& suggestions) {
         suggestions.add(suggested.c_str());
         return goOn;
     };
