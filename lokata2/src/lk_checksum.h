@@ -43,7 +43,7 @@ private:
     friend class IChecksumCalculator;
 
     /// The live calculator or null; holds no reference.
-    static ChecksumCalculator* s_instance;
+    static ChecksumCalculator* s_instance TOOLBELT2_GUARDED_BY(g_checkSumCalcLock);
 };
 
 } // namespace LK_2_13

@@ -45,7 +45,7 @@ struct ResolutionContextKeyLess {
 class ResolutionContextMgr : public RefCountImpl<IResolutionContextMgr> {
 public:
     /// The one live manager, or null. Holds no reference.
-    static ResolutionContextMgr* s_instance;
+    static ResolutionContextMgr* s_instance TOOLBELT2_GUARDED_BY(g_resoulutionContextMgrLock);
 
     ResolutionContextMgr();
     ~ResolutionContextMgr() override;
@@ -99,12 +99,14 @@ public:
     std::string getArchiveDir(IResolutionContext& context);
 
 private:
-    std::map<ResolutionContextKey, ObjectPtr<IMetadata>, ResolutionContextKeyLess> m_metadata;
+    template <class T>
+    using by_context_t = std::map<ResolutionContextKey, ObjectPtr<T>, ResolutionContextKeyLess>;
+
+    by_context_t<IMetadata> m_metadata TOOLBELT2_GUARDED_BY(m_lock);
     /// From a child to its one parent.
-    std::map<ResolutionContextKey, ObjectPtr<IResolutionContext>, ResolutionContextKeyLess>
-        m_parents;
-    /// Guards both maps, for the operation on the map only: never held across a call into a
-    /// metadata or a context of a client.
+    by_context_t<IResolutionContext> m_parents TOOLBELT2_GUARDED_BY(m_lock);
+    /// Held for the operation on the map only: never across a call into a metadata or a context of
+    /// a client.
     LKSpinSharedLock m_lock;
 };
 

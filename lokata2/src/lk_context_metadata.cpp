@@ -13,16 +13,15 @@ typename TMap::mapped_type valueOf(TMap const& map, std::string const& key) {
     return entry == map.end() ? typename TMap::mapped_type() : entry->second;
 }
 
-/// The old value may be the last reference to an object of a client. It goes after the lock, so
-/// that no destructor of a client runs under it.
+/// Puts a value under a key and gives the old one. That may be the last reference to an object of a
+/// client: let it go after the lock, so that no destructor of a client runs under it.
 template <class T>
-void replaceValue(std::map<std::string, ObjectPtr<T>>& map, std::string const& key,
-                  ObjectPtr<T> const& value, ILock& lock) {
-    ObjectPtr<T> old;
-    LKLockWrap const guard(&lock);
+ObjectPtr<T> exchangeValue(std::map<std::string, ObjectPtr<T>>& map, std::string const& key,
+                           ObjectPtr<T> const& value) {
     ObjectPtr<T>& slot = map[key];
-    old = slot;
+    ObjectPtr<T> old = slot;
     slot = value;
+    return old;
 }
 
 } // namespace
@@ -38,6 +37,7 @@ SearchDirKeyIterator::~SearchDirKeyIterator() {
 }
 
 bool SearchDirKeyIterator::next() {
+    assertHeld();
     if (m_current == m_searchDirs.end())
         return false;
     return ++m_current != m_searchDirs.end();
@@ -45,6 +45,7 @@ bool SearchDirKeyIterator::next() {
 
 bool SearchDirKeyIterator::getCurrentRecord(char const*& key,
                                             ObjectPtr<ISearchDirContainer>& container) {
+    assertHeld();
     if (m_current == m_searchDirs.end())
         return false;
     key = m_current->first.c_str();
@@ -58,7 +59,9 @@ ObjectPtr<ISearchDirContainer> Metadata::getSearchDirs(char const* key) {
 }
 
 void Metadata::setSearchDirs(ObjectPtr<ISearchDirContainer> const& container, char const* key) {
-    replaceValue(m_searchDirs, requiredText(key), container, m_lock);
+    ObjectPtr<ISearchDirContainer> old;
+    LKLockWrap const guard(&m_lock);
+    old = exchangeValue(m_searchDirs, requiredText(key), container);
 }
 
 ObjectPtr<ISearchDirKeyIterator> Metadata::searchDirsKeyIterator() {
@@ -121,7 +124,9 @@ std::string Metadata::getCacheDir() {
 
 void Metadata::setCapturedSearchDirs(std::string const& key,
                                      ObjectPtr<ICapturedSearchDirs> captured) {
-    replaceValue(m_capturedSearchDirs, key, captured, m_lock);
+    ObjectPtr<ICapturedSearchDirs> old;
+    LKLockWrap const guard(&m_lock);
+    old = exchangeValue(m_capturedSearchDirs, key, captured);
 }
 
 ObjectPtr<ICapturedSearchDirs> Metadata::getCapturedSearchDirs(std::string const& key) {
@@ -143,7 +148,9 @@ IFileRetriever* Metadata::getFileRetriever(std::string const& key) {
 
 void Metadata::registerSearchStepsConfigurator(char const* key,
                                                ObjectPtr<ISearchStepsConfigurator> configurator) {
-    replaceValue(m_searchStepsConfigurators, requiredText(key), configurator, m_lock);
+    ObjectPtr<ISearchStepsConfigurator> old;
+    LKLockWrap const guard(&m_lock);
+    old = exchangeValue(m_searchStepsConfigurators, requiredText(key), configurator);
 }
 
 ObjectPtr<ISearchStepsConfigurator> Metadata::getSearchStepsConfigurator(char const* key) {
@@ -162,7 +169,9 @@ herald2::IMessenger* Metadata::getMessenger(char const* key) {
 }
 
 void Metadata::registerEnvironmentInfo(char const* key, ObjectPtr<IEnvironmentInfo> info) {
-    replaceValue(m_environmentInfos, requiredText(key), info, m_lock);
+    ObjectPtr<IEnvironmentInfo> old;
+    LKLockWrap const guard(&m_lock);
+    old = exchangeValue(m_environmentInfos, requiredText(key), info);
 }
 
 ObjectPtr<IEnvironmentInfo> Metadata::getEnvironmentInfo(char const* key) {

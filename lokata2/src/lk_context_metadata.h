@@ -23,7 +23,8 @@ struct lokata_callbacks_t {
 };
 
 /// Walks the containers of a metadata by their keys, once. Holds the lock of the metadata shared as
-/// long as it lives: keep it short, and call nothing exclusive on that metadata meanwhile.
+/// long as it lives: keep it short, and call nothing exclusive on that metadata meanwhile. Counted,
+/// so the analysis of locks does not see the hold where it is used.
 class ISearchDirKeyIterator : public ILKObject {
 public:
     /// Moves on. True if a record is now current; at the end it stays and gives false.
@@ -39,6 +40,7 @@ public:
     virtual ObjectPtr<ISearchDirContainer> getSearchDirs(char const* key) = 0;
     virtual void setSearchDirs(ObjectPtr<ISearchDirContainer> const& container,
                                char const* key) = 0;
+    /// Takes the lock shared. The hold passes to the iterator, which lets it go with its end.
     virtual ObjectPtr<ISearchDirKeyIterator> searchDirsKeyIterator() = 0;
     /// Reads the callbacks of the key and writes them back with the new one, in two separate holds
     /// of the lock: of two threads that register different callbacks for one key at the same
@@ -90,16 +92,22 @@ public:
     bool getCurrentRecord(char const*& key, ObjectPtr<ISearchDirContainer>& container) override;
 
 private:
-    search_dirs_t const& m_searchDirs;
-    search_dirs_t::const_iterator m_current;
-    ISpinSharedLock* m_pLock;
+    /// What the constructor has done and the destructor undoes.
+    void assertHeld() const TOOLBELT2_ASSERT_SHARED(m_pLock) {}
+
+    search_dirs_t const& m_searchDirs TOOLBELT2_GUARDED_BY(m_pLock);
+    search_dirs_t::const_iterator m_current TOOLBELT2_GUARDED_BY(m_pLock);
+    ISpinSharedLock* const m_pLock;
 };
 
 class Metadata : public RefCountImpl<IMetadata> {
 public:
     ObjectPtr<ISearchDirContainer> getSearchDirs(char const* key) override;
     void setSearchDirs(ObjectPtr<ISearchDirContainer> const& container, char const* key) override;
-    ObjectPtr<ISearchDirKeyIterator> searchDirsKeyIterator() override;
+    /// Not analysed: the iterator gets a reference to `m_searchDirs`, and uses it under the hold
+    /// that its constructor takes.
+    ObjectPtr<ISearchDirKeyIterator>
+    searchDirsKeyIterator() override TOOLBELT2_NO_THREAD_SAFETY_ANALYSIS;
     void registerSearchStartedCallback(std::string const& key,
                                        ISearchStartedCallback* callback) override;
     void registerFilesFoundCallback(std::string const& key, IFilesFoundCallback* callback) override;
@@ -130,17 +138,21 @@ private:
     void registerCallback(std::string const& key, CallbackHolder<T> lokata_callbacks_t::*field,
                           T* callback);
 
-    std::map<std::string, lokata_callbacks_t> m_callbacks;
-    SearchDirKeyIterator::search_dirs_t m_searchDirs;
-    std::string m_archiveDir;
+    template <class T>
+    using by_key_t = std::map<std::string, T>;
+
+    by_key_t<lokata_callbacks_t> m_callbacks TOOLBELT2_GUARDED_BY(m_lock);
+    SearchDirKeyIterator::search_dirs_t m_searchDirs TOOLBELT2_GUARDED_BY(m_lock);
+    std::string m_archiveDir TOOLBELT2_GUARDED_BY(m_lock);
     /// Set up before it is read: the one field that the lock does not guard.
     std::string m_cacheDir;
-    std::map<std::string, ObjectPtr<ICapturedSearchDirs>> m_capturedSearchDirs;
+    by_key_t<ObjectPtr<ICapturedSearchDirs>> m_capturedSearchDirs TOOLBELT2_GUARDED_BY(m_lock);
     LKSpinSharedLock m_lock;
-    std::map<std::string, IFileRetriever*> m_fileRetrievers;
-    std::map<std::string, ObjectPtr<ISearchStepsConfigurator>> m_searchStepsConfigurators;
-    std::map<std::string, herald2::IMessenger*> m_messengers;
-    std::map<std::string, ObjectPtr<IEnvironmentInfo>> m_environmentInfos;
+    by_key_t<IFileRetriever*> m_fileRetrievers TOOLBELT2_GUARDED_BY(m_lock);
+    by_key_t<ObjectPtr<ISearchStepsConfigurator>>
+        m_searchStepsConfigurators TOOLBELT2_GUARDED_BY(m_lock);
+    by_key_t<herald2::IMessenger*> m_messengers TOOLBELT2_GUARDED_BY(m_lock);
+    by_key_t<ObjectPtr<IEnvironmentInfo>> m_environmentInfos TOOLBELT2_GUARDED_BY(m_lock);
 };
 
 } // namespace LK_2_13

@@ -34,15 +34,17 @@ public:
     void removeHandler(IEventHandler* handler) override;
     void disconnectHandlers() override;
     void event(event_t e) override;
-    ILock* handlersLock() override { return &m_handlersLock; }
+    ILock* handlersLock() override TOOLBELT2_RETURN_CAPABILITY(m_handlersLock) {
+        return &m_handlersLock;
+    }
 
 private:
     /// In the order of adding; not owned. One handler may stand twice.
-    std::vector<IEventHandler*> m_handlers;
-    EventGenerator* m_pGenerator;
+    std::vector<IEventHandler*> m_handlers TOOLBELT2_GUARDED_BY(m_handlersLock);
+    EventGenerator* const m_pGenerator;
     /// The life lock of the generator; null until the first handler came, so that a generator that
     /// nobody listens to goes without touching it.
-    ObjectPtr<ISpinSharedLock> m_pLock;
+    ObjectPtr<ISpinSharedLock> m_pLock TOOLBELT2_GUARDED_BY(m_handlersLock);
     /// Always taken before the life lock.
     LKLock m_handlersLock;
 };

@@ -101,8 +101,9 @@ private:
     friend class IMessageMgr;
 
     /// Keeps the manager, with what clients have set in it, until the library is unloaded.
-    static ObjectPtr<IMessageMgr> s_messageMgr;
+    static ObjectPtr<IMessageMgr> s_messageMgr TOOLBELT2_GUARDED_BY(g_messageMgrLock);
 
+    // Replaced in the set-up phase alone, so no lock guards these.
 #define LK_MESSAGE_FIELD(Name, parameters) ObjectPtr<I##Name> m_p##Name;
     LOKATA2_MESSAGES(LK_MESSAGE_FIELD)
 #undef LK_MESSAGE_FIELD

@@ -31,23 +31,20 @@ bool SearchHistory::AssociationKey::operator<(AssociationKey const& other) const
 ObjectPtr<IFileAssociation> SearchHistory::putAssociation(associations_t& associations,
                                                           AssociationKey const& key,
                                                           char const* resolvedName) {
-    LKLockWrap const guard(&m_lock);
     ObjectPtr<IFileAssociation> association(new FileAssociation(resolvedName));
     associations[key] = association;
     return association;
 }
 
 ObjectPtr<IFileAssociation> SearchHistory::findAssociation(associations_t const& associations,
-                                                           char const* fileName,
-                                                           char const* binaryName,
-                                                           char const* checksum) {
-    LKSpinSharedLockWrap const guard(&m_lock);
-    auto const entry = associations.find(AssociationKey(fileName, binaryName, checksum));
+                                                           AssociationKey const& key) {
+    auto const entry = associations.find(key);
     return entry == associations.end() ? ObjectPtr<IFileAssociation>() : entry->second;
 }
 
 ObjectPtr<IFileAssociation> SearchHistory::addBinFileAssociation(char const* fileName,
                                                                  char const* resolvedName) {
+    LKLockWrap const guard(&m_lock);
     return putAssociation(m_binAssociations, {fileName, nullptr, nullptr}, resolvedName);
 }
 
@@ -55,6 +52,7 @@ ObjectPtr<IFileAssociation> SearchHistory::addSymFileAssociation(char const* fil
                                                                  char const* binaryName,
                                                                  char const* checksum,
                                                                  char const* resolvedName) {
+    LKLockWrap const guard(&m_lock);
     return putAssociation(m_symAssociations, {fileName, binaryName, checksum}, resolvedName);
 }
 
@@ -62,6 +60,7 @@ ObjectPtr<IFileAssociation> SearchHistory::addSrcFileAssociation(char const* fil
                                                                  char const* binaryName,
                                                                  char const* checksum,
                                                                  char const* resolvedName) {
+    LKLockWrap const guard(&m_lock);
     return putAssociation(m_srcAssociations, {fileName, binaryName, checksum}, resolvedName);
 }
 
@@ -77,19 +76,22 @@ void SearchHistory::clear(search_category_t category) {
 }
 
 ObjectPtr<IFileAssociation> SearchHistory::findBinFileAssociation(char const* fileName) {
-    return findAssociation(m_binAssociations, fileName, nullptr, nullptr);
+    LKSpinSharedLockWrap const guard(&m_lock);
+    return findAssociation(m_binAssociations, {fileName, nullptr, nullptr});
 }
 
 ObjectPtr<IFileAssociation> SearchHistory::findSymFileAssociation(char const* fileName,
                                                                   char const* binaryName,
                                                                   char const* checksum) {
-    return findAssociation(m_symAssociations, fileName, binaryName, checksum);
+    LKSpinSharedLockWrap const guard(&m_lock);
+    return findAssociation(m_symAssociations, {fileName, binaryName, checksum});
 }
 
 ObjectPtr<IFileAssociation> SearchHistory::findSrcFileAssociation(char const* fileName,
                                                                   char const* binaryName,
                                                                   char const* checksum) {
-    return findAssociation(m_srcAssociations, fileName, binaryName, checksum);
+    LKSpinSharedLockWrap const guard(&m_lock);
+    return findAssociation(m_srcAssociations, {fileName, binaryName, checksum});
 }
 
 } // namespace LK_2_13

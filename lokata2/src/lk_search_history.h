@@ -37,26 +37,27 @@ public:
 
 private:
     /// One request. Matches by identical text, field after field.
-    struct AssociationKey {
+    class AssociationKey {
+    public:
         AssociationKey(char const* fileName, char const* binaryName, char const* checksum);
         bool operator<(AssociationKey const& other) const;
 
+    private:
         std::string m_fileName;
         std::string m_binaryName;
         std::string m_checksum;
     };
     using associations_t = std::map<AssociationKey, ObjectPtr<IFileAssociation>>;
 
-    ObjectPtr<IFileAssociation> putAssociation(associations_t& associations,
-                                               AssociationKey const& key, char const* resolvedName);
-    ObjectPtr<IFileAssociation> findAssociation(associations_t const& associations,
-                                                char const* fileName, char const* binaryName,
-                                                char const* checksum);
+    static ObjectPtr<IFileAssociation> putAssociation(associations_t& associations,
+                                                      AssociationKey const& key,
+                                                      char const* resolvedName);
+    static ObjectPtr<IFileAssociation> findAssociation(associations_t const& associations,
+                                                       AssociationKey const& key);
 
-    associations_t m_binAssociations;
-    associations_t m_symAssociations;
-    associations_t m_srcAssociations;
-    /// Guards the three maps.
+    associations_t m_binAssociations TOOLBELT2_GUARDED_BY(m_lock);
+    associations_t m_symAssociations TOOLBELT2_GUARDED_BY(m_lock);
+    associations_t m_srcAssociations TOOLBELT2_GUARDED_BY(m_lock);
     LKSpinSharedLock m_lock;
 };
 

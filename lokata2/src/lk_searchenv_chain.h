@@ -16,8 +16,8 @@ public:
 
 private:
     /// Never holds null.
-    std::list<ObjectPtr<ISearchDirContainer>> m_items;
-    /// Guards the list, and is held while the items are enumerated: it comes before their locks.
+    std::list<ObjectPtr<ISearchDirContainer>> m_items TOOLBELT2_GUARDED_BY(m_lock);
+    /// Held while the items are enumerated, too: it comes before their locks.
     mutable LKLock m_lock;
 };
 

@@ -50,10 +50,9 @@ public:
     std::vector<Dir> snapshot() const;
 
 private:
-    std::vector<Dir> m_dirs;
+    std::vector<Dir> m_dirs TOOLBELT2_GUARDED_BY(m_lock);
     /// From the normalised name to the place in `m_dirs`.
-    std::map<std::string, std::size_t, CanonicalFileNameLess> m_index;
-    /// Guards both.
+    std::map<std::string, std::size_t, CanonicalFileNameLess> m_index TOOLBELT2_GUARDED_BY(m_lock);
     mutable LKLock m_lock;
 };
 
@@ -90,8 +89,8 @@ public:
     ObjectPtr<FilteredDirList> getEditableDirListForCategory(search_category_t category);
 
 private:
-    std::map<search_category_t, ObjectPtr<FilteredDirList>> m_lists;
-    /// Guards the map. Never held together with the lock of a list.
+    std::map<search_category_t, ObjectPtr<FilteredDirList>> m_lists TOOLBELT2_GUARDED_BY(m_lock);
+    /// Never held together with the lock of a list.
     mutable LKLock m_lock;
 };
 

@@ -51,7 +51,7 @@ public:
 protected:
     /// Waits for running calls and empties every holder of this callback. Callable from any thread
     /// that does not run one of these calls.
-    void disconnectHandlers();
+    void disconnectHandlers() TOOLBELT2_EXCLUDES(m_pLock);
 
 private:
     friend class internal::CallbackLink;
@@ -78,8 +78,9 @@ protected:
     void set(CallbackLink const& other);
     void detach();
 
-    /// Written by setters and, on any thread, by the going callback; the decision that counts is
-    /// taken under the life lock.
+    /// Written by setters and, on any thread, by the going callback under its life lock. Guarded by
+    /// no lock: the first look at it comes before any, and the one that counts, under the life
+    /// lock, is that of an accessor.
     std::atomic<EventGenerator*> m_pCallback;
     ObjectPtr<ISpinSharedLock> m_pLock;
 
@@ -131,13 +132,15 @@ private:
     T* m_pTyped = nullptr;
 };
 
-/// Lives on the stack around one call of a callback and keeps the callback from going away. Test
+/// Lives on the stack around one call of a callback and keeps the callback from going away: it
+/// holds the callback's life lock shared as long as it lives, and nothing for an empty holder. Test
 /// `get` even after `hasCallback` of the holder: the callback may have gone in between.
 template <class T>
-class CallbackAccessor {
+class TOOLBELT2_SCOPED_CAPABILITY CallbackAccessor {
 public:
-    explicit CallbackAccessor(CallbackHolder<T>& holder)
+    explicit CallbackAccessor(CallbackHolder<T>& holder) TOOLBELT2_ACQUIRE_SHARED(holder.m_pLock)
         : m_lock(ObjectPtr<ISpinSharedLock>(holder.m_pLock).get()), m_pHolder(&holder) {}
+    ~CallbackAccessor() TOOLBELT2_RELEASE() = default;
 
     /// The callback, or null if it is gone or the holder was empty.
     T* get() const { return m_pHolder->hasCallback() ? m_pHolder->m_pTyped : nullptr; }

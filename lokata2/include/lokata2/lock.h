@@ -8,22 +8,23 @@ namespace LK_2_13 {
 /// milliseconds; there is no time-out and no turn-taking, so a steady stream of shared holders can
 /// keep a writer waiting. Upgrades and downgrades do not exist: a thread that holds one side and
 /// asks for the other waits forever.
-class LOKATA2_EXPORT ISpinSharedLock : public ILock {
+class TOOLBELT2_CAPABILITY("shared lock") LOKATA2_EXPORT ISpinSharedLock : public ILock {
 public:
     /// Blocks until the calling thread is one of the shared holders.
-    virtual void sharedLock() = 0;
+    virtual void sharedLock() TOOLBELT2_ACQUIRE_SHARED() = 0;
     /// Once for each `sharedLock`, on any thread.
-    virtual void sharedUnlock() = 0;
+    virtual void sharedUnlock() TOOLBELT2_RELEASE_SHARED() = 0;
 };
 
 /// Holds the shared side of a lock for a scope. A null lock does nothing. Takes no reference.
-class LKSpinSharedLockWrap {
+class TOOLBELT2_SCOPED_CAPABILITY LKSpinSharedLockWrap {
 public:
-    explicit LKSpinSharedLockWrap(ISpinSharedLock* lock) : m_pLock(lock) {
+    explicit LKSpinSharedLockWrap(ISpinSharedLock* lock) TOOLBELT2_ACQUIRE_SHARED(lock)
+        : m_pLock(lock) {
         if (m_pLock != nullptr)
             m_pLock->sharedLock();
     }
-    ~LKSpinSharedLockWrap() {
+    ~LKSpinSharedLockWrap() TOOLBELT2_RELEASE() {
         if (m_pLock != nullptr)
             m_pLock->sharedUnlock();
     }

@@ -2,6 +2,8 @@
 
 #include <lokata2/export.h>
 
+#include <toolbelt2/thread_annotations.h>
+
 #include <atomic>
 
 /// The ownership model of the library. Every object that crosses its boundary is counted by itself:
@@ -29,22 +31,22 @@ public:
 };
 
 /// An exclusive lock.
-class LOKATA2_EXPORT ILock : public ILKObject {
+class TOOLBELT2_CAPABILITY("lock") LOKATA2_EXPORT ILock : public ILKObject {
 public:
     /// Blocks until the lock is held by the calling thread.
-    virtual void lock() = 0;
+    virtual void lock() TOOLBELT2_ACQUIRE() = 0;
     /// Once for each `lock`, on the same thread.
-    virtual void unlock() = 0;
+    virtual void unlock() TOOLBELT2_RELEASE() = 0;
 };
 
 /// Holds a lock for a scope. A null lock does nothing. Takes no reference on the lock.
-class LKLockWrap {
+class TOOLBELT2_SCOPED_CAPABILITY LKLockWrap {
 public:
-    explicit LKLockWrap(ILock* lock) : m_pLock(lock) {
+    explicit LKLockWrap(ILock* lock) TOOLBELT2_ACQUIRE(lock) : m_pLock(lock) {
         if (m_pLock != nullptr)
             m_pLock->lock();
     }
-    ~LKLockWrap() {
+    ~LKLockWrap() TOOLBELT2_RELEASE() {
         if (m_pLock != nullptr)
             m_pLock->unlock();
     }

@@ -2,8 +2,7 @@
 
 #include <log4cplus/appender.h>
 #include <log4cplus/initializer.h>
-
-#include <mutex>
+#include <toolbelt2/mutex.h>
 
 namespace logmast_1::log {
 namespace {
@@ -23,8 +22,8 @@ bool is_configured(log4cplus::Logger const& logger) {
 log4cplus::Logger configureComponentLogger(char const* name) {
     // Held over the test and the setting: a level that the process sets after one call has
     // returned is not undone by another call that is under way.
-    static std::mutex s_lock;
-    std::lock_guard<std::mutex> const guard(s_lock);
+    static toolbelt2::mutex_t s_lock;
+    toolbelt2::mutex_guard_t const guard(s_lock);
     log4cplus::initialize();
     log4cplus::Logger logger = log4cplus::Logger::getInstance(name);
     if (!is_configured(logger))

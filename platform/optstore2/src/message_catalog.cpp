@@ -5,12 +5,12 @@
 #include <logmast_1/logmast_1.h>
 
 #include <log4cplus/loggingmacros.h>
+#include <toolbelt2/mutex.h>
 
 #include <clocale>
 #include <filesystem>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -29,19 +29,21 @@ public:
 private:
     using files_t = std::vector<std::filesystem::path>;
 
-    files_t places() const;
-    messages_t const* messages(std::filesystem::path const& file);
-    catalog_t const* merged(files_t const& files);
-    void report(std::filesystem::path const& file, std::string const& fault);
+    files_t places() const TOOLBELT2_REQUIRES(m_lock);
+    messages_t const* messages(std::filesystem::path const& file) TOOLBELT2_REQUIRES(m_lock);
+    catalog_t const* merged(files_t const& files) TOOLBELT2_REQUIRES(m_lock);
+    void report(std::filesystem::path const& file, std::string const& fault)
+        TOOLBELT2_REQUIRES(m_lock);
 
     log4cplus::Logger const m_logger = logmast_1::log::configureComponentLogger("optstore2");
     files_t const m_installedPlaces = installedMessageDirectories();
 
-    std::mutex m_lock; // guards what follows
-    std::optional<std::string> m_directory;
-    std::map<std::filesystem::path, messages_t> m_messages;
-    std::set<std::filesystem::path> m_reported;
-    std::map<files_t, std::unique_ptr<catalog_t const>> m_catalogs; // only grows
+    toolbelt2::mutex_t m_lock;
+    std::optional<std::string> m_directory TOOLBELT2_GUARDED_BY(m_lock);
+    std::map<std::filesystem::path, messages_t> m_messages TOOLBELT2_GUARDED_BY(m_lock);
+    std::set<std::filesystem::path> m_reported TOOLBELT2_GUARDED_BY(m_lock);
+    /// Only grows: callers hold pointers to the catalogues.
+    std::map<files_t, std::unique_ptr<catalog_t const>> m_catalogs TOOLBELT2_GUARDED_BY(m_lock);
 };
 
 /// The languages of a locale name such as "de_DE.UTF-8", nearest first, English last.
@@ -66,7 +68,7 @@ std::vector<std::string> languagesOfProcess() {
 
 catalog_t const* MessageCatalogs::get(std::string const& name) {
     std::vector<std::string> const languages = languagesOfProcess();
-    std::lock_guard<std::mutex> const guard(m_lock);
+    toolbelt2::mutex_guard_t const guard(m_lock);
     for (std::filesystem::path const& place : places()) {
         files_t found;
         for (std::string const& language : languages) {
@@ -82,7 +84,7 @@ catalog_t const* MessageCatalogs::get(std::string const& name) {
 }
 
 void MessageCatalogs::setDirectory(char const* directory) {
-    std::lock_guard<std::mutex> const guard(m_lock);
+    toolbelt2::mutex_guard_t const guard(m_lock);
     m_directory = directory != nullptr ? std::optional<std::string>(directory) : std::nullopt;
 }
 

@@ -5,10 +5,10 @@
 #include <logmast_1/logmast_1.h>
 
 #include <log4cplus/loggingmacros.h>
+#include <toolbelt2/mutex.h>
 
 #include <cerrno>
 #include <filesystem>
-#include <mutex>
 #include <optional>
 #include <pwd.h>
 #include <set>
@@ -50,13 +50,14 @@ public:
 private:
     log4cplus::Logger const m_logger = logmast_1::log::configureComponentLogger("optstore2");
 
-    std::mutex m_lock; // guards what follows
-    std::optional<std::filesystem::path> m_directory;
-    std::set<std::string> m_given; // only grows: callers hold pointers into it
+    toolbelt2::mutex_t m_lock;
+    std::optional<std::filesystem::path> m_directory TOOLBELT2_GUARDED_BY(m_lock);
+    /// Only grows: callers hold pointers into it.
+    std::set<std::string> m_given TOOLBELT2_GUARDED_BY(m_lock);
 };
 
 char const* ProductLocations::getTempDirectory() {
-    std::lock_guard<std::mutex> const guard(m_lock);
+    toolbelt2::mutex_guard_t const guard(m_lock);
     std::filesystem::path const directory = m_directory ? *m_directory : defaultDirectory();
     std::string const fault = preparePrivateDirectory(directory);
     if (!fault.empty()) {
@@ -67,7 +68,7 @@ char const* ProductLocations::getTempDirectory() {
 }
 
 void ProductLocations::setTempDirectory(char const* directory) {
-    std::lock_guard<std::mutex> const guard(m_lock);
+    toolbelt2::mutex_guard_t const guard(m_lock);
     m_directory = directory != nullptr ? std::optional(directoryItself(directory)) : std::nullopt;
 }
 

@@ -88,7 +88,7 @@ sqlite_connection_t* SqlitePropertyStorage::connect(bool create) const {
 toolbelt2::variant_bag_t
 SqlitePropertyStorage::read(std::string const& name,
                             toolbelt2::variant_bag_t const& defaultValue) const {
-    std::lock_guard<std::mutex> const guard(m_lock);
+    toolbelt2::mutex_guard_t const guard(m_lock);
     sqlite_connection_t* const connection = connect(false);
     if (!connection)
         return defaultValue;
@@ -113,7 +113,7 @@ void SqlitePropertyStorage::write(std::string const& name, toolbelt2::variant_ba
     } catch (std::invalid_argument const& error) {
         throw storage_error(m_file, "\"" + name + "\" cannot be written: " + error.what());
     }
-    std::lock_guard<std::mutex> const guard(m_lock);
+    toolbelt2::mutex_guard_t const guard(m_lock);
     sqlite_connection_t* const connection = connect(true);
     sqlite_transaction_t transaction(*connection, true);
     if (!is_initialised(*connection))

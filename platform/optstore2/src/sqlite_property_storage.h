@@ -3,8 +3,8 @@
 #include "sqlite_connection.h"
 
 #include <optstore2/property_storage.h>
+#include <toolbelt2/mutex.h>
 
-#include <mutex>
 #include <optional>
 
 namespace optstore2 {
@@ -24,14 +24,14 @@ public:
 
 private:
     bool fileExists() const;
-    sqlite_connection_t* connect(bool create) const;
+    sqlite_connection_t* connect(bool create) const TOOLBELT2_REQUIRES(m_lock);
 
     std::string const m_file;
     std::chrono::milliseconds const m_busyTimeout;
 
     /// Guards the connection, and with it each transaction as a whole.
-    mutable std::mutex m_lock;
-    mutable std::optional<sqlite_connection_t> m_connection;
+    mutable toolbelt2::mutex_t m_lock;
+    mutable std::optional<sqlite_connection_t> m_connection TOOLBELT2_GUARDED_BY(m_lock);
 };
 
 } // namespace optstore2
