@@ -1,3 +1,5 @@
+#include "read/reasons.h"
+
 #include <optstore2/message_catalog.h>
 
 #include <nlohmann/json.hpp>
@@ -11,8 +13,22 @@
 
 namespace {
 
-/// The keys of each catalogue, by the placeholder that their texts must have; empty for none.
-std::map<std::string, std::map<std::string, std::vector<std::string>>> const g_keys = {
+using keys_t = std::map<std::string, std::vector<std::string>>;
+
+/// By the placeholders that their texts must have.
+keys_t reasonKeys() {
+    keys_t keys;
+    for (lokata::profile::ReasonEntry const& reason : lokata::profile::c_reasons) {
+        std::string placeholders;
+        for (std::size_t i = 1; i <= reason.arguments; ++i)
+            placeholders += "{arg" + std::to_string(i) + "}";
+        keys[placeholders].emplace_back(reason.word);
+    }
+    return keys;
+}
+
+/// The keys of each catalogue, by the placeholders that their texts must have; empty for none.
+std::map<std::string, keys_t> const g_keys = {
     {"lokata_common",
      {{"{arg1}",
        {"BinChecksumMismatch", "SymChecksumMismatch", "SrcChecksumMismatch",
@@ -21,22 +37,33 @@ std::map<std::string, std::map<std::string, std::vector<std::string>>> const g_k
         "BinFileReadingError", "BinFileUnsupportedFormat", "FileIsNotRegular"}},
       {"", {"FileIsDirectory", "NoDataForSourceFileValidation"}}}},
     {"lokata.climgr", {{"{%1}", {"%CannotMatchFileWithChecksumMismatch"}}}},
+    {lokata::profile::c_reasonCatalog, reasonKeys()},
 };
+
+/// Takes "{a}{b}" apart, and each of its placeholders out of the text.
+void takeOut(std::string placeholders, std::string& text) {
+    while (!placeholders.empty()) {
+        std::string const each = placeholders.substr(0, placeholders.find('}') + 1);
+        std::size_t const at = text.find(each);
+        ASSERT_NE(at, std::string::npos) << text << each;
+        text.erase(at, each.size());
+        placeholders.erase(0, each.size());
+    }
+}
 
 class Catalog : public testing::TestWithParam<char const*> {};
 
-TEST_P(Catalog, HasEveryTextWithItsPlaceholderAndNoOther) {
+TEST_P(Catalog, HasEveryTextWithItsPlaceholdersAndNoOther) {
     for (auto const& [name, keysByPlaceholder] : g_keys) {
         std::ifstream file(LOKATA_MESSAGES "/" + name + '.' + GetParam() + ".json");
         auto texts = nlohmann::json::parse(file).get<std::map<std::string, std::string>>();
-        for (auto const& [placeholder, keys] : keysByPlaceholder) {
+        for (auto const& [placeholders, keys] : keysByPlaceholder) {
             for (std::string const& key : keys) {
                 std::string text = texts[key];
-                std::size_t const at = text.find(placeholder);
-                ASSERT_NE(at, std::string::npos) << key;
-                text.erase(at, placeholder.size());
+                takeOut(placeholders, text);
                 EXPECT_EQ(text.find_first_of("{}"), std::string::npos) << key;
                 EXPECT_GT(text.size(), 15U) << key;
+                EXPECT_NE(text.back(), ' ') << key;
                 texts.erase(key);
             }
         }

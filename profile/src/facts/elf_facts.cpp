@@ -2,6 +2,7 @@
 
 #include "facts/file_handle.h"
 #include "read/cursor.h"
+#include "read/reasons.h"
 
 #include <array>
 #include <cerrno>
@@ -37,7 +38,7 @@ FileHandle openRegular(std::string const& path, std::string& error) {
     if (file.get() < 0 || ::fstat(file.get(), &status) != 0)
         error = systemError(errno);
     else if (!S_ISREG(status.st_mode))
-        error = "not a regular file";
+        error = reasonText(ReasonKey::not_regular);
     return file;
 }
 
@@ -98,7 +99,7 @@ private:
         }
     }
 
-    void fail() { m_facts.error = "damaged: " + std::string(elf_errmsg(-1)); }
+    void fail() { m_facts.error = reasonText(ReasonKey::elf_damaged, {elf_errmsg(-1)}); }
 
     void readSection(Elf_Scn* section, std::size_t names) {
         GElf_Shdr header{};
@@ -216,8 +217,8 @@ std::string otherKind(int fd) {
     std::string_view const content(start.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
     for (Packing const& packing : c_packings)
         if (content.substr(0, packing.magic.size()) == packing.magic)
-            return std::string("packed by ") + packing.name + ", which is not unpacked here";
-    return "not an ELF file";
+            return reasonText(ReasonKey::packed, {packing.name});
+    return reasonText(ReasonKey::not_elf);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "facts/file_handle.h"
 #include "facts/line_table_md5.h"
+#include "read/reasons.h"
 
 #include <lokata2/utils.h>
 
@@ -67,6 +68,10 @@ std::string_view lineSection(Elf* elf) {
     return {};
 }
 
+std::string damage() {
+    return reasonText(ReasonKey::sources_damaged, {dwarf_errmsg(-1)});
+}
+
 class SourceCollector {
 public:
     SourceCollector(Elf* elf, Dwarf* dwarf) : m_elf(elf), m_dwarf(dwarf) {
@@ -84,7 +89,7 @@ public:
                0)
             addUnit(die, result.error);
         if (status < 0)
-            result.error = dwarf_errmsg(-1);
+            result.error = damage();
         for (auto& [name, identity] : m_files)
             result.files.push_back({name, identity});
         return result;
@@ -101,7 +106,7 @@ private:
         Dwarf_Files* files = nullptr;
         std::size_t count = 0;
         if (dwarf_getsrcfiles(&die, &files, &count) != 0) {
-            error = dwarf_errmsg(-1);
+            error = damage();
             return;
         }
         // Asked for only now: libdw has unpacked the section by this time.
@@ -145,10 +150,10 @@ private:
 SourceFiles readSourceFiles(std::string const& path, std::string const& supplementary) {
     DwarfFile const main(path);
     if (!main.dwarf)
-        return {{}, main.elf ? dwarf_errmsg(-1) : "cannot be opened as an ELF file"};
+        return {{}, main.elf ? damage() : reasonText(ReasonKey::sources_not_elf)};
     GElf_Ehdr header{};
     if (gelf_getehdr(main.elf.get(), &header) == nullptr || header.e_type == ET_REL)
-        return {{}, "the sources of a relocatable file cannot be told"};
+        return {{}, reasonText(ReasonKey::sources_relocatable)};
     std::optional<DwarfFile> shared;
     if (!supplementary.empty())
         shared.emplace(supplementary);

@@ -2,6 +2,7 @@
 
 #include "facts/elf_facts.h"
 #include "read/names.h"
+#include "read/reasons.h"
 #include "resolve/searched_name.h"
 #include "search/file_places.h"
 
@@ -75,21 +76,23 @@ public:
             ++outcome.kept;
             break;
         case LK_2_13::afDirectoryError:
-            outcome.errors.push_back(file.path + ": a directory of the archive " + m_directory +
-                                     " cannot be made");
+            fail(ReasonKey::archive_directory, file.path);
             break;
         case LK_2_13::afNoChecksum:
-            outcome.errors.push_back(file.path + ": cannot be read to its end");
+            fail(ReasonKey::archive_unread, file.path);
             break;
         default:
-            outcome.errors.push_back(file.path + ": cannot be copied into the archive " +
-                                     m_directory);
+            fail(ReasonKey::archive_copy, file.path);
         }
     }
 
     ArchiveOutcome outcome;
 
 private:
+    void fail(ReasonKey reason, std::string const& path) {
+        outcome.errors.push_back(reasonText(reason, {path, m_directory}));
+    }
+
     std::string m_directory;
     Renamer m_renamer;
     std::set<std::tuple<std::string, std::string, std::string>> m_known;

@@ -1,5 +1,7 @@
 #include <lokata/profile/resolution.h>
 
+#include "read/reasons.h"
+
 #include <algorithm>
 
 namespace lokata::profile {
@@ -11,33 +13,32 @@ namespace {
 int tellingRank(JudgedCandidate const& candidate) {
     if (!candidate.identity.expected.empty() && !candidate.identity.actual.empty())
         return 3;
-    if (candidate.identity.kind != IdentityKind::none)
+    if (candidate.identity.kind != IdentityKind::none || candidate.result == LK_2_13::vrUndecided)
         return 2;
     return candidate.message.empty() ? 0 : 1;
 }
 
-char const* notAFileReason(ModuleKind kind) {
+ReasonKey notAFileReason(ModuleKind kind) {
     switch (kind) {
     case ModuleKind::vdso:
     case ModuleKind::vsyscall:
-        return "Code that the kernel maps into every process; no file exists.";
+        return ReasonKey::kernel_code;
     case ModuleKind::bpf:
-        return "A program loaded into the kernel; no file exists.";
+        return ReasonKey::kernel_program;
     default:
-        return "Memory that no file stands behind.";
+        return ReasonKey::no_file_behind;
     }
 }
 
-char const* unsupportedReason(Module const& module) {
+ReasonKey unsupportedReason(Module const& module) {
     switch (module.kind) {
     case ModuleKind::guest_file:
     case ModuleKind::guest_kernel:
     case ModuleKind::guest_module:
-        return "The name belongs to a virtual machine.";
+        return ReasonKey::guest_name;
     default:
-        return module.mount_namespace != 0
-                   ? "The name belongs to another mount namespace, and no build-id was recorded."
-                   : "The name cannot be looked up on this machine.";
+        return module.mount_namespace != 0 ? ReasonKey::mount_namespace_name
+                                           : ReasonKey::foreign_name;
     }
 }
 
@@ -66,9 +67,9 @@ std::string missingReason(FileResolution const& file) {
         return {};
     JudgedCandidate const* const rejection = mostTellingRejection(file);
     if (rejection == nullptr)
-        return "No file of this name was met.";
+        return reasonText(ReasonKey::no_such_file);
     if (rejection->message.empty())
-        return displayName(rejection->path) + " was refused.";
+        return displayName(reasonText(ReasonKey::rejected, {rejection->path}));
     bool const named = rejection->message.find(rejection->path) != std::string::npos;
     return displayName(named ? rejection->message : rejection->path + ": " + rejection->message);
 }
@@ -78,13 +79,13 @@ std::string statusReason(ModuleResolution const& module) {
     case ModuleStatus::resolved:
         return {};
     case ModuleStatus::unproven:
-        return "The file was accepted, but nothing recorded could prove it.";
+        return reasonText(ReasonKey::unproven);
     case ModuleStatus::missing:
-        return module.binary ? missingReason(*module.binary) : "The name is not safe to look up.";
+        return module.binary ? missingReason(*module.binary) : reasonText(ReasonKey::unsafe_name);
     case ModuleStatus::not_a_file:
-        return notAFileReason(module.module.kind);
+        return reasonText(notAFileReason(module.module.kind));
     case ModuleStatus::unsupported:
-        return unsupportedReason(module.module);
+        return reasonText(unsupportedReason(module.module));
     }
     return {};
 }

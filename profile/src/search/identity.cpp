@@ -1,10 +1,11 @@
 #include "search/identity.h"
 
 #include "read/names.h"
-#include "search/validation_messages.h"
+#include "read/reasons.h"
 
 #include <lokata2/checksum.h>
 #include <lokata2/content_validators.h>
+#include <lokata2/messages.h>
 #include <lokata2/utils.h>
 
 #include <algorithm>
@@ -31,30 +32,21 @@ void refuse(JudgedCandidate& candidate, severity_t severity, std::string message
     candidate.message = std::move(message);
 }
 
-void refuseUnreadable(JudgedCandidate& candidate, std::string const& path,
-                      std::string const& reason) {
-    refuse(candidate, svError,
-           messageText(&IMessageMgr::getFileIsNotABinaryModuleMessage, "%FileIsNotABinaryModule",
-                       path) +
-               " (" + reason + ")");
+void refuseUnusable(JudgedCandidate& candidate, std::string const& path, std::string const& why) {
+    refuse(candidate, svError, reasonText(ReasonKey::file_unusable, {path, why}));
 }
 
-/// "(expected build-id 12ab, found none)"
-std::string comparison(Identity const& identity) {
-    return " (expected " + std::string(wordOf(c_identityKinds, identity.kind)) + " " +
-           identity.expected + ", found " + (identity.actual.empty() ? "none" : identity.actual) +
-           ")";
-}
-
-template <class Message>
-void compare(JudgedCandidate& candidate, Identity identity,
-             ObjectPtr<Message> (IMessageMgr::*mismatch)(), std::string const& path) {
+/// `mismatch` is the reason for another value than the expected one, `missing` for none.
+void compare(JudgedCandidate& candidate, Identity identity, ReasonKey mismatch, ReasonKey missing,
+             std::string const& path) {
     candidate.identity = std::move(identity);
-    if (candidate.identity.expected == candidate.identity.actual)
+    auto const& [kind, expected, actual] = candidate.identity;
+    if (expected == actual)
         candidate.result = vrValid;
+    else if (actual.empty())
+        refuse(candidate, svError, reasonText(missing, {path, expected}));
     else
-        refuse(candidate, svError,
-               messageText(mismatch, "%ChecksumMismatch", path) + comparison(candidate.identity));
+        refuse(candidate, svError, reasonText(mismatch, {path, actual, expected}));
 }
 
 bool sameFile(std::string const& a, std::string const& b) {
@@ -99,11 +91,11 @@ void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate)
         return;
     auto const facts = m_cache.facts(path);
     if (!facts->error.empty() && facts->build_id.empty())
-        return refuseUnreadable(candidate, path, facts->error);
+        return refuseUnusable(candidate, path, facts->error);
     compare(candidate, {IdentityKind::build_id, toHex(m_expected), toHex(facts->build_id)},
-            &IMessageMgr::getBinChecksumMismatchMessage, path);
+            ReasonKey::build_id_mismatch, ReasonKey::build_id_missing, path);
     if (candidate.result == vrValid && facts->lacks_code)
-        refuseUnreadable(candidate, path, "debug information without the code");
+        refuse(candidate, svError, reasonText(ReasonKey::code_missing, {path}));
 }
 
 SymbolValidator::SymbolValidator(ElfFactsCache& cache, SymbolOwner owner)
@@ -112,13 +104,12 @@ SymbolValidator::SymbolValidator(ElfFactsCache& cache, SymbolOwner owner)
 void SymbolValidator::judge(std::string const& path, JudgedCandidate& candidate) {
     auto const facts = m_cache.facts(path);
     if (!facts->error.empty())
-        return refuseUnreadable(candidate, path, facts->error);
+        return refuseUnusable(candidate, path, facts->error);
     if (!facts->has_debug_info)
-        return refuse(
-            candidate, svError,
-            messageText(&IMessageMgr::getInvalidSymbolFileMessage, "%InvalidSymbolFile", path) +
-                (facts->has_symbol_table ? " (a symbol table, but no debug information)"
-                                         : " (no debug information)"));
+        return refuse(candidate, svError,
+                      reasonText(facts->has_symbol_table ? ReasonKey::only_symbol_table
+                                                         : ReasonKey::debug_info_missing,
+                                 {path}));
     if (!m_owner.build_id.empty() && facts->build_id == m_owner.build_id) {
         candidate.result = vrValid;
         candidate.identity = {IdentityKind::build_id, toHex(m_owner.build_id),
@@ -130,30 +121,22 @@ void SymbolValidator::judge(std::string const& path, JudgedCandidate& candidate)
         candidate.identity = {IdentityKind::same_file, m_owner.path, path};
         return;
     }
-    if (m_owner.debug_link && provenByCrc(path, candidate))
-        return;
+    Identity link = m_owner.debug_link ? linkIdentity(path) : Identity();
+    if (m_owner.debug_link && (m_owner.build_id.empty() || link.expected == link.actual))
+        return compare(candidate, std::move(link), ReasonKey::debug_link_mismatch,
+                       ReasonKey::checksum_unread, path);
     if (!m_owner.build_id.empty())
-        return compare(candidate,
-                       {IdentityKind::build_id, toHex(m_owner.build_id), toHex(facts->build_id)},
-                       &IMessageMgr::getSymChecksumMismatchMessage, path);
-    if (m_owner.debug_link)
-        return refuse(
-            candidate, svError,
-            messageText(&IMessageMgr::getSymChecksumMismatchMessage, "%ChecksumMismatch", path) +
-                comparison(candidate.identity));
+        return compare(
+            candidate, {IdentityKind::build_id, toHex(m_owner.build_id), toHex(facts->build_id)},
+            ReasonKey::symbol_build_id_mismatch, ReasonKey::symbol_build_id_missing, path);
     if (m_owner.machine != 0 && facts->machine != m_owner.machine)
-        refuse(candidate, svError,
-               messageText(&IMessageMgr::getFileArchMismatchMessage, "%FileArchMismatch", path));
+        refuse(candidate, svError, reasonText(ReasonKey::architecture_mismatch, {path}));
 }
 
-bool SymbolValidator::provenByCrc(std::string const& path, JudgedCandidate& candidate) {
+Identity SymbolValidator::linkIdentity(std::string const& path) const {
     std::optional<std::uint32_t> const actual = m_cache.crc32(path);
-    candidate.identity = {IdentityKind::debug_link_crc, crcText(m_owner.debug_link->crc),
-                          actual ? crcText(*actual) : ""};
-    if (actual != m_owner.debug_link->crc)
-        return false;
-    candidate.result = vrValid;
-    return true;
+    return {IdentityKind::debug_link_crc, crcText(m_owner.debug_link->crc),
+            actual ? crcText(*actual) : ""};
 }
 
 SupplementaryValidator::SupplementaryValidator(ElfFactsCache& cache, BuildId expected)
@@ -162,17 +145,18 @@ SupplementaryValidator::SupplementaryValidator(ElfFactsCache& cache, BuildId exp
 void SupplementaryValidator::judge(std::string const& path, JudgedCandidate& candidate) {
     auto const facts = m_cache.facts(path);
     if (!facts->error.empty())
-        return refuseUnreadable(candidate, path, facts->error);
+        return refuseUnusable(candidate, path, facts->error);
     compare(candidate, {IdentityKind::build_id, toHex(m_expected), toHex(facts->build_id)},
-            &IMessageMgr::getSymChecksumMismatchMessage, path);
+            ReasonKey::supplementary_build_id_mismatch, ReasonKey::supplementary_build_id_missing,
+            path);
 }
 
 namespace {
 
 /// Takes the verdict and the text of a validator of the library.
-class Reason final : public IErrorInfoContainer {
+class VerdictText final : public IErrorInfoContainer {
 public:
-    explicit Reason(JudgedCandidate& candidate) : m_candidate(candidate) {}
+    explicit VerdictText(JudgedCandidate& candidate) : m_candidate(candidate) {}
     void setSeverity(severity_t severity) override { m_candidate.severity = severity; }
     void setErrorMessage(char const* message) override {
         if (message != nullptr)
@@ -183,32 +167,44 @@ private:
     JudgedCandidate& m_candidate;
 };
 
-/// The library's comparison of time and size, with the values in its texts.
+/// The library's comparison of time and size, with both values in its texts.
 class ExplainedTimeAndSize final : public SourceFileTimeAndSizeMatchValidator {
 public:
-    ExplainedTimeAndSize(SourceIdentity const& expected, std::string values)
+    ExplainedTimeAndSize(std::string const& path, SourceIdentity const& expected,
+                         SourceIdentity const& actual)
         : SourceFileTimeAndSizeMatchValidator(expected.modification_time, expected.size)
-        , m_values(std::move(values)) {}
+        , m_path(path)
+        , m_expected(expected)
+        , m_actual(actual) {}
 
-    void fillTimeMismatchErrorMessage(IModificationTimeMismatchMessage& message,
+    void fillTimeMismatchErrorMessage(IModificationTimeMismatchMessage& /*message*/,
                                       IMsgContainer& text) override {
-        message.fillMessage(text, m_values.c_str());
+        put(text, ReasonKey::source_time_mismatch, &SourceIdentity::modification_time);
     }
-    void fillSizeMismatchErrorMessage(ISizeMismatchMessage& message, IMsgContainer& text) override {
-        message.fillMessage(text, m_values.c_str());
+    void fillSizeMismatchErrorMessage(ISizeMismatchMessage& /*message*/,
+                                      IMsgContainer& text) override {
+        put(text, ReasonKey::source_size_mismatch, &SourceIdentity::size);
     }
 
 private:
-    std::string m_values;
+    void put(IMsgContainer& text, ReasonKey reason, std::uint64_t SourceIdentity::*value) {
+        text.put(reasonText(reason, {m_path, std::to_string(m_actual.*value),
+                                     std::to_string(m_expected.*value)})
+                     .c_str());
+    }
+
+    std::string const& m_path;
+    SourceIdentity const& m_expected;
+    SourceIdentity const& m_actual;
 };
 
-std::string timeAndSizeText(SourceIdentity const& recorded, std::uint64_t time,
-                            std::uint64_t size) {
+/// Only of what was recorded.
+std::string timeAndSizeText(SourceIdentity const& recorded, SourceIdentity const& values) {
     std::string text;
     if (recorded.modification_time != 0)
-        text = std::to_string(time) + " s";
+        text = std::to_string(values.modification_time) + " s";
     if (recorded.size != 0)
-        text += (text.empty() ? "" : ", ") + std::to_string(size) + " bytes";
+        text += (text.empty() ? "" : ", ") + std::to_string(values.size) + " bytes";
     return text;
 }
 
@@ -229,7 +225,7 @@ void SourceValidator::judgeByMd5(std::string const& path, JudgedCandidate& candi
     compare(candidate,
             {IdentityKind::source_md5, toHex({m_expected.md5->begin(), m_expected.md5->end()}),
              actual ? actual->value() : ""},
-            &IMessageMgr::getSrcChecksumMismatchMessage, path);
+            ReasonKey::source_md5_mismatch, ReasonKey::checksum_unread, path);
     // A source of another version can still be read beside the profile.
     if (candidate.result == vrInvalid)
         candidate.severity = svWarning;
@@ -237,17 +233,18 @@ void SourceValidator::judgeByMd5(std::string const& path, JudgedCandidate& candi
 
 void SourceValidator::judgeByTimeAndSize(std::string const& path,
                                          JudgedCandidate& candidate) const {
+    SourceIdentity actual;
     struct stat status {};
-    if (::stat(path.c_str(), &status) == 0)
-        candidate.identity.actual =
-            timeAndSizeText(m_expected, static_cast<std::uint64_t>(status.st_mtim.tv_sec),
-                            static_cast<std::uint64_t>(status.st_size));
+    if (::stat(path.c_str(), &status) == 0) {
+        actual.modification_time = static_cast<std::uint64_t>(status.st_mtim.tv_sec);
+        actual.size = static_cast<std::uint64_t>(status.st_size);
+        candidate.identity.actual = timeAndSizeText(m_expected, actual);
+    }
     candidate.identity.kind = IdentityKind::time_and_size;
-    candidate.identity.expected =
-        timeAndSizeText(m_expected, m_expected.modification_time, m_expected.size);
-    Reason reason(candidate);
-    candidate.result = ExplainedTimeAndSize(m_expected, comparison(candidate.identity))
-                           .validate(path.c_str(), reason);
+    candidate.identity.expected = timeAndSizeText(m_expected, m_expected);
+    VerdictText reason(candidate);
+    candidate.result =
+        ExplainedTimeAndSize(path, m_expected, actual).validate(path.c_str(), reason);
 }
 
 } // namespace lokata::profile

@@ -67,7 +67,7 @@ public:
 
 private:
     void judge(std::string const& path, JudgedCandidate& candidate) override;
-    bool provenByCrc(std::string const& path, JudgedCandidate& candidate);
+    Identity linkIdentity(std::string const& path) const;
 
     ElfFactsCache& m_cache;
     SymbolOwner m_owner;

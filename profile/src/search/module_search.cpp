@@ -1,6 +1,7 @@
 #include "search/module_search.h"
 
 #include "read/names.h"
+#include "read/reasons.h"
 #include "search/search_overlay.h"
 
 #include <lokata2/utils.h>
@@ -131,13 +132,23 @@ void addRejected(IInvalidFile const& file, JudgedCandidate const* verdict, FileR
     auto const known =
         std::find_if(result.rejected.begin(), result.rejected.end(),
                      [&](JudgedCandidate const& other) { return other.path == file.name(); });
-    // A directory in the place of a candidate is no finding, and the library gives no reason.
-    bool const isDirectory = file.searchStep() == ssAskUser && *file.errorMessage() == '\0';
-    if (known != result.rejected.end() || isDirectory)
+    bool const hasMessage = *file.errorMessage() != '\0';
+    // The library gives no reason for a directory, which in the place of a suggestion is no
+    // finding.
+    bool const isDirectory = !hasMessage && verdict == nullptr;
+    if (known != result.rejected.end() || (isDirectory && file.searchStep() == ssAskUser))
         return;
-    result.rejected.push_back({file.name(), vrInvalid, file.severity(), file.searchStep(),
-                               file.errorMessage(),
-                               verdict == nullptr ? Identity() : verdict->identity});
+    JudgedCandidate rejected;
+    rejected.path = file.name();
+    rejected.result = verdict == nullptr ? vrInvalid : verdict->result;
+    rejected.identity = verdict == nullptr ? Identity() : verdict->identity;
+    rejected.severity = file.severity();
+    rejected.step = file.searchStep();
+    rejected.message =
+        hasMessage ? file.errorMessage()
+                   : reasonText(isDirectory ? ReasonKey::is_directory : ReasonKey::not_proven,
+                                {file.name()});
+    result.rejected.push_back(std::move(rejected));
 }
 
 Identity expectedBuildId(BuildId const& buildId) {

@@ -68,9 +68,9 @@ TEST_F(ElfFactsTest, TellsKernelsAndModulesFromPrograms) {
 }
 
 TEST_F(ElfFactsTest, SaysWhyAFileIsUnreadable) {
-    EXPECT_EQ(readElfFacts(m_tree.file("text", "#!/bin/sh\n")).error, "not an ELF file");
-    EXPECT_EQ(readElfFacts(m_tree.file("empty")).error, "not an ELF file");
-    EXPECT_EQ(readElfFacts(m_tree.dir("dir")).error, "not a regular file");
+    EXPECT_EQ(readElfFacts(m_tree.file("text", "#!/bin/sh\n")).error, "it is not an ELF file");
+    EXPECT_EQ(readElfFacts(m_tree.file("empty")).error, "it is not an ELF file");
+    EXPECT_EQ(readElfFacts(m_tree.dir("dir")).error, "it is not a regular file");
     EXPECT_NE(readElfFacts(m_tree.path("none")).error, "");
 }
 

@@ -99,6 +99,25 @@ TEST_F(ModuleSearchTest, AStrippedNamesakeNeverHidesTheSymbolFile) {
                 Each(Field(&JudgedCandidate::message, HasSubstr("no debug information"))));
 }
 
+TEST_F(ModuleSearchTest, ARejectionHasAReasonAlsoWhereTheLibraryGivesNone) {
+    searchIn("dirs");
+    m_tree.dir("dirs/tool");
+    std::string const path = binary("dirs/sub/unproven", {});
+    FileResolution const directory = search().findBinary("tool", {});
+    ASSERT_THAT(directory.rejected, SizeIs(1));
+    EXPECT_THAT(directory.rejected[0].message, HasSubstr("is a directory"));
+
+    LK_2_13::test::Policy policy;
+    policy.answer = [](search_category_t, unsigned) { return clReject; };
+    m_environment->setConfidenceLevelPolicyCallback(
+        CallbackHolder<IConfidenceLevelPolicyCallback>(&policy));
+    FileResolution const unproven = search().findBinary("unproven", {});
+    ASSERT_THAT(unproven.rejected, SizeIs(1));
+    EXPECT_EQ(unproven.rejected[0].result, vrUndecided);
+    EXPECT_EQ(unproven.rejected[0].message,
+              "Nothing recorded proves \"" + path + "\", and only proven files are accepted.");
+}
+
 TEST_F(ModuleSearchTest, SymbolsOutOfTheCacheOfPerfComeLast) {
     m_options.perf_cache = m_tree.path("cache");
     searchIn("sym");

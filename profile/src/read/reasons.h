@@ -1,0 +1,116 @@
+#pragma once
+
+/// The reasons that a person reads: why a candidate was rejected, why a module is not resolved, why
+/// a file could not be read or archived. Their texts are data, in the catalogue `lokata_profile`;
+/// docs/messages.md tells how they are found.
+
+#include <lokata/profile/export.h>
+
+#include <cstddef>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+namespace lokata::profile {
+
+constexpr char const* c_reasonCatalog = "lokata_profile";
+
+enum class ReasonKey {
+    // Why a file is no usable ELF file, for the last argument of file_unusable.
+    not_regular,
+    not_elf,
+    packed,      ///< By which program.
+    elf_damaged, ///< What libelf says.
+    // Why the sources of a file cannot be told.
+    sources_not_elf,
+    sources_relocatable,
+    sources_damaged, ///< What libdw says.
+    // Why a candidate was rejected; the first argument is its path.
+    file_unusable, ///< Why.
+    code_missing,
+    debug_info_missing,
+    only_symbol_table,
+    build_id_mismatch,               ///< Found, recorded.
+    build_id_missing,                ///< Recorded.
+    symbol_build_id_mismatch,        ///< Found, that of the binary.
+    symbol_build_id_missing,         ///< That of the binary.
+    supplementary_build_id_mismatch, ///< Found, the one that the symbol file names.
+    supplementary_build_id_missing,  ///< The one that the symbol file names.
+    debug_link_mismatch,             ///< Found, that of the debug link.
+    checksum_unread,                 ///< Recorded.
+    architecture_mismatch,
+    source_md5_mismatch,  ///< Found, recorded.
+    source_time_mismatch, ///< Found, recorded, in seconds since the epoch.
+    source_size_mismatch, ///< Found, recorded, in bytes.
+    is_directory,
+    not_proven,
+    rejected, ///< For a rejection that came without a reason.
+    // Why a module or a source has no file.
+    no_such_file,
+    unsafe_name,
+    unproven,
+    kernel_code,
+    kernel_program,
+    no_file_behind,
+    guest_name,
+    mount_namespace_name,
+    foreign_name,
+    // Why a file was not archived: its path, and but for the second the archive.
+    archive_directory,
+    archive_unread,
+    archive_copy,
+};
+
+struct ReasonEntry {
+    ReasonKey key;
+    std::string_view word; ///< The key in the catalogue.
+    std::size_t arguments; ///< How many the text has: {arg1} and so on.
+};
+
+constexpr ReasonEntry c_reasons[]{
+    {ReasonKey::not_regular, "NotRegular", 0},
+    {ReasonKey::not_elf, "NotElf", 0},
+    {ReasonKey::packed, "Packed", 1},
+    {ReasonKey::elf_damaged, "ElfDamaged", 1},
+    {ReasonKey::sources_not_elf, "SourcesNotElf", 0},
+    {ReasonKey::sources_relocatable, "SourcesRelocatable", 0},
+    {ReasonKey::sources_damaged, "SourcesDamaged", 1},
+    {ReasonKey::file_unusable, "FileUnusable", 2},
+    {ReasonKey::code_missing, "CodeMissing", 1},
+    {ReasonKey::debug_info_missing, "DebugInfoMissing", 1},
+    {ReasonKey::only_symbol_table, "OnlySymbolTable", 1},
+    {ReasonKey::build_id_mismatch, "BuildIdMismatch", 3},
+    {ReasonKey::build_id_missing, "BuildIdMissing", 2},
+    {ReasonKey::symbol_build_id_mismatch, "SymbolBuildIdMismatch", 3},
+    {ReasonKey::symbol_build_id_missing, "SymbolBuildIdMissing", 2},
+    {ReasonKey::supplementary_build_id_mismatch, "SupplementaryBuildIdMismatch", 3},
+    {ReasonKey::supplementary_build_id_missing, "SupplementaryBuildIdMissing", 2},
+    {ReasonKey::debug_link_mismatch, "DebugLinkMismatch", 3},
+    {ReasonKey::checksum_unread, "ChecksumUnread", 2},
+    {ReasonKey::architecture_mismatch, "ArchitectureMismatch", 1},
+    {ReasonKey::source_md5_mismatch, "SourceMd5Mismatch", 3},
+    {ReasonKey::source_time_mismatch, "SourceTimeMismatch", 3},
+    {ReasonKey::source_size_mismatch, "SourceSizeMismatch", 3},
+    {ReasonKey::is_directory, "IsDirectory", 1},
+    {ReasonKey::not_proven, "NotProven", 1},
+    {ReasonKey::rejected, "Rejected", 1},
+    {ReasonKey::no_such_file, "NoSuchFile", 0},
+    {ReasonKey::unsafe_name, "UnsafeName", 0},
+    {ReasonKey::unproven, "Unproven", 0},
+    {ReasonKey::kernel_code, "KernelCode", 0},
+    {ReasonKey::kernel_program, "KernelProgram", 0},
+    {ReasonKey::no_file_behind, "NoFileBehind", 0},
+    {ReasonKey::guest_name, "GuestName", 0},
+    {ReasonKey::mount_namespace_name, "MountNamespaceName", 0},
+    {ReasonKey::foreign_name, "ForeignName", 0},
+    {ReasonKey::archive_directory, "ArchiveDirectory", 2},
+    {ReasonKey::archive_unread, "ArchiveUnread", 1},
+    {ReasonKey::archive_copy, "ArchiveCopy", 2},
+};
+
+/// The text in the language of the process, with the arguments filled in, byte for byte as they
+/// are. Without the catalogue, or without the key in it, the word behind a percent sign, as
+/// "%NotElf". Callable from any thread.
+std::string reasonText(ReasonKey key, std::initializer_list<std::string_view> arguments = {});
+
+} // namespace lokata::profile
