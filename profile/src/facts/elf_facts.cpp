@@ -268,14 +268,14 @@ std::optional<ElfFactsCache::FileKey> ElfFactsCache::keyOf(std::string const& pa
 std::shared_ptr<ElfFacts const> ElfFactsCache::facts(std::string const& path) {
     std::optional<FileKey> const key = keyOf(path);
     if (key) {
-        std::lock_guard const guard(m_mutex);
+        toolbelt2::mutex_guard_t const guard(m_mutex);
         if (auto const known = m_facts.find(*key); known != m_facts.end())
             return known->second;
     }
     auto result = std::make_shared<ElfFacts const>(readElfFacts(path));
     // A file that changed while it was read is not remembered.
     if (key && key == keyOf(path)) {
-        std::lock_guard const guard(m_mutex);
+        toolbelt2::mutex_guard_t const guard(m_mutex);
         m_facts.emplace(*key, result);
     }
     return result;
@@ -284,13 +284,13 @@ std::shared_ptr<ElfFacts const> ElfFactsCache::facts(std::string const& path) {
 std::optional<std::uint32_t> ElfFactsCache::crc32(std::string const& path) {
     std::optional<FileKey> const key = keyOf(path);
     if (key) {
-        std::lock_guard const guard(m_mutex);
+        toolbelt2::mutex_guard_t const guard(m_mutex);
         if (auto const known = m_crcs.find(*key); known != m_crcs.end())
             return known->second;
     }
     std::optional<std::uint32_t> result = fileCrc32(path);
     if (key && result && key == keyOf(path)) {
-        std::lock_guard const guard(m_mutex);
+        toolbelt2::mutex_guard_t const guard(m_mutex);
         m_crcs.emplace(*key, *result);
     }
     return result;

@@ -8,10 +8,11 @@
 
 #include <lokata/profile/build_id.h>
 
+#include <toolbelt2/mutex.h>
+
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -83,9 +84,9 @@ private:
 
     static std::optional<FileKey> keyOf(std::string const& path);
 
-    std::mutex m_mutex;
-    std::map<FileKey, std::shared_ptr<ElfFacts const>> m_facts;
-    std::map<FileKey, std::uint32_t> m_crcs;
+    toolbelt2::mutex_t m_mutex;
+    std::map<FileKey, std::shared_ptr<ElfFacts const>> m_facts TOOLBELT2_GUARDED_BY(m_mutex);
+    std::map<FileKey, std::uint32_t> m_crcs TOOLBELT2_GUARDED_BY(m_mutex);
 };
 
 } // namespace lokata::profile

@@ -218,9 +218,8 @@ private:
 DirectoryIndex::DirectoryIndex() = default;
 DirectoryIndex::~DirectoryIndex() = default;
 
-/// Others wait while a tree is read: they would need the same one.
 DirectoryIndex::Tree const& DirectoryIndex::tree(std::string const& directory, bool recursive) {
-    std::lock_guard const guard(m_mutex);
+    toolbelt2::mutex_guard_t const guard(m_mutex);
     std::unique_ptr<Tree const>& tree = m_trees[{directory, recursive}];
     if (!tree)
         tree = std::make_unique<Tree const>(directory, recursive);

@@ -5,10 +5,10 @@
 #include <lokata/profile/export.h>
 
 #include <lokata2/search_dirs.h>
+#include <toolbelt2/mutex.h>
 
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -35,10 +35,13 @@ public:
 private:
     class Tree;
 
+    /// Lives as long as the index, and does not change. Read under the lock, so that others wait
+    /// for it: they would need the same one.
     Tree const& tree(std::string const& directory, bool recursive);
 
-    std::mutex m_mutex;
-    std::map<std::pair<std::string, bool>, std::unique_ptr<Tree const>> m_trees;
+    toolbelt2::mutex_t m_mutex;
+    std::map<std::pair<std::string, bool>, std::unique_ptr<Tree const>>
+        m_trees TOOLBELT2_GUARDED_BY(m_mutex);
 };
 
 } // namespace lokata::profile

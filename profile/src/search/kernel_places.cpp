@@ -79,7 +79,7 @@ std::vector<Candidate> KernelPlaces::module(std::string const& name) {
     std::string const key = moduleKey(LK_2_13::utils::getFileNameOnly(name.c_str()));
     if (m_release.empty() || key.empty())
         return result;
-    std::lock_guard const guard(m_mutex);
+    toolbelt2::mutex_guard_t const guard(m_mutex);
     if (!m_modules) {
         m_modules.emplace();
         for (std::string const& root : m_roots)

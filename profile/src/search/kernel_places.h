@@ -4,8 +4,9 @@
 
 #include "search/file_places.h"
 
+#include <toolbelt2/mutex.h>
+
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,8 +32,8 @@ private:
     std::vector<std::string> m_debugDirs;
     std::string m_release;
 
-    std::mutex m_mutex;
-    std::optional<std::multimap<std::string, std::string>> m_modules;
+    toolbelt2::mutex_t m_mutex;
+    std::optional<std::multimap<std::string, std::string>> m_modules TOOLBELT2_GUARDED_BY(m_mutex);
 };
 
 /// The name of the file of a loadable module that was recorded as "[ext4]" or as a path.

@@ -53,7 +53,7 @@ std::optional<PathSubstitution> LearnedPaths::learn(std::string_view recorded,
     if (!shared || recorded == found)
         return std::nullopt;
 
-    std::lock_guard const guard(m_mutex);
+    toolbelt2::mutex_guard_t const guard(m_mutex);
     std::vector<std::string>& targets = m_targets[std::string(recorded)];
     if (targets.size() == c_maxTargets ||
         std::find(targets.begin(), targets.end(), found) != targets.end())
@@ -65,7 +65,7 @@ std::optional<PathSubstitution> LearnedPaths::learn(std::string_view recorded,
 
 std::vector<std::string> LearnedPaths::candidates(std::string_view name) const {
     std::vector<std::string> result;
-    std::lock_guard const guard(m_mutex);
+    toolbelt2::mutex_guard_t const guard(m_mutex);
     for (std::size_t length = parentLength(name); length != std::string_view::npos;
          length = parentLength(name.substr(0, length))) {
         auto const known = m_targets.find(name.substr(0, length));
@@ -78,7 +78,7 @@ std::vector<std::string> LearnedPaths::candidates(std::string_view name) const {
 }
 
 std::vector<PathSubstitution> LearnedPaths::all() const {
-    std::lock_guard const guard(m_mutex);
+    toolbelt2::mutex_guard_t const guard(m_mutex);
     return m_all;
 }
 

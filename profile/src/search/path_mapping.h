@@ -4,8 +4,9 @@
 
 #include <lokata/profile/places.h>
 
+#include <toolbelt2/mutex.h>
+
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -29,9 +30,10 @@ private:
     /// A prefix that led to many places says nothing any more.
     static constexpr std::size_t c_maxTargets = 8;
 
-    mutable std::mutex m_mutex;
-    std::map<std::string, std::vector<std::string>, std::less<>> m_targets;
-    std::vector<PathSubstitution> m_all;
+    mutable toolbelt2::mutex_t m_mutex;
+    std::map<std::string, std::vector<std::string>, std::less<>>
+        m_targets TOOLBELT2_GUARDED_BY(m_mutex);
+    std::vector<PathSubstitution> m_all TOOLBELT2_GUARDED_BY(m_mutex);
 };
 
 } // namespace lokata::profile
