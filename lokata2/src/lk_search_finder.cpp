@@ -2,65 +2,11 @@
 
 #include "lk_path.h"
 
-#include <cerrno>
-#include <cstring>
-#include <memory>
+#include <toolbelt2/directory_entries.h>
 
-#include <dirent.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace LK_2_13 {
-
-namespace {
-
-struct CloseDirectory {
-    void operator()(DIR* handle) const { ::closedir(handle); }
-};
-
-enum class EntryKind { directory, other, unreadable };
-
-/// Asks for the status of links and of entries whose file system tells no type, nothing else: it
-/// would cost more than the rest of a walk. A link that leads nowhere is no failure.
-EntryKind kindOf(DIR* directory, dirent const& entry) {
-    if (entry.d_type == DT_DIR)
-        return EntryKind::directory;
-    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN)
-        return EntryKind::other;
-    struct stat status {};
-    if (::fstatat(::dirfd(directory), entry.d_name, &status, 0) == 0)
-        return S_ISDIR(status.st_mode) ? EntryKind::directory : EntryKind::other;
-    return errno == ENOENT || errno == ENOTDIR ? EntryKind::other : EntryKind::unreadable;
-}
-
-bool isDots(char const* name) {
-    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
-}
-
-/// The names of the subdirectories, each ended with a null character. One entry whose status cannot
-/// be read gives up the whole directory, with the names that came before it, and that is meant. The
-/// handle is closed on return, so that a walk has one open at most, however deep the tree.
-std::string subdirectories(char const* directory) {
-    std::unique_ptr<DIR, CloseDirectory> const handle(::opendir(directory));
-    if (!handle)
-        return {};
-    std::string names;
-    for (;;) {
-        errno = 0;
-        dirent const* const entry = ::readdir(handle.get()); // NOLINT(concurrency-mt-unsafe)
-        if (entry == nullptr)
-            return errno == 0 ? names : std::string();
-        if (isDots(entry->d_name))
-            continue;
-        EntryKind const kind = kindOf(handle.get(), *entry);
-        if (kind == EntryKind::unreadable)
-            return {};
-        if (kind == EntryKind::directory)
-            names.append(entry->d_name, std::strlen(entry->d_name) + 1);
-    }
-}
-
-} // namespace
 
 FilesFinder::FilesFinder(unsigned int searchStep, ISearchDirectoryFindCallback* callback)
     : m_searchStep(searchStep), m_callback(callback) {}
@@ -78,15 +24,17 @@ bool FilesFinder::findRecursively(std::string const& directory, std::string cons
     if (results.validateAndAdd(paths::join(directory, fileName).c_str(), m_searchStep))
         return true;
 
-    std::string const names = subdirectories(directory.c_str());
+    // One entry whose status cannot be read gives up the whole directory, with the names that came
+    // before it, and that is meant.
+    toolbelt2::entry_names_t const names =
+        toolbelt2::read_directory(directory.c_str(), true, [](char const*) {}).subdirectories;
     if (names.empty())
         return false;
     std::string subdirectory = paths::join(directory, "");
     std::size_t const prefix = subdirectory.size();
-    for (std::size_t pos = 0; pos < names.size();) {
+    for (char const* const name : names) {
         subdirectory.resize(prefix);
-        subdirectory += names.c_str() + pos;
-        pos += subdirectory.size() - prefix + 1;
+        subdirectory += name;
         if (findRecursively(subdirectory, fileName, results))
             return true;
     }
