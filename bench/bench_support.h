@@ -1,8 +1,9 @@
 #pragma once
 
+#include <toolbelt2/temporary_directory.h>
+
 #include <benchmark/benchmark.h>
 
-#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -21,25 +22,8 @@ inline void require(bool condition, char const* what) {
 }
 
 /// A directory below that of TMPDIR. Removes itself with all that is in it.
-class ScratchDirectory {
-public:
-    ScratchDirectory() {
-        std::string name =
-            (std::filesystem::temp_directory_path() / "lokata-bench-XXXXXX").string();
-        require(mkdtemp(name.data()) != nullptr, "no scratch directory");
-        m_name = name;
-    }
-    ~ScratchDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_name, ignored);
-    }
-    ScratchDirectory(ScratchDirectory const&) = delete;
-    ScratchDirectory& operator=(ScratchDirectory const&) = delete;
-
-    std::string const& name() const { return m_name; }
-
-private:
-    std::string m_name;
+struct ScratchDirectory : toolbelt2::temporary_directory_t {
+    ScratchDirectory() : temporary_directory_t("lokata-bench-") {}
 };
 
 struct ProcessResult {

@@ -14,7 +14,7 @@ using namespace LK_2_13;
 std::string const& bigFile() {
     static bench::ScratchDirectory const scratch;
     static std::string const file = [] {
-        std::string name = scratch.name() + "/big";
+        std::string name = scratch.path() + "/big";
         std::mt19937_64 random(1);
         std::vector<std::uint64_t> block(1 << 17);
         std::ofstream out(name, std::ios::binary);

@@ -44,7 +44,7 @@ private:
     Machine() {
         std::vector<std::string> all;
         for (std::size_t tree = 0; tree < c_treeCount; ++tree) {
-            std::vector<std::string> made{m_scratch.name() + "/tree" + std::to_string(tree)};
+            std::vector<std::string> made{m_scratch.path() + "/tree" + std::to_string(tree)};
             roots.push_back(made.front());
             require(mkdir(made.front().c_str(), 0755) == 0, "no tree");
             for (std::size_t parent = 0; made.size() < c_directoriesPerTree;) {

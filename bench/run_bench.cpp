@@ -3,6 +3,7 @@
 /// rest is nowhere.
 #include "bench_support.h"
 
+#include <filesystem>
 #include <fstream>
 
 namespace {
@@ -13,14 +14,14 @@ constexpr int c_requests = 10'000;
 
 struct Requests {
     Requests() {
-        tree = scratch.name() + "/tree";
+        tree = scratch.path() + "/tree";
         for (int i = 0; i < c_directories; ++i)
             std::filesystem::create_directories(tree + "/d" + std::to_string(i));
         for (int i = 0; i < c_names; i += 2)
             std::ofstream(tree + "/d" + std::to_string(i % c_directories) + "/lib" +
                           std::to_string(i) + ".so")
                 << i;
-        file = scratch.name() + "/requests";
+        file = scratch.path() + "/requests";
         std::ofstream out(file);
         for (int i = 0; i < c_requests; ++i)
             out << "bin lib" << i % c_names << ".so\n";

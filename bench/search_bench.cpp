@@ -17,10 +17,10 @@ constexpr char const* c_fileName = "libwanted.so.1";
 
 std::string const& directory() {
     static bench::ScratchDirectory const scratch;
-    static bool const made = static_cast<bool>(std::ofstream(scratch.name() + '/' + c_fileName)
+    static bool const made = static_cast<bool>(std::ofstream(scratch.path() + '/' + c_fileName)
                                                << "content" << std::flush);
     bench::require(made, "cannot write the wanted file");
-    return scratch.name();
+    return scratch.path();
 }
 
 void findBinFile(benchmark::State& state) {

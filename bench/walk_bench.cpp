@@ -33,7 +33,7 @@ public:
         for (std::string const& directory : made)
             fill(directory);
     }
-    std::string const& root() const { return m_scratch.name(); }
+    std::string const& root() const { return m_scratch.path(); }
 
 private:
     static void fill(std::string const& directory) {

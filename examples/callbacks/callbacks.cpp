@@ -3,6 +3,7 @@
 // another thread.
 
 #include <lokata2/lokata2.h>
+#include <toolbelt2/temporary_directory.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -117,9 +118,8 @@ private:
 } // namespace
 
 int main() {
-    std::string pattern = (fs::temp_directory_path() / "lokata-example-XXXXXX").string();
-    expect(mkdtemp(pattern.data()) != nullptr, "a scratch directory");
-    fs::path const scratch = pattern;
+    toolbelt2::temporary_directory_t const directory("lokata-example-");
+    fs::path const scratch = directory.path();
     write(scratch / "remote/opt/app/tool", "remote tool");
     write(scratch / "a/tool", "one tool");
     write(scratch / "b/tool", "another tool");
@@ -167,6 +167,4 @@ int main() {
         searcher.join();
     }
     expect(found == 400, "searches go on while their callback is destroyed on another thread");
-
-    fs::remove_all(scratch);
 }

@@ -3,12 +3,12 @@
 #include "lk_messages.h"
 
 #include <lokata2/utils.h>
+#include <toolbelt2/descriptor.h>
 
 #include <stdexcept>
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace LK_2_13 {
 
@@ -20,11 +20,7 @@ bool isRegularFile(char const* name) {
 }
 
 bool isReadable(char const* name) {
-    int const file = ::open(name, O_RDONLY | O_CLOEXEC);
-    if (file < 0)
-        return false;
-    ::close(file);
-    return true;
+    return static_cast<bool>(toolbelt2::descriptor_t::open(name, O_RDONLY));
 }
 
 /// `fileName` is empty or one file name, as the message takes it.

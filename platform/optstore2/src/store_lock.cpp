@@ -6,7 +6,6 @@
 #include <string>
 #include <sys/file.h>
 #include <system_error>
-#include <unistd.h>
 
 namespace optstore2 {
 
@@ -16,31 +15,16 @@ namespace {
     throw storage_error(file, "cannot be locked: " + std::generic_category().message(code));
 }
 
-int open_lock_file(std::string const& name) {
-    int descriptor = -1;
-    do {
-        descriptor = ::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY, 0600);
-    } while (descriptor < 0 && errno == EINTR);
-    return descriptor;
-}
-
 } // namespace
 
 store_lock_t::store_lock_t(char const* storeFile)
-    : m_descriptor(open_lock_file(std::string(storeFile) + ".lock")) {
-    if (m_descriptor < 0)
+    : m_descriptor(toolbelt2::descriptor_t::open((std::string(storeFile) + ".lock").c_str(),
+                                                 O_RDWR | O_CREAT | O_NOCTTY, 0600)) {
+    if (!m_descriptor)
         fail(storeFile, errno);
-    while (::flock(m_descriptor, LOCK_EX) != 0) {
-        if (errno != EINTR) {
-            int const code = errno;
-            ::close(m_descriptor);
-            fail(storeFile, code);
-        }
-    }
-}
-
-store_lock_t::~store_lock_t() {
-    ::close(m_descriptor);
+    while (::flock(m_descriptor.get(), LOCK_EX) != 0)
+        if (errno != EINTR)
+            fail(storeFile, errno);
 }
 
 } // namespace optstore2

@@ -1,5 +1,7 @@
 #include <optstore2/message_catalog.h>
 
+#include <toolbelt2/temporary_directory.h>
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -23,16 +25,11 @@ constexpr int c_threadCount = 4;
 
 class MessageCatalog : public testing::Test {
 protected:
-    MessageCatalog() {
-        std::string name = (fs::temp_directory_path() / "messages-XXXXXX").string();
-        m_directory = mkdtemp(name.data());
-        setMessageDirectory(m_directory.c_str());
-    }
+    MessageCatalog() { setMessageDirectory(m_directory.c_str()); }
 
     ~MessageCatalog() override {
         std::setlocale(LC_MESSAGES, "C");
         setMessageDirectory(nullptr);
-        fs::remove_all(m_directory);
     }
 
     void write(std::string const& file, std::string const& text) const {
@@ -55,7 +52,8 @@ protected:
                                   : "no catalogue";
     }
 
-    fs::path m_directory;
+    toolbelt2::temporary_directory_t const m_owner{"messages-"};
+    fs::path const m_directory = m_owner.path();
 };
 
 TEST_F(MessageCatalog, ThatComesLateIsUsedBeforeTheInstallationsAndStaysValid) {

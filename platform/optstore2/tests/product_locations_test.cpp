@@ -1,8 +1,9 @@
 #include <optstore2/product_locations.h>
 
+#include <toolbelt2/temporary_directory.h>
+
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <sys/stat.h>
@@ -17,15 +18,7 @@ constexpr uid_t c_somebodyElse = 65534;
 
 class ProductLocations : public testing::Test {
 protected:
-    ProductLocations() {
-        std::string name = (fs::temp_directory_path() / "locations-XXXXXX").string();
-        m_root = mkdtemp(name.data());
-    }
-
-    ~ProductLocations() override {
-        IProductLocations::get()->setTempDirectory(nullptr);
-        fs::remove_all(m_root);
-    }
+    ~ProductLocations() override { IProductLocations::get()->setTempDirectory(nullptr); }
 
     static std::string given(fs::path const& directory) {
         IProductLocations::get()->setTempDirectory(directory.c_str());
@@ -38,7 +31,8 @@ protected:
         return status.st_mode & 07777;
     }
 
-    fs::path m_root;
+    toolbelt2::temporary_directory_t const m_owner{"locations-"};
+    fs::path const m_root = m_owner.path();
 };
 
 TEST_F(ProductLocations, TheDirectoryIsMadeForTheUserAloneWithTheOneAbove) {

@@ -16,6 +16,9 @@ temporary_directory_t::temporary_directory_t(std::string_view parent, std::strin
                                 "a directory below " + std::string(parent) + " cannot be made");
 }
 
+temporary_directory_t::temporary_directory_t(std::string_view prefix)
+    : temporary_directory_t(std::filesystem::temp_directory_path().string(), prefix) {}
+
 temporary_directory_t::~temporary_directory_t() {
     std::error_code ignored;
     std::filesystem::remove_all(m_path, ignored);

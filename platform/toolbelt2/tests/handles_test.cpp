@@ -44,7 +44,7 @@ protected:
         return {std::istreambuf_iterator<char>(in), {}};
     }
 
-    temporary_directory_t m_directory{testing::TempDir(), "handles-"};
+    temporary_directory_t m_directory{"handles-"};
     fs::path m_root = m_directory.path();
 };
 

@@ -2,6 +2,8 @@
 
 #include <optstore2/export.h>
 
+#include <toolbelt2/descriptor.h>
+
 namespace optstore2 {
 
 /// Makes processes and threads that read a store, change what they read and write it back
@@ -16,13 +18,9 @@ public:
     /// recursive: a thread that holds it and asks again waits for ever. Throws storage_error
     /// if the lock file cannot be created or locked.
     explicit store_lock_t(char const* storeFile);
-    ~store_lock_t();
-
-    store_lock_t(store_lock_t const&) = delete;
-    store_lock_t& operator=(store_lock_t const&) = delete;
 
 private:
-    int m_descriptor;
+    toolbelt2::descriptor_t m_descriptor;
 };
 
 } // namespace optstore2

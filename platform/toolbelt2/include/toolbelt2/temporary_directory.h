@@ -15,6 +15,10 @@ public:
     /// Makes the directory below `parent`, which must exist, under a name of `prefix` and six
     /// characters that nothing has yet. Throws std::system_error.
     temporary_directory_t(std::string_view parent, std::string_view prefix);
+
+    /// The same below the machine's directory for temporary files, which TMPDIR sets.
+    explicit temporary_directory_t(std::string_view prefix);
+
     ~temporary_directory_t();
     temporary_directory_t(temporary_directory_t const&) = delete;
     temporary_directory_t& operator=(temporary_directory_t const&) = delete;
