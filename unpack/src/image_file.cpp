@@ -9,25 +9,20 @@
 
 namespace lokata::kernel {
 
+namespace {
+
+/// `what`, ": " and the text of the current `errno`.
 std::string withErrno(std::string const& what) {
     return what + ": " + std::generic_category().message(errno);
 }
 
-Descriptor::~Descriptor() {
-    close();
-}
-
-bool Descriptor::close() {
-    int const fd = m_fd;
-    m_fd = -1;
-    return fd < 0 || ::close(fd) == 0;
-}
+} // namespace
 
 // O_NONBLOCK: opening a pipe must not wait for its writer.
 ImageFile::ImageFile(std::string const& path)
-    : m_fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+    : m_descriptor(toolbelt2::descriptor_t::open(path.c_str(), O_RDONLY | O_NONBLOCK)) {
     struct stat status {};
-    if (m_fd.get() < 0 || ::fstat(m_fd.get(), &status) != 0)
+    if (!m_descriptor || ::fstat(m_descriptor.get(), &status) != 0)
         throw Failure(withErrno("it cannot be opened"));
     if (!S_ISREG(status.st_mode))
         throw Failure("it is not a regular file");
@@ -37,15 +32,15 @@ ImageFile::ImageFile(std::string const& path)
 bool ImageFile::isSameFileAs(std::string const& path) const {
     struct stat mine {};
     struct stat other {};
-    return ::fstat(m_fd.get(), &mine) == 0 && ::stat(path.c_str(), &other) == 0 &&
+    return ::fstat(m_descriptor.get(), &mine) == 0 && ::stat(path.c_str(), &other) == 0 &&
            mine.st_dev == other.st_dev && mine.st_ino == other.st_ino;
 }
 
 std::size_t ImageFile::readAt(std::uint64_t offset, void* pBuffer, std::size_t count) const {
     std::size_t done = 0;
     while (done < count) {
-        ssize_t const got = ::pread(m_fd.get(), static_cast<char*>(pBuffer) + done, count - done,
-                                    static_cast<off_t>(offset + done));
+        ssize_t const got = ::pread(m_descriptor.get(), static_cast<char*>(pBuffer) + done,
+                                    count - done, static_cast<off_t>(offset + done));
         if (got == 0)
             break;
         if (got < 0 && errno != EINTR)

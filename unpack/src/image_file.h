@@ -1,5 +1,7 @@
 #pragma once
 
+#include <toolbelt2/descriptor.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
@@ -10,25 +12,6 @@ namespace lokata::kernel {
 /// A failure with the sentence for the user; never leaves the public functions.
 struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
-};
-
-/// `what`, ": " and the text of the current `errno`.
-std::string withErrno(std::string const& what);
-
-/// Owns a file descriptor.
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : m_fd(fd) {}
-    ~Descriptor();
-    Descriptor(Descriptor const&) = delete;
-    Descriptor& operator=(Descriptor const&) = delete;
-
-    int get() const { return m_fd; }
-    /// Closes now; false, with `errno` set, if the kernel reports a late write error.
-    bool close();
-
-private:
-    int m_fd;
 };
 
 /// A regular file open for reading at any offset.
@@ -45,7 +28,7 @@ public:
     std::size_t readAt(std::uint64_t offset, void* pBuffer, std::size_t count) const;
 
 private:
-    Descriptor m_fd;
+    toolbelt2::descriptor_t m_descriptor;
     std::uint64_t m_size = 0;
 };
 

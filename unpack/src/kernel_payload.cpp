@@ -3,11 +3,11 @@
 #include "image_file.h"
 #include "payload_decode.h"
 #include "payload_locate.h"
-#include "pending_file.h"
+
+#include <toolbelt2/pending_file.h>
 
 #include <algorithm>
 #include <string_view>
-#include <sys/stat.h>
 
 namespace lokata::kernel {
 
@@ -87,14 +87,6 @@ Found find(ImageFile const& image) {
     return {*payload, *kind};
 }
 
-void refuseUnfitTarget(ImageFile const& image, std::string const& target) {
-    struct stat status {};
-    if (::stat(target.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
-        throw Failure(target + " is not a regular file");
-    if (image.isSameFileAs(target))
-        throw Failure(target + " is the image itself");
-}
-
 } // namespace
 
 char const* compressionName(Compression compression) {
@@ -141,8 +133,9 @@ UnpackResult unpackKernel(std::string const& image, std::string const& target,
         Found const found = find(file);
         result.compression = found.payload.compression;
         result.kind = found.kind;
-        refuseUnfitTarget(file, target);
-        PendingFile output(target);
+        if (file.isSameFileAs(target))
+            throw Failure(target + " is the image itself");
+        toolbelt2::pending_file_t output(target);
         decodePayload(file, found.payload, [&](char const* pBytes, std::size_t count) {
             result.size += count;
             if (result.size > maxSize)
@@ -155,7 +148,7 @@ UnpackResult unpackKernel(std::string const& image, std::string const& target,
         result.ok = true;
         result.message = target + " is the " + kernelKindName(found.kind) + " unpacked from " +
                          image + " (" + compressionName(found.payload.compression) + ")";
-    } catch (Failure const& failure) {
+    } catch (std::runtime_error const& failure) {
         result.message = "cannot unpack " + image + ": " + failure.what();
     }
     return result;

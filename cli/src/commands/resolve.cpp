@@ -12,11 +12,12 @@
 #include <lokata/profile/read.h>
 #include <lokata/profile/report.h>
 #include <lokata/profile/resolver.h>
+#include <toolbelt2/pending_file.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
 #include <memory>
+#include <sstream>
 #include <utility>
 
 #include <unistd.h>
@@ -115,11 +116,11 @@ void archive(profile::ProfileResolution const& resolution, std::string const& di
 
 void writePage(std::vector<profile::ProfileResolution> const& resolutions,
                std::string const& file) {
-    std::ofstream out(file, std::ios::binary);
-    profile::writeHtml(out, resolutions);
-    out.close();
-    if (!out)
-        throw Failure("--html: " + file + ": cannot be written");
+    std::ostringstream text;
+    profile::writeHtml(text, resolutions);
+    toolbelt2::pending_file_t page(file);
+    page.write(text.str());
+    page.commit();
 }
 
 profile::ProfileResolution resolve(profile::Resolver& resolver, profile::Profile profile,

@@ -9,11 +9,10 @@
 #include <lokata2/utils.h>
 
 #include <optstore2/product_locations.h>
+#include <toolbelt2/pending_file.h>
 
 #include <filesystem>
 #include <memory>
-
-#include <unistd.h>
 
 using namespace LK_2_13;
 namespace fs = std::filesystem;
@@ -43,21 +42,14 @@ std::string kernelCacheEntry(std::string const& image) {
     return (entry / "vmlinux").string();
 }
 
-// A target is replaced at once, when the kernel is whole, and only a plain file is.
 void unpackGzip(std::string const& image, std::string const& target) {
     std::error_code error;
-    if (fs::exists(target, error) && !fs::is_regular_file(target, error))
-        throw Failure(target + ": exists and is not a regular file");
     if (fs::equivalent(image, target, error))
         throw Failure(target + ": is the image itself");
-    std::string const pending = target + "." + std::to_string(::getpid()) + ".part";
-    if (!utils::extractVmlinux(image.c_str(), pending.c_str()))
+    toolbelt2::pending_file_t pending(target);
+    if (!utils::extractVmlinux(image.c_str(), pending.path().c_str()))
         throw Failure(image + ": the kernel in it cannot be unpacked to " + target);
-    fs::rename(pending, target, error);
-    if (error) {
-        utils::removeFile(pending.c_str());
-        throw Failure(target + ": " + error.message());
-    }
+    pending.commit();
 }
 
 int unpack(UnpackOptions const& options) {

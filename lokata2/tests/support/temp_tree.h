@@ -1,9 +1,9 @@
 #pragma once
 
-#include <cstdlib>
+#include <toolbelt2/temporary_directory.h>
+
 #include <filesystem>
 #include <fstream>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -12,19 +12,7 @@ namespace LK_2_13::test {
 /// A real directory of one test, open to all readers. Removes itself with all that is in it.
 class TempTree {
 public:
-    TempTree() {
-        std::string name = (std::filesystem::temp_directory_path() / "lokata-test-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr)
-            throw std::runtime_error("no directory for the test: " + name);
-        m_root = std::filesystem::canonical(name).string();
-        std::filesystem::permissions(m_root, std::filesystem::perms(0755));
-    }
-    ~TempTree() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_root, ignored);
-    }
-    TempTree(TempTree const&) = delete;
-    TempTree& operator=(TempTree const&) = delete;
+    TempTree() { std::filesystem::permissions(m_root, std::filesystem::perms(0755)); }
 
     std::string const& root() const { return m_root; }
 
@@ -54,7 +42,8 @@ public:
     }
 
 private:
-    std::string m_root;
+    toolbelt2::temporary_directory_t m_directory{"lokata-test-"};
+    std::string m_root = std::filesystem::canonical(m_directory.path()).string();
 };
 
 inline std::string contentOf(std::string const& path) {

@@ -53,9 +53,9 @@ struct UnpackResult {
 /// Unpacks the kernel in `image` to `target`, whose directory must exist. The data goes to a
 /// temporary file beside `target`, which takes the target's name only when it is whole: a failure
 /// leaves an older `target` as it was and nothing new. A `target` that exists and is not a regular
-/// file, or is `image` itself, is refused. Memory use does not grow with the image; a payload of
-/// more than 1 GiB unpacked is refused. Does not throw, but for `std::bad_alloc`. May be called on
-/// any thread.
+/// file, as a symbolic link is not, or that is `image` itself, is refused. Memory use does not grow
+/// with the image; a payload of more than 1 GiB unpacked is refused. Does not throw, but for
+/// `std::bad_alloc`. May be called on any thread.
 UnpackResult unpackKernel(std::string const& image, std::string const& target,
                           std::uint64_t maxSize = std::uint64_t{1} << 30);
 
