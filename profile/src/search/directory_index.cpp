@@ -1,51 +1,22 @@
 #include "search/directory_index.h"
 
 #include <lokata2/utils.h>
+#include <toolbelt2/directory_entries.h>
+#include <toolbelt2/path.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
 #include <unordered_set>
 
-#include <dirent.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace lokata::profile {
 
 using namespace LK_2_13;
+using toolbelt2::join_path;
 
 namespace {
-
-struct CloseDirectory {
-    void operator()(DIR* handle) const { ::closedir(handle); }
-};
-
-bool isDots(char const* name) {
-    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
-}
-
-enum class EntryKind { directory, other, unreadable };
-
-EntryKind kindOf(DIR* directory, dirent const& entry) {
-    if (entry.d_type == DT_DIR)
-        return EntryKind::directory;
-    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN)
-        return EntryKind::other;
-    struct stat status {};
-    if (::fstatat(::dirfd(directory), entry.d_name, &status, 0) == 0)
-        return S_ISDIR(status.st_mode) ? EntryKind::directory : EntryKind::other;
-    return errno == ENOENT || errno == ENOTDIR ? EntryKind::other : EntryKind::unreadable;
-}
-
-std::string join(std::string const& directory, std::string_view name) {
-    std::string result = directory;
-    if (!result.empty() && result.back() != '/')
-        result += '/';
-    return result.append(name);
-}
 
 std::vector<std::string_view> componentsOf(std::string_view name) {
     std::vector<std::string_view> result;
@@ -158,47 +129,23 @@ private:
         return std::hash<std::string_view>()(name);
     }
 
-    /// The walk of the library, step for step: links are followed, an inode number is entered once,
-    /// subdirectories come in the order of the directory and after its own entries, and one entry
-    /// whose status cannot be read keeps all subdirectories of its directory out.
+    /// The walk of the library, step for step, with the same reading of each directory: links are
+    /// followed, an inode number is entered once, and subdirectories come in the order of the
+    /// directory and after its own entries.
     void visit(std::string const& directory) {
         struct stat status {};
         if (::stat(directory.c_str(), &status) != 0 || !m_visited.insert(status.st_ino).second)
             return;
         auto const position = static_cast<std::uint32_t>(m_directories.size());
         m_directories.push_back(directory);
-        for (std::string const& name : list(directory, position))
-            visit(join(directory, name));
-    }
-
-    /// Takes the entries in; gives the subdirectories to enter.
-    std::vector<std::string> list(std::string const& directory, std::uint32_t position) {
-        std::unique_ptr<DIR, CloseDirectory> const handle(::opendir(directory.c_str()));
-        if (!handle) {
+        toolbelt2::directory_reading_t const reading =
+            toolbelt2::read_directory(directory.c_str(), m_recursive, [&](char const* name) {
+                m_entries.push_back({hashOf(name), position});
+            });
+        if (!reading.is_complete)
             addUnlisted(position);
-            return {};
-        }
-        std::vector<std::string> subdirectories;
-        bool enter = m_recursive;
-        for (;;) {
-            errno = 0;
-            dirent const* const entry = ::readdir(handle.get()); // NOLINT(concurrency-mt-unsafe)
-            if (entry == nullptr)
-                break;
-            if (isDots(entry->d_name))
-                continue;
-            m_entries.push_back({hashOf(entry->d_name), position});
-            EntryKind const kind = enter ? kindOf(handle.get(), *entry) : EntryKind::other;
-            if (kind == EntryKind::unreadable)
-                enter = false;
-            else if (kind == EntryKind::directory)
-                subdirectories.emplace_back(entry->d_name);
-        }
-        if (errno != 0) {
-            addUnlisted(position);
-            enter = false;
-        }
-        return enter ? subdirectories : std::vector<std::string>();
+        for (char const* const name : reading.subdirectories)
+            visit(join_path(directory, name));
     }
 
     /// A directory that cannot be listed may still be entered by name.
@@ -259,8 +206,8 @@ DirectoryIndex::prune(ObjectPtr<ISearchDirIterator> const& directories, std::str
                 continue;
             std::string suffix(components.back());
             for (std::size_t i = components.size() - 1; i-- > 0 && !differs;) {
-                suffix = join(std::string(components[i]), suffix);
-                differs = exists(join(*directory, suffix));
+                suffix = join_path(components[i], suffix);
+                differs = exists(join_path(*directory, suffix));
             }
             inTree.push_back({*directory, false, record.priority});
         }
