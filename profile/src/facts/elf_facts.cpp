@@ -1,8 +1,9 @@
 #include "facts/elf_facts.h"
 
-#include "facts/file_handle.h"
 #include "read/cursor.h"
 #include "read/reasons.h"
+
+#include <toolbelt2/descriptor.h>
 
 #include <array>
 #include <cerrno>
@@ -13,6 +14,7 @@
 #include <fcntl.h>
 #include <gelf.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <zlib.h>
 
 namespace lokata::profile {
@@ -32,10 +34,10 @@ std::string systemError(int error) {
 }
 
 /// Does not block on a pipe that took the place of a file.
-FileHandle openRegular(std::string const& path, std::string& error) {
-    FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+toolbelt2::descriptor_t openRegular(std::string const& path, std::string& error) {
+    auto file = toolbelt2::descriptor_t::open(path.c_str(), O_RDONLY | O_NONBLOCK);
     struct stat status {};
-    if (file.get() < 0 || ::fstat(file.get(), &status) != 0)
+    if (!file || ::fstat(file.get(), &status) != 0)
         error = systemError(errno);
     else if (!S_ISREG(status.st_mode))
         error = reasonText(ReasonKey::not_regular);
@@ -225,7 +227,7 @@ std::string otherKind(int fd) {
 
 ElfFacts readElfFacts(std::string const& path) {
     ElfFacts facts;
-    FileHandle const file = openRegular(path, facts.error);
+    toolbelt2::descriptor_t const file = openRegular(path, facts.error);
     if (!facts.error.empty())
         return facts;
     elf_version(EV_CURRENT);
@@ -241,7 +243,7 @@ ElfFacts readElfFacts(std::string const& path) {
 
 std::optional<std::uint32_t> fileCrc32(std::string const& path) {
     std::string error;
-    FileHandle const file = openRegular(path, error);
+    toolbelt2::descriptor_t const file = openRegular(path, error);
     if (!error.empty())
         return std::nullopt;
     std::vector<unsigned char> buffer(1U << 18);

@@ -1,10 +1,11 @@
 #include "facts/source_files.h"
 
-#include "facts/file_handle.h"
 #include "facts/line_table_md5.h"
 #include "read/reasons.h"
 
 #include <lokata2/utils.h>
+#include <toolbelt2/descriptor.h>
+#include <toolbelt2/path.h>
 
 #include <map>
 #include <memory>
@@ -30,12 +31,12 @@ struct EndDwarf {
 
 /// A file with its DWARF. The members close in the right order: DWARF, ELF, descriptor.
 struct DwarfFile {
-    FileHandle file;
+    toolbelt2::descriptor_t file;
     std::unique_ptr<Elf, EndElf> elf;
     std::unique_ptr<Dwarf, EndDwarf> dwarf;
 
     explicit DwarfFile(std::string const& path)
-        : file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+        : file(toolbelt2::descriptor_t::open(path.c_str(), O_RDONLY | O_NONBLOCK)) {
         struct stat status {};
         if (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
             return;
@@ -128,7 +129,7 @@ private:
         if (name.front() == '<')
             return; // "<built-in>" and its like
         if (name.front() != '/' && directory != nullptr)
-            name = std::string(directory) + "/" + name;
+            name = toolbelt2::join_path(directory, name);
         SourceIdentity& known = m_files[LK_2_13::utils::getCanonicalName(name.c_str(), false)];
         if (!known.md5)
             known.md5 = identity.md5;

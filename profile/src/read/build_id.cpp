@@ -1,6 +1,6 @@
 #include <lokata/profile/build_id.h>
 
-#include <charconv>
+#include <toolbelt2/hex.h>
 
 namespace lokata::profile {
 
@@ -14,28 +14,13 @@ BuildId buildIdOf(std::string_view bytes) {
 }
 
 std::string toHex(BuildId const& buildId) {
-    constexpr std::string_view c_digits = "0123456789abcdef";
-    std::string text;
-    text.reserve(2 * buildId.size());
-    for (auto const byte : buildId) {
-        text += c_digits[byte >> 4];
-        text += c_digits[byte & 0xf];
-    }
-    return text;
+    return toolbelt2::to_hex(buildId);
 }
 
 BuildId buildIdFromHex(std::string_view text) {
-    if (text.size() % 2 != 0)
-        return {};
-    std::string bytes;
-    for (std::size_t i = 0; i < text.size(); i += 2) {
-        std::uint8_t value = 0;
-        auto const end = text.data() + i + 2;
-        if (std::from_chars(text.data() + i, end, value, 16).ptr != end)
-            return {};
-        bytes.push_back(static_cast<char>(value));
-    }
-    return buildIdOf(bytes);
+    auto const bytes = toolbelt2::from_hex(text);
+    return bytes ? buildIdOf({reinterpret_cast<char const*>(bytes->data()), bytes->size()})
+                 : BuildId();
 }
 
 } // namespace lokata::profile

@@ -1,5 +1,7 @@
 #include "read/names.h"
 
+#include <toolbelt2/hex.h>
+
 #include <algorithm>
 #include <array>
 #include <initializer_list>
@@ -100,7 +102,7 @@ std::string displayName(std::string_view name) {
             shown.append(name.substr(0, length));
             name.remove_prefix(length);
         } else {
-            shown += "\\x" + toHex({static_cast<std::uint8_t>(name.front())});
+            shown += "\\x" + toolbelt2::to_hex(name.substr(0, 1));
             name.remove_prefix(1);
         }
     }

@@ -2,6 +2,8 @@
 
 #include "read/readers.h"
 
+#include <toolbelt2/descriptor.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -21,25 +23,6 @@ Profile failed(std::uint64_t offset, std::string message) {
     profile.errors.push_back({offset, std::move(message)});
     return profile;
 }
-
-class File {
-public:
-    explicit File(std::string const& path)
-        : m_owned(path != "-")
-        , m_descriptor(m_owned ? ::open(path.c_str(), O_RDONLY | O_CLOEXEC) : STDIN_FILENO) {}
-    ~File() {
-        if (m_owned && m_descriptor >= 0)
-            ::close(m_descriptor);
-    }
-    File(File const&) = delete;
-    File& operator=(File const&) = delete;
-
-    int get() const { return m_descriptor; }
-
-private:
-    bool m_owned;
-    int m_descriptor;
-};
 
 class Mapping {
 public:
@@ -92,17 +75,20 @@ Profile readProfile(std::string_view content, ReadOptions const& options) {
 }
 
 Profile readProfileFile(std::string const& path, ReadOptions const& options) {
-    File const file(path);
+    toolbelt2::descriptor_t owned;
+    if (path != "-")
+        owned = toolbelt2::descriptor_t::open(path.c_str(), O_RDONLY);
+    int const file = path == "-" ? STDIN_FILENO : owned.get();
     struct stat status {};
-    if (file.get() < 0 || ::fstat(file.get(), &status) != 0)
+    if (file < 0 || ::fstat(file, &status) != 0)
         return failed(0, std::string("cannot be opened: ") + std::strerror(errno));
-    if (S_ISREG(status.st_mode) && status.st_size > 0 && ::lseek(file.get(), 0, SEEK_CUR) == 0) {
-        Mapping const mapping(file.get(), static_cast<std::size_t>(status.st_size));
+    if (S_ISREG(status.st_mode) && status.st_size > 0 && ::lseek(file, 0, SEEK_CUR) == 0) {
+        Mapping const mapping(file, static_cast<std::size_t>(status.st_size));
         if (mapping.valid())
             return readProfile(mapping.content(), options);
     }
     std::string content;
-    auto const error = readStream(file.get(), options.max_stream, content);
+    auto const error = readStream(file, options.max_stream, content);
     if (error != 0 && content.empty())
         return failed(0, std::string("cannot be read: ") + std::strerror(error));
     auto profile = readProfile(content, options);

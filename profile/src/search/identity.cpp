@@ -7,6 +7,7 @@
 #include <lokata2/content_validators.h>
 #include <lokata2/messages.h>
 #include <lokata2/utils.h>
+#include <toolbelt2/hex.h>
 
 #include <algorithm>
 #include <cinttypes>
@@ -223,7 +224,7 @@ void SourceValidator::judgeByMd5(std::string const& path, JudgedCandidate& candi
     ObjectPtr<IChecksum> const actual =
         IChecksumCalculator::create()->calculateChecksum(path.c_str(), ctMd5);
     compare(candidate,
-            {IdentityKind::source_md5, toHex({m_expected.md5->begin(), m_expected.md5->end()}),
+            {IdentityKind::source_md5, toolbelt2::to_hex(*m_expected.md5),
              actual ? actual->value() : ""},
             ReasonKey::source_md5_mismatch, ReasonKey::checksum_unread, path);
     // A source of another version can still be read beside the profile.
