@@ -15,9 +15,10 @@ extern FormatReader const c_pathList;
 
 namespace {
 
-/// What begins with a mark of its own comes first, and last the list of paths, which any text is.
+/// What begins with a mark of its own comes first, then texts by the form of their lines, the
+/// loosest last, then the plain message of pprof: it has no mark, and text can read as one.
 constexpr FormatReader const* c_readers[]{
-    &c_perfData, &c_core, &c_pprof, &c_maps, &c_unstripList, &c_buildIdList, &c_pathList,
+    &c_perfData, &c_core, &c_maps, &c_unstripList, &c_buildIdList, &c_pathList, &c_pprof,
 };
 
 template <class Condition>

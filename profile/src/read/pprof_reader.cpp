@@ -27,6 +27,8 @@ enum Field : std::uint32_t {
     fieldLocation = 4,
     fieldFunction = 5,
     fieldString = 6,
+    fieldPeriodType = 11,
+    fieldComment = 13,
     fieldLast = 16,
 };
 
@@ -72,8 +74,10 @@ public:
             read = false;
         }
         auto const header = static_cast<std::size_t>(in.CurrentPosition());
-        if (!read || size > left - header)
+        if (!read || size > left - header) {
+            m_isCutOff = read || left < c_longestHeader;
             return Step::damaged;
+        }
         m_content = m_message.substr(m_position + header, static_cast<std::size_t>(size));
         m_position += header + m_content.size();
         return Step::field;
@@ -83,15 +87,27 @@ public:
     std::uint32_t wireType() const { return m_wireType; }
     std::string_view content() const { return m_content; }
     std::size_t offset() const { return m_start; }
+    /// Of a damaged step: that the message ends within a field is all its damage.
+    bool isCutOff() const { return m_isCutOff; }
 
 private:
+    /// A tag of 32 bits and a number of 64, seven to a byte.
+    static constexpr std::size_t c_longestHeader = 5 + 10;
+
     std::string_view m_message;
     std::string_view m_content;
     std::size_t m_position = 0;
     std::size_t m_start = 0;
     std::uint32_t m_number = 0;
     std::uint32_t m_wireType = 0;
+    bool m_isCutOff = false;
 };
+
+template <class Message>
+bool parses(std::string_view content, Message& message) {
+    return content.size() <= std::numeric_limits<int>::max() &&
+           message.ParseFromArray(content.data(), static_cast<int>(content.size()));
+}
 
 class PprofReader {
 public:
@@ -121,9 +137,7 @@ private:
 
     template <class Message>
     bool parse(Fields const& fields, Message& message) {
-        auto const content = fields.content();
-        if (content.size() <= std::numeric_limits<int>::max() &&
-            message.ParseFromArray(content.data(), static_cast<int>(content.size())))
+        if (parses(fields.content(), message))
             return true;
         m_builder.error(fields.offset(), "a damaged part of the profile");
         return false;
@@ -221,9 +235,7 @@ private:
 
     void countSample(Fields const& fields) {
         pprof::Sample sample;
-        auto const content = fields.content();
-        if (content.size() > std::numeric_limits<int>::max() ||
-            !sample.ParseFromArray(content.data(), static_cast<int>(content.size()))) {
+        if (!parses(fields.content(), sample)) {
             m_builder.error(fields.offset(), "a damaged sample");
             return;
         }
@@ -256,26 +268,54 @@ private:
     std::optional<int> m_countedValue;
 };
 
-/// A gzip member, or the first fields of the message.
-bool isPprof(std::string_view content) {
-    if (content.substr(0, 2) == "\x1f\x8b")
-        return true;
-    constexpr int c_judgedFields = 4;
-    Fields fields(content);
-    for (int i = 0; i < c_judgedFields; ++i) {
-        auto const step = fields.next();
-        if (step != Fields::Step::field)
-            return step == Fields::Step::end && i > 0;
-        bool const isMessage = fields.number() >= fieldSampleType && fields.number() <= fieldString;
-        if (fields.number() > fieldLast || (isMessage && fields.wireType() != wireBytes))
-            return false;
+/// Field by field the form that profile.proto of pprof gives them.
+bool isFieldOfProfile(Fields const& fields) {
+    switch (fields.number()) {
+    case fieldSampleType:
+    case fieldSample:
+    case fieldMapping:
+    case fieldLocation:
+    case fieldFunction:
+    case fieldString:
+    case fieldPeriodType:
+        return fields.wireType() == wireBytes;
+    case fieldComment:
+        return fields.wireType() == wireBytes || fields.wireType() == wireVarint;
+    default:
+        return fields.number() <= fieldLast && fields.wireType() == wireVarint;
     }
-    return true;
+}
+
+/// A message that is made of the fields of a profile up to its end or to where it was cut off, with
+/// the type of a sample or a mapping among them.
+bool isPlainPprof(std::string_view content) {
+    bool isNamed = false;
+    Fields fields(content);
+    for (auto step = fields.next(); step != Fields::Step::end; step = fields.next()) {
+        if (step == Fields::Step::damaged)
+            return isNamed && fields.isCutOff();
+        if (!isFieldOfProfile(fields))
+            return false;
+        pprof::ValueType type;
+        pprof::Mapping mapping;
+        isNamed = isNamed ||
+                  (fields.number() == fieldSampleType && parses(fields.content(), type)) ||
+                  (fields.number() == fieldMapping && parses(fields.content(), mapping));
+    }
+    return isNamed;
+}
+
+bool isPacked(std::string_view content) {
+    return content.substr(0, 2) == "\x1f\x8b";
+}
+
+bool isPprof(std::string_view content) {
+    return isPacked(content) || isPlainPprof(content);
 }
 
 Profile readPprof(std::string_view content, ReadOptions const& options) {
     ProfileBuilder builder(options);
-    if (content.substr(0, 2) == "\x1f\x8b") {
+    if (isPacked(content)) {
         auto const unpacked =
             gunzip(content, unpackLimit(options, options.max_unpacked, content.size()));
         if (!unpacked.error.empty())

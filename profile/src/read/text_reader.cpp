@@ -1,252 +1,236 @@
 #include "read/names.h"
 #include "read/profile_builder.h"
 #include "read/readers.h"
+#include "read/text_lines.h"
 
 #include <algorithm>
-#include <charconv>
-#include <optional>
+#include <cctype>
 
 namespace lokata::profile {
 
 namespace {
 
-constexpr std::string_view c_blank = " \t";
-
-/// The content line by line, without line ends; a carriage return before one is dropped.
-class Lines {
-public:
-    explicit Lines(std::string_view content) : m_content(content) {}
-
-    bool next(std::string_view& line) {
-        if (m_next >= m_content.size())
-            return false;
-        m_offset = m_next;
-        auto const end = m_content.find('\n', m_next);
-        line = m_content.substr(m_next, end == std::string_view::npos ? end : end - m_next);
-        m_next += line.size() + 1;
-        if (!line.empty() && line.back() == '\r')
-            line.remove_suffix(1);
-        return true;
-    }
-
-    std::size_t offset() const { return m_offset; }
-
-private:
-    std::string_view m_content;
-    std::size_t m_next = 0;
-    std::size_t m_offset = 0;
-};
-
-std::string_view trimLeft(std::string_view text) {
-    auto const start = text.find_first_not_of(c_blank);
-    return start == std::string_view::npos ? std::string_view{} : text.substr(start);
+bool startsWith(std::string_view text, std::string_view prefix) {
+    return text.substr(0, prefix.size()) == prefix;
 }
 
-/// The next word, taken off the front of `rest`.
-std::string_view word(std::string_view& rest) {
-    rest = trimLeft(rest);
-    auto const taken = rest.substr(0, rest.find_first_of(c_blank));
-    rest.remove_prefix(taken.size());
-    return taken;
+bool endsWith(std::string_view text, std::string_view suffix) {
+    return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
 }
 
-/// A hexadecimal number that is all of `text`, with or without 0x.
-bool isAddress(std::string_view text) {
-    if (text.substr(0, 2) == "0x")
-        text.remove_prefix(2);
-    std::uint64_t value = 0;
-    auto const end = text.data() + text.size();
-    auto const result = std::from_chars(text.data(), end, value, 16);
-    return !text.empty() && result.ec == std::errc() && result.ptr == end;
+std::string_view bareName(std::string_view path) {
+    return path.substr(path.rfind('/') + 1);
 }
 
-bool isAddressPair(std::string_view text, char separator) {
-    auto const middle = text.find(separator);
-    return middle != std::string_view::npos && isAddress(text.substr(0, middle)) &&
-           isAddress(text.substr(middle + 1));
-}
+/// perf fills the column of 40 digits with blanks for a file without a build-id.
+constexpr std::size_t c_idColumn = 40;
 
-void add(ProfileBuilder& builder, std::string_view name, std::string_view buildId = {}) {
-    builder.module({name, classifyName(name), buildId, 0});
-}
-
-/// "HEX NAME", where the name may hold blanks. perf fills the column of 40 digits with blanks for a
-/// file without a build-id.
+/// "HEX NAME", where the name may hold blanks.
 bool readBuildIdLine(std::string_view line, ProfileBuilder& builder) {
-    constexpr std::size_t c_column = 40;
     auto rest = line;
-    bool const unknown = line.find_first_not_of(' ') > c_column;
+    bool const unknown = line.find_first_not_of(' ') > c_idColumn;
     auto const id = unknown ? BuildId() : buildIdFromHex(word(rest));
     auto const name = trimLeft(rest);
     if ((id.empty() && !unknown) || name.empty())
         return false;
-    add(builder, name, bytesOf(id));
+    builder.module({name, classifyName(name), bytesOf(id), 0});
     return true;
 }
 
-/// Splits "FILE DEBUGFILE MODULE", where a file may hold blanks: the second column is "-", "." or
-/// an absolute path and never holds the first.
-std::string_view unstripFile(std::string_view columns, std::string_view& module) {
-    std::size_t split = std::string_view::npos;
-    for (std::string_view const mark : {" - ", " . ", " /"})
-        split = std::min(split, columns.find(mark, 1));
-    auto const file = columns.substr(0, split);
-    // "[vdso: PID]" is the one module whose name holds a blank.
-    auto const last = columns.back() == ']' ? columns.rfind(" [") : columns.find_last_of(c_blank);
-    module = last == std::string_view::npos ? std::string_view{} : columns.substr(last + 1);
-    return file;
+/// A word of six characters of which three in four are hexadecimal digits, with a name behind it,
+/// is taken for a build-id, if a damaged one; a sound one of eight bytes is nothing else.
+LineFit fitOfBuildIdLine(std::string_view line) {
+    constexpr std::size_t c_leastDamaged = 6;
+    constexpr std::size_t c_leastCertain = 16;
+    if (line.find_first_not_of(' ') == c_idColumn + 1)
+        return LineFit::likely;
+    auto rest = line;
+    auto const id = word(rest);
+    if (trimLeft(rest).empty() || id.size() < c_leastDamaged)
+        return LineFit::foreign;
+    auto const digits = static_cast<std::size_t>(
+        std::count_if(id.begin(), id.end(), [](unsigned char c) { return std::isxdigit(c) != 0; }));
+    if (id.size() >= c_leastCertain && !buildIdFromHex(id).empty())
+        return LineFit::certain;
+    return 4 * digits >= 3 * id.size() ? LineFit::likely : LineFit::foreign;
 }
 
-/// "START+SIZE BUILDID[@ADDRESS] FILE DEBUGFILE MODULE", "-" for what is not known and a FILE of
-/// "." for a module that is found in memory only: libdwfl as eu-unstrip --list-only shows it.
+/// What a line of eu-unstrip says of a module's name.
+struct UnstripName {
+    std::string_view name;
+    bool is_opened = false; ///< A file of this very name was there.
+};
+
+/// The module behind a DEBUGFILE, which is "-", "." or an absolute path; may be empty.
+std::string_view moduleBehind(std::string_view columns) {
+    if (columns == "-" || columns == ".")
+        return {};
+    if (startsWith(columns, "- ") || startsWith(columns, ". "))
+        return columns.substr(2);
+    auto const start = std::min({columns.find(" /"), columns.find(" ["), columns.rfind(' ')});
+    return start == std::string_view::npos ? std::string_view{} : columns.substr(start + 1);
+}
+
+/// True if `columns` can be a DEBUGFILE and that module.
+bool endsInModule(std::string_view columns, std::string_view module) {
+    if (startsWith(columns, "- ") || startsWith(columns, ". "))
+        return columns.substr(2) == module;
+    return startsWith(columns, "/") && columns.size() > module.size() + 1 &&
+           endsWith(columns, module) && columns[columns.size() - module.size() - 1] == ' ';
+}
+
+/// Reads "FILE DEBUGFILE MODULE", where each may hold blanks. MODULE is FILE once more for a
+/// process, mostly its last component for a core, and empty for --executable: what fits so is right
+/// before the first border that is possible. A module with a path of its own is a file that was
+/// found elsewhere, by its build-id.
+UnstripName readUnstripNames(std::string_view columns) {
+    if (startsWith(columns, "- ") || startsWith(columns, ". "))
+        return {moduleBehind(columns.substr(2)), false};
+    auto first = std::string_view::npos;
+    for (auto at = columns.find(' ', 1); at != std::string_view::npos;
+         at = columns.find(' ', at + 1)) {
+        auto const file = columns.substr(0, at);
+        auto const rest = columns.substr(at + 1);
+        if (endsInModule(rest, file) || endsInModule(rest, bareName(file)) || rest == "- " ||
+            rest == ". " || rest == "-" || rest == ".")
+            return {file, true};
+        if (startsWith(rest, "- ") || startsWith(rest, ". ") || startsWith(rest, "/"))
+            first = std::min(first, at);
+    }
+    if (first == std::string_view::npos)
+        return {};
+    auto const module = moduleBehind(columns.substr(first + 1));
+    return startsWith(module, "/") ? UnstripName{module, false}
+                                   : UnstripName{columns.substr(0, first), true};
+}
+
+/// "START+SIZE BUILDID[@ADDRESS] FILE DEBUGFILE MODULE", as eu-unstrip --list-only shows the
+/// modules of libdwfl. "-" stands for what is not known, "." as FILE for a module that is found in
+/// memory only and has the name that the kernel shows.
 bool readUnstripLine(std::string_view line, ProfileBuilder& builder) {
     auto rest = line;
     if (!isAddressPair(word(rest), '+'))
         return false;
     auto const recorded = word(rest);
     auto const id = buildIdFromHex(recorded.substr(0, recorded.find('@')));
-    auto const columns = trimLeft(rest);
-    if (columns.empty() || (id.empty() && recorded != "-"))
+    if (id.empty() && recorded != "-")
         return false;
-    std::string_view module;
-    auto const file = unstripFile(columns, module);
-    bool const isPath = !file.empty() && file != "-" && file != ".";
-    add(builder, isPath || module.empty() ? file : module, bytesOf(id));
+    auto const [name, isOpened] = readUnstripNames(trimLeft(rest));
+    if (name.empty())
+        return false;
+    auto const plain = isOpened ? std::string(name) : unescapeMapsName(name);
+    auto const kind = classifyName(plain);
+    bool const isThere = isOpened && kind == ModuleKind::deleted_file;
+    builder.module({plain, isThere ? ModuleKind::file : kind, bytesOf(id), 0});
     return true;
 }
 
-/// The kernel writes a line feed in a mapped name as "\012" and nothing else that way
-/// (fs/proc/task_mmu.c), so other backslashes stand for themselves.
-std::string unescapeMapsName(std::string_view name) {
-    std::string plain;
-    for (auto at = name.find("\\012"); at != std::string_view::npos; at = name.find("\\012")) {
-        plain.append(name.substr(0, at)).push_back('\n');
-        name.remove_prefix(at + 4);
-    }
-    return plain.append(name);
+/// Nothing else begins so; what is damaged behind it is told line by line.
+LineFit fitOfUnstripLine(std::string_view line) {
+    return isAddressPair(word(line), '+') ? LineFit::certain : LineFit::foreign;
 }
 
-struct MapsLine {
-    bool executable = false;
-    std::string_view name;
-};
-
-std::optional<MapsLine> parseMapsLine(std::string_view line) {
-    auto rest = line;
-    auto const range = word(rest);
-    auto const access = word(rest);
-    bool const fits = isAddressPair(range, '-') && access.size() == 4 &&
-                      access.find_first_not_of("rwxsp-") == std::string_view::npos;
-    bool const complete =
-        isAddress(word(rest)) && isAddressPair(word(rest), ':') && isAddress(word(rest));
-    if (!fits || !complete)
-        return std::nullopt;
-    return MapsLine{access[2] == 'x', trimLeft(rest)};
-}
-
-/// Names with an executable mapping are the modules; when no mapping is executable, as in a
-/// filtered listing, all names are.
-void readMaps(std::string_view content, ProfileBuilder& builder) {
-    std::vector<std::string> others;
-    bool anyExecutable = false;
-    std::string_view line;
-    for (Lines lines(content); lines.next(line);) {
-        auto const mapping = parseMapsLine(line);
-        if (!mapping) {
-            if (!trimLeft(line).empty())
-                builder.error(lines.offset(), "not a line of a memory map");
-        } else if (mapping->executable) {
-            anyExecutable = true;
-            if (!mapping->name.empty())
-                add(builder, unescapeMapsName(mapping->name));
-        } else if (!mapping->name.empty() && !anyExecutable) {
-            others.push_back(unescapeMapsName(mapping->name));
+/// What only the last component of a binary's name holds: ".so" and the like, at its end or before
+/// a version or a packing.
+bool endsLikeBinary(std::string_view name) {
+    name = bareName(name);
+    for (std::string_view const mark : {".so", ".ko", ".debug", ".exe", ".dll"})
+        for (auto at = name.find(mark); at != std::string_view::npos;
+             at = name.find(mark, at + 1)) {
+            auto const rest = name.substr(at + mark.size());
+            bool const isVersion = rest.size() > 1 && rest.front() == '.' && rest.back() != '.';
+            if (rest.empty() || (isVersion && rest.find(' ') == std::string_view::npos))
+                return true;
         }
-    }
-    if (!anyExecutable)
-        for (auto const& name : others)
-            add(builder, name);
-}
-
-bool readPathLine(std::string_view line, ProfileBuilder& builder) {
-    if (line.find('\0') != std::string_view::npos)
-        return false;
-    add(builder, line);
-    return true;
-}
-
-using LineReader = bool (*)(std::string_view, ProfileBuilder&);
-
-void readLines(std::string_view content, LineReader read, std::string const& complaint,
-               ProfileBuilder& builder) {
-    std::string_view line;
-    for (Lines lines(content); lines.next(line);)
-        if (!trimLeft(line).empty() && !read(line, builder))
-            builder.error(lines.offset(), complaint);
-}
-
-/// True if one of the first lines is of the form that `reads` knows.
-template <class Reads>
-bool hasLine(std::string_view content, Reads const& reads) {
-    constexpr std::size_t c_judged = 4096;
-    constexpr int c_judgedLines = 16;
-    if (content.substr(0, c_judged).find('\0') != std::string_view::npos)
-        return false;
-    std::string_view line;
-    Lines lines(content);
-    for (int i = 0; i < c_judgedLines && lines.next(line); ++i)
-        if (reads(line))
-            return true;
     return false;
 }
 
-template <LineReader readLine>
-bool hasLineOf(std::string_view content) {
-    ReadOptions const options;
-    ProfileBuilder scratch(options);
-    return hasLine(content, [&](std::string_view line) { return readLine(line, scratch); });
+/// Letters, digits and what else names are made of, without the blanks, quotes, brackets, colons
+/// and commas of other texts.
+bool isPlainWord(std::string_view text) {
+    if (text.empty())
+        return false;
+    auto const isPlain = [](unsigned char c) {
+        return c < 0x80 &&
+               (std::isalnum(c) != 0 ||
+                std::string_view("._+-~@#%/").find(static_cast<char>(c)) != std::string_view::npos);
+    };
+    auto const first = static_cast<unsigned char>(text.front());
+    return (std::isalnum(first) != 0 || first == '.' || first == '_') &&
+           std::all_of(text.begin(), text.end(), isPlain);
 }
 
-bool hasMapsLine(std::string_view content) {
-    return hasLine(
-        content, [](std::string_view line) { return parseMapsLine(line).has_value(); });
+/// Absolute, but no comment of C or C++; below "." or ".."; a name in brackets; a plain word; or
+/// what ends like a binary and holds no character of programs and tables. Any text could be a list
+/// of names: one whose lines have none of these marks, be it a program, a table or prose, is told
+/// to be no list rather than searched for.
+bool namesFile(std::string_view line) {
+    constexpr std::size_t c_longest = 4096;
+    line = withoutDeletedMark(line);
+    if (line.empty() || line.size() > c_longest)
+        return false;
+    switch (line.front()) {
+    case ' ':
+    case '\t':
+        return false;
+    case '/':
+        return startsWith(line, "//") ? isPlainWord(line.substr(2)) : !startsWith(line, "/*");
+    case '[': {
+        auto const end = line.find(']');
+        return line == "[" || // The program.
+               (end != std::string_view::npos && isPlainWord(line.substr(1, end - 1)));
+    }
+    default:
+        return startsWith(line, "./") || startsWith(line, "../") || isPlainWord(line) ||
+               (endsLikeBinary(line) &&
+                line.find_first_of("\"'`<>;|=(){}") == std::string_view::npos);
+    }
 }
 
-bool isText(std::string_view content) {
-    return hasLine(
-        content, [](std::string_view) { return true; });
+/// The first line names a file, and most of the others do.
+bool isPathList(std::string_view content) {
+    std::string_view first;
+    Lines(content.substr(std::min(content.find_first_not_of("\r\n"), content.size()))).next(first);
+    return namesFile(first) && isListOf(content, [](std::string_view line) {
+               return namesFile(line) ? LineFit::likely : LineFit::foreign;
+           });
 }
 
-template <void (*read)(std::string_view, ProfileBuilder&)>
-Profile readInto(std::string_view content, ReadOptions const& options) {
+bool readPathLine(std::string_view line, ProfileBuilder& builder) {
+    builder.module({line, classifyName(line), {}, 0});
+    return true;
+}
+
+template <LineFit (*fitOf)(std::string_view)>
+bool isList(std::string_view content) {
+    return isListOf(content, fitOf);
+}
+
+Profile readBuildIdList(std::string_view content, ReadOptions const& options) {
     ProfileBuilder builder(options);
-    read(content, builder);
+    readLines(content, readBuildIdLine, "not a build-id and a name", builder);
     return builder.take();
 }
 
-void readBuildIdList(std::string_view content, ProfileBuilder& builder) {
-    readLines(content, readBuildIdLine, "not a build-id and a name", builder);
-}
-
-void readUnstripList(std::string_view content, ProfileBuilder& builder) {
+Profile readUnstripList(std::string_view content, ReadOptions const& options) {
+    ProfileBuilder builder(options);
     readLines(content, readUnstripLine, "not a line of a module list", builder);
+    return builder.take();
 }
 
-void readPathList(std::string_view content, ProfileBuilder& builder) {
-    readLines(content, readPathLine, "a zero byte in a list of paths", builder);
+Profile readPathList(std::string_view content, ReadOptions const& options) {
+    ProfileBuilder builder(options);
+    readLines(content, readPathLine, "not a path", builder);
+    return builder.take();
 }
 
 } // namespace
 
-extern FormatReader const c_maps{
-    {"maps", "the mappings of a process, as /proc/PID/maps"}, hasMapsLine, readInto<readMaps>};
-extern FormatReader const c_unstripList{{"unstrip", "a list of modules of eu-unstrip -n"},
-                                        hasLineOf<readUnstripLine>,
-                                        readInto<readUnstripList>};
-extern FormatReader const c_buildIdList{{"buildid-list", "a list of perf buildid-list"},
-                                        hasLineOf<readBuildIdLine>,
-                                        readInto<readBuildIdList>};
+extern FormatReader const c_unstripList{
+    {"unstrip", "a list of modules of eu-unstrip -n"}, isList<fitOfUnstripLine>, readUnstripList};
+extern FormatReader const c_buildIdList{
+    {"buildid-list", "a list of perf buildid-list"}, isList<fitOfBuildIdLine>, readBuildIdList};
 extern FormatReader const c_pathList{
-    {"paths", "a list of paths, one a line"}, isText, readInto<readPathList>};
+    {"paths", "a list of paths, one a line"}, isPathList, readPathList};
 
 } // namespace lokata::profile

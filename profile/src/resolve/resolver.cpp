@@ -170,6 +170,8 @@ std::string searchedName(Module const& module) {
     case ModuleKind::kernel_module:
     case ModuleKind::guest_module:
         return kernelModuleFileName(module.name);
+    case ModuleKind::file: // Where the reader knew that the file was there, the mark is its name.
+        return module.name;
     default:
         return std::string(withoutDeletedMark(module.name));
     }

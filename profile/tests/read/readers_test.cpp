@@ -41,9 +41,39 @@ TEST(Detection, KnowsEveryKindByItsContent) {
     }
     EXPECT_EQ(detectFormat(std::string("\0\1\2\3", 4)), "");
     EXPECT_EQ(detectFormat(""), "");
-    EXPECT_EQ(detectFormat("\n\n/usr/bin/app\n"), "paths");
     auto const forced = readProfile("abcdef01 /bin/app\n", forcedTo("paths"));
     EXPECT_THAT(names(forced), ElementsAre("abcdef01 /bin/app"));
+}
+
+TEST(Detection, TakesATextForTheListThatMostOfItsLinesCanBe) {
+    struct Text {
+        std::string content;
+        std::string format;
+        std::size_t errors = 0;
+    };
+    std::string const id = "e7bcd926448858ab7d0ec4a9beee3a3f1309e598";
+    for (auto const& [content, format, errors] : std::vector<Text>{
+             {id + " /bin/x\n", "buildid-list"}, // Its first bytes read as pprof.
+             {id.substr(1) + " /bin/x\n", "buildid-list", 1},
+             {"x" + id.substr(1) + " libx.so\n", "buildid-list", 1},
+             {"abcdef01 /bin/x\n" + std::string(41, ' ') + "/bin/none\n", "buildid-list"},
+             {"0x10+0x20 " + id.substr(1) + "@0x10 /bin/x - x\n", "unstrip", 1},
+             {"10-20 r-xp 0 fe:zz 12 /bin/x\n", "maps", 1},
+             {"\n\n/usr/bin/app\n", "paths"},
+             {".\n./my app\n[\nlibx.so\nabcdef01 /x\n", "paths"},
+             {"/opt/an app/x\n/a\x1b\tb:c{}\n", "paths"},
+             {"an app/my lib.so.1\nlibx.so (deleted)\n[ext4]\n//anon\n", "paths"},
+             {"root:x:0:0:root:/root:/bin/bash\ndaemon:x:1:1:daemon:/usr/sbin:/bin/sh\n", "", 1},
+             {"See libx.so.\nThe lines of a text tell nothing of files.\n", "", 1},
+             {"/* A\n   comment. */\n#include <a.h>\nint\nmain()\n{\n    return 0;\n}\n", "", 1},
+             {"//Copyright (C)\n\nnamespace a\n{\nint b();\n}\n", "", 1},
+             {"[\n  {\n    \"path\": \"/usr/lib/libx.so\"\n  }\n]\n", "", 1},
+             {"#!/bin/sh\nif test -x /bin/x\nthen\n  /bin/x\nfi\n", "", 1},
+             {"\tlibc.so.6 => /lib/libc.so.6 (0x00007f0000000000)\n", "", 1}}) {
+        auto const profile = readProfile(content);
+        EXPECT_EQ(profile.format, format) << content;
+        EXPECT_THAT(profile.errors, SizeIs(errors)) << content;
+    }
 }
 
 struct List {
@@ -55,16 +85,36 @@ struct List {
 TEST(Lists, NameModulesLineByLine) {
     for (auto const& [content, modules, damaged] : std::vector<List>{
              {"0011223344556677 /opt/my app\r\n" + std::string(41, ' ') +
-                  "/bin/none\n\nabc /odd/digits\n",
+                  "/bin/none\r\n\r\nabc /odd/digits\r\n",
               {"/opt/my app 0011223344556677", "/bin/none"},
               "abc /odd"},
-             {"0x400000+0x207000 2818b2009547@0x400284 /usr/bin/sleep /usr/lib/debug/s [exe]\n"
-              "0x7000+0x1000 1e2a683b7d87@0x7340 . - linux-vdso.so.1\n"
-              "0x8000+0x1000 - /opt/my app/x - x\n"
-              "0x9000+0x2000 - - - [vdso: 7]\nnot this\n",
-              {"/usr/bin/sleep 2818b2009547", "linux-vdso.so.1 1e2a683b7d87 vdso", "/opt/my app/x",
-               "[vdso: 7] vdso"},
-              "not this"},
+             {"/ends in a return\r\n/other\n", {"/ends in a return\r", "/other"}, ""},
+             // Of processes, of cores, of a program alone, and of the kernel.
+             {"0x10+0xb abcdef@0x14 /my app/s l - /my app/s l\n"
+              "0x10+0xb abcdef@0x14 /y . z - /y . z\n"
+              "0x10+0xb abcdef@0x14 /a /usr/lib/debug/a b.debug /a\n"
+              "0x10+0xb abcdef@0x14 . - /my app/gone - . (deleted)\n"
+              "0x10+0xb abcdef@0x14 /x (deleted) - /x (deleted)\n"
+              "0x10+0xb - - - /a\\012b\n"
+              "0x10+0xb abcdef@0x14 /usr/lib/debug/.build-id/ab/cdef - /my app/old (deleted)\n",
+              {"/my app/s l abcdef", "/y . z abcdef", "/a abcdef",
+               "/my app/gone - . (deleted) abcdef deleted-file", "/x (deleted) abcdef", "/a\nb",
+               "/my app/old (deleted) abcdef deleted-file"},
+              ""},
+             {"0x10+0xb abcdef@0x14 - - /my app/s l\n"
+              "0x10+0xb abcdef@0x14 . /usr/lib/debug/x.debug /my app/t\n"
+              "0x10+0xb abcdef@0x14 /lib64/ld.so /usr/lib/debug/.build-id/7e/bc.debug ld.so\n"
+              "0x10+0xb abcdef@0x14 . - linux-vdso.so.1\n"
+              "0x10+0xb abcdef@0x14 my - app/s - l - s - l\n"
+              "0+0xb abcdef@0x14 my app/u v - \n"
+              "0x10+0xb abcdef@0x14 - - kernel\n"
+              "0x10+0xb abcdef@0x14 /lib/snd-pcm.ko - snd_pcm\n"
+              "0x10+0xb - - - [vdso: 7]\n"
+              "0x10+0xb abcdef@0x14 - - \n",
+              {"/my app/s l abcdef", "/my app/t abcdef", "/lib64/ld.so abcdef",
+               "linux-vdso.so.1 abcdef vdso", "my - app/s - l abcdef", "my app/u v abcdef",
+               "kernel abcdef kernel", "/lib/snd-pcm.ko abcdef kernel-module", "[vdso: 7] vdso"},
+              "0x10+0xb abcdef@0x14 - - \n"},
              {"1000-2000 r--p 0 fe:00 12    /bin/a\\012b c\n2000-3000 r-xp 0 fe:00 12 /bin/a\\012b "
               "c\n3000-4000 r--p 0 fe:00 13 /usr/share/data\n4000-5000 r-xp 0 00:00 0 \n"
               "5000-6000 r-xp 0 fe:00 14 /lib/b\\s (deleted)\nf-10 --xp 0 00:00 0 [vsyscall]\n",

@@ -61,6 +61,8 @@ TEST_F(ResolverTest, EachKindOfModuleGetsItsTreatment) {
     Module removed = module("/gone/tool (deleted)", c_id, ModuleKind::deleted_file);
     EXPECT_EQ(resolveOne(removed).status, ModuleStatus::resolved);
     EXPECT_EQ(resolveOne(removed).binary->path, tool);
+    EXPECT_EQ(resolveOne(module("/gone/tool (deleted)", c_id)).status, ModuleStatus::missing)
+        << "so called and not removed";
     removed.build_id = c_otherId;
     EXPECT_EQ(resolveOne(removed).status, ModuleStatus::missing);
 }
