@@ -14,6 +14,7 @@
 #include <optional>
 #include <set>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace optstore2 {
@@ -23,7 +24,7 @@ using BRACE_2_18::i18n::catalog_t;
 
 class MessageCatalogs {
 public:
-    catalog_t const* get(std::string const& name);
+    catalog_t const* get(std::string const& name, std::string const& locale);
     void setDirectory(char const* directory);
 
 private:
@@ -44,6 +45,10 @@ private:
     std::set<std::filesystem::path> m_reported TOOLBELT2_GUARDED_BY(m_lock);
     /// Only grows: callers hold pointers to the catalogues.
     std::map<files_t, std::unique_ptr<catalog_t const>> m_catalogs TOOLBELT2_GUARDED_BY(m_lock);
+    /// By name and locale, of what the first place gave: what comes from a later one may still
+    /// turn up in an earlier.
+    std::map<std::pair<std::string, std::string>, catalog_t const*>
+        m_answers TOOLBELT2_GUARDED_BY(m_lock);
 };
 
 /// The languages of a locale name such as "de_DE.UTF-8", nearest first, English last.
@@ -61,15 +66,19 @@ std::vector<std::string> languagesOf(std::string_view locale) {
     return languages;
 }
 
-std::vector<std::string> languagesOfProcess() {
+std::string localeOfProcess() {
     char const* const locale = std::setlocale(LC_MESSAGES, nullptr);
-    return languagesOf(locale != nullptr ? locale : "C");
+    return locale != nullptr ? locale : "C";
 }
 
-catalog_t const* MessageCatalogs::get(std::string const& name) {
-    std::vector<std::string> const languages = languagesOfProcess();
+catalog_t const* MessageCatalogs::get(std::string const& name, std::string const& locale) {
     toolbelt2::mutex_guard_t const guard(m_lock);
-    for (std::filesystem::path const& place : places()) {
+    std::pair const question(name, locale);
+    if (auto const answer = m_answers.find(question); answer != m_answers.end())
+        return answer->second;
+    std::vector<std::string> const languages = languagesOf(locale);
+    files_t const searched = places();
+    for (std::filesystem::path const& place : searched) {
         files_t found;
         for (std::string const& language : languages) {
             std::filesystem::path file = place / name;
@@ -77,14 +86,19 @@ catalog_t const* MessageCatalogs::get(std::string const& name) {
             if (messages(file) != nullptr)
                 found.push_back(std::move(file));
         }
-        if (!found.empty())
-            return merged(found);
+        if (found.empty())
+            continue;
+        catalog_t const* const catalog = merged(found);
+        if (&place == &searched.front())
+            m_answers.emplace(question, catalog);
+        return catalog;
     }
     return nullptr;
 }
 
 void MessageCatalogs::setDirectory(char const* directory) {
     toolbelt2::mutex_guard_t const guard(m_lock);
+    m_answers.clear();
     m_directory = directory != nullptr ? std::optional<std::string>(directory) : std::nullopt;
 }
 
@@ -137,7 +151,7 @@ MessageCatalogs& messageCatalogs() {
 } // namespace
 
 catalog_t const* getMessageCatalog(std::string const& name) {
-    return messageCatalogs().get(name);
+    return messageCatalogs().get(name, localeOfProcess());
 }
 
 void setMessageDirectory(char const* directory) {
