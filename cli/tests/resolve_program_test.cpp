@@ -115,6 +115,14 @@ TEST_F(ResolveProgram, ARebuiltNamesakeIsRejectedWithBothBuildIds) {
                                      HasSubstr("nothing  [AbsoluteNameLookup]"),
                                      HasSubstr("no file"), Not(HasSubstr("libx"))));
     EXPECT_EQ(resolve({file, "--explain", "nothing"}).status, 2);
+
+    std::string const logged = resolve({file, "-v", "-d", moved()}).err;
+    std::string const step = " [ssLowPrioritySearchDirs] ";
+    EXPECT_THAT(logged, HasSubstr("INFO " + place.path("moved/deep/app") + step +
+                                  "rejected: The build-id of "));
+    EXPECT_THAT(logged, HasSubstr("INFO " + place.path("moved/deep/libx.so") + step +
+                                  "proven: build-id " + profile::toHex(bytes(m_lib)) + "\n"));
+    EXPECT_EQ(outcome.err, "");
 }
 
 TEST_F(ResolveProgram, DamagedInputIsResolvedAsFarAsItCanBeRead) {

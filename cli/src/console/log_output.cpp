@@ -30,7 +30,7 @@ void showLog(int verbosity) {
         return;
     log4cplus::SharedAppenderPtr appender(new log4cplus::ConsoleAppender(true, true));
     appender->setLayout(std::make_unique<LineLayout>());
-    for (char const* const name : {"LOKATA", "optstore2"}) {
+    for (char const* const name : {"LOKATA", "LOKATA_PROFILE", "optstore2"}) {
         log4cplus::Logger logger = log4cplus::Logger::getInstance(name);
         logger.setLogLevel(verbosity > 1 ? log4cplus::TRACE_LOG_LEVEL : log4cplus::INFO_LOG_LEVEL);
         logger.setAdditivity(false);

@@ -2,6 +2,7 @@
 
 #include "read/names.h"
 #include "read/reasons.h"
+#include "search/log.h"
 #include "search/search_overlay.h"
 
 #include <lokata2/utils.h>
@@ -118,6 +119,19 @@ bool isUnprovenKernelImage(IValidFile const& file, JudgedCandidate const* verdic
            utils::getFileNameOnly(file.name()).rfind(VMLINUZ, 0) == 0;
 }
 
+/// What led to a candidate, as documents spell it.
+std::string_view originOf(std::string const& path, search_step_t step,
+                          std::vector<Candidate> const& suggestions) {
+    return step == ssAskUser ? wordOf(c_places, placeOf(path, suggestions))
+                             : wordOf(c_searchSteps, step);
+}
+
+bool isRejected(std::string const& path, FileResolution const& file) {
+    return std::any_of(
+        file.rejected.begin(), file.rejected.end(),
+        [&](JudgedCandidate const& rejected) { return rejected.path == path; });
+}
+
 void accept(IValidFile const& file, JudgedCandidate const* verdict,
             std::vector<Candidate> const& suggestions, FileResolution& result) {
     result.path = file.name();
@@ -126,17 +140,22 @@ void accept(IValidFile const& file, JudgedCandidate const* verdict,
     if (result.step == ssAskUser)
         result.place = placeOf(result.path, suggestions);
     result.identity = verdict == nullptr ? Identity() : verdict->identity;
+    LOKATA_PROFILE_LOG(displayName(result.path)
+                       << " [" << originOf(result.path, result.step, suggestions) << "] "
+                       << (result.confidence == cfValidated
+                               ? "proven: " +
+                                     std::string(wordOf(c_identityKinds, result.identity.kind)) +
+                                     " " + displayName(result.identity.expected)
+                               : "unproven: " + reasonText(ReasonKey::unproven)));
 }
 
-void addRejected(IInvalidFile const& file, JudgedCandidate const* verdict, FileResolution& result) {
-    auto const known =
-        std::find_if(result.rejected.begin(), result.rejected.end(),
-                     [&](JudgedCandidate const& other) { return other.path == file.name(); });
+void addRejected(IInvalidFile const& file, JudgedCandidate const* verdict,
+                 std::vector<Candidate> const& suggestions, FileResolution& result) {
     bool const hasMessage = *file.errorMessage() != '\0';
     // The library gives no reason for a directory, which in the place of a suggestion is no
     // finding.
     bool const isDirectory = !hasMessage && verdict == nullptr;
-    if (known != result.rejected.end() || (isDirectory && file.searchStep() == ssAskUser))
+    if (isRejected(file.name(), result) || (isDirectory && file.searchStep() == ssAskUser))
         return;
     JudgedCandidate rejected;
     rejected.path = file.name();
@@ -148,7 +167,24 @@ void addRejected(IInvalidFile const& file, JudgedCandidate const* verdict, FileR
         hasMessage ? file.errorMessage()
                    : reasonText(isDirectory ? ReasonKey::is_directory : ReasonKey::not_proven,
                                 {file.name()});
+    LOKATA_PROFILE_LOG(displayName(rejected.path)
+                       << " [" << originOf(rejected.path, rejected.step, suggestions)
+                       << "] rejected: " << displayName(rejected.message));
     result.rejected.push_back(std::move(rejected));
+}
+
+/// Those that another candidate was preferred to, and packed kernels, which are judged unpacked.
+void logUnchosen(std::vector<JudgedCandidate> const& judged, std::size_t first,
+                 std::vector<Candidate> const& suggestions, FileResolution const& result) {
+    for (std::size_t i = first; i < judged.size(); ++i) {
+        JudgedCandidate const& candidate = judged[i];
+        if (candidate.path != result.path && !isRejected(candidate.path, result))
+            LOKATA_PROFILE_LOG(displayName(candidate.path)
+                               << " [" << wordOf(c_places, placeOf(candidate.path, suggestions))
+                               << "] not chosen: "
+                               << (candidate.result == vrValid ? "another file was preferred"
+                                                               : "nothing in it was compared"));
+    }
 }
 
 Identity expectedBuildId(BuildId const& buildId) {
@@ -177,14 +213,17 @@ void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestion
     record = SearchRecord();
     record.runSteps = runSteps;
     record.suggestions = std::move(suggestions);
+    std::size_t const firstJudged = validator.judged().size();
     ObjectPtr<IValidFile> const file = find();
     for (ObjectPtr<IInvalidFile> const& rejected : record.rejected)
-        addRejected(*rejected, validator.verdictOn(rejected->name()), result);
+        addRejected(*rejected, validator.verdictOn(rejected->name()), record.suggestions, result);
     if (file) {
         JudgedCandidate const* const verdict = validator.verdictOn(file->name());
         if (!isUnprovenKernelImage(*file, verdict))
             accept(*file, verdict, record.suggestions, result);
     }
+    if (isLogOn())
+        logUnchosen(validator.judged(), firstJudged, record.suggestions, result);
     for (search_step_t const step : record.steps)
         if (std::find(result.steps.begin(), result.steps.end(), step) == result.steps.end())
             result.steps.push_back(step);
