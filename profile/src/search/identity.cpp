@@ -99,6 +99,18 @@ void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate)
         refuse(candidate, svError, reasonText(ReasonKey::code_missing, {path}));
 }
 
+SymbolOwner symbolOwner(ElfFactsCache& cache, std::string const& binary, BuildId const& recorded) {
+    SymbolOwner owner{binary, recorded, std::nullopt, 0};
+    if (binary.empty())
+        return owner;
+    auto const facts = cache.facts(binary);
+    owner.debug_link = facts->debug_link;
+    owner.machine = facts->machine;
+    if (owner.build_id.empty())
+        owner.build_id = facts->build_id;
+    return owner;
+}
+
 SymbolValidator::SymbolValidator(ElfFactsCache& cache, SymbolOwner owner)
     : m_cache(cache), m_owner(std::move(owner)) {}
 

@@ -58,6 +58,9 @@ struct SymbolOwner {
     std::uint16_t machine = 0; ///< EM_...; 0 if not known.
 };
 
+/// `binary` is the file that was found, empty if none. Its build-id counts if none was recorded.
+SymbolOwner symbolOwner(ElfFactsCache& cache, std::string const& binary, BuildId const& recorded);
+
 /// Symbol files: by the build-id of the binary, else by the CRC-32 of its debug link. A file
 /// without debug information is refused first, so that a stripped namesake of the same build-id
 /// does not end the search. The binary itself is valid if it holds its debug information.

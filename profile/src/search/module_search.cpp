@@ -271,14 +271,7 @@ FileResolution ModuleSearch::findBinary(std::string const& name, BuildId const& 
 FileResolution ModuleSearch::findSymbols(std::string const& name, std::string const& binaryPath,
                                          BuildId const& buildId,
                                          std::vector<Candidate> const& hints) {
-    SymbolOwner owner{binaryPath, buildId, std::nullopt, 0};
-    if (!binaryPath.empty()) {
-        auto const facts = m_support.elf.facts(binaryPath);
-        owner.debug_link = facts->debug_link;
-        owner.machine = facts->machine;
-        if (owner.build_id.empty())
-            owner.build_id = facts->build_id;
-    }
+    SymbolOwner const owner = symbolOwner(m_support.elf, binaryPath, buildId);
     std::string const checksum = toHex(owner.build_id);
     std::string const searched = searchableName(name);
     std::vector<Candidate> suggestions = joined(
