@@ -39,14 +39,19 @@ TEST(Steps, AreAUnionOfNamesWithOrWithoutTheirPrefix) {
         EXPECT_THROW(parseSteps(list), Failure) << list;
 }
 
-TEST(Checksums, NeedTheRightNumberOfDigits) {
+TEST(Expectations, NeedTheRightNumberOfDigitsAndCategory) {
     std::string const md5 = "md5:D41D8CD98F00B204E9800998ECF8427E";
-    ASSERT_TRUE(parseChecksum(md5));
-    EXPECT_EQ(parseChecksum(md5)->type(), ctMd5);
-    EXPECT_EQ(parseChecksum("sha1:" + std::string(40, '0'))->type(), ctSha1);
-    for (std::string const& wrong :
-         {md5 + "0", "sha1:" + md5.substr(4), "md5:" + std::string(32, 'g'), std::string("md")})
-        EXPECT_FALSE(parseChecksum(wrong)) << wrong;
+    std::string const buildId = "build-id:00Ff12";
+    auto const isTaken = [](std::string const& text, search_category_t category) {
+        return ValidatorSet().addExpected(text, category);
+    };
+    for (std::string const& right : {md5, "sha1:" + std::string(40, '0'), buildId})
+        EXPECT_TRUE(isTaken(right, scSymbolFiles) && isExpectation(right)) << right;
+    for (std::string const& wrong : {md5 + "0", "sha1:" + md5.substr(4),
+                                     "md5:" + std::string(32, 'g'), std::string("build-id:123")})
+        EXPECT_TRUE(!isTaken(wrong, scBinaryFiles) && isExpectation(wrong)) << wrong;
+    EXPECT_FALSE(isTaken(buildId, scSourceFiles));
+    EXPECT_FALSE(isTaken("md", scBinaryFiles) || isExpectation("md"));
 }
 
 TEST(RequestLine, ReadsWordsQuotesAndJson) {
@@ -63,14 +68,27 @@ TEST(RequestLine, ReadsWordsQuotesAndJson) {
     EXPECT_EQ(json->name, "a b\n.c");
     EXPECT_TRUE(json->binary.empty());
 
-    EXPECT_FALSE(parseRequestLine(""));
+    EXPECT_FALSE(parseRequestLine("") || parseRequestLine("\v\f "));
     EXPECT_FALSE(parseRequestLine("  # bin name"));
 }
 
 TEST(RequestLine, RejectsWhatIsNoRequest) {
-    for (char const* const line :
-         {"bin", "bin \"\"", "all x", "bin a b", "bin \"a", "src a b c d", "{\"category\":\"bin\"}",
-          R"({"category":"bin","name":1})", "{", R"({"category":"bin","name":"a\u0000b"})"})
+    for (std::string const& line :
+         std::vector<std::string>{"bin",
+                                  "bin \"\"",
+                                  "all x",
+                                  "bin a b",
+                                  "bin \"a",
+                                  "src a b c d",
+                                  "{\"category\":\"bin\"}",
+                                  R"({"category":"bin","name":1})",
+                                  "{",
+                                  R"({"category":"bin","name":"a\u0000b"})",
+                                  {"bin a\0b", 7},
+                                  R"({"category":"sym","name":"a","binary":"b\u0000c"})",
+                                  R"({"category":"bin","name":"a","binary":"b"})",
+                                  "bin " + std::string(65536, 'a'),
+                                  R"({"category":"bin","name":"a","nmae":"b"})"})
         EXPECT_THROW(parseRequestLine(line), MalformedLine) << line;
 }
 

@@ -106,7 +106,7 @@ TEST(DirsProgram, LosesNothingWhenManyAddAtOnce) {
 std::string const requests = "# a comment\n"
                              "bin tool\n"
                              "bin absent\n"
-                             "\n"
+                             "\v\n"
                              "{\"category\":\"bin\",\"name\":\"tool\"}\n"
                              "bin absent\n";
 
@@ -143,6 +143,39 @@ TEST(RunProgram, SearchesARepeatedNameOnce) {
     int const once = stepsTaken("suggest");
     EXPECT_EQ(stepsTaken("only"), once);
     EXPECT_EQ(stepsTaken("off"), 2 * once);
+}
+
+TEST(RunProgram, RemembersABinaryForTheChecksumThatWasAskedFor) {
+    Workplace const place;
+    std::string const right = place.file("1/tool");
+    std::string const other = place.file("2/tool", "abc");
+    std::string const line = R"({"category":"bin","name":"tool","checksum":"md5:)";
+    std::string const both =
+        line + md5OfContent + "\"}\n" + line + "900150983cd24fb0d6963f7d28e17f72\"}\nbin tool\n";
+    std::string answers = "bin\ttool\t" + right + "\nbin\ttool\t" + other + "\n";
+    answers += "bin\ttool\t" + right + "\n";
+    for (char const* const history : {"suggest", "only"})
+        EXPECT_EQ(place
+                      .run({"run", "-", "--history", history, "-d", "bin=" + place.path("1"), "-d",
+                            "bin=" + place.path("2")},
+                           both + both)
+                      .out,
+                  answers + answers)
+            << history;
+}
+
+TEST(Names, ControlNeitherTheTerminalNorOtherLines) {
+    Workplace const place;
+    place.file("d\n\033/a\tb\nbin\tc");
+    auto const found = place.run({"run", "-", "-d", "bin:r=."},
+                                 "{\"category\":\"bin\",\"name\":\"a\\tb\\nbin\\tc\"}");
+    EXPECT_THAT(found.out, AllOf(StartsWith("bin\ta\\x09b\\x0abin\\x09c\t"),
+                                 EndsWith("d\\x0a\\x1b/a\\x09b\\x0abin\\x09c\n")));
+    EXPECT_EQ(place.run({"dirs", "add", "bin=/\nsrc=\033"}).status, 0);
+    EXPECT_EQ(place.run({"dirs", "list"}).out, "bin=/\\x0asrc=\\x1b\n");
+    for (std::vector<std::string> const& words : std::vector<std::vector<std::string>>{
+             {"run", "\033\n"}, {"find", "bin", "\033\n", "--explain"}, {"\033\n"}})
+        EXPECT_THAT(place.run(words).err, AllOf(HasSubstr("\\x1b\\x0a"), Not(HasSubstr("\033"))));
 }
 
 TEST(RunProgram, ReportsABrokenLineWithItsNumberAndGoesOn) {

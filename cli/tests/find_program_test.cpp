@@ -1,5 +1,7 @@
 #include "program_harness.h"
 
+#include "support/elf_builder.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -64,6 +66,10 @@ TEST_F(FindProgram, NamesTheArgumentAtFaultInOneLine) {
         {{"find", "bin", ""}, "NAME"},
         {{"resolve", "no-such-file"}, "no-such-file"},
         {{"resolve", "-", "--symfs", "x,odd"}, "--symfs"},
+        {{"resolve", "-", "--symfs", "nowhere,flat"}, "--symfs: \"nowhere\""},
+        {{"resolve", "-", "--sysroot", "nowhere"}, "--sysroot: \"nowhere\""},
+        {{"resolve", "-", "--json", "--explain", "x"}, "--explain"},
+        {{"find", "src", "x", "--expect", "build-id:abcdef"}, "--expect"},
         {{"resolve", "-", "--substitute-path", "nothing"}, "--substitute-path"},
         {{"resolve", "-", "--format", "elf"}, "--format"}};
     for (auto const& [option, value] :
@@ -72,6 +78,10 @@ TEST_F(FindProgram, NamesTheArgumentAtFaultInOneLine) {
                                                           {"--steps", "Nowhere"},
                                                           {"--expect", "md5:1"},
                                                           {"--expect-size", "many"},
+                                                          {"--expect-size", "-1"},
+                                                          {"--expect-mtime", "0"},
+                                                          {"--cache", "nowhere"},
+                                                          {"--result", "nowhere"},
                                                           {"--not-newer-than", "/"},
                                                           {"--policy", "maybe"},
                                                           {"--nonsense", ""}})
@@ -84,6 +94,63 @@ TEST_F(FindProgram, NamesTheArgumentAtFaultInOneLine) {
         EXPECT_THAT(outcome.err, HasSubstr(fault));
         EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
     }
+}
+
+TEST_F(FindProgram, WarnsOfListedDirectoriesThatAreNotThere) {
+    for (std::string const option : {"--search-dir", "--archive", "--context"}) {
+        auto const outcome =
+            find({"bin", "x", option, option == "--search-dir" ? "bin=nowhere" : "nowhere"});
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.err,
+                  "lokata: warning: " + option + ": \"nowhere\": No such file or directory\n");
+    }
+}
+
+TEST_F(FindProgram, StepsUpInANameLeadNowhere) {
+    place.file("secret");
+    place.dir("lib/deep");
+    std::string const kept = place.file("lib/a/secret");
+    auto const find = [this](std::string const& name) {
+        auto const outcome =
+            place.run({"run", "-", "-d", "bin=lib/deep", "-d", "bin=lib"}, "bin " + name + "\n");
+        EXPECT_EQ(outcome.out,
+                  "bin\t" + name + "\t" + (outcome.status == 0 ? "lib/a/secret" : "-") + "\n");
+        return outcome.status == 0;
+    };
+    EXPECT_FALSE(find("../secret") || find("../../secret") || find("a/../../../secret"));
+    EXPECT_FALSE(find("..") || find("../.."));
+    EXPECT_TRUE(find("../a/secret") && find("b/../a/secret"));
+}
+
+TEST_F(FindProgram, JudgesSymbolsByTheBuildIdOfTheirBinary) {
+    profile::BuildId const wanted(20, 0xaa);
+    auto const elf = [this](std::string const& name, profile::BuildId const& id, bool debugInfo) {
+        profile::test::ElfBuilder builder;
+        builder.buildId(id);
+        (debugInfo ? builder.debugInfo() : builder).write(place.file(name));
+        return place.path(name);
+    };
+    std::string const binary = elf("app", wanted, false);
+    std::string const other = elf("1/app.debug", profile::BuildId(20, 0xbb), true);
+    std::string const right = elf("2/app.debug", wanted, true);
+    std::vector<std::string> const dirs{"-d", "all=" + place.path("1"), "-d",
+                                        "all=" + place.path("2")};
+    std::string const expected = "build-id:" + profile::toHex(wanted);
+    for (auto const& [options, file] :
+         std::vector<std::pair<std::vector<std::string>, std::string>>{
+             {{"--binary", "not-there"}, other},
+             {{"--binary", place.file("text")}, other},
+             {{"--binary", binary}, right},
+             {{"--expect", expected}, right}}) {
+        std::vector<std::string> words{"sym", "app.debug", options[0], options[1]};
+        words.insert(words.end(), dirs.begin(), dirs.end());
+        EXPECT_EQ(find(words).out, file + "\n") << options[1];
+    }
+    EXPECT_EQ(find({"bin", "app", "-d", "bin=" + place.path("."), "--expect", expected}).status, 0);
+    std::vector<std::string> words{"run", "-"};
+    words.insert(words.end(), dirs.begin(), dirs.end());
+    EXPECT_EQ(place.run(words, "sym app.debug app\nsym app.debug app build-id:bb\n").out,
+              "sym\tapp.debug\t" + right + "\n");
 }
 
 TEST_F(FindProgram, AllPrintsTheFilesOfAllStepsInTheirOrder) {
@@ -231,6 +298,10 @@ TEST_F(FindProgram, SaysWhatWasExpectedAndWhatWasFound) {
     EXPECT_EQ(rejected({"--not-newer-than", file, "--policy", "reject"}), "cfValidated");
     EXPECT_EQ(rejected({"--policy", "low"}), "cfPolicyLow");
     EXPECT_EQ(rejected({"--policy", "reject"}), "svNone ");
+    // A file that can be opened, but not read from its start.
+    auto const unread = findJson({"bin", "/proc/self/mem", "--expect", right});
+    EXPECT_THAT(unread["rejected"].at(0)["message"].get<std::string>(),
+                HasSubstr("cannot be read"));
 }
 
 TEST_F(FindProgram, RunsTheKernelFallbacksOnlyForAKnownRelease) {

@@ -30,6 +30,7 @@ protected:
     ResolveProgram() {
         elf("moved/deep/app", m_app, false);
         elf("moved/deep/libx.so", m_lib, true);
+        place.dir("debug");
     }
 
     void elf(std::string const& name, std::string const& id, bool debugInfo) const {
@@ -137,6 +138,13 @@ TEST_F(ResolveProgram, DamagedInputIsResolvedAsFarAsItCanBeRead) {
     Outcome const unknown = resolve({"-"}, std::string("\0\1\2\3", 4));
     EXPECT_EQ(unknown.status, 2);
     EXPECT_THAT(unknown.err, StartsWith("lokata: standard input"));
+
+    Outcome const several = resolve({"no-such-file", "-", "--json", "-d", moved()}, whole);
+    EXPECT_EQ(several.status, 2);
+    auto const unread = nlohmann::json::parse(several.out.substr(0, several.out.find('\n')));
+    EXPECT_EQ(unread["input"], "no-such-file");
+    EXPECT_TRUE(unread["format"].is_null());
+    EXPECT_THAT(several.out, HasSubstr("\n{\"version\""));
 }
 
 TEST_F(ResolveProgram, CopiedTreesAndRenamedPrefixesAreSearched) {

@@ -77,7 +77,7 @@ int archive(ArchiveOptions const& options) {
     } else {
         throw Failure("archive: --into, --context or --result is required");
     }
-    writeOutput(path + "\n");
+    writeOutput(pathLine(path));
     return esDone;
 }
 

@@ -67,6 +67,8 @@ bool changeStore(std::string const& file,
 
 int add(DirsOptions const& options) {
     auto const dirs = options.parsedDirs();
+    for (SearchDirArgument const& dir : dirs)
+        warnOfMissingDirectory("dirs add", dir.directory);
     changeStore(options.storeFile(), [&dirs](IEditableSearchDirContainer& stored) {
         for (SearchDirArgument const& dir : dirs)
             stored.addDirectory(dir.category, dir.directory.c_str(), dir.recursive, dir.priority);
@@ -125,7 +127,7 @@ int list(DirsOptions const& options) {
         if (!records)
             continue;
         for (auto line = getSearchDirCommandLine(category, records); !line.at_end(); line.next())
-            text += line.get_value() + "\n";
+            text += printable(line.get_value()) + "\n";
     }
     writeOutput(text);
     return esDone;

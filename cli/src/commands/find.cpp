@@ -34,9 +34,9 @@ int find(FindOptions& options) {
     if (request.category == scBinaryFiles && !request.binary.empty())
         throw Failure("--binary: a binary belongs to no other binary");
 
-    ValidatorSet validators = makeValidators(options.validation, request.category);
-    if (!options.validation.checksums.empty())
-        request.checksum = parseChecksum(options.validation.checksums.front())->value();
+    ValidatorSet validators = createValidators(options.validation, request);
+    if (!options.validation.expected.empty())
+        request.checksum = options.validation.expected.front();
 
     SearchSession session(options.search, History::off);
     SearchRecord const record =
@@ -45,7 +45,12 @@ int find(FindOptions& options) {
         std::string const text = explanation(record, wantsColour(STDERR_FILENO));
         std::fwrite(text.data(), 1, text.size(), stderr);
     }
-    writeOutput(options.json ? jsonLine(record) : foundPaths(record));
+    if (options.json)
+        writeOutput(jsonLine(record));
+    else if (options.all)
+        writeOutput(foundPaths(record));
+    else if (!record.found.empty())
+        writeOutput(pathLine(record.found.front().path));
     return record.found.empty() ? esNotFound : esDone;
 }
 

@@ -1,5 +1,6 @@
 #include "commands/find_output.h"
 
+#include "console/output.h"
 #include "console/terminal.h"
 #include "search/enumerator_names.h"
 
@@ -11,23 +12,24 @@ namespace lokata::cli {
 std::string foundPaths(SearchRecord const& record) {
     std::string text;
     for (FoundFile const& file : record.found)
-        text += file.path + "\n";
+        text += profile::displayName(file.path) + "\n";
     return text;
 }
 
 std::string explanation(SearchRecord const& record, bool colour) {
     std::string text;
     for (FoundFile const& file : record.found)
-        text += painted("found", TextStyle::green, colour) + "    " + file.path + "  [" +
+        text += painted("found", TextStyle::green, colour) + "    " + printable(file.path) + "  [" +
                 nameOf(file.step) + ", " + nameOf(file.confidence) + "]\n";
     for (profile::JudgedCandidate const& file : record.rejected) {
         TextStyle const style = file.severity == svError ? TextStyle::red : TextStyle::yellow;
-        text += painted("rejected", style, colour) + " " + file.path + "  [" + nameOf(file.step) +
-                ", " + nameOf(file.severity) + "]";
-        text += file.message.empty() ? "\n" : "  " + file.message + "\n";
+        text += painted("rejected", style, colour) + " " + printable(file.path) + "  [" +
+                nameOf(file.step) + ", " + nameOf(file.severity) + "]";
+        text += file.message.empty() ? "\n" : "  " + printable(file.message) + "\n";
     }
     if (text.empty())
-        text = "no file named \"" + record.name + "\" was found where the search looked\n";
+        text =
+            "no file named \"" + printable(record.name) + "\" was found where the search looked\n";
     return text;
 }
 

@@ -4,17 +4,17 @@
 
 #include <string>
 
-/// What `find` prints of a search. Paths are bytes and are printed as they are; only JSON must be
-/// UTF-8, where other bytes become U+FFFD.
+/// What `find` prints of a search.
 namespace lokata::cli {
 
-/// The path of each file found, one per line.
+/// The paths of the files found, one per line and printable.
 std::string foundPaths(SearchRecord const& record);
 
-/// One line for each file found or rejected: step, confidence or severity, and message.
+/// One printable line for each file found or rejected: step, confidence or severity, and message.
 std::string explanation(SearchRecord const& record, bool colour);
 
-/// One JSON object and a newline; `run --json` prints it for each request.
+/// One JSON object and a newline; `run --json` prints it for each request. Bytes that are not UTF-8
+/// become U+FFFD.
 std::string jsonLine(SearchRecord const& record);
 
 } // namespace lokata::cli

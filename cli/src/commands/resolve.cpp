@@ -46,10 +46,15 @@ profile::PlaceOptions placesOf(ResolveOptions const& options) {
         places.debug_dirs.clear();
     for (std::string const& list : options.debug_dirs)
         profile::addDebugDirs(places.debug_dirs, list);
+    if (!options.debug_dirs.empty())
+        for (std::string const& directory : places.debug_dirs)
+            warnOfMissingDirectory("--debug-file-directory", directory);
+    requireDirectory("--sysroot", options.sysroot);
     places.sysroot = options.sysroot;
     if (!options.symfs.empty() && !profile::parseSymfs(options.symfs, places))
         throw Failure("--symfs: \"" + options.symfs +
                       "\": the form is DIR, DIR,flat or DIR,hierarchy");
+    requireDirectory("--symfs", places.symfs);
     for (std::string const& text : options.substitutions) {
         auto const substitution = profile::parsePathSubstitution(text);
         if (!substitution)
@@ -156,13 +161,15 @@ int resolve(ResolveOptions& options) {
         bool const isUnreadable = profile.modules.empty() && !profile.errors.empty();
         if (profile.format.empty() || isUnreadable)
             status = esFailed;
-        if (profile.format.empty())
+        if (profile.format.empty() && !options.json)
             continue;
         profile::ProfileResolution resolution =
             resolve(resolver, std::move(profile), input, options.sources);
         if (!isComplete(resolution))
             status = std::max<int>(status, esNotFound);
         print(resolution, options);
+        if (resolution.profile.format.empty())
+            continue;
         if (!options.archive_into.empty())
             archive(resolution, options.archive_into);
         resolutions.push_back(std::move(resolution));
@@ -209,11 +216,13 @@ void addResolveCommand(CLI::App& program, int& exitStatus) {
     addText(command, "--archive-into", options->archive_into,
             "Copy all files found into an archive, for --archive on another machine")
         ->type_name("DIR");
-    command.add_flag("--json", options->json, "Print one JSON document for each input");
+    CLI::Option* const json =
+        command.add_flag("--json", options->json, "Print one JSON document for each input");
     addText(command, "--html", options->html, "Write a page for a browser")->type_name("FILE");
     addText(command, "--explain", options->explain,
             "Show every step and candidate for one module: its name, last component or build-id")
-        ->type_name("MODULE");
+        ->type_name("MODULE")
+        ->excludes(json);
     addSearchOptions(command, options->search);
     command.callback([options, &exitStatus] { exitStatus = resolve(*options); });
 }

@@ -7,10 +7,11 @@
 #include "console/output.h"
 #include "console/terminal.h"
 #include "search/enumerator_names.h"
-#include "search/expectation_validators.h"
 #include "search/search_options.h"
 #include "search/search_session.h"
 #include "search/validation_options.h"
+
+#include <lokata/profile/profile.h>
 
 #include <algorithm>
 #include <csignal>
@@ -51,18 +52,20 @@ private:
     struct sigaction m_previous {};
 };
 
-// Category, name and path, with tabs between them and "-" for the path of a file not found.
+// Category, name and path, with tabs between them and "-" for the path of a file not found. Names
+// with a tab or a newline must not make other fields and lines.
 std::string resultLine(SearchRecord const& record) {
-    return std::string(wordOf(record.category)) + "\t" + record.name + "\t" +
-           (record.found.empty() ? "-" : record.found.front().path) + "\n";
+    return std::string(wordOf(record.category)) + "\t" + profile::displayName(record.name) + "\t" +
+           (record.found.empty() ? "-" : profile::displayName(record.found.front().path)) + "\n";
 }
 
 SearchRecord search(SearchSession& session, SearchRequest const& request) {
-    auto const expected = parseChecksum(request.checksum);
-    if (!expected)
-        return session.find(request, nullptr, false);
-    ExpectedChecksum validator(request.category, expected);
-    return session.find(request, &validator, false);
+    ValidatorSet validators;
+    if (!validators.addExpected(request.checksum, request.category) &&
+        isExpectation(request.checksum))
+        throw MalformedLine("\"" + request.checksum + "\" is not " + c_expectedForms);
+    validators.addBinary(request);
+    return session.find(request, validators.empty() ? nullptr : &validators, false);
 }
 
 int run(RunOptions const& options) {

@@ -1,9 +1,9 @@
 #include "commands/run_request_file.h"
 
+#include "commands/run_request_line.h"
 #include "console/failure.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 #include <sys/stat.h>
@@ -18,24 +18,26 @@ RequestFile::RequestFile(std::string const& name)
 }
 
 RequestFile::~RequestFile() {
-    std::free(m_pLine);
     if (m_pFile != stdin)
         std::fclose(m_pFile);
 }
 
 bool RequestFile::next(std::string& line) {
+    line.clear();
     errno = 0;
-    ssize_t length = ::getline(&m_pLine, &m_capacity, m_pFile);
-    if (length < 0) {
-        if (std::ferror(m_pFile) != 0 && errno != EINTR)
-            throw Failure(m_name + ": " + std::strerror(errno));
-        return false;
+    std::uint64_t const start = m_bytesRead;
+    for (int c = std::getc(m_pFile); c != EOF; c = std::getc(m_pFile)) {
+        ++m_bytesRead;
+        if (c == '\n')
+            break;
+        if (line.size() <= c_maxRequestLine)
+            line += static_cast<char>(c);
     }
+    if (std::ferror(m_pFile) != 0 && errno != EINTR)
+        throw Failure(m_name + ": " + std::strerror(errno));
+    if (std::ferror(m_pFile) != 0 || m_bytesRead == start)
+        return false;
     ++m_lineNumber;
-    m_bytesRead += static_cast<std::uint64_t>(length);
-    if (length > 0 && m_pLine[length - 1] == '\n')
-        --length;
-    line.assign(m_pLine, static_cast<std::size_t>(length));
     return true;
 }
 

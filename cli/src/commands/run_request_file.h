@@ -15,7 +15,8 @@ public:
     RequestFile(RequestFile const&) = delete;
     RequestFile& operator=(RequestFile const&) = delete;
 
-    /// Gives the next line without its newline. False at the end, or if a signal came. Throws
+    /// Gives the next line without its newline; of one that is too long for a request the first
+    /// bytes, one more than are allowed. False at the end, or if a signal came. Throws
     /// `Failure` if the file cannot be read.
     bool next(std::string& line);
 
@@ -28,8 +29,6 @@ public:
 private:
     std::string m_name;
     std::FILE* m_pFile;
-    char* m_pLine = nullptr; ///< kept by getline
-    std::size_t m_capacity = 0;
     std::uint64_t m_lineNumber = 0;
     std::uint64_t m_bytesRead = 0;
 };

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include <iomanip>
+#include <map>
 #include <sstream>
 #include <vector>
 
@@ -24,15 +25,26 @@ SearchRequest parseJson(std::string const& line) {
     auto const object = nlohmann::json::parse(line, nullptr, false);
     if (!object.is_object())
         throw MalformedLine("the line is no JSON object");
-    auto const text = [&object](char const* key) {
-        auto const value = object.find(key);
-        if (value == object.end() || value->is_null())
-            return std::string();
-        if (!value->is_string())
-            throw MalformedLine("\"" + std::string(key) + "\" is no text");
-        return value->get<std::string>();
-    };
-    return {categoryOf(text("category")), text("name"), text("binary"), text("checksum"), {}};
+    std::string category;
+    SearchRequest request;
+    std::map<std::string, std::string*> const members{{"category", &category},
+                                                      {"name", &request.name},
+                                                      {"binary", &request.binary},
+                                                      {"checksum", &request.checksum}};
+    for (auto const& [key, value] : object.items()) {
+        auto const member = members.find(key);
+        if (member == members.end())
+            throw MalformedLine("\"" + key + "\" is no member of a request");
+        if (value.is_null())
+            continue;
+        if (!value.is_string())
+            throw MalformedLine("\"" + key + "\" is no text");
+        *member->second = value.get<std::string>();
+        if (member->second->find('\0') != std::string::npos)
+            throw MalformedLine("\"" + key + "\" holds a null byte");
+    }
+    request.category = categoryOf(category);
+    return request;
 }
 
 SearchRequest parseWords(std::string const& line) {
@@ -42,6 +54,8 @@ SearchRequest parseWords(std::string const& line) {
     while (input >> std::ws && !input.eof()) {
         if (!(input >> std::quoted(word)))
             throw MalformedLine("a double quote is not closed");
+        if (word.find('\0') != std::string::npos)
+            throw MalformedLine("\"" + word + "\" holds a null byte");
         words.push_back(word);
     }
     SearchRequest request;
@@ -59,14 +73,18 @@ SearchRequest parseWords(std::string const& line) {
 } // namespace
 
 std::optional<SearchRequest> parseRequestLine(std::string const& line) {
-    std::size_t const start = line.find_first_not_of(" \t\r");
+    if (line.size() > c_maxRequestLine)
+        throw MalformedLine("the line is longer than " + std::to_string(c_maxRequestLine) +
+                            " bytes");
+    // What `std::ws` skips: a line of nothing else has no words.
+    std::size_t const start = line.find_first_not_of(" \t\v\f\r\n");
     if (start == std::string::npos || line[start] == '#')
         return std::nullopt;
     SearchRequest request = line[start] == '{' ? parseJson(line) : parseWords(line);
     if (request.name.empty())
         throw MalformedLine("the name is missing");
-    if (request.name.find('\0') != std::string::npos)
-        throw MalformedLine("the name holds a null byte");
+    if (request.category == scBinaryFiles && !request.binary.empty())
+        throw MalformedLine("a binary belongs to no other binary");
     return request;
 }
 

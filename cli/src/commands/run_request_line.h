@@ -2,11 +2,15 @@
 
 #include "search/search_record.h"
 
+#include <cstddef>
 #include <optional>
 #include <stdexcept>
 #include <string>
 
 namespace lokata::cli {
+
+/// In bytes. Enough for two names of 4096 bytes with every byte escaped.
+constexpr std::size_t c_maxRequestLine = 65536;
 
 /// Its text says what is wrong with a line, but not which line it is.
 struct MalformedLine : std::runtime_error {
@@ -23,7 +27,7 @@ struct MalformedLine : std::runtime_error {
 /// In the first, words stand between blanks; one with blanks in it stands in double quotes, with a
 /// backslash before a quote or a backslash in it. In the second, "binary" and "checksum" may be
 /// missing. Empty lines and lines that begin with # hold no request. Throws `MalformedLine` if a
-/// line has neither form.
+/// line has neither form, or is too long.
 std::optional<SearchRequest> parseRequestLine(std::string const& line);
 
 } // namespace lokata::cli

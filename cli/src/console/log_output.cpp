@@ -1,5 +1,7 @@
 #include "console/log_output.h"
 
+#include "console/output.h"
+
 #include <log4cplus/consoleappender.h>
 #include <log4cplus/layout.h>
 #include <log4cplus/logger.h>
@@ -7,19 +9,22 @@
 
 #include <memory>
 #include <ostream>
+#include <string_view>
 
 namespace lokata::cli {
 namespace {
 
-// The library ends its records with a newline, the trace records of log4cplus have none.
+// The library ends its records with a newline, the trace records of log4cplus have none. Names in
+// them are foreign and must not look like further records.
 class LineLayout : public log4cplus::Layout {
 public:
     void formatAndAppend(log4cplus::tostream& output,
                          log4cplus::spi::InternalLoggingEvent const& event) override {
-        log4cplus::tstring const& message = event.getMessage();
-        output << log4cplus::getLogLevelManager().toString(event.getLogLevel()) << ' ' << message;
-        if (message.empty() || message.back() != '\n')
-            output << '\n';
+        std::string_view message = event.getMessage();
+        if (!message.empty() && message.back() == '\n')
+            message.remove_suffix(1);
+        output << log4cplus::getLogLevelManager().toString(event.getLogLevel()) << ' '
+               << printable(message) << '\n';
     }
 };
 

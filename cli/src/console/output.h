@@ -9,7 +9,14 @@ namespace lokata::cli {
 /// program has printed ends with a whole line. Throws `Failure` if it cannot be written.
 void writeOutput(std::string_view bytes);
 
-/// Writes "lokata: ", the text and a newline to standard error.
+/// The text as one line for a terminal: what could control it comes as `\xNN`, as in
+/// profile::displayName(), but backslashes stay.
+std::string printable(std::string_view text);
+
+/// A path on a line of its own, for scripts: byte by byte, but printable on a terminal.
+std::string pathLine(std::string const& path);
+
+/// Writes "lokata: ", the printable text and a newline to standard error.
 void reportError(std::string_view text);
 
 } // namespace lokata::cli

@@ -34,12 +34,14 @@ ContextChain::ContextChain(SearchOptions const& options)
     : m_pManager(IResolutionContextMgr::create()) {
     // A context has one archive directory, so each further one needs a context of its own.
     for (std::string const& archive : options.archives) {
+        warnOfMissingDirectory("--archive", archive);
         append(new NamelessContext("archive " + std::to_string(m_contexts.size())));
         m_pManager->registerArchiveDir(*m_contexts.back(), archive.c_str());
     }
     if (!options.result_dir.empty())
         append(m_pManager->createResultDirectoryContext(absolute(options.result_dir).c_str()));
     for (std::string const& directory : options.contexts) {
+        warnOfMissingDirectory("--context", directory);
         std::string const path = absolute(directory);
         auto const context = m_pManager->createFileSystemContext(path.c_str(), true);
         std::string const archive = utils::addSubPart(path.c_str(), "archive");

@@ -39,13 +39,12 @@ ExpectedChecksum::ExpectedChecksum(search_category_t category, ObjectPtr<IChecks
     , m_pCalculator(IChecksumCalculator::create())
     , m_pExpected(expected) {}
 
-// As the base does it, but keeping the checksum that was found for the message.
+// The base leaves a file without a checksum undecided, which the policy would accept: but the user
+// named the content that is wanted.
 validation_result_t ExpectedChecksum::validate(char const* fileName,
                                                IErrorInfoContainer& errorInfo) {
     m_pFound = m_pCalculator->calculateChecksum(fileName, m_pExpected->type());
-    if (!m_pFound)
-        return vrUndecided;
-    if (m_pFound->isEqualTo(*m_pExpected))
+    if (m_pFound && m_pFound->isEqualTo(*m_pExpected))
         return vrValid;
     setErrorMessage(errorInfo, fileName);
     return vrInvalid;
@@ -68,7 +67,8 @@ void ExpectedChecksum::fillErrorMessageForSrcFile(ISrcChecksumMismatchMessage& m
 
 std::string ExpectedChecksum::difference() const {
     std::string const type = m_pExpected->type() == ctSha1 ? "sha1 " : "md5 ";
-    return expectedAndFound(type + m_pExpected->value(), m_pFound->value());
+    return expectedAndFound(type + m_pExpected->value(),
+                            m_pFound ? m_pFound->value() : "none: it cannot be read to its end");
 }
 
 ExpectedTimeAndSize::ExpectedTimeAndSize(std::uint64_t modificationTime, std::uint64_t size)

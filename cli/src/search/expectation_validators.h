@@ -9,6 +9,7 @@
 /// thread each.
 namespace lokata::cli {
 
+/// Rejects a file whose checksum cannot be computed, too.
 class ExpectedChecksum : public LK_2_13::ChecksumValidator {
 public:
     ExpectedChecksum(LK_2_13::search_category_t category,
@@ -32,7 +33,7 @@ private:
 
     LK_2_13::ObjectPtr<LK_2_13::IChecksumCalculator> m_pCalculator;
     LK_2_13::ObjectPtr<LK_2_13::IChecksum> m_pExpected;
-    LK_2_13::ObjectPtr<LK_2_13::IChecksum> m_pFound; ///< of the file being judged
+    LK_2_13::ObjectPtr<LK_2_13::IChecksum> m_pFound; ///< of the file being judged; may be null
 };
 
 class ExpectedTimeAndSize : public LK_2_13::SourceFileTimeAndSizeMatchValidator {

@@ -1,5 +1,11 @@
 #include "search/search_options.h"
 
+#include "console/failure.h"
+#include "console/output.h"
+
+#include <filesystem>
+#include <system_error>
+
 namespace lokata::cli {
 namespace {
 
@@ -9,7 +15,26 @@ CLI::Validator const notEmpty(
     },
     "", "");
 
+std::string missingDirectory(char const* option, std::string const& directory) {
+    std::error_code error;
+    if (std::filesystem::is_directory(directory, error))
+        return {};
+    return std::string(option) + ": \"" + directory +
+           "\": " + (error ? error.message() : "Not a directory");
+}
+
 } // namespace
+
+void requireDirectory(char const* option, std::string const& directory) {
+    std::string const fault = directory.empty() ? "" : missingDirectory(option, directory);
+    if (!fault.empty())
+        throw Failure(fault);
+}
+
+void warnOfMissingDirectory(char const* option, std::string const& directory) {
+    if (std::string const fault = missingDirectory(option, directory); !fault.empty())
+        reportError("warning: " + fault);
+}
 
 CLI::Option* addRepeatable(CLI::App& command, std::string const& name,
                            std::vector<std::string>& values, std::string const& description) {

@@ -40,6 +40,14 @@ CLI::Option* addRepeatable(CLI::App& command, std::string const& name,
 CLI::Option* addText(CLI::App& command, std::string const& name, std::string& value,
                      std::string const& description);
 
+/// For an option that names one directory: it must be there. Throws `Failure`; an empty text stands
+/// for an option that was not given.
+void requireDirectory(char const* option, std::string const& directory);
+
+/// For an option that lists directories, of which some may be missing on this machine: reports the
+/// one that is not there and goes on.
+void warnOfMissingDirectory(char const* option, std::string const& directory);
+
 /// Declares all options of `SearchOptions`.
 void addSearchOptions(CLI::App& command, SearchOptions& options);
 

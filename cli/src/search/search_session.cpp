@@ -1,5 +1,7 @@
 #include "search/search_session.h"
 
+#include <lokata2/utils.h>
+
 using namespace LK_2_13;
 
 namespace lokata::cli {
@@ -9,6 +11,17 @@ constexpr char const* c_clientId = SearchSetup::c_clientId;
 
 char const* orNull(std::string const& text) {
     return text.empty() ? nullptr : text.c_str();
+}
+
+// The library joins a name to its directories as it is, and steps up would lead out of them: so
+// they are resolved here, and left out where they lead above the start of the name.
+std::string withoutStepsUp(std::string const& name) {
+    if (name.find("..") == std::string::npos)
+        return name;
+    std::string result = utils::getCanonicalName(name.c_str(), false);
+    while (result.compare(0, 3, "../") == 0)
+        result.erase(0, 3);
+    return result == ".." ? "" : result;
 }
 
 } // namespace
@@ -30,7 +43,9 @@ void SearchSession::registerCallbacks(History history) {
                                              &m_recorder.noFilesFoundCallback());
         return;
     }
-    m_pManipulator = createSearchManipulatorByContext(context, nullptr, nullptr);
+    m_pHistories = new ChecksumHistories;
+    m_pManipulator =
+        createSearchManipulatorByContext(context, nullptr, ObjectPtr<ISearchHistory>(m_pHistories));
     m_pManipulator->setSearchStartedBehavior(
         c_clientId, history == History::only ? ssbUseHistoryOnly : ssbSuggestFromHistory);
     m_pManipulator->setOwnFilesFoundCallback(c_clientId, &m_recorder.filesFoundCallback());
@@ -41,7 +56,12 @@ void SearchSession::registerCallbacks(History history) {
 SearchRecord SearchSession::find(SearchRequest const& request, IValidatorCallback* validator,
                                  bool all) {
     m_recorder.start(request, all);
-    char const* const name = request.name.c_str();
+    std::string const searched = withoutStepsUp(request.name);
+    if (searched.empty())
+        return m_recorder.take();
+    if (m_pHistories)
+        m_pHistories->select(request.checksum);
+    char const* const name = searched.c_str();
     char const* const binary = orNull(request.binary);
     char const* const checksum = orNull(request.checksum);
     char const* const suggestion = orNull(request.suggestion);

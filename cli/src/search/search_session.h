@@ -1,5 +1,6 @@
 #pragma once
 
+#include "search/checksum_histories.h"
 #include "search/search_record.h"
 #include "search/search_recorder.h"
 #include "search/search_setup.h"
@@ -28,7 +29,8 @@ public:
     SearchSession(SearchSession const&) = delete;
     SearchSession& operator=(SearchSession const&) = delete;
 
-    /// Runs one search. `validator` may be null. With `all` every step runs and the record lists
+    /// Runs one search. A name with ".." in it finds nothing outside of the places that are
+    /// searched. `validator` may be null. With `all` every step runs and the record lists
     /// every valid file, otherwise the search ends with the first one.
     SearchRecord find(SearchRequest const& request, LK_2_13::IValidatorCallback* validator,
                       bool all);
@@ -38,6 +40,7 @@ private:
 
     SearchSetup m_setup;
     SearchRecorder m_recorder; ///< holds the callbacks of the manipulator, so it stands before it
+    LK_2_13::ObjectPtr<ChecksumHistories> m_pHistories;
     LK_2_13::ObjectPtr<LK_2_13::ISearchManipulator> m_pManipulator;
     LK_2_13::ObjectPtr<LK_2_13::IFileSearch> m_pSearch;
 };

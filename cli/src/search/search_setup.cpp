@@ -14,6 +14,8 @@ SearchSetup::FixedPolicy::FixedPolicy(std::string const& level)
 
 SearchSetup::SearchSetup(SearchOptions const& options)
     : m_chain(options), m_policy(options.policy) {
+    requireDirectory("--result", options.result_dir);
+    requireDirectory("--cache", options.cache_dir);
     registerDirs(options);
     registerSteps(options);
     m_chain.manager().registerConfidenceLevelPolicyCallback(*m_chain.nearest(), c_clientId,
@@ -32,6 +34,7 @@ void SearchSetup::registerDirs(SearchOptions const& options) {
     auto const dirs = IEditableSearchDirContainer::create();
     for (std::string const& text : options.search_dirs) {
         SearchDirArgument const dir = parseSearchDir(text);
+        warnOfMissingDirectory("--search-dir", dir.directory);
         dirs->addDirectory(dir.category, dir.directory.c_str(), dir.recursive, dir.priority);
     }
     m_chain.manager().registerSearchDirs(*m_chain.nearest(), dirs, "command line");

@@ -4,13 +4,52 @@
 #include "search/expectation_validators.h"
 #include "search/search_options.h"
 
+#include <lokata/profile/identity_validators.h>
+
+#include <lokata2/checksum.h>
+
 #include <algorithm>
+#include <array>
 #include <cctype>
 
 using namespace LK_2_13;
 
 namespace lokata::cli {
 namespace {
+
+struct ChecksumForm {
+    std::string_view prefix;
+    checksum_type_t type;
+    std::size_t digits;
+};
+
+constexpr std::array<ChecksumForm, 2> c_checksumForms{{{"md5:", ctMd5, 32}, {"sha1:", ctSha1, 40}}};
+constexpr std::string_view c_buildIdPrefix = "build-id:";
+
+bool startsWith(std::string_view text, std::string_view prefix) {
+    return text.substr(0, prefix.size()) == prefix;
+}
+
+ObjectPtr<IChecksum> parseChecksum(std::string_view text) {
+    for (ChecksumForm const& form : c_checksumForms) {
+        std::string const value(text.substr(std::min(form.prefix.size(), text.size())));
+        bool const isHex = std::all_of(value.begin(), value.end(),
+                                       [](unsigned char c) { return std::isxdigit(c) != 0; });
+        if (startsWith(text, form.prefix) && isHex && value.size() == form.digits)
+            return IChecksumCalculator::create()->fromString(form.type, value.c_str());
+    }
+    return nullptr;
+}
+
+// The conversion of CLI11 takes a minus sign for a very large number. 0 stands for a value that is
+// not known.
+CLI::Validator const positiveNumber(
+    [](std::string& text) {
+        bool const isPositive = text.find_first_not_of("0123456789") == std::string::npos &&
+                                text.find_first_not_of('0') != std::string::npos;
+        return isPositive ? std::string() : "\"" + text + "\" is not a whole number above 0";
+    },
+    "", "");
 
 template <class Validator>
 std::unique_ptr<Validator> withExceptions(std::unique_ptr<Validator> validator,
@@ -23,14 +62,17 @@ std::unique_ptr<Validator> withExceptions(std::unique_ptr<Validator> validator,
 } // namespace
 
 void addValidationOptions(CLI::App& command, ValidationOptions& options) {
-    addRepeatable(command, "--expect", options.checksums, "The checksum of the wanted file")
-        ->type_name("md5:HEX|sha1:HEX");
+    addRepeatable(command, "--expect", options.expected,
+                  "The checksum of the wanted file, or the build-id of a binary or its symbols")
+        ->type_name("md5:HEX|sha1:HEX|build-id:HEX");
     command
         .add_option("--expect-mtime", options.modification_time,
                     "The modification time of the wanted file")
-        ->type_name("SECONDS");
+        ->type_name("SECONDS")
+        ->check(positiveNumber);
     command.add_option("--expect-size", options.size, "The size of the wanted file")
-        ->type_name("BYTES");
+        ->type_name("BYTES")
+        ->check(positiveNumber);
     addText(command, "--not-newer-than", options.not_newer_than,
             "Reject a source file that is newer than FILE")
         ->type_name("FILE")
@@ -40,25 +82,37 @@ void addValidationOptions(CLI::App& command, ValidationOptions& options) {
         ->type_name("DIR");
 }
 
-ObjectPtr<IChecksum> parseChecksum(std::string const& text) {
-    struct Form {
-        std::string prefix;
-        checksum_type_t type;
-        std::size_t digits;
-    };
-    for (Form const& form : {Form{"md5:", ctMd5, 32}, Form{"sha1:", ctSha1, 40}}) {
-        std::string const value = text.substr(std::min(form.prefix.size(), text.size()));
-        bool const isHex = std::all_of(value.begin(), value.end(),
-                                       [](unsigned char c) { return std::isxdigit(c) != 0; });
-        if (text.compare(0, form.prefix.size(), form.prefix) == 0 && isHex &&
-            value.size() == form.digits)
-            return IChecksumCalculator::create()->fromString(form.type, value.c_str());
-    }
-    return nullptr;
+bool isExpectation(std::string const& text) {
+    return startsWith(text, c_buildIdPrefix) ||
+           std::any_of(
+               c_checksumForms.begin(), c_checksumForms.end(),
+               [&](ChecksumForm const& form) { return startsWith(text, form.prefix); });
 }
 
 void ValidatorSet::add(std::unique_ptr<IValidatorCallback> validator) {
     m_validators.push_back(std::move(validator));
+}
+
+bool ValidatorSet::addExpected(std::string const& text, search_category_t category) {
+    if (auto const checksum = parseChecksum(text)) {
+        add(std::make_unique<ExpectedChecksum>(category, checksum));
+        return true;
+    }
+    if (!startsWith(text, c_buildIdPrefix) || category == scSourceFiles)
+        return false;
+    profile::BuildId const buildId = profile::buildIdFromHex(text.substr(c_buildIdPrefix.size()));
+    if (buildId.empty())
+        return false;
+    add(category == scBinaryFiles ? profile::createBinaryValidator(buildId)
+                                  : profile::createSymbolValidator(buildId));
+    return true;
+}
+
+void ValidatorSet::addBinary(SearchRequest const& request) {
+    if (request.category != scSymbolFiles || request.binary.empty())
+        return;
+    if (auto validator = profile::createSymbolValidatorFor(request.binary))
+        add(std::move(validator));
 }
 
 validation_result_t ValidatorSet::validate(char const* fileName, IErrorInfoContainer& errorInfo) {
@@ -73,18 +127,15 @@ validation_result_t ValidatorSet::validate(char const* fileName, IErrorInfoConta
     return verdict;
 }
 
-ValidatorSet makeValidators(ValidationOptions const& options, search_category_t category) {
-    if (!options.not_newer_than.empty() && category != scSourceFiles)
+ValidatorSet createValidators(ValidationOptions const& options, SearchRequest const& request) {
+    if (!options.not_newer_than.empty() && request.category != scSourceFiles)
         throw Failure("--not-newer-than: only source files are compared with another file's time");
 
     ValidatorSet validators;
-    for (std::string const& text : options.checksums) {
-        auto const expected = parseChecksum(text);
-        if (!expected)
-            throw Failure("--expect: \"" + text +
-                          "\" is not md5: with 32 or sha1: with 40 hexadecimal digits");
-        validators.add(std::make_unique<ExpectedChecksum>(category, expected));
-    }
+    for (std::string const& text : options.expected)
+        if (!validators.addExpected(text, request.category))
+            throw Failure("--expect: \"" + text + "\" is not " + c_expectedForms);
+    validators.addBinary(request);
     if (options.modification_time != 0 || options.size != 0)
         validators.add(withExceptions(
             std::make_unique<ExpectedTimeAndSize>(options.modification_time, options.size),

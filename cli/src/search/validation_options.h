@@ -1,6 +1,7 @@
 #pragma once
 
-#include <lokata2/checksum.h>
+#include "search/search_record.h"
+
 #include <lokata2/validator.h>
 
 #include <CLI/CLI.hpp>
@@ -14,7 +15,7 @@ namespace lokata::cli {
 
 /// What the command line says about the wanted file itself.
 struct ValidationOptions {
-    std::vector<std::string> checksums;  ///< md5:HEX or sha1:HEX
+    std::vector<std::string> expected;   ///< see `ValidatorSet::addExpected`
     std::uint64_t modification_time = 0; ///< seconds since the epoch
     std::uint64_t size = 0;              ///< bytes
     std::string not_newer_than;
@@ -23,14 +24,24 @@ struct ValidationOptions {
 
 void addValidationOptions(CLI::App& command, ValidationOptions& options);
 
-/// The checksum of a text such as "md5:HEX"; null if the text has another form.
-LK_2_13::ObjectPtr<LK_2_13::IChecksum> parseChecksum(std::string const& text);
+/// The forms of an expected content, as a message names them.
+constexpr char const* c_expectedForms =
+    "md5: with 32 or sha1: with 40 hexadecimal digits, or for a "
+    "binary or its symbols build-id: with its digits";
+
+/// True for a text that begins as one of these forms does.
+bool isExpectation(std::string const& text);
 
 /// Several validators as one: the first that rejects a file decides; otherwise the file is valid if
 /// any of them says so.
 class ValidatorSet : public LK_2_13::IValidatorCallback {
 public:
     void add(std::unique_ptr<LK_2_13::IValidatorCallback> validator);
+    /// Adds the validator for an expected content. False, and nothing is added, if the text has
+    /// none of the forms for this category.
+    bool addExpected(std::string const& text, LK_2_13::search_category_t category);
+    /// A symbol file is judged by its binary, if that is there and can be read.
+    void addBinary(SearchRequest const& request);
     bool empty() const { return m_validators.empty(); }
 
     LK_2_13::validation_result_t validate(char const* fileName,
@@ -40,7 +51,7 @@ private:
     std::vector<std::unique_ptr<LK_2_13::IValidatorCallback>> m_validators;
 };
 
-/// The validators for files of a category. Throws `Failure` for options that do not go with it.
-ValidatorSet makeValidators(ValidationOptions const& options, LK_2_13::search_category_t category);
+/// All validators for a request. Throws `Failure` for options that do not go with its category.
+ValidatorSet createValidators(ValidationOptions const& options, SearchRequest const& request);
 
 } // namespace lokata::cli
