@@ -45,7 +45,8 @@ int runCommandLine(int argc, char const* const* argv) {
     int exitStatus = esDone;
     int verbosity = 0;
     program.set_version_flag("--version", "lokata " LOKATA_VERSION);
-    program.add_flag("-v", verbosity, "Show the log of the libraries on standard error; -vv shows more");
+    program.add_flag("-v", verbosity,
+                     "Show the log of the libraries on standard error; -vv shows more");
     program.require_subcommand(1);
     program.fallthrough();
     program.parse_complete_callback([&verbosity] { showLog(verbosity); });

@@ -301,7 +301,7 @@ TEST_F(FindProgram, SaysWhatWasExpectedAndWhatWasFound) {
     // A file that can be opened, but not read from its start.
     auto const unread = findJson({"bin", "/proc/self/mem", "--expect", right});
     EXPECT_THAT(unread["rejected"].at(0)["message"].get<std::string>(),
-                HasSubstr("cannot be read"));
+                HasSubstr("could not be read"));
 }
 
 TEST_F(FindProgram, RunsTheKernelFallbacksOnlyForAKnownRelease) {

@@ -50,25 +50,30 @@ validation_result_t ExpectedChecksum::validate(char const* fileName,
     return vrInvalid;
 }
 
+template <class Mismatch>
+void ExpectedChecksum::fillMessage(Mismatch& mismatch, IMsgContainer& container,
+                                   char const* fileName) {
+    std::string const expected =
+        (m_pExpected->type() == ctSha1 ? "sha1 " : "md5 ") + std::string(m_pExpected->value());
+    if (m_pFound)
+        return fill(mismatch, container, fileName, expectedAndFound(expected, m_pFound->value()));
+    auto const unread = IMessageMgr::create()->getBinFileReadingErrorMessage();
+    fill(*unread, container, fileName, expectedAndFound(expected, "none"));
+}
+
 void ExpectedChecksum::fillErrorMessageForBinFile(IBinChecksumMismatchMessage& message,
                                                   IMsgContainer& container, char const* fileName) {
-    fill(message, container, fileName, difference());
+    fillMessage(message, container, fileName);
 }
 
 void ExpectedChecksum::fillErrorMessageForSymFile(ISymChecksumMismatchMessage& message,
                                                   IMsgContainer& container, char const* fileName) {
-    fill(message, container, fileName, difference());
+    fillMessage(message, container, fileName);
 }
 
 void ExpectedChecksum::fillErrorMessageForSrcFile(ISrcChecksumMismatchMessage& message,
                                                   IMsgContainer& container, char const* fileName) {
-    fill(message, container, fileName, difference());
-}
-
-std::string ExpectedChecksum::difference() const {
-    std::string const type = m_pExpected->type() == ctSha1 ? "sha1 " : "md5 ";
-    return expectedAndFound(type + m_pExpected->value(),
-                            m_pFound ? m_pFound->value() : "none: it cannot be read to its end");
+    fillMessage(message, container, fileName);
 }
 
 ExpectedTimeAndSize::ExpectedTimeAndSize(std::uint64_t modificationTime, std::uint64_t size)

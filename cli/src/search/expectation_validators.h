@@ -29,7 +29,8 @@ public:
                                     char const* fileName) override;
 
 private:
-    std::string difference() const;
+    template <class Mismatch>
+    void fillMessage(Mismatch& mismatch, LK_2_13::IMsgContainer&, char const* fileName);
 
     LK_2_13::ObjectPtr<LK_2_13::IChecksumCalculator> m_pCalculator;
     LK_2_13::ObjectPtr<LK_2_13::IChecksum> m_pExpected;
