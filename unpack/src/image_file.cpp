@@ -7,7 +7,7 @@
 #include <system_error>
 #include <unistd.h>
 
-namespace lokata::kernel {
+namespace lokata::unpack {
 
 namespace {
 
@@ -50,19 +50,12 @@ std::size_t ImageFile::readAt(std::uint64_t offset, void* pBuffer, std::size_t c
     return done;
 }
 
-std::size_t RangeReader::read(void* pBuffer, std::size_t count) {
-    std::size_t const got = m_image.readAt(
-        m_position, pBuffer,
-        static_cast<std::size_t>(std::min<std::uint64_t>(count, m_end - m_position)));
+std::string_view RangeReader::next() {
+    auto const wanted =
+        static_cast<std::size_t>(std::min<std::uint64_t>(m_buffer.size(), m_end - m_position));
+    std::size_t const got = m_image.readAt(m_position, m_buffer.data(), wanted);
     m_position += got;
-    return got;
+    return {m_buffer.data(), got};
 }
 
-std::uint64_t littleEndian(unsigned char const* pBytes, std::size_t count) {
-    std::uint64_t value = 0;
-    for (std::size_t i = count; i > 0; --i)
-        value = value << 8 | pBytes[i - 1];
-    return value;
-}
-
-} // namespace lokata::kernel
+} // namespace lokata::unpack

@@ -1,18 +1,16 @@
 #pragma once
 
+#include "byte_reader.h"
+#include "failure.h"
+
 #include <toolbelt2/descriptor.h>
 
 #include <cstddef>
 #include <cstdint>
-#include <stdexcept>
 #include <string>
+#include <vector>
 
-namespace lokata::kernel {
-
-/// A failure with the sentence for the user; never leaves the public functions.
-struct Failure : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
+namespace lokata::unpack {
 
 /// A regular file open for reading at any offset.
 class ImageFile {
@@ -32,22 +30,19 @@ private:
     std::uint64_t m_size = 0;
 };
 
-/// Reads the part of an image between two offsets, front to back.
-class RangeReader {
+/// Reads the part of an image between two offsets; ends earlier where the file does.
+class RangeReader : public ByteReader {
 public:
     RangeReader(ImageFile const& image, std::uint64_t begin, std::uint64_t end)
-        : m_image(image), m_position(begin), m_end(end) {}
+        : m_image(image), m_position(begin), m_end(end), m_buffer(c_piece) {}
 
-    /// As `ImageFile::readAt`, from where the last call ended; 0 at the end of the range.
-    std::size_t read(void* pBuffer, std::size_t count);
+    std::string_view next() override;
 
 private:
     ImageFile const& m_image;
     std::uint64_t m_position;
     std::uint64_t m_end;
+    std::vector<char> m_buffer;
 };
 
-/// The little-endian number of `count` bytes (at most 8) at `pBytes`.
-std::uint64_t littleEndian(unsigned char const* pBytes, std::size_t count);
-
-} // namespace lokata::kernel
+} // namespace lokata::unpack

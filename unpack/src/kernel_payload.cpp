@@ -7,9 +7,13 @@
 #include <toolbelt2/pending_file.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <functional>
 #include <string_view>
+#include <system_error>
+#include <unistd.h>
 
-namespace lokata::kernel {
+namespace lokata::unpack {
 
 namespace {
 
@@ -37,17 +41,31 @@ std::optional<KernelKind> kernelKindOf(std::string_view head) {
 
 std::optional<KernelKind> kindOfPayload(ImageFile const& image, Payload const& payload) {
     std::string head;
-    decodePayload(image, payload, [&](char const* pBytes, std::size_t count) {
-        head.append(pBytes, std::min(count, c_head - head.size()));
+    decodePayload(image, payload, [&](std::string_view bytes) {
+        head.append(bytes.substr(0, c_head - head.size()));
         return head.size() < c_head;
     });
     return kernelKindOf(head);
 }
 
 struct Found {
-    Payload payload;
+    std::optional<Payload> payload; ///< Unset if the file itself is the kernel.
     KernelKind kind;
 };
+
+// A packed flat kernel is left to the scan: boot loaders want device trees behind it.
+std::optional<Found> findInPackedFile(ImageFile const& image) {
+    auto const payload = packedFile(image);
+    if (!payload)
+        return std::nullopt;
+    try {
+        if (kindOfPayload(image, *payload) == KernelKind::elf)
+            return Found{payload, KernelKind::elf};
+    } catch (Failure const&) {
+        // The scan meets the same, and tells it if it finds nothing else.
+    }
+    return std::nullopt;
+}
 
 Found findByScan(ImageFile const& image) {
     std::optional<Found> found;
@@ -65,53 +83,77 @@ Found findByScan(ImageFile const& image) {
         }
         return found || ++tried == c_maxCandidates;
     });
-    if (!found) {
-        char head[c_head];
-        if (kernelKindOf({head, image.readAt(0, head, sizeof head)}))
-            throw Failure("it is not compressed");
-        throw Failure("it holds no compressed kernel that can be unpacked" +
-                      (reason.empty() ? "" : " (" + reason + ")"));
-    }
-    return *found;
+    if (found)
+        return *found;
+    char head[c_head];
+    if (auto const kind = kernelKindOf({head, image.readAt(0, head, sizeof head)}))
+        return {std::nullopt, *kind};
+    throw Failure("it holds no compressed kernel that can be unpacked" +
+                  (reason.empty() ? "" : " (" + reason + ")"));
 }
 
 Found find(ImageFile const& image) {
     auto const payload = payloadByHeader(image);
-    if (!payload)
-        return findByScan(image);
+    if (!payload) {
+        auto const packed = findInPackedFile(image);
+        return packed ? *packed : findByScan(image);
+    }
     auto const kind = kindOfPayload(image, *payload);
     if (!kind) {
         throw Failure(std::string("it holds a ") + compressionName(payload->compression) +
                       " stream that is neither an ELF file nor a kernel image when unpacked");
     }
-    return {*payload, *kind};
+    return {payload, *kind};
+}
+
+char const* const c_notCompressed = "it is not compressed";
+
+std::string refusal(std::string const& image, std::string const& reason) {
+    return "cannot unpack " + image + ": " + reason;
+}
+
+void writeAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        ssize_t const written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR)
+            throw std::system_error(errno, std::generic_category(), "it cannot be written");
+        bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+    }
+}
+
+// Takes the unpacked bytes, one part after the other.
+using Writer = std::function<void(std::string_view)>;
+
+// Finds the kernel in an image and lets `unpack` hand it on: to be called with the image and with
+// what unpacks it into a writer.
+template <typename Unpack>
+UnpackResult unpackWith(std::string const& path, std::uint64_t maxSize, Unpack const& unpack) {
+    UnpackResult result;
+    try {
+        ImageFile const image(path);
+        Found const found = find(image);
+        result.kind = found.kind;
+        if (!found.payload)
+            throw Failure(c_notCompressed);
+        result.compression = found.payload->compression;
+        unpack(image, [&](Writer const& write) {
+            decodePayload(image, *found.payload, [&](std::string_view bytes) {
+                if (bytes.size() > maxSize - result.size)
+                    throw Failure("its kernel has more than " + std::to_string(maxSize) +
+                                  " bytes when unpacked");
+                result.size += bytes.size();
+                write(bytes);
+                return true;
+            });
+        });
+        result.ok = true;
+    } catch (std::runtime_error const& failure) {
+        result.message = refusal(path, failure.what());
+    }
+    return result;
 }
 
 } // namespace
-
-char const* compressionName(Compression compression) {
-    switch (compression) {
-    case Compression::gzip:
-        return "gzip";
-    case Compression::xz:
-        return "xz";
-    case Compression::zstd:
-        return "zstd";
-    case Compression::lz4:
-        return "lz4";
-    case Compression::bzip2:
-        return "bzip2";
-    case Compression::lzma:
-        return "lzma";
-    case Compression::lzo:
-        return "lzo";
-    }
-    return "unknown";
-}
-
-char const* kernelKindName(KernelKind kind) {
-    return kind == KernelKind::elf ? "ELF file" : "kernel image";
-}
 
 FindResult findPayload(std::string const& image) {
     FindResult result;
@@ -119,39 +161,33 @@ FindResult findPayload(std::string const& image) {
         Found const found = find(ImageFile(image));
         result.payload = found.payload;
         result.kind = found.kind;
+        if (!found.payload)
+            result.message = refusal(image, c_notCompressed);
     } catch (Failure const& failure) {
-        result.message = "cannot unpack " + image + ": " + failure.what();
+        result.message = refusal(image, failure.what());
     }
     return result;
 }
 
 UnpackResult unpackKernel(std::string const& image, std::string const& target,
                           std::uint64_t maxSize) {
-    UnpackResult result;
-    try {
-        ImageFile const file(image);
-        Found const found = find(file);
-        result.compression = found.payload.compression;
-        result.kind = found.kind;
-        if (file.isSameFileAs(target))
-            throw Failure(target + " is the image itself");
-        toolbelt2::pending_file_t output(target);
-        decodePayload(file, found.payload, [&](char const* pBytes, std::size_t count) {
-            result.size += count;
-            if (result.size > maxSize)
-                throw Failure("its kernel has more than " + std::to_string(maxSize) +
-                              " bytes when unpacked");
-            output.write(pBytes, count);
-            return true;
+    return unpackWith(
+        image, maxSize,
+        [&](ImageFile const& file, auto const& unpackInto) {
+            if (file.isSameFileAs(target))
+                throw Failure(target + " is the image itself");
+            toolbelt2::pending_file_t output(target);
+            unpackInto([&](std::string_view bytes) { output.write(bytes); });
+            output.commit();
         });
-        output.commit();
-        result.ok = true;
-        result.message = target + " is the " + kernelKindName(found.kind) + " unpacked from " +
-                         image + " (" + compressionName(found.payload.compression) + ")";
-    } catch (std::runtime_error const& failure) {
-        result.message = "cannot unpack " + image + ": " + failure.what();
-    }
-    return result;
 }
 
-} // namespace lokata::kernel
+UnpackResult unpackKernel(std::string const& image, int descriptor, std::uint64_t maxSize) {
+    return unpackWith(
+        image, maxSize,
+        [&](ImageFile const&, auto const& unpackInto) {
+            unpackInto([&](std::string_view bytes) { writeAll(descriptor, bytes); });
+        });
+}
+
+} // namespace lokata::unpack

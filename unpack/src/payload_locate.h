@@ -6,15 +6,18 @@
 #include <functional>
 #include <optional>
 
-namespace lokata::kernel {
+namespace lokata::unpack {
 
 /// The payload that the image's own header points to, or unset if the image has no such header.
 /// Throws `Failure` if the header points outside of the file or to data of an unknown form.
 std::optional<Payload> payloadByHeader(ImageFile const& image);
+
+/// All of a file that gzip, xz or zstd packed, by the mark that it begins with; unset for others.
+std::optional<Payload> packedFile(ImageFile const& image);
 
 /// Calls `visit` for each place that looks like the start of a compressed stream, front to back,
 /// until it returns true. Many such places are false: the code that unpacks the kernel holds the
 /// signatures too.
 void scanForPayloads(ImageFile const& image, std::function<bool(Payload const&)> const& visit);
 
-} // namespace lokata::kernel
+} // namespace lokata::unpack

@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace lokata::kernel;
+using namespace lokata::unpack;
 using namespace std::string_literals;
 using LK_2_13::test::contentOf;
 using ::testing::HasSubstr;

@@ -6,10 +6,8 @@
 #include <unpack/kernel_payload.h>
 
 #include <lokata2/checksum.h>
-#include <lokata2/utils.h>
 
 #include <optstore2/product_locations.h>
-#include <toolbelt2/pending_file.h>
 
 #include <filesystem>
 #include <memory>
@@ -42,29 +40,15 @@ std::string kernelCacheEntry(std::string const& image) {
     return (entry / "vmlinux").string();
 }
 
-void unpackGzip(std::string const& image, std::string const& target) {
-    std::error_code error;
-    if (fs::equivalent(image, target, error))
-        throw Failure(target + ": is the image itself");
-    toolbelt2::pending_file_t pending(target);
-    if (!utils::extractVmlinux(image.c_str(), pending.path().c_str()))
-        throw Failure(image + ": the kernel in it cannot be unpacked to " + target);
-    pending.commit();
-}
-
-int unpack(UnpackOptions const& options) {
-    kernel::FindResult const found = kernel::findPayload(options.image);
+int run(UnpackOptions const& options) {
+    unpack::FindResult const found = unpack::findPayload(options.image);
     if (!found.payload)
         throw Failure(found.message);
     std::string const target =
         options.target.empty() ? kernelCacheEntry(options.image) : options.target;
-    if (found.payload->compression == kernel::Compression::gzip) {
-        unpackGzip(options.image, target);
-    } else {
-        kernel::UnpackResult const result = kernel::unpackKernel(options.image, target);
-        if (!result.ok)
-            throw Failure(result.message);
-    }
+    unpack::UnpackResult const result = unpack::unpackKernel(options.image, target);
+    if (!result.ok)
+        throw Failure(result.message);
     writeOutput(target + "\n");
     return esDone;
 }
@@ -84,7 +68,7 @@ void addUnpackKernelCommand(CLI::App& program, int& exitStatus) {
                     "The file to make; without it, the place where a search looks for the "
                     "unpacked copy of this image")
         ->type_name(" ");
-    command.callback([options, &exitStatus] { exitStatus = unpack(*options); });
+    command.callback([options, &exitStatus] { exitStatus = run(*options); });
 }
 
 } // namespace lokata::cli

@@ -45,9 +45,4 @@ std::vector<FormatName> formats() {
     return names;
 }
 
-std::string detectFormat(std::string_view content) {
-    FormatReader const* const reader = content.empty() ? nullptr : readerFor(content);
-    return reader == nullptr ? "" : reader->name.word;
-}
-
 } // namespace lokata::profile

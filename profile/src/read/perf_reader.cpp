@@ -3,7 +3,8 @@
 #include "read/perf_session.h"
 #include "read/profile_builder.h"
 #include "read/readers.h"
-#include "read/zstd_stream.h"
+
+#include <unpack/zstd_stream.h>
 
 #include <algorithm>
 #include <string>
@@ -250,12 +251,13 @@ private:
         }
         m_inCompressed = true;
         m_compressedOffset = offset;
-        while (!packed.empty() && !m_zstdFailed && !m_lost) {
-            m_zstdFailed = !m_zstd.next(packed, m_inflated);
+        for (auto step = unpack::ZstdStream::Step::more;
+             step == unpack::ZstdStream::Step::more && !m_lost;) {
+            step = m_zstd.next(packed, m_inflated);
             m_inflated.erase(0, readRecords(m_inflated, offset, false));
         }
-        if (m_zstdFailed)
-            m_builder.errorOnce(offset, m_zstd.error());
+        if (!m_zstd.error().empty())
+            m_builder.errorOnce(offset, "the stream of compressed records " + m_zstd.error());
         m_inCompressed = false;
     }
 
@@ -341,8 +343,7 @@ private:
     PerfDecoder m_decoder;
     PerfSession m_session;
     std::size_t m_idCount = 0;
-    ZstdStream m_zstd;
-    bool m_zstdFailed = false;
+    unpack::ZstdStream m_zstd;
     bool m_lost = false; ///< Where records start is not known any more.
     bool m_inCompressed = false;
     std::string m_inflated;

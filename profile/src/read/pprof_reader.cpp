@@ -1,4 +1,3 @@
-#include "read/gunzip.h"
 #include "read/names.h"
 #include "read/profile_builder.h"
 #include "read/readers.h"
@@ -288,7 +287,7 @@ bool isFieldOfProfile(Fields const& fields) {
 
 /// A message that is made of the fields of a profile up to its end or to where it was cut off, with
 /// the type of a sample or a mapping among them.
-bool isPlainPprof(std::string_view content) {
+bool isPprof(std::string_view content) {
     bool isNamed = false;
     Fields fields(content);
     for (auto step = fields.next(); step != Fields::Step::end; step = fields.next()) {
@@ -305,31 +304,14 @@ bool isPlainPprof(std::string_view content) {
     return isNamed;
 }
 
-bool isPacked(std::string_view content) {
-    return content.substr(0, 2) == "\x1f\x8b";
-}
-
-bool isPprof(std::string_view content) {
-    return isPacked(content) || isPlainPprof(content);
-}
-
 Profile readPprof(std::string_view content, ReadOptions const& options) {
     ProfileBuilder builder(options);
-    if (isPacked(content)) {
-        auto const unpacked =
-            gunzip(content, unpackLimit(options, options.max_unpacked, content.size()));
-        if (!unpacked.error.empty())
-            builder.error(unpacked.offset, unpacked.error);
-        PprofReader(builder).read(unpacked.content);
-    } else {
-        PprofReader(builder).read(content);
-    }
+    PprofReader(builder).read(content);
     return builder.take();
 }
 
 } // namespace
 
-/// Plain or packed by gzip.
 extern FormatReader const c_pprof{{"pprof", "a profile of pprof"}, isPprof, readPprof};
 
 } // namespace lokata::profile

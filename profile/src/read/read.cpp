@@ -1,14 +1,17 @@
 #include <lokata/profile/read.h>
 
+#include "read/profile_builder.h"
 #include "read/readers.h"
 
 #include <toolbelt2/descriptor.h>
+#include <unpack/packed_file.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <optional>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -59,9 +62,31 @@ int readStream(int file, std::uint64_t limit, std::string& content) {
     return EFBIG;
 }
 
-} // namespace
+/// An input without the packing around it. pprof packs by itself what may then be packed once more;
+/// deeper than that no recording lies.
+class Unwrapped {
+public:
+    Unwrapped(std::string_view input, ReadOptions const& options) : m_input(input) {
+        constexpr int c_layers = 2;
+        for (int i = 0; i < c_layers && unpack::packingOf(content()); ++i) {
+            auto const limit = unpackLimit(options, options.max_unpacked, content().size());
+            auto unpacked = unpack::unpackMemory(content(), limit);
+            if (!unpacked.error.empty())
+                m_errors.push_back({unpacked.offset, std::move(unpacked.error)});
+            m_unpacked = std::move(unpacked.content);
+        }
+    }
 
-Profile readProfile(std::string_view content, ReadOptions const& options) {
+    std::string_view content() const { return m_unpacked ? *m_unpacked : m_input; }
+    std::vector<ReadError> const& errors() const { return m_errors; }
+
+private:
+    std::string_view m_input;
+    std::optional<std::string> m_unpacked;
+    std::vector<ReadError> m_errors;
+};
+
+Profile readUnwrapped(std::string_view content, ReadOptions const& options) {
     if (content.empty())
         return failed(0, "the input is empty");
     FormatReader const* const reader =
@@ -71,6 +96,23 @@ Profile readProfile(std::string_view content, ReadOptions const& options) {
                                                 : "no reader is called " + options.format);
     Profile profile = reader->read(content, options);
     profile.format = reader->name.word;
+    return profile;
+}
+
+} // namespace
+
+std::string detectFormat(std::string_view content) {
+    Unwrapped const input(content, ReadOptions());
+    FormatReader const* const reader =
+        input.content().empty() ? nullptr : readerFor(input.content());
+    return reader == nullptr ? "" : reader->name.word;
+}
+
+Profile readProfile(std::string_view content, ReadOptions const& options) {
+    Unwrapped const input(content, options);
+    bool const isLost = input.content().empty() && !input.errors().empty();
+    Profile profile = isLost ? Profile() : readUnwrapped(input.content(), options);
+    profile.errors.insert(profile.errors.begin(), input.errors().begin(), input.errors().end());
     return profile;
 }
 

@@ -76,6 +76,37 @@ TEST(Detection, TakesATextForTheListThatMostOfItsLinesCanBe) {
     }
 }
 
+TEST(Packed, EveryFormatIsReadFromEveryPackingWhoseFaultsAreTold) {
+    std::pair<char const*, std::string (*)(std::string_view)> const packers[]{
+        {"gzip", gzip}, {"xz", xz}, {"zstd", zstdFile}};
+    for (auto const& input : inputs()) {
+        auto const expected = names(readProfile(input.content));
+        std::string_view const content = input.content;
+        for (auto const& [word, pack] : packers) {
+            SCOPED_TRACE(input.format + " " + input.name + " in " + word);
+            auto const packed = pack(content.substr(0, 20)) + pack(content.substr(20));
+            EXPECT_EQ(detectFormat(packed), input.format);
+            EXPECT_EQ(names(readProfile(packed)), expected);
+            EXPECT_THAT(readProfile(packed, forcedTo(input.format)).errors, IsEmpty());
+
+            auto flipped = packed;
+            flipped.back() = static_cast<char>(~flipped.back());
+            for (auto const& [damaged, fault] :
+                 {std::pair(flipped, "damaged"),
+                  std::pair(packed + std::string(12, 'x'), "damaged"),
+                  std::pair(packed.substr(0, packed.size() - 1), "cut short")}) {
+                auto const profile = readProfile(damaged);
+                EXPECT_EQ(names(profile), expected);
+                ASSERT_THAT(profile.errors, SizeIs(1));
+                EXPECT_THAT(profile.errors[0].message,
+                            StartsWith("the " + std::string(word) + " stream is " + fault));
+                EXPECT_THAT(profile.errors[0].offset,
+                            AllOf(Gt(packed.size() - 9), Le(damaged.size())));
+            }
+        }
+    }
+}
+
 struct List {
     std::string content;
     std::vector<std::string> modules;
@@ -180,7 +211,7 @@ TEST(Pprof, IgnoresReferencesToWhatIsNotThere) {
 
 TEST(Pprof, StopsUnpackingAtTheLimit) {
     PprofFile file;
-    file.string("").string("/app").mapping(1, 1, 0).string(std::string(1 << 20, 'x'));
+    file.unit(1, 2).string("").string("/app").mapping(1, 1, 0).string(std::string(1 << 20, 'x'));
     ReadOptions options;
     options.max_unpacked = 1000;
     auto const profile = readProfile(gzip(file.content()), options);

@@ -2,6 +2,7 @@
 
 #include "elf_builder.h"
 
+#include <lzma.h>
 #include <zlib.h>
 #include <zstd.h>
 
@@ -43,6 +44,17 @@ std::string pprof() {
     return file.content();
 }
 
+std::string packZstd(std::string_view content, ZSTD_EndDirective end) {
+    std::string packed(ZSTD_compressBound(content.size()) + 4, '\0');
+    auto* const stream = ZSTD_createCStream();
+    ZSTD_CCtx_setParameter(stream, ZSTD_c_checksumFlag, end == ZSTD_e_end ? 1 : 0);
+    ZSTD_inBuffer in{content.data(), content.size(), 0};
+    ZSTD_outBuffer out{packed.data(), packed.size(), 0};
+    ZSTD_compressStream2(stream, &out, &in, end);
+    ZSTD_freeCStream(stream);
+    return packed.substr(0, out.pos);
+}
+
 } // namespace
 
 std::string buildId(char first, std::size_t size) {
@@ -53,13 +65,21 @@ std::string buildId(char first, std::size_t size) {
 }
 
 std::string zstd(std::string_view content) {
-    std::string packed(ZSTD_compressBound(content.size()), '\0');
-    auto* const stream = ZSTD_createCStream();
-    ZSTD_inBuffer in{content.data(), content.size(), 0};
-    ZSTD_outBuffer out{packed.data(), packed.size(), 0};
-    ZSTD_compressStream2(stream, &out, &in, ZSTD_e_flush);
-    ZSTD_freeCStream(stream);
-    return packed.substr(0, out.pos);
+    return packZstd(content, ZSTD_e_flush);
+}
+
+std::string zstdFile(std::string_view content) {
+    return packZstd(content, ZSTD_e_end);
+}
+
+std::string xz(std::string_view content) {
+    std::string packed(lzma_stream_buffer_bound(content.size()), '\0');
+    std::size_t size = 0;
+    lzma_easy_buffer_encode(0, LZMA_CHECK_CRC32, nullptr,
+                            reinterpret_cast<std::uint8_t const*>(content.data()), content.size(),
+                            reinterpret_cast<std::uint8_t*>(packed.data()), &size, packed.size());
+    packed.resize(size);
+    return packed;
 }
 
 std::string gzip(std::string_view content) {

@@ -62,8 +62,10 @@ struct Module {
 
 /// A part of the input that could not be read.
 struct ReadError {
-    std::uint64_t offset = 0; ///< In bytes from the start of the input.
-    std::string message;      ///< English, printable, without the offset.
+    /// In bytes from the start of the input; in a packed one, of what was unpacked, but for an
+    /// error of the packing itself.
+    std::uint64_t offset = 0;
+    std::string message; ///< English, printable, without the offset.
 };
 
 struct Profile {

@@ -2,6 +2,11 @@
 
 /// Reads recorded profiles. Every function may be called from any thread and throws nothing but
 /// std::bad_alloc; what an input does wrong is told in Profile::errors.
+///
+/// An input of any format may be packed by gzip, xz or zstd, found by its first bytes, and such a
+/// file once more. It is unpacked in memory, within the limits; of a packing that is damaged, cut
+/// short or too large, what comes before that is read, and the error told. A format that is asked
+/// for is that of what is inside.
 
 #include <lokata/profile/profile.h>
 
@@ -25,14 +30,15 @@ LOKATA_PROFILE_EXPORT std::vector<FormatName> formats();
 struct ReadOptions {
     std::string format; ///< The word of one of formats(); empty: found by content.
     std::uint64_t max_stream = 1ULL << 30;   ///< Read from a pipe or a device.
-    std::uint64_t max_unpacked = 256U << 20; ///< A gzipped profile, unpacked into memory.
+    std::uint64_t max_unpacked = 256U << 20; ///< A packed input, unpacked into memory.
     std::uint64_t max_inflated = 4ULL << 30; ///< Compressed records in all, never held at once.
     std::uint64_t max_expansion = 100;       ///< Times the packed size, and 16 MiB more.
     std::uint64_t max_names = 256U << 20;    ///< Names and build-ids kept in the result.
     std::uint64_t max_pending = 256U << 20;  ///< Events held back to bring them into order.
 };
 
-/// The word of the content's format; empty for content of no known kind.
+/// The word of the content's format, or of what is packed in it within the default limits; empty
+/// for content of no known kind.
 LOKATA_PROFILE_EXPORT std::string detectFormat(std::string_view content);
 
 /// Reads a profile from memory, which need only live for the call.

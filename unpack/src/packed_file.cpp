@@ -1,0 +1,49 @@
+#include <unpack/packed_file.h>
+
+#include "signature.h"
+#include "stream_decoder.h"
+
+#include <algorithm>
+
+namespace lokata::unpack {
+
+std::optional<Compression> packingOf(std::string_view content) {
+    // Looser than where a stream is searched for, so that what else is wrong is told.
+    if (startsWith(content, c_gzipMark))
+        return Compression::gzip;
+    if (startsWith(content, c_xzMark))
+        return Compression::xz;
+    if (startsWith(content, c_zstdMark) || isSkippableFrame(content))
+        return Compression::zstd;
+    return std::nullopt;
+}
+
+Unpacked unpackMemory(std::string_view packed, std::uint64_t limit) {
+    Unpacked result;
+    auto const compression = packingOf(packed);
+    if (!compression) {
+        result.error = "it is not packed by gzip, xz or zstd";
+        return result;
+    }
+    bool isTooLarge = false;
+    auto const keep = [&](std::string_view bytes) {
+        auto const room = limit - result.content.size();
+        result.content.append(bytes.substr(0, std::min<std::uint64_t>(room, bytes.size())));
+        isTooLarge = bytes.size() > room;
+        return !isTooLarge;
+    };
+    std::string const name = std::string("the ") + compressionName(*compression) + " stream ";
+    try {
+        MemoryReader reader(packed);
+        auto const decoder = makeStreamDecoder(*compression, Extent::all);
+        result.offset = decodeStreams(*decoder, reader, Extent::all, keep);
+    } catch (StreamFault const& fault) {
+        result.error = name + fault.what();
+        result.offset = fault.offset;
+    }
+    if (isTooLarge)
+        result.error = name + "holds more than the limit of " + std::to_string(limit) + " bytes";
+    return result;
+}
+
+} // namespace lokata::unpack

@@ -1,0 +1,109 @@
+#include "signature.h"
+
+#include <array>
+
+namespace lokata::unpack {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+struct Signature {
+    std::string_view mark;
+    Compression compression;
+};
+
+// Sources, beside those of the header: doc/lz4_Frame_format.md of LZ4 (legacy frame), and the
+// headers that bzip2 and lzop write. That of lzma is no mark, see below.
+constexpr Signature c_signatures[]{
+    {c_gzipMark, Compression::gzip},   {c_xzMark, Compression::xz},
+    {c_zstdMark, Compression::zstd},   {"\x02\x21\x4c\x18"sv, Compression::lz4},
+    {"BZh"sv, Compression::bzip2},     {"\x89LZO\0\r\n\x1a\n"sv, Compression::lzo},
+    {"\x5d\0\0"sv, Compression::lzma},
+};
+
+// The header of an .lzma file has no magic number: properties (0x5d is what every encoder
+// writes by default), dictionary size, unpacked size or all ones. Source: doc/lzma-file-format.txt
+// of XZ Utils, which also gives this way of telling such files from others.
+bool isLzmaHeader(std::string_view bytes) {
+    if (bytes.size() < c_longestSignature)
+        return false;
+    std::uint64_t const dictionary = littleEndianAt(bytes, 1, 4);
+    std::uint64_t const unpacked = littleEndianAt(bytes, 5, 8);
+    bool const isPowerOfTwo = dictionary != 0 && (dictionary & (dictionary - 1)) == 0;
+    return isPowerOfTwo && (unpacked == ~std::uint64_t{0} || unpacked >> 32 == 0);
+}
+
+// What follows a mark that is too short to be sure of.
+bool isConfirmed(std::string_view bytes, Compression compression) {
+    switch (compression) {
+    case Compression::gzip:
+        return bytes.size() > 3 && bytes[2] == 8 && (bytes[3] & 0xe0) == 0;
+    case Compression::bzip2:
+        return bytes.size() > 3 && bytes[3] >= '1' && bytes[3] <= '9' &&
+               startsWith(bytes.substr(4), "\x31\x41\x59\x26\x53\x59"sv);
+    case Compression::lzma:
+        return isLzmaHeader(bytes);
+    default:
+        return true;
+    }
+}
+
+} // namespace
+
+char const* compressionName(Compression compression) {
+    switch (compression) {
+    case Compression::gzip:
+        return "gzip";
+    case Compression::xz:
+        return "xz";
+    case Compression::zstd:
+        return "zstd";
+    case Compression::lz4:
+        return "lz4";
+    case Compression::bzip2:
+        return "bzip2";
+    case Compression::lzma:
+        return "lzma";
+    case Compression::lzo:
+        return "lzo";
+    }
+    return "unknown";
+}
+
+bool startsWith(std::string_view bytes, std::string_view prefix) {
+    return bytes.substr(0, prefix.size()) == prefix;
+}
+
+std::uint64_t littleEndianAt(std::string_view bytes, std::size_t offset, std::size_t count) {
+    std::uint64_t value = 0;
+    for (std::size_t i = count; i > 0; --i)
+        value = value << 8 | static_cast<unsigned char>(bytes[offset + i - 1]);
+    return value;
+}
+
+std::size_t findSignatureByte(std::string_view bytes, std::size_t from) {
+    static constexpr auto c_begins = [] {
+        std::array<bool, 256> begins{};
+        for (Signature const& signature : c_signatures)
+            begins[static_cast<unsigned char>(signature.mark[0])] = true;
+        return begins;
+    }();
+    while (from < bytes.size() && !c_begins[static_cast<unsigned char>(bytes[from])])
+        ++from;
+    return from;
+}
+
+std::optional<Compression> compressionOf(std::string_view bytes) {
+    for (auto const& [mark, compression] : c_signatures)
+        if (startsWith(bytes, mark) && isConfirmed(bytes, compression))
+            return compression;
+    return std::nullopt;
+}
+
+bool isSkippableFrame(std::string_view bytes) {
+    constexpr std::uint64_t c_first = 0x184d2a50;
+    return bytes.size() >= 4 && (littleEndianAt(bytes, 0, 4) & ~std::uint64_t{0xf}) == c_first;
+}
+
+} // namespace lokata::unpack
