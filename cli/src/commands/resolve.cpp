@@ -33,6 +33,7 @@ struct ResolveOptions {
     std::string sysroot;
     std::string symfs;
     std::vector<std::string> substitutions;
+    bool no_learned_paths = false;
     bool sources = false;
     std::string archive_into;
     bool json = false;
@@ -51,6 +52,7 @@ profile::PlaceOptions placesOf(ResolveOptions const& options) {
             warnOfMissingDirectory("--debug-file-directory", directory);
     requireDirectory("--sysroot", options.sysroot);
     places.sysroot = options.sysroot;
+    places.learn_paths = !options.no_learned_paths;
     if (!options.symfs.empty() && !profile::parseSymfs(options.symfs, places))
         throw Failure("--symfs: \"" + options.symfs +
                       "\": the form is DIR, DIR,flat or DIR,hierarchy");
@@ -192,6 +194,8 @@ void addPlaceOptions(CLI::App& command, ResolveOptions& options) {
     addRepeatable(command, "--substitute-path", options.substitutions,
                   "Try names below FROM below TO as well")
         ->type_name("FROM=TO");
+    command.add_flag("--no-learned-paths", options.no_learned_paths,
+                     "Do not apply renamed prefixes that proven files teach to what is missing");
 }
 
 } // namespace

@@ -4,9 +4,9 @@
 #include "resolve/searched_name.h"
 #include "search/kernel_places.h"
 #include "search/module_search.h"
+#include "search/path_mapping.h"
 
 #include <chrono>
-#include <iterator>
 #include <map>
 #include <set>
 #include <tuple>
@@ -93,6 +93,20 @@ SourceList sourcesOf(ProfileResolution const& resolution) {
     return list;
 }
 
+/// Archives and trees by build-id say nothing about where other files lie, and what nothing proved
+/// says nothing at all.
+bool teaches(FileResolution const& file) {
+    return file.found() && file.confidence == cfValidated &&
+           (file.step == ssHighPrioritySearchDirs || file.step == ssLowPrioritySearchDirs);
+}
+
+std::vector<Candidate> asCandidates(std::vector<std::string> const& paths) {
+    std::vector<Candidate> result;
+    for (std::string const& path : paths)
+        result.push_back({path, Place::learned_path});
+    return result;
+}
+
 /// What one profile takes beside what the resolver keeps for all.
 class ProfileSearch {
 public:
@@ -101,12 +115,23 @@ public:
         : ProfileSearch(environment, support, releaseOf(environment, profile)) {}
 
     ModuleResolution resolve(Module const& module);
-    ModuleSearch& search() { return m_search; }
+    void learn(ModuleResolution const& module);
+    /// Tries what was learned on what is missing.
+    void tryLearned(ModuleResolution& module);
+
+    FileResolution findSource(SourceFile const& source, std::string const& binary) {
+        return m_search.findSource(source, binary);
+    }
+    void learn(SourceResolution const& source);
+    void tryLearned(SourceFile const& source, std::string const& binary, FileResolution& file);
+
+    LearnedPaths const& learned() const { return m_learned; }
 
 private:
     ProfileSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
                   std::string const& release)
-        : m_search(environment, support, {true, release})
+        : m_support(support)
+        , m_search(environment, support, {true, release})
         , m_kernel(support.places.options(), release) {}
 
     static std::string releaseOf(ObjectPtr<ISearchEnv> const& environment, Profile const& profile) {
@@ -114,9 +139,15 @@ private:
         return told.empty() ? profile.kernel_release : told;
     }
     std::vector<Candidate> hints(Module const& module, std::string const& name);
+    std::optional<DebugLink> debugLinkOf(FileResolution const& binary);
+    static void judge(ModuleResolution& module);
+    void findSymbols(ModuleResolution& module, std::vector<Candidate> const& hinted);
+    void findSupplementary(ModuleResolution& module);
 
+    SearchSupport& m_support;
     ModuleSearch m_search;
     KernelPlaces m_kernel;
+    LearnedPaths m_learned;
 };
 
 std::vector<Candidate> ProfileSearch::hints(Module const& module, std::string const& name) {
@@ -146,18 +177,87 @@ ModuleResolution ProfileSearch::resolve(Module const& module) {
     if (module.build_id.empty() && searchableName(name).empty())
         return result;
     std::vector<Candidate> const hinted = hints(module, name);
+    result.module = module;
     result.binary = m_search.findBinary(name, module.build_id, 0, hinted);
-    FileResolution const& binary = *result.binary;
-    if (binary.found())
-        result.status = !module.build_id.empty() && binary.confidence == cfValidated
-                            ? ModuleStatus::resolved
-                            : ModuleStatus::unproven;
-    // Without a binary only a build-id can tell whose symbols a file holds.
-    if (binary.found() || !module.build_id.empty())
-        result.symbols = m_search.findSymbols(name, binary.path, module.build_id, hinted);
-    if (result.symbols && result.symbols->found())
-        result.supplementary = m_search.findSupplementary(result.symbols->path);
+    judge(result);
+    findSymbols(result, hinted);
     return result;
+}
+
+void ProfileSearch::judge(ModuleResolution& module) {
+    if (!module.binary->found())
+        module.status = ModuleStatus::missing;
+    else if (!module.module.build_id.empty() && module.binary->confidence == cfValidated)
+        module.status = ModuleStatus::resolved;
+    else
+        module.status = ModuleStatus::unproven;
+}
+
+/// Without a binary only a build-id can tell whose symbols a file holds.
+void ProfileSearch::findSymbols(ModuleResolution& module, std::vector<Candidate> const& hinted) {
+    FileResolution const& binary = *module.binary;
+    if (!binary.found() && module.module.build_id.empty())
+        return;
+    module.symbols = m_search.findSymbols(searchedName(module.module), binary.path,
+                                          module.module.build_id, hinted);
+    findSupplementary(module);
+}
+
+void ProfileSearch::findSupplementary(ModuleResolution& module) {
+    if (module.symbols->found())
+        module.supplementary = m_search.findSupplementary(module.symbols->path);
+}
+
+std::optional<DebugLink> ProfileSearch::debugLinkOf(FileResolution const& binary) {
+    return binary.found() ? m_support.elf.facts(binary.path)->debug_link : std::nullopt;
+}
+
+void ProfileSearch::learn(ModuleResolution const& module) {
+    if (!module.binary)
+        return;
+    std::string const name = searchableName(searchedName(module.module));
+    if (teaches(*module.binary))
+        m_learned.learn(name, module.binary->path);
+    if (module.symbols && teaches(*module.symbols))
+        for (std::string const& recorded :
+             m_support.places.recordedSymbolPaths(name, debugLinkOf(*module.binary)))
+            m_learned.learn(recorded, module.symbols->path);
+}
+
+void ProfileSearch::tryLearned(ModuleResolution& module) {
+    if (!module.binary)
+        return;
+    BuildId const& buildId = module.module.build_id;
+    std::string const name = searchedName(module.module);
+    std::string const searched = searchableName(name);
+    if (!module.binary->found()) {
+        m_search.tryBinary(name, buildId, asCandidates(m_learned.candidates(searched)),
+                           *module.binary);
+        judge(module);
+        if (module.binary->found())
+            findSymbols(module, {});
+    }
+    if (!module.symbols || module.symbols->found())
+        return;
+    std::vector<std::string> paths;
+    for (std::string const& recorded :
+         m_support.places.recordedSymbolPaths(searched, debugLinkOf(*module.binary)))
+        for (std::string& path : m_learned.candidates(recorded))
+            paths.push_back(std::move(path));
+    m_search.trySymbols(name, module.binary->path, buildId, asCandidates(paths), *module.symbols);
+    findSupplementary(module);
+}
+
+void ProfileSearch::learn(SourceResolution const& source) {
+    if (teaches(source.file))
+        m_learned.learn(searchableName(source.name), source.file.path);
+}
+
+void ProfileSearch::tryLearned(SourceFile const& source, std::string const& binary,
+                               FileResolution& file) {
+    if (!file.found())
+        m_search.trySource(source, binary,
+                           asCandidates(m_learned.candidates(searchableName(source.name))), file);
 }
 
 } // namespace
@@ -200,16 +300,31 @@ ProfileResolution Resolver::Impl::resolve(Profile profile, std::string input,
 
     ProfileSearch search(m_environment, m_support, result.profile);
     std::map<decltype(keyOf(modules.front())), std::size_t> known;
+    std::vector<std::size_t> equalTo;
     for (Module const& module : modules) {
         auto const [equal, isNew] = known.emplace(keyOf(module), result.modules.size());
-        result.modules.push_back(isNew ? search.resolve(module) : result.modules[equal->second]);
+        equalTo.push_back(equal->second);
+        result.modules.push_back(isNew ? search.resolve(module) : ModuleResolution());
         result.modules.back().module = module;
         if (progress && !progress(result.modules.size(), modules.size())) {
             result.cancelled = true;
             break;
         }
     }
-    result.learned = search.search().takeLearned();
+    // What was found teaches only when all have been asked, so that no answer depends on the order
+    // of the modules.
+    if (m_support.places.options().learn_paths && !result.cancelled) {
+        for (ModuleResolution const& module : result.modules)
+            search.learn(module);
+        for (ModuleResolution& module : result.modules)
+            search.tryLearned(module);
+    }
+    for (std::size_t i = 0; i < result.modules.size(); ++i)
+        if (equalTo[i] != i) {
+            result.modules[i] = result.modules[equalTo[i]];
+            result.modules[i].module = modules[i];
+        }
+    result.learned = search.learned().substitutions();
     result.elapsed_us = microsecondsSince(start);
     return result;
 }
@@ -220,14 +335,22 @@ void Resolver::Impl::findSources(ProfileResolution& resolution, Progress const& 
     SourceList const list = sourcesOf(resolution);
     for (SourceList::Entry const& entry : list.entries()) {
         resolution.sources.push_back(
-            {entry.file.name, entry.module, search.search().findSource(entry.file, entry.binary)});
+            {entry.file.name, entry.module, search.findSource(entry.file, entry.binary)});
         if (progress && !progress(resolution.sources.size(), list.entries().size())) {
             resolution.cancelled = true;
             break;
         }
     }
-    std::vector<PathSubstitution> learned = search.search().takeLearned();
-    std::move(learned.begin(), learned.end(), std::back_inserter(resolution.learned));
+    if (m_support.places.options().learn_paths && !resolution.cancelled) {
+        for (ModuleResolution const& module : resolution.modules)
+            search.learn(module);
+        for (SourceResolution const& source : resolution.sources)
+            search.learn(source);
+        for (std::size_t i = 0; i < resolution.sources.size(); ++i)
+            search.tryLearned(list.entries()[i].file, list.entries()[i].binary,
+                              resolution.sources[i].file);
+        resolution.learned = search.learned().substitutions();
+    }
     resolution.elapsed_us += microsecondsSince(start);
 }
 

@@ -64,8 +64,14 @@ bool parseSymfs(std::string_view text, PlaceOptions& options) {
     return true;
 }
 
-FilePlaces::FilePlaces(PlaceOptions options, LearnedPaths const& learned)
-    : m_options(std::move(options)), m_learned(learned) {}
+FilePlaces::FilePlaces(PlaceOptions options)
+    : m_options(std::move(options)), m_sysroot(m_options.sysroot) {}
+
+void FilePlaces::add(std::string const& path, Place place, std::vector<Candidate>& result) const {
+    std::string resolved = m_sysroot.resolve(path);
+    if (!resolved.empty())
+        result.push_back({std::move(resolved), place});
+}
 
 void FilePlaces::addRenamed(std::string const& name, std::vector<Candidate>& result) const {
     if (!isSafeName(name))
@@ -73,19 +79,17 @@ void FilePlaces::addRenamed(std::string const& name, std::vector<Candidate>& res
     std::vector<std::string> names{name};
     for (PathSubstitution const& substitution : m_options.substitutions)
         if (std::optional<std::string> renamed = substitution.apply(name)) {
-            result.push_back({*renamed, Place::substitute_path});
+            add(*renamed, Place::substitute_path, result);
             names.push_back(std::move(*renamed));
         }
     if (!m_options.symfs.empty() && m_options.symfs_flat)
-        result.push_back({below(m_options.symfs, getFileNameOnly(name.c_str())), Place::symfs});
+        add(below(m_options.symfs, getFileNameOnly(name.c_str())), Place::symfs, result);
     for (std::string const& each : names) {
         if (!m_options.symfs.empty() && !m_options.symfs_flat)
-            result.push_back({below(m_options.symfs, each), Place::symfs});
+            add(below(m_options.symfs, each), Place::symfs, result);
         if (!m_options.sysroot.empty())
-            result.push_back({below(m_options.sysroot, each), Place::sysroot});
+            add(below(m_options.sysroot, each), Place::sysroot, result);
     }
-    for (std::string& learned : m_learned.candidates(name))
-        result.push_back({std::move(learned), Place::learned_path});
 }
 
 void FilePlaces::addBuildIdTree(BuildId const& buildId, char const* suffix,
@@ -95,10 +99,10 @@ void FilePlaces::addBuildIdTree(BuildId const& buildId, char const* suffix,
         return;
     for (std::string const& dir : m_options.debug_dirs) {
         std::string const path = below(dir, ".build-id/" + id + suffix);
-        result.push_back({path, Place::build_id_tree});
+        add(path, Place::build_id_tree, result);
         for (std::string const* const root : {&m_options.sysroot, &m_options.symfs})
             if (!root->empty())
-                result.push_back({below(*root, path), Place::build_id_tree});
+                add(below(*root, path), Place::build_id_tree, result);
     }
 }
 
@@ -112,12 +116,12 @@ void FilePlaces::addPerfCache(std::string const& name, BuildId const& buildId,
         return;
     std::string const link = below(m_options.perf_cache, ".build-id/" + id);
     for (char const* const file : files)
-        result.push_back({below(link, file), Place::perf_cache});
-    result.push_back({link, Place::perf_cache});
+        add(below(link, file), Place::perf_cache, result);
+    add(link, Place::perf_cache, result);
     if (isSafeName(name))
         for (char const* const file : files)
-            result.push_back({below(below(below(m_options.perf_cache, name), toHex(buildId)), file),
-                              Place::perf_cache});
+            add(below(below(below(m_options.perf_cache, name), toHex(buildId)), file),
+                Place::perf_cache, result);
 }
 
 std::vector<Candidate> FilePlaces::binary(std::string const& name) const {
@@ -138,18 +142,18 @@ std::vector<Candidate> FilePlaces::storedBinary(std::string const& name,
 /// in front as its `set sysroot` does.
 void FilePlaces::addDebugLink(std::string const& directory, std::string const& link,
                               std::vector<Candidate>& result) const {
-    result.push_back({below(directory, link), Place::debug_link});
-    result.push_back({below(directory, ".debug/" + link), Place::debug_link});
+    add(below(directory, link), Place::debug_link, result);
+    add(below(directory, ".debug/" + link), Place::debug_link, result);
     PathSubstitution const intoRoot{m_options.sysroot, ""};
     std::optional<std::string> const inRoot =
         m_options.sysroot.empty() ? std::nullopt : intoRoot.apply(directory);
     for (std::string const& dir : m_options.debug_dirs) {
-        result.push_back({below(below(dir, directory), link), Place::debug_link});
+        add(below(below(dir, directory), link), Place::debug_link, result);
         if (!inRoot)
             continue;
         std::string const inDebugDir = below(below(dir, *inRoot), link);
-        result.push_back({inDebugDir, Place::debug_link});
-        result.push_back({below(m_options.sysroot, inDebugDir), Place::debug_link});
+        add(inDebugDir, Place::debug_link, result);
+        add(below(m_options.sysroot, inDebugDir), Place::debug_link, result);
     }
 }
 
@@ -158,24 +162,33 @@ std::vector<Candidate> FilePlaces::symbols(std::string const& name, std::string 
                                            std::optional<DebugLink> const& link) const {
     std::vector<Candidate> result;
     if (!binaryPath.empty())
-        result.push_back({binaryPath, Place::binary_itself});
+        add(binaryPath, Place::binary_itself, result);
     addBuildIdTree(buildId, ".debug", result);
     bool const linked = link && isSafeBareName(link->name);
     if (linked && !binaryPath.empty())
         addDebugLink(parentOf(realPath(binaryPath)), link->name, result);
+    if (linked && isSafeName(name) && name.front() == '/')
+        addDebugLink(parentOf(name), link->name, result);
+    for (std::string const& path : recordedSymbolPaths(name, link))
+        addRenamed(path, result);
+    return result;
+}
+
+std::vector<std::string>
+FilePlaces::recordedSymbolPaths(std::string const& name,
+                                std::optional<DebugLink> const& link) const {
     if (!isSafeName(name))
-        return result;
-    std::string const directory = parentOf(name);
-    if (linked) {
-        if (name.front() == '/')
-            addDebugLink(directory, link->name, result);
-        addRenamed(below(directory, link->name), result);
-        addRenamed(below(directory, ".debug/" + link->name), result);
+        return {};
+    std::vector<std::string> result;
+    if (link && isSafeBareName(link->name)) {
+        std::string const directory = parentOf(name);
+        result.push_back(below(directory, link->name));
+        result.push_back(below(directory, ".debug/" + link->name));
         for (std::string const& dir : m_options.debug_dirs)
-            addRenamed(below(below(dir, directory), link->name), result);
+            result.push_back(below(below(dir, directory), link->name));
     }
-    addRenamed(name, result);
-    addRenamed(name + ".debug", result);
+    result.push_back(name);
+    result.push_back(name + ".debug");
     return result;
 }
 
@@ -197,11 +210,11 @@ std::vector<Candidate> FilePlaces::supplementary(std::string const& symbolPath,
     if (link.name.empty() || control)
         return result;
     if (link.name.front() == '/') {
-        result.push_back({link.name, Place::alt_link});
+        add(link.name, Place::alt_link, result);
         addRenamed(link.name, result);
     } else {
         // Such a name climbs out of its directory on purpose: "../../.dwz/NAME.debug".
-        result.push_back({below(parentOf(realPath(symbolPath)), link.name), Place::alt_link});
+        add(below(parentOf(realPath(symbolPath)), link.name), Place::alt_link, result);
     }
     return result;
 }

@@ -7,7 +7,7 @@
 /// Names out of recorded files enter a path only after isSafeName() or isSafeBareName().
 
 #include "facts/elf_facts.h"
-#include "search/path_mapping.h"
+#include "search/sysroot.h"
 
 #include <lokata/profile/places.h>
 
@@ -16,11 +16,10 @@
 
 namespace lokata::profile {
 
-/// The options must not change and `learned` must live while this object is used. Callable from any
-/// thread.
+/// Callable from any thread.
 class FilePlaces {
 public:
-    FilePlaces(PlaceOptions options, LearnedPaths const& learned);
+    explicit FilePlaces(PlaceOptions options);
 
     PlaceOptions const& options() const { return m_options; }
 
@@ -35,12 +34,17 @@ public:
     std::vector<Candidate> symbols(std::string const& name, std::string const& binaryPath,
                                    BuildId const& buildId,
                                    std::optional<DebugLink> const& link) const;
+    /// The paths at which the recording machine may have had the symbol file of a binary: what the
+    /// debug link names, and the binary's own name.
+    std::vector<std::string> recordedSymbolPaths(std::string const& name,
+                                                 std::optional<DebugLink> const& link) const;
     /// The cache of perf.
     std::vector<Candidate> storedSymbols(std::string const& name, BuildId const& buildId) const;
     std::vector<Candidate> supplementary(std::string const& symbolPath, AltLink const& link) const;
     std::vector<Candidate> source(std::string const& name) const;
 
 private:
+    void add(std::string const& path, Place place, std::vector<Candidate>& result) const;
     void addRenamed(std::string const& name, std::vector<Candidate>& result) const;
     void addBuildIdTree(BuildId const& buildId, char const* suffix,
                         std::vector<Candidate>& result) const;
@@ -51,7 +55,7 @@ private:
                       std::vector<Candidate>& result) const;
 
     PlaceOptions m_options;
-    LearnedPaths const& m_learned;
+    Sysroot m_sysroot;
 };
 
 /// The names under which a search of the library may meet the symbol file of a binary: that of its

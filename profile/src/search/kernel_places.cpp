@@ -2,6 +2,7 @@
 
 #include "read/names.h"
 
+#include <lokata2/search_types.h>
 #include <lokata2/utils.h>
 
 #include <algorithm>
@@ -49,11 +50,18 @@ void addModules(std::string const& directory, std::multimap<std::string, std::st
 
 KernelPlaces::KernelPlaces(PlaceOptions const& options, std::string const& release)
     : m_roots{""}
+    , m_sysroot(options.sysroot)
     , m_debugDirs(options.debug_dirs)
     , m_release(isSafeBareName(release) ? release : "") {
     for (std::string const& root : {options.sysroot, options.symfs})
         if (!root.empty())
             m_roots.push_back(root);
+}
+
+void KernelPlaces::add(std::string const& path, std::vector<Candidate>& result) const {
+    std::string resolved = m_sysroot.resolve(path);
+    if (!resolved.empty())
+        result.push_back({std::move(resolved), Place::kernel_tree});
 }
 
 std::vector<Candidate> KernelPlaces::image() const {
@@ -62,15 +70,22 @@ std::vector<Candidate> KernelPlaces::image() const {
         return result;
     for (std::string const& root : m_roots) {
         for (std::string const& dir : m_debugDirs) {
-            result.push_back({root + dir + "/boot/vmlinux-" + m_release, Place::kernel_tree});
-            result.push_back(
-                {root + dir + "/lib/modules/" + m_release + "/vmlinux", Place::kernel_tree});
+            add(root + dir + "/boot/vmlinux-" + m_release, result);
+            add(root + dir + "/lib/modules/" + m_release + "/vmlinux", result);
         }
-        result.push_back({root + "/boot/vmlinux-" + m_release, Place::kernel_tree});
+        add(root + "/usr/lib/debug/lib/modules/" + m_release + "/vmlinux", result);
+        add(root + "/boot/vmlinux-" + m_release, result);
         for (char const* const directory : {"", "/build"})
-            result.push_back(
-                {root + "/lib/modules/" + m_release + directory + "/vmlinux", Place::kernel_tree});
+            add(root + "/lib/modules/" + m_release + directory + "/vmlinux", result);
     }
+    return result;
+}
+
+std::vector<Candidate> KernelPlaces::packedImage() const {
+    std::vector<Candidate> result;
+    if (!m_release.empty())
+        for (std::string const& root : m_roots)
+            add(root + "/boot/" + LK_2_13::VMLINUZ + "-" + m_release, result);
     return result;
 }
 
@@ -84,11 +99,12 @@ std::vector<Candidate> KernelPlaces::module(std::string const& name) {
         m_modules.emplace();
         for (std::string const& root : m_roots)
             for (char const* const part : {"/kernel", "/updates", "/extra"})
-                addModules(root + "/lib/modules/" + m_release + part, *m_modules);
+                addModules(m_sysroot.resolve(root + "/lib/modules/" + m_release + part),
+                           *m_modules);
     }
     auto const [first, last] = m_modules->equal_range(key);
     for (auto module = first; module != last; ++module)
-        result.push_back({module->second, Place::kernel_tree});
+        add(module->second, result);
     return result;
 }
 

@@ -3,6 +3,7 @@
 /// Where a Linux system keeps the image and the loadable modules of its kernel.
 
 #include "search/file_places.h"
+#include "search/sysroot.h"
 
 #include <toolbelt2/mutex.h>
 
@@ -23,12 +24,17 @@ public:
 
     /// For the image with its symbols, which serves as binary and as symbol file.
     std::vector<Candidate> image() const;
+    /// For the packed image that the machine started from.
+    std::vector<Candidate> packedImage() const;
     /// `name` as "ext4.ko" or as a path that ends so. A module is known by both spellings of its
     /// name, with "-" and with "_", and may be packed.
     std::vector<Candidate> module(std::string const& name);
 
 private:
+    void add(std::string const& path, std::vector<Candidate>& result) const;
+
     std::vector<std::string> m_roots;
+    Sysroot m_sysroot;
     std::vector<std::string> m_debugDirs;
     std::string m_release;
 

@@ -193,6 +193,17 @@ Identity expectedBuildId(BuildId const& buildId) {
     return {IdentityKind::build_id, toHex(buildId), ""};
 }
 
+Identity expectedMd5(SourceIdentity const& source) {
+    if (!source.md5)
+        return {};
+    return {IdentityKind::source_md5, toHex({source.md5->begin(), source.md5->end()}), ""};
+}
+
+/// Without a name that may be used, the places of the build-id are still worth a look.
+std::string askedName(std::string const& searchable, BuildId const& buildId) {
+    return searchable.empty() ? toHex(buildId) : searchable;
+}
+
 } // namespace
 
 ModuleSearch::ModuleSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
@@ -235,37 +246,36 @@ void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestion
                                        .count());
 }
 
-/// Archives and trees by build-id say nothing about where other files lie.
-void ModuleSearch::learn(std::string const& name, FileResolution const& result) {
-    if (!result.found() ||
-        (result.step != ssHighPrioritySearchDirs && result.step != ssLowPrioritySearchDirs))
-        return;
-    if (std::optional<PathSubstitution> learned = m_support.learned.learn(name, result.path))
-        m_learned.push_back(std::move(*learned));
-}
-
 FileResolution ModuleSearch::findBinary(std::string const& name, BuildId const& buildId,
                                         unsigned long long stepsSelector,
                                         std::vector<Candidate> const& hints) {
     FileResolution result;
     result.identity = expectedBuildId(buildId);
-    std::string searched = searchableName(name);
+    std::string const searched = searchableName(name);
     if (searched.empty() && buildId.empty())
         return result;
     BinaryValidator validator(m_support.elf, buildId);
-    // Without a name that may be used, the places of the build-id are still worth a look.
-    std::string const asked = searched.empty() ? toHex(buildId) : searched;
-    auto const find = [&] {
-        return m_search->findBinFile(asked.c_str(), &validator, nullptr, stepsSelector);
-    };
-    run(result, joined(hints, m_support.places.binary(searched)), validator, find);
+    run(result, joined(hints, m_support.places.binary(searched)), validator, [&] {
+        return m_search->findBinFile(askedName(searched, buildId).c_str(), &validator, nullptr,
+                                     stepsSelector);
+    });
     // Copies by build-id come last: a file that lies where somebody put it says more to a person,
     // and a rebuilt namesake shall be met.
-    std::vector<Candidate> stored = m_support.places.storedBinary(searched, buildId);
-    if (!result.found() && !stored.empty())
-        run(result, std::move(stored), validator, find, false);
-    learn(searched, result);
+    if (!result.found())
+        tryBinary(name, buildId, m_support.places.storedBinary(searched, buildId), result);
     return result;
+}
+
+void ModuleSearch::tryBinary(std::string const& name, BuildId const& buildId,
+                             std::vector<Candidate> candidates, FileResolution& result) {
+    if (candidates.empty())
+        return;
+    BinaryValidator validator(m_support.elf, buildId);
+    auto const find = [&] {
+        return m_search->findBinFile(askedName(searchableName(name), buildId).c_str(), &validator,
+                                     nullptr, 0);
+    };
+    run(result, std::move(candidates), validator, find, false);
 }
 
 FileResolution ModuleSearch::findSymbols(std::string const& name, std::string const& binaryPath,
@@ -280,22 +290,33 @@ FileResolution ModuleSearch::findSymbols(std::string const& name, std::string co
     FileResolution result;
     result.identity = expectedBuildId(buildId);
     SymbolValidator validator(m_support.elf, owner);
-    auto const find = [&](std::string const& each) {
-        return m_search->findSymFile(each.c_str(), textOrNull(binaryPath), textOrNull(checksum),
+    for (std::string const& each : symbolFileNames(searched, owner.build_id, owner.debug_link)) {
+        run(result, std::exchange(suggestions, {}), validator, [&] {
+            return m_search->findSymFile(each.c_str(), textOrNull(binaryPath), textOrNull(checksum),
+                                         &validator, nullptr, nullptr);
+        });
+        if (result.found())
+            return result;
+    }
+    trySymbols(name, binaryPath, buildId, m_support.places.storedSymbols(searched, owner.build_id),
+               result);
+    return result;
+}
+
+void ModuleSearch::trySymbols(std::string const& name, std::string const& binaryPath,
+                              BuildId const& buildId, std::vector<Candidate> candidates,
+                              FileResolution& result) {
+    if (candidates.empty())
+        return;
+    SymbolOwner const owner = symbolOwner(m_support.elf, binaryPath, buildId);
+    std::string const checksum = toHex(owner.build_id);
+    std::string const asked = askedName(searchableName(name), owner.build_id);
+    SymbolValidator validator(m_support.elf, owner);
+    auto const find = [&] {
+        return m_search->findSymFile(asked.c_str(), textOrNull(binaryPath), textOrNull(checksum),
                                      &validator, nullptr, nullptr);
     };
-    for (std::string const& each : symbolFileNames(searched, owner.build_id, owner.debug_link)) {
-        run(result, std::exchange(suggestions, {}), validator, [&] { return find(each); });
-        if (result.found()) {
-            learn(each, result);
-            return result;
-        }
-    }
-    std::vector<Candidate> stored = m_support.places.storedSymbols(searched, owner.build_id);
-    if (!stored.empty())
-        run(
-            result, std::move(stored), validator, [&] { return find(checksum); }, false);
-    return result;
+    run(result, std::move(candidates), validator, find, false);
 }
 
 std::optional<FileResolution> ModuleSearch::findSupplementary(std::string const& symbolPath) {
@@ -317,21 +338,29 @@ std::optional<FileResolution> ModuleSearch::findSupplementary(std::string const&
 
 FileResolution ModuleSearch::findSource(SourceFile const& source, std::string const& binaryPath) {
     FileResolution result;
+    result.identity = expectedMd5(source.identity);
     std::string const searched = searchableName(source.name);
     if (searched.empty())
         return result;
     SourceValidator validator(source.identity);
-    std::string const checksum =
-        source.identity.md5 ? toHex({source.identity.md5->begin(), source.identity.md5->end()})
-                            : "";
-    if (!checksum.empty())
-        result.identity = {IdentityKind::source_md5, checksum, ""};
     run(result, m_support.places.source(searched), validator, [&] {
-        return m_search->findSrcFile(searched.c_str(), textOrNull(binaryPath), textOrNull(checksum),
-                                     &validator, nullptr);
+        return m_search->findSrcFile(searched.c_str(), textOrNull(binaryPath),
+                                     textOrNull(result.identity.expected), &validator, nullptr);
     });
-    learn(searched, result);
     return result;
+}
+
+void ModuleSearch::trySource(SourceFile const& source, std::string const& binaryPath,
+                             std::vector<Candidate> candidates, FileResolution& result) {
+    if (candidates.empty())
+        return;
+    std::string const checksum = expectedMd5(source.identity).expected;
+    SourceValidator validator(source.identity);
+    auto const find = [&] {
+        return m_search->findSrcFile(searchableName(source.name).c_str(), textOrNull(binaryPath),
+                                     textOrNull(checksum), &validator, nullptr);
+    };
+    run(result, std::move(candidates), validator, find, false);
 }
 
 std::string kernelReleaseOf(ISearchEnv* environment) {

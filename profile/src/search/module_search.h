@@ -14,17 +14,15 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace lokata::profile {
 
 /// What the searches of one run share. Callable from any thread; outlives its searches.
 struct SearchSupport {
-    explicit SearchSupport(PlaceOptions options) : places(std::move(options), learned) {}
+    explicit SearchSupport(PlaceOptions options) : places(std::move(options)) {}
 
     ElfFactsCache elf;
-    LearnedPaths learned;
     FilePlaces places;
     DirectoryIndex directories;
 };
@@ -65,8 +63,14 @@ public:
     std::optional<FileResolution> findSupplementary(std::string const& symbolPath);
     FileResolution findSource(SourceFile const& source, std::string const& binaryPath);
 
-    /// The renamed prefixes that finds since the last call newly taught, in order.
-    std::vector<PathSubstitution> takeLearned() { return std::exchange(m_learned, {}); }
+    /// Looks at nothing but `candidates`, and puts what came of it behind what `result` says of the
+    /// search that found nothing.
+    void tryBinary(std::string const& name, BuildId const& buildId,
+                   std::vector<Candidate> candidates, FileResolution& result);
+    void trySymbols(std::string const& name, std::string const& binaryPath, BuildId const& buildId,
+                    std::vector<Candidate> candidates, FileResolution& result);
+    void trySource(SourceFile const& source, std::string const& binaryPath,
+                   std::vector<Candidate> candidates, FileResolution& result);
 
 private:
     class Environment;
@@ -74,10 +78,8 @@ private:
     template <class Find>
     void run(FileResolution& result, std::vector<Candidate> suggestions,
              IdentityValidator& validator, Find const& find, bool runSteps = true);
-    void learn(std::string const& name, FileResolution const& result);
 
     SearchSupport& m_support;
-    std::vector<PathSubstitution> m_learned;
     LK_2_13::ObjectPtr<Environment> m_environment;
     LK_2_13::ObjectPtr<LK_2_13::IFileSearch> m_search;
 };

@@ -1,10 +1,14 @@
 #include "search/path_mapping.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 namespace lokata::profile {
 
 namespace {
+
+constexpr std::size_t c_maxTargets = 8;
 
 std::string_view withoutSlashes(std::string_view path) {
     while (!path.empty() && path.back() == '/')
@@ -35,51 +39,63 @@ std::optional<PathSubstitution> parsePathSubstitution(std::string_view text) {
                             std::string(withoutSlashes(text.substr(equals + 1)))};
 }
 
-std::optional<PathSubstitution> LearnedPaths::learn(std::string_view recorded,
-                                                    std::string_view found) {
-    if (recorded.empty() || recorded.front() != '/' || found.empty() || found.front() != '/')
-        return std::nullopt;
+void LearnedPaths::learn(std::string_view recorded, std::string_view found) {
+    // Below .build-id a name tells what the file is and not where it lay.
+    if (recorded.empty() || recorded.front() != '/' || found.empty() ||
+        recorded.find("/.build-id/") != std::string_view::npos)
+        return;
+    std::error_code error;
+    std::string const absolute = std::filesystem::absolute(found, error).lexically_normal();
+    if (error)
+        return;
+    std::string_view target = absolute;
     bool shared = false;
     for (;;) {
         std::size_t const from = parentLength(recorded);
-        std::size_t const to = parentLength(found);
+        std::size_t const to = parentLength(target);
         if (from == std::string_view::npos || to == std::string_view::npos ||
-            recorded.substr(from) != found.substr(to))
+            recorded.substr(from) != target.substr(to))
             break;
         shared = true;
         recorded = recorded.substr(0, from);
-        found = found.substr(0, to);
+        target = target.substr(0, to);
     }
-    if (!shared || recorded == found)
-        return std::nullopt;
+    if (shared && recorded != target)
+        ++m_targets[std::string(recorded)][std::string(target)];
+}
 
-    toolbelt2::mutex_guard_t const guard(m_mutex);
-    std::vector<std::string>& targets = m_targets[std::string(recorded)];
-    if (targets.size() == c_maxTargets ||
-        std::find(targets.begin(), targets.end(), found) != targets.end())
-        return std::nullopt;
-    targets.emplace_back(found);
-    m_all.push_back({std::string(recorded), std::string(found)});
-    return m_all.back();
+std::vector<std::string> LearnedPaths::ordered(Targets const& targets) {
+    std::vector<std::string> result;
+    // A prefix that led to many places says nothing any more.
+    if (targets.size() > c_maxTargets)
+        return result;
+    for (auto const& [target, count] : targets)
+        result.push_back(target);
+    std::stable_sort(result.begin(), result.end(), [&](auto const& left, auto const& right) {
+        return targets.at(left) > targets.at(right);
+    });
+    return result;
 }
 
 std::vector<std::string> LearnedPaths::candidates(std::string_view name) const {
     std::vector<std::string> result;
-    toolbelt2::mutex_guard_t const guard(m_mutex);
     for (std::size_t length = parentLength(name); length != std::string_view::npos;
          length = parentLength(name.substr(0, length))) {
         auto const known = m_targets.find(name.substr(0, length));
         if (known == m_targets.end())
             continue;
-        for (std::string const& target : known->second)
+        for (std::string const& target : ordered(known->second))
             result.push_back(target + std::string(name.substr(length)));
     }
     return result;
 }
 
-std::vector<PathSubstitution> LearnedPaths::all() const {
-    toolbelt2::mutex_guard_t const guard(m_mutex);
-    return m_all;
+std::vector<PathSubstitution> LearnedPaths::substitutions() const {
+    std::vector<PathSubstitution> result;
+    for (auto const& [prefix, targets] : m_targets)
+        for (std::string& target : ordered(targets))
+            result.push_back({prefix, std::move(target)});
+    return result;
 }
 
 } // namespace lokata::profile

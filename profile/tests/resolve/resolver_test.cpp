@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
 
 namespace lokata::profile::test {
@@ -118,6 +119,27 @@ TEST_F(ResolverTest, EqualModulesGetEqualAnswersAndKeepTheirOwnRecord) {
     EXPECT_EQ(modules[1].binary->path, modules[0].binary->path);
     EXPECT_EQ(modules[1].module.samples, 2U);
     EXPECT_EQ(modules[2].status, ModuleStatus::missing);
+}
+
+TEST_F(ResolverTest, WhatProvenFilesTeachFindsTheMissingInAnyOrder) {
+    searchIn("tree/lib", false);
+    binary("tree/lib/x.so", c_id);
+    std::string const next = binary("tree/plugins/y.so", c_otherId);
+    std::vector<Module> modules{module("/build/plugins/y.so", c_otherId),
+                                module("/build/lib/x.so", c_id)};
+    for (int order = 0; order < 2; ++order) {
+        ProfileResolution const result = resolve(modules);
+        FileResolution const& found = *result.modules.at(static_cast<std::size_t>(order)).binary;
+        EXPECT_EQ(found.path, next);
+        EXPECT_EQ(found.place, Place::learned_path);
+        ASSERT_THAT(result.learned, SizeIs(1));
+        EXPECT_EQ(result.learned[0].from + " " + result.learned[0].to,
+                  "/build " + m_tree.path("tree"));
+        std::reverse(modules.begin(), modules.end());
+    }
+    for (Module& each : modules)
+        each.build_id.clear();
+    EXPECT_THAT(resolve(modules).learned, IsEmpty()) << "nothing was proven";
 }
 
 /// Takes away everything but the archive, as on another machine.

@@ -1,9 +1,12 @@
 #include "search/file_places.h"
+#include "search/path_mapping.h"
 
 #include "temp_tree.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <filesystem>
 
 namespace lokata::profile::test {
 namespace {
@@ -20,10 +23,9 @@ std::vector<std::string> paths(std::vector<Candidate> const& candidates, std::si
 
 class FilePlacesTest : public ::testing::Test {
 protected:
-    FilePlaces places() { return {m_options, m_learned}; }
+    FilePlaces places() { return FilePlaces(m_options); }
 
     TempTree m_tree;
-    LearnedPaths m_learned;
     PlaceOptions m_options{{"/d"}, "", "", false, {}, ""};
     BuildId const m_id{0xab, 0xcd, 0xef};
     std::optional<DebugLink> const m_link = DebugLink{"ls.debug", 1};
@@ -49,11 +51,10 @@ TEST_F(FilePlacesTest, DebugDirectoriesAreTriedInsideTheSysrootToo) {
 }
 
 TEST_F(FilePlacesTest, BinariesAreLookedForInCopiedTreesAndCaches) {
-    m_learned.learn("/build/lib/y.so", "/opt/lib/y.so");
     m_options = {{"/d"}, "/root/", "/symfs", false, {{"/build", "/src"}}, "/home/.debug"};
     EXPECT_THAT(paths(places().binary("/build/lib/x.so")),
                 ElementsAre("/src/lib/x.so", "/symfs/build/lib/x.so", "/root/build/lib/x.so",
-                            "/symfs/src/lib/x.so", "/root/src/lib/x.so", "/opt/lib/x.so"));
+                            "/symfs/src/lib/x.so", "/root/src/lib/x.so"));
     EXPECT_THAT(paths(places().storedBinary("/build/lib/x.so", m_id)),
                 ElementsAre("/home/.debug/.build-id/ab/cdef/elf",
                             "/home/.debug/.build-id/ab/cdef/vdso", "/home/.debug/.build-id/ab/cdef",
@@ -108,23 +109,42 @@ TEST(PathSubstitution, ReplacesWholeComponentsOnly) {
         EXPECT_FALSE(parsePathSubstitution(wrong)) << wrong;
 }
 
-TEST(LearnedPaths, TryWhatOneHitTaughtOnItsNeighbours) {
+TEST_F(FilePlacesTest, LinksInTheSysrootNeverLeadOutOfIt) {
+    m_options.sysroot = m_tree.path("root");
+    std::string const inside = m_tree.file("root/real/lib/x.so");
+    m_tree.link("root/lib", "/real/lib");
+    m_tree.link("root/up", "../../../real");
+    m_tree.link("root/circle", "/circle");
+    m_tree.link("root/out.so", "/bin/sh");
+    auto const first = [&](char const* name) {
+        std::vector<std::string> const found = paths(places().binary(name));
+        return found.empty() ? "" : found.front();
+    };
+    EXPECT_EQ(first("/lib/x.so"), inside);
+    EXPECT_EQ(first("/up/lib/x.so"), inside) << "\"..\" stops at the root";
+    EXPECT_EQ(first("/out.so"), m_tree.path("root/bin/sh"));
+    EXPECT_EQ(first("/circle/x.so"), "");
+}
+
+TEST(LearnedPaths, TeachTheNeighboursWhateverTheOrder) {
     LearnedPaths learned;
-    auto const taught = learned.learn("/build/app/lib/x.so", "/opt/app/lib/x.so").value();
-    EXPECT_EQ(taught.from + " " + taught.to, "/build /opt");
+    learned.learn("/build/app/lib/x.so", "/opt/app/lib/x.so");
     EXPECT_THAT(learned.candidates("/build/other/y.so"), ElementsAre("/opt/other/y.so"));
     EXPECT_THAT(learned.candidates("/builder/y.so"), IsEmpty());
 
-    EXPECT_FALSE(learned.learn("/build/app/z.so", "/opt/app/z.so")) << "known";
-    EXPECT_FALSE(learned.learn("/a/x.so", "/a/x.so")) << "no difference";
-    EXPECT_FALSE(learned.learn("/a/x.so", "/b/y.so")) << "another name";
-    EXPECT_FALSE(learned.learn("x.so", "/b/x.so")) << "no prefix";
+    learned.learn("/build/app/z.so", "/home/app/z.so");
+    learned.learn("/build/app/w.so", "/home/app/w.so");
+    EXPECT_THAT(learned.candidates("/build/y.so"), ElementsAre("/home/y.so", "/opt/y.so"));
+    learned.learn("/usr/x", "copy/usr/x");
+    EXPECT_THAT(learned.candidates("/usr/y"),
+                ElementsAre(std::filesystem::current_path() / "copy/usr/y"));
 
-    learned.learn("/build/app/lib/x.so", "/home/x.so");
-    EXPECT_THAT(learned.candidates("/build/app/lib/y.so"),
-                ElementsAre("/home/y.so", "/opt/app/lib/y.so"));
-    learned.learn("/usr/x", "/copy/usr/x");
-    EXPECT_THAT(learned.candidates("/usr/y"), ElementsAre("/copy/usr/y"));
+    LearnedPaths nothing;
+    nothing.learn("/a/x.so", "/a/x.so");
+    nothing.learn("/a/x.so", "/b/y.so");
+    nothing.learn("x.so", "/b/x.so");
+    nothing.learn("/usr/lib/debug/.build-id/ab/cd.debug", "/b/.build-id/ab/cd.debug");
+    EXPECT_THAT(nothing.substitutions(), IsEmpty());
 }
 
 } // namespace

@@ -64,26 +64,6 @@ TEST_F(ModuleSearchTest, ACopyByBuildIdComesBehindTheSearchDirectories) {
     EXPECT_EQ(search(false).findBinary("/gone/tool", c_id).path, moved);
 }
 
-TEST_F(ModuleSearchTest, ARemapOfOneHitFindsTheNextNameOfThePrefix) {
-    searchIn("tree", false);
-    binary("tree/lib/x.so", c_id);
-    std::string const next = binary("tree/plugins/y.so", c_otherId);
-
-    ModuleSearch search = this->search();
-    FileResolution const first = search.findBinary("/build/lib/x.so", c_id);
-    ASSERT_TRUE(first.found());
-    std::vector<PathSubstitution> const learned = search.takeLearned();
-    ASSERT_THAT(learned, SizeIs(1));
-    EXPECT_EQ(learned[0].from, "/build");
-    EXPECT_EQ(learned[0].to, m_tree.path("tree"));
-
-    FileResolution const second = search.findBinary("/build/plugins/y.so", c_otherId);
-    ASSERT_TRUE(second.found());
-    EXPECT_EQ(second.path, next);
-    EXPECT_EQ(second.place, Place::learned_path);
-    EXPECT_THAT(search.takeLearned(), IsEmpty());
-}
-
 TEST_F(ModuleSearchTest, AStrippedNamesakeNeverHidesTheSymbolFile) {
     searchIn("sym");
     std::string const stripped = binary("bin/tool", c_id);

@@ -15,7 +15,7 @@ namespace lokata::profile {
 enum class Place {
     search_step,     ///< A step of the library.
     substitute_path, ///< A renamed prefix that the client gave.
-    learned_path,    ///< A renamed prefix that a file found before taught.
+    learned_path,    ///< A renamed prefix that proven files taught.
     symfs,           ///< The copied tree of `PlaceOptions::symfs`.
     sysroot,         ///< The copied root of `PlaceOptions::sysroot`.
     perf_cache,      ///< The cache of perf.
@@ -63,7 +63,7 @@ LOKATA_PROFILE_EXPORT std::optional<PathSubstitution> parsePathSubstitution(std:
 struct PlaceOptions {
     /// Trees of separate debug files, in order.
     std::vector<std::string> debug_dirs{"/usr/lib/debug"};
-    /// The root of a copied file system; empty without one.
+    /// The root of a copied file system; empty without one. Links in it are followed inside of it.
     std::string sysroot;
     /// As `--symfs` of perf: a copied tree, or with `symfs_flat` one directory with all files.
     std::string symfs;
@@ -71,6 +71,9 @@ struct PlaceOptions {
     std::vector<PathSubstitution> substitutions;
     /// The cache of perf, as ~/.debug; only read. Empty leaves it out.
     std::string perf_cache;
+    /// Applies the renamed prefixes that proven files teach to what is still missing after all
+    /// names have been tried.
+    bool learn_paths = true;
 };
 
 /// Adds the directories of a list with colons; empty parts are skipped.

@@ -128,7 +128,7 @@ struct ProfileResolution {
     Profile profile;                       ///< Its modules stand in `modules` and are empty here.
     std::vector<ModuleResolution> modules; ///< In the order of the profile.
     std::vector<SourceResolution> sources; ///< Empty unless they were asked for.
-    std::vector<PathSubstitution> learned; ///< Renamed prefixes that found files taught.
+    std::vector<PathSubstitution> learned; ///< Renamed prefixes that proven files taught.
     std::uint64_t elapsed_us = 0;
     /// The progress callback ended the run. What was not reached is missing from the lists.
     bool cancelled = false;
