@@ -21,6 +21,8 @@ enum class ReasonKey {
     not_elf,
     packed,      ///< By which program.
     elf_damaged, ///< What libelf says.
+    kernel_cache_missing,
+    kernel_image_unread,
     // Why the sources of a file cannot be told.
     sources_not_elf,
     sources_relocatable,
@@ -72,6 +74,8 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::not_elf, "NotElf", 0},
     {ReasonKey::packed, "Packed", 1},
     {ReasonKey::elf_damaged, "ElfDamaged", 1},
+    {ReasonKey::kernel_cache_missing, "KernelCacheMissing", 0},
+    {ReasonKey::kernel_image_unread, "KernelImageUnread", 0},
     {ReasonKey::sources_not_elf, "SourcesNotElf", 0},
     {ReasonKey::sources_relocatable, "SourcesRelocatable", 0},
     {ReasonKey::sources_damaged, "SourcesDamaged", 1},

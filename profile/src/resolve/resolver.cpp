@@ -178,7 +178,11 @@ ModuleResolution ProfileSearch::resolve(Module const& module) {
         return result;
     std::vector<Candidate> const hinted = hints(module, name);
     result.module = module;
-    result.binary = m_search.findBinary(name, module.build_id, 0, hinted);
+    std::vector<Candidate> binaryHints = hinted;
+    if (module.kind == ModuleKind::kernel)
+        for (Candidate& image : m_kernel.packedImage())
+            binaryHints.push_back(std::move(image));
+    result.binary = m_search.findBinary(name, module.build_id, 0, binaryHints);
     judge(result);
     findSymbols(result, hinted);
     return result;

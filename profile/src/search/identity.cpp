@@ -3,6 +3,8 @@
 #include "read/names.h"
 #include "read/reasons.h"
 
+#include <lokata/profile/kernel_cache.h>
+
 #include <lokata2/checksum.h>
 #include <lokata2/content_validators.h>
 #include <lokata2/messages.h>
@@ -50,6 +52,10 @@ void compare(JudgedCandidate& candidate, Identity identity, ReasonKey mismatch, 
         refuse(candidate, svError, reasonText(mismatch, {path, actual, expected}));
 }
 
+bool isPackedKernel(std::string const& path, ElfFacts const& facts) {
+    return !facts.error.empty() && utils::getFileNameOnly(path.c_str()).rfind(VMLINUZ, 0) == 0;
+}
+
 bool sameFile(std::string const& a, std::string const& b) {
     struct stat first {};
     struct stat second {};
@@ -87,10 +93,14 @@ void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate)
     if (m_expected.empty())
         return;
     candidate.identity = {IdentityKind::build_id, toHex(m_expected), ""};
-    // A packed kernel shows its build-id only once the library has unpacked and offered it again.
-    if (utils::getFileNameOnly(path.c_str()).compare(0, std::string(VMLINUZ).size(), VMLINUZ) == 0)
-        return;
-    auto const facts = m_cache.facts(path);
+    auto facts = m_cache.facts(path);
+    // A packed kernel is what it unpacks to. The library takes the copy from where it was put.
+    if (isPackedKernel(path, *facts)) {
+        UnpackedKernel const unpacked = unpackedKernel(path);
+        if (unpacked.path.empty())
+            return refuseUnusable(candidate, path, unpacked.error);
+        facts = m_cache.facts(unpacked.path);
+    }
     if (!facts->error.empty() && facts->build_id.empty())
         return refuseUnusable(candidate, path, facts->error);
     compare(candidate, {IdentityKind::build_id, toHex(m_expected), toHex(facts->build_id)},

@@ -111,12 +111,16 @@ Place placeOf(std::string const& path, std::vector<Candidate> const& candidates)
     return Place::search_step;
 }
 
-/// A packed kernel stands as a result where it could not be unpacked, or where what it held was
-/// another kernel. Neither proves anything.
-bool isUnprovenKernelImage(IValidFile const& file, JudgedCandidate const* verdict) {
-    return verdict != nullptr && verdict->result == vrUndecided &&
-           verdict->identity.kind == IdentityKind::build_id &&
-           utils::getFileNameOnly(file.name()).rfind(VMLINUZ, 0) == 0;
+/// The place that led to the accepted file. Where that is the unpacked copy of a kernel, to the
+/// image before it.
+Place placeOf(std::string const& path, IdentityValidator const& validator,
+              std::vector<Candidate> const& suggestions) {
+    Place place = placeOf(path, suggestions);
+    auto const& judged = validator.judged();
+    for (auto each = judged.rbegin(); place == Place::search_step && each != judged.rend(); ++each)
+        if (each->result == vrValid)
+            place = placeOf(each->path, suggestions);
+    return place;
 }
 
 /// What led to a candidate, as documents spell it.
@@ -132,13 +136,14 @@ bool isRejected(std::string const& path, FileResolution const& file) {
         [&](JudgedCandidate const& rejected) { return rejected.path == path; });
 }
 
-void accept(IValidFile const& file, JudgedCandidate const* verdict,
+void accept(IValidFile const& file, IdentityValidator const& validator,
             std::vector<Candidate> const& suggestions, FileResolution& result) {
+    JudgedCandidate const* const verdict = validator.verdictOn(file.name());
     result.path = file.name();
     result.confidence = file.confidence();
     result.step = file.searchStep();
     if (result.step == ssAskUser)
-        result.place = placeOf(result.path, suggestions);
+        result.place = placeOf(result.path, validator, suggestions);
     result.identity = verdict == nullptr ? Identity() : verdict->identity;
     LOKATA_PROFILE_LOG(displayName(result.path)
                        << " [" << originOf(result.path, result.step, suggestions) << "] "
@@ -199,6 +204,18 @@ Identity expectedMd5(SourceIdentity const& source) {
     return {IdentityKind::source_md5, toHex({source.md5->begin(), source.md5->end()}), ""};
 }
 
+/// What is left of candidates for a second search. A verdict does not change within a run.
+std::vector<Candidate> unjudged(std::vector<Candidate> candidates, FileResolution const& file) {
+    candidates.erase(std::remove_if(candidates.begin(), candidates.end(),
+                                    [&](Candidate const& each) {
+                                        return isRejected(
+                                            utils::getCanonicalName(each.path.c_str(), false),
+                                            file);
+                                    }),
+                     candidates.end());
+    return candidates;
+}
+
 /// Without a name that may be used, the places of the build-id are still worth a look.
 std::string askedName(std::string const& searchable, BuildId const& buildId) {
     return searchable.empty() ? toHex(buildId) : searchable;
@@ -228,11 +245,8 @@ void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestion
     ObjectPtr<IValidFile> const file = find();
     for (ObjectPtr<IInvalidFile> const& rejected : record.rejected)
         addRejected(*rejected, validator.verdictOn(rejected->name()), record.suggestions, result);
-    if (file) {
-        JudgedCandidate const* const verdict = validator.verdictOn(file->name());
-        if (!isUnprovenKernelImage(*file, verdict))
-            accept(*file, verdict, record.suggestions, result);
-    }
+    if (file)
+        accept(*file, validator, record.suggestions, result);
     if (isLogOn())
         logUnchosen(validator.judged(), firstJudged, record.suggestions, result);
     for (search_step_t const step : record.steps)
@@ -268,6 +282,7 @@ FileResolution ModuleSearch::findBinary(std::string const& name, BuildId const& 
 
 void ModuleSearch::tryBinary(std::string const& name, BuildId const& buildId,
                              std::vector<Candidate> candidates, FileResolution& result) {
+    candidates = unjudged(std::move(candidates), result);
     if (candidates.empty())
         return;
     BinaryValidator validator(m_support.elf, buildId);
@@ -306,6 +321,7 @@ FileResolution ModuleSearch::findSymbols(std::string const& name, std::string co
 void ModuleSearch::trySymbols(std::string const& name, std::string const& binaryPath,
                               BuildId const& buildId, std::vector<Candidate> candidates,
                               FileResolution& result) {
+    candidates = unjudged(std::move(candidates), result);
     if (candidates.empty())
         return;
     SymbolOwner const owner = symbolOwner(m_support.elf, binaryPath, buildId);
@@ -352,6 +368,7 @@ FileResolution ModuleSearch::findSource(SourceFile const& source, std::string co
 
 void ModuleSearch::trySource(SourceFile const& source, std::string const& binaryPath,
                              std::vector<Candidate> candidates, FileResolution& result) {
+    candidates = unjudged(std::move(candidates), result);
     if (candidates.empty())
         return;
     std::string const checksum = expectedMd5(source.identity).expected;

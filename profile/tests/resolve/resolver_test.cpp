@@ -1,5 +1,7 @@
 #include <lokata/profile/resolver.h>
 
+#include "private_dir.h"
+#include "support/inputs.h"
 #include "support/search_fixture.h"
 #include <lokata/profile/archive.h>
 
@@ -93,6 +95,31 @@ TEST_F(ResolverTest, TheKernelIsThatOfTheRecordedRelease) {
     EXPECT_EQ(kernel.symbols->path, real);
     ASSERT_THAT(kernel.binary->rejected, SizeIs(1));
     EXPECT_EQ(kernel.binary->rejected[0].identity.actual, "09090909");
+}
+
+TEST_F(ResolverTest, AKernelImageIsWhatIsInIt) {
+    LK_2_13::test::PrivateDir const privateDir(m_tree.path("private"));
+    auto const packed = [&](std::string const& name, BuildId const& id) {
+        std::string const kernel = contentOf(ElfBuilder().buildId(id).write(m_tree.file("kernel")));
+        return m_tree.file(name, "boot sector" + gzip(kernel));
+    };
+    searchIn("decoys");
+    Module const kernel = module("[kernel.kallsyms]", c_id, ModuleKind::kernel);
+    packed("root/boot/vmlinuz-" + c_release, c_otherId);
+    ModuleResolution const missing = resolveOne(kernel);
+    EXPECT_EQ(missing.status, ModuleStatus::missing);
+    ASSERT_THAT(missing.binary->rejected, SizeIs(1));
+    EXPECT_EQ(missing.binary->rejected[0].identity.actual, "09090909");
+
+    packed("root/boot/vmlinuz-" + c_release, c_id);
+    ModuleResolution const found = resolveOne(kernel);
+    EXPECT_EQ(found.status, ModuleStatus::resolved);
+    EXPECT_EQ(found.binary->place, Place::kernel_tree);
+    std::string const copy = found.binary->path;
+    EXPECT_EQ(copy.rfind(m_tree.path("private/vmlinux_cache"), 0), 0U) << copy;
+
+    std::string const plain = binary("root/boot/vmlinuz-" + c_release, c_id);
+    EXPECT_EQ(resolveOne(kernel).binary->path, plain);
 }
 
 TEST_F(ResolverTest, AKernelModuleIsKnownByBothSpellingsAndRefusedWhilePacked) {

@@ -1,0 +1,22 @@
+#pragma once
+
+/// Unpacked copies of compressed kernel images, where searches of the library keep theirs: below
+/// the product's private directory, by the MD5 of the image.
+
+#include <lokata/profile/export.h>
+
+#include <string>
+
+namespace lokata::profile {
+
+struct UnpackedKernel {
+    std::string path;  ///< Of the unpacked kernel; empty without one.
+    std::string error; ///< Why there is none, in one sentence for a person.
+};
+
+/// Unpacks an image, unless a whole copy of its kernel is there already; a damaged copy is replaced.
+/// The copy appears whole or not at all. Callable from any thread and process at the same time:
+/// each writes a file of its own, and the last one stays.
+LOKATA_PROFILE_EXPORT UnpackedKernel unpackedKernel(std::string const& image);
+
+} // namespace lokata::profile

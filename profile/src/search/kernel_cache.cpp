@@ -1,0 +1,53 @@
+#include <lokata/profile/kernel_cache.h>
+
+#include "facts/elf_facts.h"
+#include "read/reasons.h"
+
+#include <lokata2/checksum.h>
+
+#include <optstore2/product_locations.h>
+
+#include <unpack/kernel_payload.h>
+
+#include <filesystem>
+
+namespace lokata::profile {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// "vmlinux_cache/MD5/vmlinux" below the private directory: the library looks there for the
+/// unpacked copy of an image that it meets.
+UnpackedKernel cacheEntry(std::string const& image) {
+    std::string const root = optstore2::IProductLocations::get()->getTempDirectory();
+    if (root.empty())
+        return {"", reasonText(ReasonKey::kernel_cache_missing)};
+    auto const checksum =
+        LK_2_13::IChecksumCalculator::create()->calculateChecksum(image.c_str(), LK_2_13::ctMd5);
+    if (!checksum)
+        return {"", reasonText(ReasonKey::kernel_image_unread)};
+    fs::path const directory = fs::path(root) / "vmlinux_cache" / checksum->value();
+    std::error_code error;
+    fs::create_directories(directory, error);
+    if (error)
+        return {"", directory.string() + ": " + error.message()};
+    return {(directory / "vmlinux").string(), ""};
+}
+
+/// A flat boot image has no tables to judge it by, so that its copy is never taken as it lies.
+bool isWhole(std::string const& path) {
+    return readElfFacts(path).error.empty();
+}
+
+} // namespace
+
+UnpackedKernel unpackedKernel(std::string const& image) {
+    UnpackedKernel entry = cacheEntry(image);
+    if (entry.path.empty() || isWhole(entry.path))
+        return entry;
+    unpack::UnpackResult const result = unpack::unpackKernel(image, entry.path);
+    return result.ok ? entry : UnpackedKernel{"", result.message};
+}
+
+} // namespace lokata::profile
