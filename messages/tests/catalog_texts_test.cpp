@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <string>
 #include <vector>
@@ -73,6 +74,15 @@ TEST_P(Catalog, HasEveryTextWithItsPlaceholdersAndNoOther) {
 
 INSTANTIATE_TEST_SUITE_P(Languages, Catalog, testing::Values("en", "de"),
                          [](auto const& language) { return std::string(language.param); });
+
+TEST(Catalogs, HaveAllTheirKeysOnThePageAboutThem) {
+    std::ifstream file(LOKATA_MESSAGES_PAGE);
+    std::string const page{std::istreambuf_iterator<char>(file), {}};
+    for (auto const& [name, keysByPlaceholder] : g_keys)
+        for (auto const& [placeholders, keys] : keysByPlaceholder)
+            for (std::string const& key : keys)
+                EXPECT_NE(page.find('`' + key + '`'), std::string::npos) << key;
+}
 
 TEST(Catalogs, AreFoundByALibraryThatRunsFromTheBuildTree) {
     for (auto const& each : g_keys)
