@@ -1,4 +1,7 @@
+#include <lokata/profile/read.h>
 #include <lokata/profile/report.h>
+
+#include "temp_tree.h"
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
@@ -9,12 +12,15 @@
 
 #include <algorithm>
 #include <fstream>
+#include <regex>
+#include <set>
 #include <sstream>
 
 using namespace lokata::profile;
 using namespace LK_2_13;
 using nlohmann::json;
 using namespace testing;
+using LK_2_13::test::contentOf;
 
 namespace {
 
@@ -26,7 +32,7 @@ std::string const c_hostile =
 /// Empty if a document is as the schema says, else what is wrong.
 std::string violations(std::string const& document) {
     using valijson::adapters::NlohmannJsonAdapter;
-    std::ifstream file(RESOLVE_SCHEMA);
+    std::ifstream file(DOCUMENTS "/resolve.schema.json");
     valijson::Schema schema;
     valijson::SchemaParser().populateSchema(NlohmannJsonAdapter(json::parse(file)), schema);
     valijson::ValidationResults results;
@@ -121,6 +127,55 @@ TEST(JsonReport, EveryDocumentIsAsItsSchemaSays) {
     for (unsigned step = ssArchiveSearchDirs; step <= ssCacheSearchDir; step <<= 1) {
         one.modules[0].binary->step = static_cast<search_step_t>(step);
         EXPECT_EQ(violations(toJson(one)), "") << step;
+    }
+}
+
+/// The words of an enumeration, as a document's member may have them.
+template <class Value, std::size_t n>
+std::set<std::string> wordsOf(Word<Value> const (&words)[n], bool orNull = false) {
+    std::set<std::string> result;
+    for (Word<Value> const& word : words)
+        result.emplace(word.text);
+    if (orNull)
+        result.insert("null");
+    return result;
+}
+
+TEST(Words, AreThoseOfTheSchemaAndTheDocuments) {
+    json const schema = json::parse(contentOf(DOCUMENTS "/resolve.schema.json"));
+    auto const allowed = [&](std::string const& member) {
+        std::set<std::string> result;
+        for (json const& each : schema.at(json::json_pointer(member + "/enum")))
+            result.insert(each.is_null() ? "null" : each.get<std::string>());
+        return result;
+    };
+    std::set<std::string> formatWords{"null"};
+    for (FormatName const& format : formats())
+        formatWords.insert(format.word);
+    std::string const definitions = "/definitions/";
+    EXPECT_EQ(allowed("/properties/format"), formatWords);
+    EXPECT_EQ(allowed(definitions + "identity_kind"), wordsOf(c_identityKinds));
+    EXPECT_EQ(allowed(definitions + "module/properties/kind"), wordsOf(c_moduleKinds));
+    EXPECT_EQ(allowed(definitions + "module/properties/status"), wordsOf(c_moduleStatuses));
+    EXPECT_EQ(allowed(definitions + "file/properties/place"), wordsOf(c_places, true));
+    EXPECT_EQ(allowed(definitions + "file/properties/step"), wordsOf(c_searchSteps, true));
+    EXPECT_EQ(allowed(definitions + "file/properties/confidence"), wordsOf(c_confidences, true));
+
+    std::string const page = contentOf(DOCUMENTS "/json.md");
+    // With the hyphens as troff wants them.
+    std::string const manual = contentOf(DOCUMENTS "/man/lokata.1");
+    auto const isIn = [](std::string const& text, std::string const& word) {
+        return text.find(word) != std::string::npos;
+    };
+    for (std::set<std::string> const& words :
+         {wordsOf(c_identityKinds), wordsOf(c_moduleKinds), wordsOf(c_moduleStatuses),
+          wordsOf(c_places), wordsOf(c_searchSteps), wordsOf(c_confidences), wordsOf(c_severities)})
+        for (std::string const& word : words)
+            EXPECT_TRUE(isIn(page, "`" + word + "`")) << word;
+    formatWords.erase("null");
+    for (std::string const& word : formatWords) {
+        EXPECT_TRUE(isIn(page, "`" + word + "`")) << word;
+        EXPECT_TRUE(isIn(manual, std::regex_replace(word, std::regex("-"), "\\-"))) << word;
     }
 }
 
