@@ -7,10 +7,10 @@
 #include <lokata/profile/identity_validators.h>
 
 #include <lokata2/checksum.h>
+#include <toolbelt2/hex.h>
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 
 using namespace LK_2_13;
 
@@ -33,9 +33,8 @@ bool startsWith(std::string_view text, std::string_view prefix) {
 ObjectPtr<IChecksum> parseChecksum(std::string_view text) {
     for (ChecksumForm const& form : c_checksumForms) {
         std::string const value(text.substr(std::min(form.prefix.size(), text.size())));
-        bool const isHex = std::all_of(value.begin(), value.end(),
-                                       [](unsigned char c) { return std::isxdigit(c) != 0; });
-        if (startsWith(text, form.prefix) && isHex && value.size() == form.digits)
+        if (startsWith(text, form.prefix) && value.size() == form.digits &&
+            toolbelt2::from_hex(value))
             return IChecksumCalculator::create()->fromString(form.type, value.c_str());
     }
     return nullptr;
