@@ -3,6 +3,7 @@
 #include "read/names.h"
 
 #include <lokata2/utils.h>
+#include <toolbelt2/path.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -12,15 +13,7 @@ namespace lokata::profile {
 namespace {
 
 using LK_2_13::utils::getFileNameOnly;
-
-/// Whole components of `name` below `directory`.
-std::string below(std::string_view directory, std::string_view name) {
-    while (!directory.empty() && directory.back() == '/')
-        directory.remove_suffix(1);
-    while (!name.empty() && name.front() == '/')
-        name.remove_prefix(1);
-    return std::string(directory) + "/" + std::string(name);
-}
+using toolbelt2::join_path;
 
 std::string parentOf(std::string const& path) {
     std::size_t const slash = path.rfind('/');
@@ -83,12 +76,12 @@ void FilePlaces::addRenamed(std::string const& name, std::vector<Candidate>& res
             names.push_back(std::move(*renamed));
         }
     if (!m_options.symfs.empty() && m_options.symfs_flat)
-        add(below(m_options.symfs, getFileNameOnly(name.c_str())), Place::symfs, result);
+        add(join_path(m_options.symfs, getFileNameOnly(name.c_str())), Place::symfs, result);
     for (std::string const& each : names) {
         if (!m_options.symfs.empty() && !m_options.symfs_flat)
-            add(below(m_options.symfs, each), Place::symfs, result);
+            add(join_path(m_options.symfs, each), Place::symfs, result);
         if (!m_options.sysroot.empty())
-            add(below(m_options.sysroot, each), Place::sysroot, result);
+            add(join_path(m_options.sysroot, each), Place::sysroot, result);
     }
 }
 
@@ -98,11 +91,11 @@ void FilePlaces::addBuildIdTree(BuildId const& buildId, char const* suffix,
     if (id.empty())
         return;
     for (std::string const& dir : m_options.debug_dirs) {
-        std::string const path = below(dir, ".build-id/" + id + suffix);
+        std::string const path = join_path(dir, ".build-id/" + id + suffix);
         add(path, Place::build_id_tree, result);
         for (std::string const* const root : {&m_options.sysroot, &m_options.symfs})
             if (!root->empty())
-                add(below(*root, path), Place::build_id_tree, result);
+                add(join_path(*root, path), Place::build_id_tree, result);
     }
 }
 
@@ -114,13 +107,13 @@ void FilePlaces::addPerfCache(std::string const& name, BuildId const& buildId,
     std::string const id = buildIdPath(buildId);
     if (m_options.perf_cache.empty() || id.empty())
         return;
-    std::string const link = below(m_options.perf_cache, ".build-id/" + id);
+    std::string const link = join_path(m_options.perf_cache, ".build-id/" + id);
     for (char const* const file : files)
-        add(below(link, file), Place::perf_cache, result);
+        add(join_path(link, file), Place::perf_cache, result);
     add(link, Place::perf_cache, result);
     if (isSafeName(name))
         for (char const* const file : files)
-            add(below(below(below(m_options.perf_cache, name), toHex(buildId)), file),
+            add(join_path(join_path(join_path(m_options.perf_cache, name), toHex(buildId)), file),
                 Place::perf_cache, result);
 }
 
@@ -142,18 +135,18 @@ std::vector<Candidate> FilePlaces::storedBinary(std::string const& name,
 /// in front as its `set sysroot` does.
 void FilePlaces::addDebugLink(std::string const& directory, std::string const& link,
                               std::vector<Candidate>& result) const {
-    add(below(directory, link), Place::debug_link, result);
-    add(below(directory, ".debug/" + link), Place::debug_link, result);
+    add(join_path(directory, link), Place::debug_link, result);
+    add(join_path(directory, ".debug/" + link), Place::debug_link, result);
     PathSubstitution const intoRoot{m_options.sysroot, ""};
     std::optional<std::string> const inRoot =
         m_options.sysroot.empty() ? std::nullopt : intoRoot.apply(directory);
     for (std::string const& dir : m_options.debug_dirs) {
-        add(below(below(dir, directory), link), Place::debug_link, result);
+        add(join_path(join_path(dir, directory), link), Place::debug_link, result);
         if (!inRoot)
             continue;
-        std::string const inDebugDir = below(below(dir, *inRoot), link);
+        std::string const inDebugDir = join_path(join_path(dir, *inRoot), link);
         add(inDebugDir, Place::debug_link, result);
-        add(below(m_options.sysroot, inDebugDir), Place::debug_link, result);
+        add(join_path(m_options.sysroot, inDebugDir), Place::debug_link, result);
     }
 }
 
@@ -182,10 +175,10 @@ FilePlaces::recordedSymbolPaths(std::string const& name,
     std::vector<std::string> result;
     if (link && isSafeBareName(link->name)) {
         std::string const directory = parentOf(name);
-        result.push_back(below(directory, link->name));
-        result.push_back(below(directory, ".debug/" + link->name));
+        result.push_back(join_path(directory, link->name));
+        result.push_back(join_path(directory, ".debug/" + link->name));
         for (std::string const& dir : m_options.debug_dirs)
-            result.push_back(below(below(dir, directory), link->name));
+            result.push_back(join_path(join_path(dir, directory), link->name));
     }
     result.push_back(name);
     result.push_back(name + ".debug");
@@ -214,7 +207,7 @@ std::vector<Candidate> FilePlaces::supplementary(std::string const& symbolPath,
         addRenamed(link.name, result);
     } else {
         // Such a name climbs out of its directory on purpose: "../../.dwz/NAME.debug".
-        add(below(parentOf(realPath(symbolPath)), link.name), Place::alt_link, result);
+        add(join_path(parentOf(realPath(symbolPath)), link.name), Place::alt_link, result);
     }
     return result;
 }
@@ -236,7 +229,7 @@ std::vector<std::string> symbolFileNames(std::string const& name, BuildId const&
     std::string const directory =
         searchable.find('/') == std::string::npos ? "" : parentOf(searchable);
     if (link && isSafeBareName(link->name))
-        add(directory.empty() ? link->name : below(directory, link->name));
+        add(join_path(directory, link->name));
     if (std::string const id = buildIdPath(buildId); !id.empty())
         add(".build-id/" + id + ".debug");
     if (!searchable.empty()) {

@@ -6,6 +6,7 @@
 #include "search/search_overlay.h"
 
 #include <lokata2/utils.h>
+#include <toolbelt2/hex.h>
 
 #include <algorithm>
 #include <chrono>
@@ -201,7 +202,7 @@ Identity expectedBuildId(BuildId const& buildId) {
 Identity expectedMd5(SourceIdentity const& source) {
     if (!source.md5)
         return {};
-    return {IdentityKind::source_md5, toHex({source.md5->begin(), source.md5->end()}), ""};
+    return {IdentityKind::source_md5, toolbelt2::to_hex(*source.md5), ""};
 }
 
 /// What is left of candidates for a second search. A verdict does not change within a run.
