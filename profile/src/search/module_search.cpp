@@ -240,7 +240,7 @@ void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestion
     auto const start = std::chrono::steady_clock::now();
     SearchRecord& record = m_environment->record;
     record = SearchRecord();
-    record.runSteps = runSteps;
+    record.run_steps = runSteps;
     record.suggestions = std::move(suggestions);
     std::size_t const firstJudged = validator.judged().size();
     ObjectPtr<IValidFile> const file = find();

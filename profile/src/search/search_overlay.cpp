@@ -58,7 +58,7 @@ bool SuggestingCallback::start(char const* fileName, IStringContainer& suggestio
     bool const runSteps = askHeld(m_pEnvironment, &ISearchEnv::searchStartedCallback, true, ask);
     for (Candidate const& candidate : m_record.suggestions)
         suggestions.add(candidate.path.c_str());
-    return runSteps && m_record.runSteps;
+    return runSteps && m_record.run_steps;
 }
 
 bool SuggestingCallback::binFileSearchStarted(char const* fileName, IStringContainer& suggestions) {
@@ -133,7 +133,7 @@ ObjectPtr<IValidFile> RecordingCallback::record(IInvalidFileIterator& invalidFil
         m_record.rejected.push_back(file);
     if (m_record.chosen)
         return m_record.chosen;
-    if (!m_record.runSteps)
+    if (!m_record.run_steps)
         if (ObjectPtr<IValidFile> suggested = validFiles.next())
             return suggested;
     invalidFiles.reset();

@@ -14,7 +14,7 @@ namespace lokata::profile {
 struct SearchRecord {
     std::vector<Candidate> suggestions;
     /// False for a search that ends with its suggestions.
-    bool runSteps = true;
+    bool run_steps = true;
     /// As the running search spells it; empty before the first search.
     std::string name;
     LK_2_13::ObjectPtr<LK_2_13::IValidFile> chosen;
