@@ -4,7 +4,7 @@
 /// supplementary file that several symbol files share know each other.
 ///
 /// All functions may be called from any thread. Files are foreign data: sizes in them are checked,
-/// and a damaged file gives facts with an error, never an exception.
+/// and a damaged file gives facts that say so, never an exception.
 
 #include <lokata/profile/build_id.h>
 
@@ -46,9 +46,12 @@ enum class ElfKind {
 };
 
 struct ElfFacts {
-    /// Why the file could not be read as ELF; empty if it could. The other fields hold what was
-    /// read until then.
+    /// Why there is no ELF file to read; empty if there is. The other fields then say nothing.
     std::string error;
+    /// Why the ELF file is not whole by its own tables, with where they end and where the file
+    /// does; empty if it is. The other fields hold what can be read all the same, which proves
+    /// nothing.
+    std::string damage;
     BuildId build_id;
     std::optional<DebugLink> debug_link;
     std::optional<AltLink> alt_link;

@@ -20,7 +20,15 @@ enum class ReasonKey {
     not_regular,
     not_elf,
     packed,      ///< By which program.
-    elf_damaged, ///< What libelf says.
+    not_stored,  ///< A file that the kernel makes up.
+    elf_changed, ///< Cut while it was read.
+    elf_header_damaged,
+    elf_tables_cut,       ///< Where they end, where the file does.
+    elf_section_cut,      ///< Its number, where it ends, where the file does.
+    elf_section_damaged,  ///< Its number.
+    elf_segment_cut,      ///< Its number, where it ends, where the file does.
+    elf_segment_damaged,  ///< Its number.
+    module_signature_cut, ///< Where it starts, where the file ends.
     kernel_cache_missing,
     kernel_image_unread,
     // Why the sources of a file cannot be told.
@@ -73,7 +81,15 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::not_regular, "NotRegular", 0},
     {ReasonKey::not_elf, "NotElf", 0},
     {ReasonKey::packed, "Packed", 1},
-    {ReasonKey::elf_damaged, "ElfDamaged", 1},
+    {ReasonKey::not_stored, "NotStored", 0},
+    {ReasonKey::elf_changed, "ElfChanged", 0},
+    {ReasonKey::elf_header_damaged, "ElfHeaderDamaged", 0},
+    {ReasonKey::elf_tables_cut, "ElfTablesCut", 2},
+    {ReasonKey::elf_section_cut, "ElfSectionCut", 3},
+    {ReasonKey::elf_section_damaged, "ElfSectionDamaged", 1},
+    {ReasonKey::elf_segment_cut, "ElfSegmentCut", 3},
+    {ReasonKey::elf_segment_damaged, "ElfSegmentDamaged", 1},
+    {ReasonKey::module_signature_cut, "ModuleSignatureCut", 2},
     {ReasonKey::kernel_cache_missing, "KernelCacheMissing", 0},
     {ReasonKey::kernel_image_unread, "KernelImageUnread", 0},
     {ReasonKey::sources_not_elf, "SourcesNotElf", 0},

@@ -39,12 +39,16 @@ void refuseUnusable(JudgedCandidate& candidate, std::string const& path, std::st
     refuse(candidate, svError, reasonText(ReasonKey::file_unusable, {path, why}));
 }
 
+bool agrees(Identity const& identity) {
+    return identity.expected == identity.actual;
+}
+
 /// `mismatch` is the reason for another value than the expected one, `missing` for none.
 void compare(JudgedCandidate& candidate, Identity identity, ReasonKey mismatch, ReasonKey missing,
              std::string const& path) {
     candidate.identity = std::move(identity);
     auto const& [kind, expected, actual] = candidate.identity;
-    if (expected == actual)
+    if (agrees(candidate.identity))
         candidate.result = vrValid;
     else if (actual.empty())
         refuse(candidate, svError, reasonText(missing, {path, expected}));
@@ -90,10 +94,13 @@ BinaryValidator::BinaryValidator(ElfFactsCache& cache, BuildId expected)
     : m_cache(cache), m_expected(std::move(expected)) {}
 
 void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate) {
-    if (m_expected.empty())
-        return;
-    candidate.identity = {IdentityKind::build_id, toHex(m_expected), ""};
     auto facts = m_cache.facts(path);
+    if (m_expected.empty()) {
+        if (!facts->damage.empty())
+            refuseUnusable(candidate, path, facts->damage);
+        return;
+    }
+    candidate.identity = {IdentityKind::build_id, toHex(m_expected), ""};
     // A packed kernel is what it unpacks to. The library takes the copy from where it was put.
     if (isPackedKernel(path, *facts)) {
         UnpackedKernel const unpacked = unpackedKernel(path);
@@ -101,10 +108,11 @@ void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate)
             return refuseUnusable(candidate, path, unpacked.error);
         facts = m_cache.facts(unpacked.path);
     }
-    if (!facts->error.empty() && facts->build_id.empty())
-        return refuseUnusable(candidate, path, facts->error);
-    compare(candidate, {IdentityKind::build_id, toHex(m_expected), toHex(facts->build_id)},
-            ReasonKey::build_id_mismatch, ReasonKey::build_id_missing, path);
+    candidate.identity.actual = toHex(facts->build_id);
+    if (!facts->error.empty() || !facts->damage.empty())
+        return refuseUnusable(candidate, path, facts->error + facts->damage);
+    compare(candidate, candidate.identity, ReasonKey::build_id_mismatch,
+            ReasonKey::build_id_missing, path);
     if (candidate.result == vrValid && facts->lacks_code)
         refuse(candidate, svError, reasonText(ReasonKey::code_missing, {path}));
 }
@@ -128,6 +136,9 @@ void SymbolValidator::judge(std::string const& path, JudgedCandidate& candidate)
     auto const facts = m_cache.facts(path);
     if (!facts->error.empty())
         return refuseUnusable(candidate, path, facts->error);
+    // What has the checksum of the whole file is whole.
+    if (!facts->damage.empty() && !(m_owner.debug_link && agrees(linkIdentity(path))))
+        return refuseUnusable(candidate, path, facts->damage);
     if (!facts->has_debug_info)
         return refuse(candidate, svError,
                       reasonText(facts->has_symbol_table ? ReasonKey::only_symbol_table
@@ -145,7 +156,7 @@ void SymbolValidator::judge(std::string const& path, JudgedCandidate& candidate)
         return;
     }
     Identity link = m_owner.debug_link ? linkIdentity(path) : Identity();
-    if (m_owner.debug_link && (m_owner.build_id.empty() || link.expected == link.actual))
+    if (m_owner.debug_link && (m_owner.build_id.empty() || agrees(link)))
         return compare(candidate, std::move(link), ReasonKey::debug_link_mismatch,
                        ReasonKey::checksum_unread, path);
     if (!m_owner.build_id.empty())
@@ -167,8 +178,8 @@ SupplementaryValidator::SupplementaryValidator(ElfFactsCache& cache, BuildId exp
 
 void SupplementaryValidator::judge(std::string const& path, JudgedCandidate& candidate) {
     auto const facts = m_cache.facts(path);
-    if (!facts->error.empty())
-        return refuseUnusable(candidate, path, facts->error);
+    if (!facts->error.empty() || !facts->damage.empty())
+        return refuseUnusable(candidate, path, facts->error + facts->damage);
     compare(candidate, {IdentityKind::build_id, toHex(m_expected), toHex(facts->build_id)},
             ReasonKey::supplementary_build_id_mismatch, ReasonKey::supplementary_build_id_missing,
             path);

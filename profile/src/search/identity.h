@@ -38,7 +38,7 @@ private:
 };
 
 /// Binaries by build-id; a separate debug file of the same build-id is refused. Without an expected
-/// build-id every file is undecided.
+/// build-id every file that is not damaged is undecided.
 class BinaryValidator final : public IdentityValidator {
 public:
     BinaryValidator(ElfFactsCache& cache, BuildId expected);

@@ -61,6 +61,32 @@ TEST_F(IdentityTest, ABinaryIsProvenOrRefusedByItsBuildId) {
     EXPECT_EQ(verdict(nothingRecorded, m_tree.path("text")), vrUndecided);
 }
 
+TEST_F(IdentityTest, ADamagedFileOfTheRightBuildIdIsRefusedByEveryJudge) {
+    std::string const whole = symbols("whole", c_id);
+    std::string const damaged = m_tree.file("damaged", LK_2_13::test::contentOf(whole));
+    auto const size = std::filesystem::file_size(damaged);
+    std::filesystem::resize_file(damaged, size - 1);
+
+    BinaryValidator binary(m_cache, c_id);
+    BinaryValidator nothingRecorded(m_cache, {});
+    SymbolValidator symbol(m_cache, {"", c_id, DebugLink{"x", fileCrc32(whole).value()}, 0});
+    SymbolValidator itself(m_cache, {damaged, {}, std::nullopt, 0});
+    SupplementaryValidator supplementary(m_cache, c_id);
+    for (IdentityValidator* const validator : std::initializer_list<IdentityValidator*>{
+             &binary, &nothingRecorded, &symbol, &itself, &supplementary}) {
+        EXPECT_EQ(verdict(*validator, damaged), vrInvalid);
+        EXPECT_EQ(m_reason.severity, svError);
+        EXPECT_THAT(m_reason.message,
+                    AllOf(HasSubstr(std::to_string(size)), HasSubstr(std::to_string(size - 1))));
+    }
+    std::string const odd = ElfBuilder()
+                                .debugInfo()
+                                .section(".strtab", "no strings", SHT_STRTAB)
+                                .write(m_tree.path("odd"));
+    SymbolValidator linked(m_cache, {"", {}, DebugLink{"x", fileCrc32(odd).value()}, 0});
+    EXPECT_EQ(verdict(linked, odd), vrValid) << "nothing of it is missing";
+}
+
 TEST_F(IdentityTest, AStrippedNamesakeOfTheSameBuildIdIsNoSymbolFile) {
     SymbolValidator validator(m_cache, {"", c_id, std::nullopt, 0});
     ElfBuilder stripped;

@@ -1,0 +1,171 @@
+#include "facts/elf_tables.h"
+
+#include "read/reasons.h"
+
+#include <algorithm>
+
+#include <elf.h>
+
+namespace lokata::profile {
+
+namespace {
+
+bool isPowerOfTwoOrNone(std::uint64_t alignment) {
+    return (alignment & (alignment - 1)) == 0;
+}
+
+bool isZero(std::string_view bytes) {
+    return bytes.find_first_not_of('\0') == std::string_view::npos;
+}
+
+class DamageFinder {
+public:
+    DamageFinder(ForeignFile const& file, ElfTables const& tables)
+        : m_file(file), m_tables(tables) {}
+
+    std::string find() {
+        if (m_tables.damage.empty())
+            checkSections();
+        if (m_reason.empty() && m_tables.type == ET_REL)
+            checkSignature();
+        // A separate debug file keeps the program headers of its binary, but not what they load.
+        if (m_reason.empty() && holdsContents())
+            checkSegments();
+        return m_tables.damage.empty() ? m_reason : m_tables.damage;
+    }
+
+private:
+    void cut(ReasonKey key, std::size_t index, std::uint64_t offset, std::uint64_t size) {
+        m_reason = reasonText(key, {std::to_string(index), std::to_string(endOf(offset, size)),
+                                    std::to_string(m_file.size())});
+    }
+
+    void damaged(ReasonKey key, std::size_t index) {
+        m_reason = reasonText(key, {std::to_string(index)});
+    }
+
+    bool holdsContents() const {
+        auto const& sections = m_tables.sections;
+        return sections.empty() ||
+               std::any_of(sections.begin(), sections.end(), [](ElfSection const& section) {
+                   return (section.flags & SHF_ALLOC) != 0 && section.size != 0 &&
+                          section.type != SHT_NOBITS && section.type != SHT_NOTE;
+               });
+    }
+
+    static bool isHeld(ElfSection const& section) {
+        return section.type != SHT_NOBITS && section.type != SHT_NULL && section.size != 0;
+    }
+
+    void checkSections() {
+        for (std::size_t i = 0; i < m_tables.sections.size() && m_reason.empty(); ++i) {
+            ElfSection const& section = m_tables.sections[i];
+            bool const isSound = i == 0 ? section.type == SHT_NULL : isHeader(section);
+            if (isSound && isHeld(section) && !m_file.holds(section.offset, section.size))
+                cut(ReasonKey::elf_section_cut, i, section.offset, section.size);
+            else if (!isSound || (isHeld(section) && !isOfItsKind(section)))
+                damaged(ReasonKey::elf_section_damaged, i);
+        }
+    }
+
+    /// The signature of a kernel module follows its tables; scripts/sign-file.c of the kernel ends
+    /// it with a line that tells it from other bytes.
+    void checkSignature() {
+        constexpr std::string_view c_last = "~Module signature appended~\n";
+        bool isModule = false;
+        std::uint64_t end = m_tables.end;
+        for (ElfSection const& section : m_tables.sections) {
+            isModule = isModule || m_tables.nameOf(section) == c_moduleInfo;
+            if (isHeld(section))
+                end = std::max(end, section.offset + section.size);
+        }
+        if (!isModule || end >= m_file.size())
+            return;
+        std::string last;
+        std::uint64_t const size = std::min<std::uint64_t>(c_last.size(), m_file.size());
+        if (!m_file.read(m_file.size() - size, size, last) || last != c_last)
+            m_reason = reasonText(ReasonKey::module_signature_cut,
+                                  {std::to_string(end), std::to_string(m_file.size())});
+    }
+
+    /// The format allows empty headers among others, but no tool is known to leave any; zeros over
+    /// the table do.
+    bool isHeader(ElfSection const& section) const {
+        return section.type != SHT_NULL && isPowerOfTwoOrNone(section.alignment) &&
+               section.link < m_tables.sections.size() &&
+               (m_tables.names.empty() || section.name < m_tables.names.size());
+    }
+
+    bool isOfItsKind(ElfSection const& section) const {
+        if (section.type == SHT_STRTAB)
+            return isStringTable(section);
+        if (section.type == SHT_SYMTAB || section.type == SHT_DYNSYM)
+            return isSymbolTable(section);
+        return section.entry_size <= section.size;
+    }
+
+    /// It begins with one empty string and ends with a null byte.
+    bool isStringTable(ElfSection const& section) const {
+        std::string start;
+        std::string end;
+        return section.entry_size <= section.size &&
+               m_file.read(section.offset, std::min<std::uint64_t>(section.size, 2), start) &&
+               m_file.read(section.offset + section.size - 1, 1, end) && start[0] == '\0' &&
+               (section.size == 1 || start[1] != '\0') && end[0] == '\0';
+    }
+
+    /// The first symbol is empty, the others are not, and their names are there.
+    bool isSymbolTable(ElfSection const& section) const {
+        std::uint64_t const one = m_tables.wide ? sizeof(Elf64_Sym) : sizeof(Elf32_Sym);
+        ElfSection const& names = m_tables.sections[section.link];
+        if (section.entry_size != one || section.size % one != 0 ||
+            (section.link != 0 && (names.type != SHT_STRTAB || names.size == 0)))
+            return false;
+        std::string first;
+        std::string last;
+        return section.size == one ||
+               (m_file.read(section.offset, one, first) && isZero(first) &&
+                m_file.read(section.offset + section.size - one, one, last) && !isZero(last));
+    }
+
+    void checkSegments() {
+        bool loads = false;
+        for (std::size_t i = 0; i < m_tables.segments.size() && m_reason.empty(); ++i) {
+            ElfSegment const& segment = m_tables.segments[i];
+            bool const hasContent = segment.type != PT_NULL && segment.file_size != 0;
+            if (hasContent && !m_file.holds(segment.offset, segment.file_size))
+                cut(ReasonKey::elf_segment_cut, i, segment.offset, segment.file_size);
+            else if ((segment.type == PT_LOAD && !canBeLoaded(segment)) ||
+                     (segment.type == PT_DYNAMIC && !startsWithATag(segment)))
+                damaged(ReasonKey::elf_segment_damaged, i);
+            loads = loads || segment.type == PT_LOAD;
+        }
+        bool const isProgram = m_tables.type == ET_EXEC || m_tables.type == ET_DYN;
+        if (isProgram && !loads && !m_tables.segments.empty() && m_reason.empty())
+            m_reason = reasonText(ReasonKey::elf_header_damaged);
+    }
+
+    static bool canBeLoaded(ElfSegment const& segment) {
+        return segment.file_size <= segment.memory_size && isPowerOfTwoOrNone(segment.alignment) &&
+               (segment.alignment == 0 ||
+                (segment.address - segment.offset) % segment.alignment == 0);
+    }
+
+    bool startsWithATag(ElfSegment const& segment) const {
+        std::string tag;
+        return segment.file_size == 0 ||
+               (m_file.read(segment.offset, m_tables.wide ? 8 : 4, tag) && !isZero(tag));
+    }
+
+    ForeignFile const& m_file;
+    ElfTables const& m_tables;
+    std::string m_reason;
+};
+
+} // namespace
+
+std::string damageOf(ForeignFile const& file, ElfTables const& tables) {
+    return DamageFinder(file, tables).find();
+}
+
+} // namespace lokata::profile

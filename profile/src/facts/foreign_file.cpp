@@ -1,0 +1,91 @@
+#include "facts/foreign_file.h"
+
+#include "read/reasons.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <system_error>
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+namespace lokata::profile {
+
+namespace {
+
+constexpr std::uint64_t c_start = 4096;
+
+/// File systems whose files the kernel makes up while they are read. They pass as regular files,
+/// and reading some of them waits for news (/proc/kmsg) or takes it from others (trace_pipe).
+bool isMadeUp(int descriptor) {
+    constexpr std::array<std::uint32_t, 9> c_kinds{
+        PROC_SUPER_MAGIC,    SYSFS_MAGIC,        DEBUGFS_MAGIC, TRACEFS_MAGIC, SECURITYFS_MAGIC,
+        CGROUP2_SUPER_MAGIC, CGROUP_SUPER_MAGIC, BPF_FS_MAGIC,  SELINUX_MAGIC};
+    struct statfs status {};
+    return ::fstatfs(descriptor, &status) == 0 &&
+           std::find(c_kinds.begin(), c_kinds.end(), static_cast<std::uint32_t>(status.f_type)) !=
+               c_kinds.end();
+}
+
+std::string lastError() {
+    return std::generic_category().message(errno);
+}
+
+} // namespace
+
+ForeignFile::ForeignFile(std::string const& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        m_error = lastError();
+        return;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        m_error = reasonText(ReasonKey::not_regular);
+        return;
+    }
+    // Does not block on a pipe that took the place of the file meanwhile.
+    m_descriptor = toolbelt2::descriptor_t::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    if (!m_descriptor || ::fstat(m_descriptor.get(), &status) != 0)
+        m_error = lastError();
+    else if (!S_ISREG(status.st_mode))
+        m_error = reasonText(ReasonKey::not_regular);
+    else if (isMadeUp(m_descriptor.get()))
+        m_error = reasonText(ReasonKey::not_stored);
+    if (!m_error.empty())
+        return;
+    m_size = static_cast<std::uint64_t>(status.st_size);
+    m_start.resize(static_cast<std::size_t>(std::min(m_size, c_start)));
+    m_start.resize(readInto(m_start.data(), m_start.size(), 0));
+}
+
+bool ForeignFile::read(std::uint64_t offset, std::uint64_t size, std::string& content) const {
+    content.clear();
+    if (!holds(offset, size))
+        return false;
+    if (offset + size <= m_start.size()) {
+        content.assign(m_start, static_cast<std::size_t>(offset), static_cast<std::size_t>(size));
+        return true;
+    }
+    content.resize(static_cast<std::size_t>(size));
+    content.resize(readInto(content.data(), content.size(), offset));
+    return content.size() == size;
+}
+
+std::size_t ForeignFile::readInto(char* buffer, std::size_t size, std::uint64_t offset) const {
+    std::size_t done = 0;
+    while (done < size) {
+        auto const count = ::pread(m_descriptor.get(), buffer + done, size - done,
+                                   static_cast<off_t>(offset + done));
+        if (count > 0)
+            done += static_cast<std::size_t>(count);
+        else if (count == 0 || errno != EINTR)
+            break;
+    }
+    return done;
+}
+
+} // namespace lokata::profile

@@ -1,0 +1,175 @@
+#include "support/elf_builder.h"
+
+#include "facts/elf_tables.h"
+#include "temp_tree.h"
+
+#include <gmock/gmock.h>
+
+#include <set>
+
+namespace lokata::profile::test {
+namespace {
+
+using namespace testing;
+using LK_2_13::test::contentOf;
+using LK_2_13::test::TempTree;
+
+/// Offsets in the headers of a 64-bit file.
+enum Field : std::size_t {
+    e_phoff = 32,
+    e_version = 20,
+    e_ehsize = 52,
+    e_phentsize = 54,
+    e_phnum = 56,
+    e_shentsize = 58,
+    e_shnum = 60,
+    e_shstrndx = 62,
+    sh_name = 0,
+    sh_type = 4,
+    sh_size = 32,
+    sh_link = 40,
+    sh_info = 44,
+    sh_addralign = 48,
+    sh_entsize = 56,
+};
+
+class ElfDamageTest : public Test {
+protected:
+    std::string damage(std::string const& content) {
+        ElfFacts const facts = readElfFacts(m_tree.file("x", content));
+        EXPECT_EQ(facts.error, "");
+        return facts.damage;
+    }
+
+    std::string content(ElfBuilder const& file) {
+        return contentOf(file.write(m_tree.path("built")));
+    }
+
+    static std::string with(std::string content, std::size_t at, std::uint64_t value,
+                            unsigned size) {
+        return content.replace(at, size, Bytes().integer(value, size).content());
+    }
+
+    /// A program header at the end of the file.
+    static std::string withSegment(std::string content, std::uint32_t type, std::uint64_t offset,
+                                   std::uint64_t address, std::uint64_t size,
+                                   std::uint64_t memory) {
+        content = with(with(content, e_phoff, content.size(), 8), e_phentsize, 56, 2);
+        Bytes header;
+        programHeader(header, true, type, 0, offset, address, size, memory);
+        return with(content, e_phnum, 1, 2) + header.content();
+    }
+
+    TempTree m_tree;
+};
+
+/// The file has its headers at the end, as linkers write them, so that each cut takes some.
+TEST_F(ElfDamageTest, NoPartOfARealFileIsWholeNorWithZerosInPlaceOfTheRest) {
+    std::string const path = m_tree.file("x", contentOf("/proc/self/exe"));
+    ASSERT_EQ(readElfFacts(path).damage, "");
+    auto const size = std::filesystem::file_size(path);
+    std::set<std::uint64_t, std::greater<>> cuts;
+    for (std::uint64_t i = 1; i < 50; ++i)
+        cuts.insert(size * i / 50);
+    for (ElfSection const& section : readElfTables(ForeignFile(path))->sections)
+        if (section.type != SHT_NOBITS && section.size != 0)
+            cuts.insert({section.offset, section.offset + section.size - 1});
+    cuts.insert({size - 1, size - 65, 4096, 1024, 64, 63, 5});
+    for (std::uint64_t const cut : cuts) {
+        std::filesystem::resize_file(path, cut);
+        EXPECT_THAT(readElfFacts(path).damage, HasSubstr(std::to_string(cut)));
+        // Of the very last bytes some are zero anyhow.
+        std::filesystem::resize_file(path, cut < size - 64 ? size : size - 1);
+        EXPECT_NE(readElfFacts(path).damage, "") << "zeros behind " << cut;
+    }
+}
+
+TEST_F(ElfDamageTest, TablesThatContradictThemselvesOrTheFormatAreDamage) {
+    // Its sections: none, .text, .symtab, .strtab, .shstrtab.
+    std::string const whole =
+        content(ElfBuilder()
+                    .section(".text", "code")
+                    .section(".symtab", std::string(24, '\0') + "symbol" + std::string(18, '\0'),
+                             SHT_SYMTAB)
+                    .section(".strtab", std::string("\0name\0", 6), SHT_STRTAB));
+    ASSERT_EQ(damage(whole), "");
+    auto const headers = whole.size() - std::size_t{5} * 64;
+    auto const of = [&](std::size_t section) { return headers + 64 * section; };
+    for (auto const& [at, value, size] : std::vector<std::tuple<std::size_t, int, unsigned>>{
+             {EI_CLASS, 3, 1},
+             {EI_DATA, 0, 1},
+             {e_version, 0, 4},
+             {e_ehsize, 63, 2},
+             {e_shentsize, 40, 2},
+             {e_shnum, 6, 2},
+             {e_shnum, 0, 2},
+             {e_shstrndx, 5, 2},
+             {e_shstrndx, 1, 2},
+             {e_phnum, 1, 2},
+             {of(0) + sh_type, SHT_PROGBITS, 4},
+             {of(1) + sh_type, SHT_NULL, 4},
+             {of(1) + sh_name, 4711, 4},
+             {of(1) + sh_link, 5, 4},
+             {of(1) + sh_addralign, 3, 8},
+             {of(1) + sh_entsize, 5, 8},
+             {of(2) + sh_entsize, 23, 8},
+             {of(2) + sh_size, 40, 8},
+             {of(2) + sh_link, 1, 4},
+             {of(3) + sh_size, 5, 8},
+             {of(4) + sh_size, 0, 8},
+         })
+        EXPECT_NE(damage(with(whole, at, value, size)), "") << at << " " << value;
+    for (char const* const overwritten : {"name", "symbol", ".text"}) {
+        std::size_t const at = whole.find(overwritten);
+        EXPECT_NE(damage(std::string(whole).replace(at, 6, 6, '\0')), "") << overwritten;
+        EXPECT_NE(damage(std::string(whole).replace(at - 1, 1, 1, 'x')), "") << overwritten;
+    }
+}
+
+TEST_F(ElfDamageTest, CountsThatDoNotFitIntoTheHeaderAreReadBehindIt) {
+    std::string whole = content(ElfBuilder().buildId(BuildId(20, 1)));
+    auto const headers = whole.size() - std::size_t{3} * 64;
+    whole = with(with(whole, e_shnum, 0, 2), e_shstrndx, SHN_XINDEX, 2);
+    whole = with(with(whole, headers + sh_size, 3, 8), headers + sh_link, 2, 4);
+    EXPECT_EQ(damage(whole), "");
+    EXPECT_NE(damage(with(whole, headers + sh_size, 4, 8)), "");
+    EXPECT_NE(damage(with(whole, headers + sh_link, 3, 4)), "");
+    EXPECT_NE(damage(with(whole, headers + sh_size, 1U << 30, 8)), "");
+    EXPECT_NE(damage(with(with(whole, e_phnum, PN_XNUM, 2), headers + sh_info, 1U << 30, 4)), "");
+}
+
+TEST_F(ElfDamageTest, SegmentsCountWhereTheFileHoldsTheirContents) {
+    ElfBuilder program;
+    program.section(".text", "code", SHT_PROGBITS, SHF_ALLOC | SHF_EXECINSTR);
+    std::string const whole = content(program);
+    std::string const debug = content(ElfBuilder().debugInfo().emptiedCode());
+    std::string const bare = elfHeader(true, false, ET_EXEC, 0).content();
+    for (std::string const& holding : {whole, bare}) {
+        EXPECT_EQ(damage(withSegment(holding, PT_LOAD, 0, 0, 64, 64)), "");
+        std::string const end = std::to_string(holding.size() + 4096);
+        EXPECT_THAT(damage(withSegment(holding, PT_LOAD, holding.size(), 0, 4096, 4096)),
+                    AllOf(HasSubstr(end), HasSubstr(std::to_string(holding.size() + 56))));
+        EXPECT_NE(damage(withSegment(holding, PT_LOAD, ~0ULL - 3, 0, 64, 64)), "");
+        EXPECT_NE(damage(withSegment(holding, PT_LOAD, 0, 0, 64, 63)), "");
+        EXPECT_NE(damage(withSegment(holding, PT_LOAD, 0, 1, 64, 64)), "") << "not aligned";
+        EXPECT_NE(damage(withSegment(holding, PT_NULL, 0, 0, 0, 0)), "") << "nothing to load";
+        EXPECT_NE(damage(withSegment(holding, PT_DYNAMIC, 56, 0, 8, 8)), "");
+    }
+    EXPECT_EQ(damage(withSegment(debug, PT_LOAD, 4096, 0, 64, 64)), "");
+    EXPECT_NE(damage(withSegment(debug, PT_LOAD, 0, 0, 64, 64).substr(0, debug.size() + 55)), "");
+}
+
+TEST_F(ElfDamageTest, TheSignatureOfAKernelModuleIsWhole) {
+    std::string const signature = "bytes~Module signature appended~\n";
+    std::string const module = content(ElfBuilder(false, ET_REL).section(".modinfo", "x"));
+    std::string const object = content(ElfBuilder(false, ET_REL).section(".text", "x"));
+    EXPECT_EQ(damage(module), "");
+    EXPECT_EQ(damage(module + signature), "");
+    EXPECT_EQ(damage(object + "whatever"), "");
+    for (std::size_t length = 1; length < signature.size(); ++length)
+        EXPECT_THAT(damage(module + signature.substr(0, length)),
+                    HasSubstr(std::to_string(module.size() + length)));
+}
+
+} // namespace
+} // namespace lokata::profile::test
