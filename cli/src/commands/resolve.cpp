@@ -112,13 +112,16 @@ void print(profile::ProfileResolution const& resolution, ResolveOptions const& o
     writeOutput(text + (text.empty() ? "" : "\n") + resolutionSummary(resolution));
 }
 
-void archive(profile::ProfileResolution const& resolution, std::string const& directory) {
+/// False if a file could not be kept. The inputs behind this one are resolved all the same.
+bool archive(profile::ProfileResolution const& resolution, std::string const& directory) {
     profile::ArchiveOutcome const outcome = profile::archiveFiles(resolution, directory);
     for (std::string const& error : outcome.errors)
         reportError(error);
-    if (!outcome.errors.empty())
-        throw Failure("--archive-into: " + std::to_string(outcome.errors.size()) +
-                      " files could not be kept");
+    if (outcome.errors.empty())
+        return true;
+    reportError("--archive-into: " + std::to_string(outcome.errors.size()) +
+                " files could not be kept");
+    return false;
 }
 
 void writePage(std::vector<profile::ProfileResolution> const& resolutions,
@@ -172,8 +175,8 @@ int resolve(ResolveOptions& options) {
         print(resolution, options);
         if (resolution.profile.format.empty())
             continue;
-        if (!options.archive_into.empty())
-            archive(resolution, options.archive_into);
+        if (!options.archive_into.empty() && !archive(resolution, options.archive_into))
+            status = esFailed;
         resolutions.push_back(std::move(resolution));
     }
     if (!options.html.empty())

@@ -34,9 +34,8 @@ std::unique_ptr<IValidatorCallback> createBinaryValidator(BuildId const& buildId
 }
 
 std::unique_ptr<IValidatorCallback> createSymbolValidator(BuildId const& buildId) {
-    auto cache = std::make_unique<ElfFactsCache>();
-    SymbolOwner owner = symbolOwner(*cache, "", buildId);
-    return std::make_unique<OwnSymbolValidator>(std::move(cache), std::move(owner));
+    return std::make_unique<OwnSymbolValidator>(std::make_unique<ElfFactsCache>(),
+                                                SymbolOwner{"", buildId, std::nullopt, 0});
 }
 
 std::unique_ptr<IValidatorCallback> createSymbolValidatorFor(std::string const& binary) {
