@@ -230,6 +230,34 @@ TEST_F(FindProgram, FindsAnArchivedFileInTheArchiveStepAndInTheNearestArchiveFir
                   (first ? near : far) + "\n");
 }
 
+TEST_F(FindProgram, ADamagedCopyInAnArchiveIsRejectedWithBothValuesAndReplaced) {
+    std::string const file = place.file("tool");
+    fs::permissions(file, fs::perms(06755));
+    auto const archive = [&] { return place.run({"archive", file, "--into", "kept"}); };
+    std::string const copy = place.path("kept/all/tool/" + md5OfContent + "/tool");
+    ASSERT_EQ(archive().out, "kept/all/tool/" + md5OfContent + "/tool\n");
+    EXPECT_EQ(fs::status(copy).permissions(), fs::perms(0755)) << "no set-user-ID bit";
+
+    place.file("kept/all/tool/" + md5OfContent + "/tool", "abc");
+    std::vector<std::string> const question{"bin", "tool", "--archive", "kept", "--json"};
+    Outcome const damaged = find(question);
+    EXPECT_EQ(damaged.status, 1);
+    EXPECT_THAT(damaged.out, AllOf(HasSubstr(md5OfContent), HasSubstr(md5OfAbc)));
+    EXPECT_EQ(place.run({"run", "-", "--no-user", "--archive", "kept"}, "bin tool\n").out,
+              "bin\ttool\t-\n");
+    EXPECT_EQ(archive().status, 0);
+    EXPECT_EQ(contentOf(copy), "content");
+    EXPECT_EQ(find(question).status, 0);
+
+    fs::remove(copy);
+    place.link("kept/all/tool/" + md5OfContent + "/tool", place.path("planted"));
+    EXPECT_EQ(archive().status, 2);
+    EXPECT_FALSE(fs::exists(place.path("planted"))) << "a link is not followed";
+    fs::remove(copy);
+    ASSERT_EQ(::mkfifo(copy.c_str(), 0644), 0);
+    EXPECT_THAT(archive().err, HasSubstr(copy.substr(place.path("").size())));
+}
+
 TEST_F(FindProgram, ArchivesIntoTheNearestContextThatHasAnArchive) {
     place.dir("child");
     place.dir("parent/archive");

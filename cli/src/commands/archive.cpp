@@ -6,9 +6,9 @@
 #include "search/enumerator_names.h"
 #include "search/search_options.h"
 
-#include <lokata2/checksum.h>
-#include <lokata2/utils.h>
+#include <lokata/profile/archive.h>
 
+#include <filesystem>
 #include <memory>
 
 using namespace LK_2_13;
@@ -23,61 +23,30 @@ struct ArchiveOptions {
     SearchOptions contexts;
 };
 
-void check(archive_result_t result, ArchiveOptions const& options) {
-    switch (result) {
-    case afOk:
-    case afAlreadyArchived:
-        return;
-    case afNoChecksum:
-        throw Failure(options.file + ": cannot be read to its end");
-    case afDirectoryError:
-        throw Failure(options.file + ": a directory of the archive cannot be made" +
-                      (options.into.empty() ? "" : " in " + options.into));
-    case afCopyFailed:
-        throw Failure(options.file + ": cannot be copied into the archive");
-    case afNoArchiveDir:
-        throw Failure("--context: none of the contexts has an archive");
-    case afNoCalculator:
-        break;
-    }
-    throw Failure(options.file + ": its checksum cannot be computed");
-}
-
-// The library puts the file into the nearest archive and does not tell which one that is. The
-// environment of the same context lists the archives, nearest first.
-std::string placeInNearestArchive(ContextChain const& chain, search_category_t category,
-                                  std::string const& file) {
+// As the library's own archiving chooses it: that of the nearest context which has one. The
+// environment of the context lists the archives' directories for a category, nearest first.
+std::string nearestArchive(ContextChain const& chain, search_category_t category) {
     auto const archives =
         chain.manager().createSearchEnv(*chain.nearest(), nullptr, nullptr)->archiveDirs(category);
     char const* directory = nullptr;
     bool recursive = false;
     bool priority = false;
-    auto const checksum = IChecksumCalculator::create()->calculateChecksum(file.c_str(), ctMd5);
-    if (!archives || !archives->getCurrentRecord(directory, recursive, priority) || !checksum)
-        throw Failure(file + ": was archived, but has changed or gone since");
-    std::string const name = utils::getFileNameOnly(file.c_str());
-    std::string path = directory;
-    for (std::string const& part : {name, std::string(checksum->value()), name})
-        path = utils::addSubPart(path.c_str(), part.c_str());
-    return path;
+    if (!archives || !archives->getCurrentRecord(directory, recursive, priority))
+        throw Failure("--context: none of the contexts has an archive");
+    return std::filesystem::path(directory).parent_path().string();
 }
 
 int archive(ArchiveOptions const& options) {
     search_category_t const category = *categoryOfWord(options.category);
-    std::string path;
-    if (!options.into.empty()) {
-        check(utils::archiveFile(options.file.c_str(), options.into.c_str(),
-                                 archiveWordOf(category), path, false),
-              options);
-    } else if (!options.contexts.contexts.empty() || !options.contexts.result_dir.empty()) {
-        ContextChain const chain(options.contexts);
-        check(chain.manager().archiveFile(*chain.nearest(), options.file.c_str(), category),
-              options);
-        path = placeInNearestArchive(chain, category, options.file);
-    } else {
+    std::string into = options.into;
+    if (into.empty() && options.contexts.contexts.empty() && options.contexts.result_dir.empty())
         throw Failure("archive: --into, --context or --result is required");
-    }
-    writeOutput(pathLine(path));
+    if (into.empty())
+        into = nearestArchive(ContextChain(options.contexts), category);
+    profile::ArchivedFile const archived = profile::archiveFile(options.file, into, category);
+    if (archived.path.empty())
+        throw Failure(archived.error);
+    writeOutput(pathLine(archived.path));
     return esDone;
 }
 

@@ -18,11 +18,6 @@ constexpr profile::Word<search_category_t> c_categoryNames[]{{scBinaryFiles, "sc
                                                              {scAllFiles, "scAllFiles"}};
 constexpr profile::Word<search_category_t> c_categoryWords[]{
     {scBinaryFiles, "bin"}, {scSymbolFiles, "sym"}, {scSourceFiles, "src"}, {scAllFiles, "all"}};
-constexpr profile::Word<search_category_t> c_archiveWords[]{{scBinaryFiles, "binaries"},
-                                                            {scSymbolFiles, "symbols"},
-                                                            {scSourceFiles, "sources"},
-                                                            {scAllFiles, "all"}};
-
 template <class Value, std::size_t n>
 std::string nameOrNumber(profile::Word<Value> const (&names)[n], Value value) {
     std::string_view const name = profile::wordOf(names, value);
@@ -53,10 +48,6 @@ std::optional<search_category_t> categoryOfWord(std::string_view word) {
 
 char const* wordOf(search_category_t category) {
     return profile::wordOf(c_categoryWords, category).data();
-}
-
-char const* archiveWordOf(search_category_t category) {
-    return profile::wordOf(c_archiveWords, category).data();
 }
 
 unsigned int parseSteps(std::string_view list) {

@@ -19,9 +19,6 @@ std::string nameOf(LK_2_13::severity_t severity);
 std::optional<LK_2_13::search_category_t> categoryOfWord(std::string_view word);
 char const* wordOf(LK_2_13::search_category_t category);
 
-/// The directory of a category in an archive: "binaries", "symbols", "sources" or "all".
-char const* archiveWordOf(LK_2_13::search_category_t category);
-
 /// The union of the steps in a comma separated list of names without their "ss", as in
 /// "AbsoluteNameLookup,SystemDirs". Throws `Failure` for an unknown or empty name.
 unsigned int parseSteps(std::string_view list);

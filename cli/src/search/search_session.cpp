@@ -28,7 +28,9 @@ std::string withoutStepsUp(std::string const& name) {
 
 SearchSession::SearchSession(SearchOptions const& options, History history) : m_setup(options) {
     registerCallbacks(history);
-    m_pSearch = IFileSearch::create(m_setup.environment(options.kernel_release));
+    auto const environment = m_setup.environment(options.kernel_release);
+    m_pCopies = std::make_unique<profile::ArchivedCopyValidator>(environment);
+    m_pSearch = IFileSearch::create(environment);
 }
 
 // With a history every answer goes through the no-files-found callback, which takes the valid file:
@@ -61,16 +63,17 @@ SearchRecord SearchSession::find(SearchRequest const& request, IValidatorCallbac
         return m_recorder.take();
     if (m_pHistories)
         m_pHistories->select(request.checksum);
+    m_pCopies->setInner(validator);
     char const* const name = searched.c_str();
     char const* const binary = orNull(request.binary);
     char const* const checksum = orNull(request.checksum);
     char const* const suggestion = orNull(request.suggestion);
     if (request.category == scBinaryFiles)
-        m_pSearch->findBinFile(name, validator, suggestion, 0);
+        m_pSearch->findBinFile(name, m_pCopies.get(), suggestion, 0);
     else if (request.category == scSymbolFiles)
-        m_pSearch->findSymFile(name, binary, checksum, validator, suggestion, nullptr);
+        m_pSearch->findSymFile(name, binary, checksum, m_pCopies.get(), suggestion, nullptr);
     else
-        m_pSearch->findSrcFile(name, binary, checksum, validator, suggestion);
+        m_pSearch->findSrcFile(name, binary, checksum, m_pCopies.get(), suggestion);
     return m_recorder.take();
 }
 

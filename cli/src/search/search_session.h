@@ -5,10 +5,13 @@
 #include "search/search_recorder.h"
 #include "search/search_setup.h"
 
+#include <lokata/profile/archived_copy_validator.h>
+
 #include <lokata2/file_search.h>
 #include <lokata2/search_manipulator.h>
 #include <lokata2/validator.h>
 
+#include <memory>
 #include <string>
 
 namespace lokata::cli {
@@ -42,6 +45,7 @@ private:
     SearchRecorder m_recorder; ///< holds the callbacks of the manipulator, so it stands before it
     LK_2_13::ObjectPtr<ChecksumHistories> m_pHistories;
     LK_2_13::ObjectPtr<LK_2_13::ISearchManipulator> m_pManipulator;
+    std::unique_ptr<profile::ArchivedCopyValidator> m_pCopies;
     LK_2_13::ObjectPtr<LK_2_13::IFileSearch> m_pSearch;
 };
 

@@ -9,7 +9,6 @@
 #include <string_view>
 
 #include <elf.h>
-#include <sys/stat.h>
 #include <zlib.h>
 
 namespace lokata::profile {
@@ -204,43 +203,16 @@ std::optional<std::uint32_t> fileCrc32(std::string const& path) {
     return static_cast<std::uint32_t>(crc);
 }
 
-std::optional<ElfFactsCache::FileKey> ElfFactsCache::keyOf(std::string const& path) {
-    struct stat status {};
-    if (::stat(path.c_str(), &status) != 0)
-        return std::nullopt;
-    return FileKey{status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec,
-                   status.st_mtim.tv_nsec};
-}
-
 std::shared_ptr<ElfFacts const> ElfFactsCache::facts(std::string const& path) {
-    std::optional<FileKey> const key = keyOf(path);
-    if (key) {
-        std::lock_guard const guard(m_mutex);
-        if (auto const known = m_facts.find(*key); known != m_facts.end())
-            return known->second;
-    }
-    auto result = std::make_shared<ElfFacts const>(readElfFacts(path));
-    // A file that changed while it was read is not remembered.
-    if (key && key == keyOf(path)) {
-        std::lock_guard const guard(m_mutex);
-        m_facts.emplace(*key, result);
-    }
-    return result;
+    return m_facts.get(
+        path,
+        [](std::string const& each) {
+            return std::make_shared<ElfFacts const>(readElfFacts(each));
+        });
 }
 
 std::optional<std::uint32_t> ElfFactsCache::crc32(std::string const& path) {
-    std::optional<FileKey> const key = keyOf(path);
-    if (key) {
-        std::lock_guard const guard(m_mutex);
-        if (auto const known = m_crcs.find(*key); known != m_crcs.end())
-            return known->second;
-    }
-    std::optional<std::uint32_t> result = fileCrc32(path);
-    if (key && result && key == keyOf(path)) {
-        std::lock_guard const guard(m_mutex);
-        m_crcs.emplace(*key, *result);
-    }
-    return result;
+    return m_crcs.get(path, fileCrc32);
 }
 
 } // namespace lokata::profile

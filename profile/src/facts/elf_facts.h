@@ -6,16 +6,14 @@
 /// All functions may be called from any thread. Files are foreign data: sizes in them are checked,
 /// and a damaged file gives facts that say so, never an exception.
 
+#include "facts/file_memo.h"
+
 #include <lokata/profile/build_id.h>
 
-#include <toolbelt2/mutex.h>
-
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <tuple>
 #include <vector>
 
 namespace lokata::profile {
@@ -74,8 +72,7 @@ ElfFacts readElfFacts(std::string const& path);
 /// The CRC-32 of a whole file, as .gnu_debuglink records it; empty if it cannot be read.
 std::optional<std::uint32_t> fileCrc32(std::string const& path);
 
-/// Remembers facts by the identity of a file: device, inode, size and time of modification in
-/// nanoseconds. A name alone is never trusted, each question costs a `stat`.
+/// Remembers what it was asked of a file.
 class ElfFactsCache {
 public:
     /// Never null.
@@ -83,13 +80,8 @@ public:
     std::optional<std::uint32_t> crc32(std::string const& path);
 
 private:
-    using FileKey = std::tuple<std::uint64_t, std::uint64_t, std::uint64_t, std::int64_t, long>;
-
-    static std::optional<FileKey> keyOf(std::string const& path);
-
-    toolbelt2::mutex_t m_mutex;
-    std::map<FileKey, std::shared_ptr<ElfFacts const>> m_facts TOOLBELT2_GUARDED_BY(m_mutex);
-    std::map<FileKey, std::uint32_t> m_crcs TOOLBELT2_GUARDED_BY(m_mutex);
+    FileMemo<std::shared_ptr<ElfFacts const>> m_facts;
+    FileMemo<std::optional<std::uint32_t>> m_crcs;
 };
 
 } // namespace lokata::profile

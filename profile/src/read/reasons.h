@@ -52,6 +52,7 @@ enum class ReasonKey {
     source_md5_mismatch,  ///< Found, recorded.
     source_time_mismatch, ///< Found, recorded, in seconds since the epoch.
     source_size_mismatch, ///< Found, recorded, in bytes.
+    copy_damaged,         ///< The MD5 found, the one in the path.
     is_directory,
     not_proven,
     rejected, ///< For a rejection that came without a reason.
@@ -65,10 +66,12 @@ enum class ReasonKey {
     guest_name,
     mount_namespace_name,
     foreign_name,
-    // Why a file was not archived: its path, and but for the second the archive.
+    // Why a file was not archived: its path, and then the archive or the place of the copy.
     archive_directory,
     archive_unread,
     archive_copy,
+    archive_changed,
+    archive_taken,
 };
 
 struct ReasonEntry {
@@ -111,6 +114,7 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::source_md5_mismatch, "SourceMd5Mismatch", 3},
     {ReasonKey::source_time_mismatch, "SourceTimeMismatch", 3},
     {ReasonKey::source_size_mismatch, "SourceSizeMismatch", 3},
+    {ReasonKey::copy_damaged, "CopyDamaged", 3},
     {ReasonKey::is_directory, "IsDirectory", 1},
     {ReasonKey::not_proven, "NotProven", 1},
     {ReasonKey::rejected, "Rejected", 1},
@@ -126,6 +130,8 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::archive_directory, "ArchiveDirectory", 2},
     {ReasonKey::archive_unread, "ArchiveUnread", 1},
     {ReasonKey::archive_copy, "ArchiveCopy", 2},
+    {ReasonKey::archive_changed, "ArchiveChanged", 1},
+    {ReasonKey::archive_taken, "ArchiveTaken", 2},
 };
 
 /// The text in the language of the process, with the arguments filled in, byte for byte as they

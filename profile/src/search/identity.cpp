@@ -74,6 +74,8 @@ validation_result_t IdentityValidator::validate(char const* fileName,
     JudgedCandidate candidate;
     candidate.path = utils::getCanonicalName(fileName, false);
     judge(fileName, candidate);
+    if (m_copies != nullptr)
+        m_copies->check(fileName, candidate);
     if (candidate.result == vrInvalid) {
         errorInfo.setSeverity(candidate.severity);
         errorInfo.setErrorMessage(candidate.message.c_str());

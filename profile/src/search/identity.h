@@ -8,6 +8,7 @@
 
 #include "facts/elf_facts.h"
 #include "facts/source_files.h"
+#include "search/archived_copies.h"
 
 #include <lokata/profile/resolution.h>
 
@@ -21,6 +22,9 @@ namespace lokata::profile {
 /// Keeps what it judged. Subclasses say how.
 class IdentityValidator : public LK_2_13::IValidatorCallback {
 public:
+    /// Rejects damaged copies in archives besides; null for none. `copies` outlives the validator.
+    void setArchives(ArchivedCopies const* copies) { m_copies = copies; }
+
     LK_2_13::validation_result_t validate(char const* fileName,
                                           LK_2_13::IErrorInfoContainer& errorInfo) final;
 
@@ -34,6 +38,7 @@ protected:
     virtual void judge(std::string const& path, JudgedCandidate& candidate) = 0;
 
 private:
+    ArchivedCopies const* m_copies = nullptr;
     std::vector<JudgedCandidate> m_judged;
 };
 

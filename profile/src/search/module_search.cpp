@@ -227,6 +227,7 @@ std::string askedName(std::string const& searchable, BuildId const& buildId) {
 ModuleSearch::ModuleSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
                            SearchSettings const& settings)
     : m_support(support)
+    , m_copies(environment.get(), support.digests)
     , m_environment(new Environment(environment,
                                     settings.use_index ? &support.directories : nullptr,
                                     settings.kernel_release))
@@ -243,6 +244,7 @@ void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestion
     record.run_steps = runSteps;
     record.suggestions = std::move(suggestions);
     std::size_t const firstJudged = validator.judged().size();
+    validator.setArchives(&m_copies);
     ObjectPtr<IValidFile> const file = find();
     for (ObjectPtr<IInvalidFile> const& rejected : record.rejected)
         addRejected(*rejected, validator.verdictOn(rejected->name()), record.suggestions, result);

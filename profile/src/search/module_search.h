@@ -23,6 +23,7 @@ struct SearchSupport {
     explicit SearchSupport(PlaceOptions options) : places(std::move(options)) {}
 
     ElfFactsCache elf;
+    ContentDigests digests;
     FilePlaces places;
     DirectoryIndex directories;
 };
@@ -80,6 +81,7 @@ private:
              IdentityValidator& validator, Find const& find, bool runSteps = true);
 
     SearchSupport& m_support;
+    ArchivedCopies m_copies;
     LK_2_13::ObjectPtr<Environment> m_environment;
     LK_2_13::ObjectPtr<LK_2_13::IFileSearch> m_search;
 };

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 
 namespace lokata::profile::test {
 namespace {
@@ -220,6 +221,16 @@ TEST_F(ResolverTest, TheArchiveAloneGivesTheSameAnswers) {
     ASSERT_TRUE(there.modules[1].supplementary);
     EXPECT_TRUE(there.modules[1].supplementary->found());
     EXPECT_FALSE(there.modules[4].binary->found());
+
+    std::string const copy = there.modules[0].binary->path;
+    std::ofstream(copy, std::ios::app) << "more than was archived, behind a whole ELF file";
+    ModuleResolution const damaged = resolveOne(modules[0]);
+    EXPECT_EQ(damaged.status, ModuleStatus::missing);
+    ASSERT_THAT(damaged.binary->rejected, SizeIs(1));
+    Identity const& identity = damaged.binary->rejected[0].identity;
+    EXPECT_EQ(identity.kind, IdentityKind::source_md5);
+    EXPECT_THAT(copy, HasSubstr("/" + identity.expected + "/"));
+    EXPECT_THAT(identity.actual, AllOf(SizeIs(32), Ne(identity.expected)));
 }
 
 TEST_F(ResolverTest, SourcesThatTheProfileNamesAreLookedFor) {

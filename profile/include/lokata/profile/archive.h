@@ -1,7 +1,14 @@
 #pragma once
 
 /// Keeps the files of a resolved profile, so that it can be resolved without the machine that it
-/// was recorded on.
+/// was recorded on. An archive is a tree of copies, ARCHIVE/CATEGORY/NAME/MD5/NAME, as the search
+/// library looks through it.
+///
+/// A copy appears under its name whole or not at all, holds what the MD5 in its path says, and has
+/// the source's permissions and time of modification, but never its set-user-ID and set-group-ID
+/// bits. A copy that is there already is compared with its MD5, and replaced if it is damaged; what
+/// is no regular file in its place is left alone, and that is an error. Any number of processes may
+/// write to one archive.
 
 #include <lokata/profile/resolution.h>
 
@@ -11,9 +18,31 @@
 
 namespace lokata::profile {
 
+/// The directories of an archive.
+constexpr Word<LK_2_13::search_category_t> c_archiveCategories[]{
+    {LK_2_13::scBinaryFiles, "binaries"},
+    {LK_2_13::scSymbolFiles, "symbols"},
+    {LK_2_13::scSourceFiles, "sources"},
+    {LK_2_13::scAllFiles, "all"},
+};
+
+/// What became of one file.
+struct ArchivedFile {
+    std::string path;   ///< Of the copy; empty if the file could not be kept.
+    bool added = false; ///< False for a copy that was there already.
+    std::string error;  ///< For a person; why the file could not be kept.
+};
+
+/// Copies a file into the archive below `directory`, which is made if it is missing. `name` is that
+/// of the copy, a bare name; empty stands for the file's own.
+LOKATA_PROFILE_EXPORT ArchivedFile archiveFile(std::string const& file,
+                                               std::string const& directory,
+                                               LK_2_13::search_category_t category,
+                                               std::string const& name = {});
+
 struct ArchiveOutcome {
-    std::size_t added = 0;           ///< Files that were not in the archive before.
-    std::size_t kept = 0;            ///< Files that were.
+    std::size_t added = 0;           ///< Files of which no whole copy was in the archive before.
+    std::size_t kept = 0;            ///< Files of which there was one.
     std::vector<std::string> errors; ///< For a person; one for each file that could not be kept.
 };
 

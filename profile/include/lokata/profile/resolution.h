@@ -45,7 +45,7 @@ enum class IdentityKind {
     build_id,       ///< Hexadecimal digits.
     debug_link_crc, ///< Eight hexadecimal digits.
     same_file,      ///< The symbols stand in the binary itself; values are its path.
-    source_md5,     ///< Hexadecimal digits.
+    source_md5,     ///< Hexadecimal digits; of a source, or of a damaged copy in an archive.
     time_and_size,  ///< "SECONDS s, SIZE bytes", a part that is not recorded left out.
 };
 

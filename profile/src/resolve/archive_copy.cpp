@@ -1,0 +1,121 @@
+#include <lokata/profile/archive.h>
+
+#include "read/reasons.h"
+#include "search/archived_copies.h"
+
+#include <lokata2/utils.h>
+
+#include <toolbelt2/descriptor.h>
+#include <toolbelt2/digest.h>
+#include <toolbelt2/path.h>
+#include <toolbelt2/pending_file.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <stdexcept>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace lokata::profile {
+
+namespace {
+
+/// Ends the copying of a file, with the reason and its second argument.
+struct CopyFailure {
+    ReasonKey reason;
+    std::string place;
+};
+
+/// A directory of the archive that only the archive itself makes: no link stands in its place.
+void makeDirectory(std::string const& directory, std::string const& archive) {
+    struct stat status {};
+    if (::mkdir(directory.c_str(), 0777) != 0 &&
+        (errno != EEXIST || ::lstat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)))
+        throw CopyFailure{ReasonKey::archive_directory, archive};
+}
+
+/// Copies to the end of the file; gives the MD5 of what was copied.
+std::string copyContent(toolbelt2::descriptor_t const& source, toolbelt2::pending_file_t& target) {
+    toolbelt2::md5_t digest;
+    std::vector<char> buffer(1U << 18);
+    for (;;) {
+        ssize_t const count = ::read(source.get(), buffer.data(), buffer.size());
+        if (count == 0)
+            return digest.get_digest_base16();
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            throw CopyFailure{ReasonKey::archive_unread, {}};
+        auto const size = static_cast<std::size_t>(count);
+        digest.update(buffer.data(), size);
+        target.write(buffer.data(), size);
+    }
+}
+
+void writeCopy(std::string const& file, std::string const& md5, std::string const& copy) {
+    auto const source = toolbelt2::descriptor_t::open(file.c_str(), O_RDONLY | O_NONBLOCK);
+    struct stat status {};
+    if (!source || ::fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode))
+        throw CopyFailure{ReasonKey::archive_unread, {}};
+    // Without the bits that would make a program of the archive's owner run with foreign rights.
+    mode_t const permissions = (status.st_mode & 0777) | S_IRUSR;
+    toolbelt2::pending_file_t pending(copy, permissions);
+    if (copyContent(source, pending) != md5)
+        throw CopyFailure{ReasonKey::archive_changed, {}};
+    // Some compilers record the time of a source file. Not every file system keeps it.
+    timespec const times[]{status.st_atim, status.st_mtim};
+    static_cast<void>(::futimens(pending.descriptor(), times));
+    pending.commit();
+}
+
+/// Whether a whole copy is there. What stands in the place of one is never followed or opened.
+bool isKept(std::string const& copy, std::string const& md5) {
+    struct stat status {};
+    if (::lstat(copy.c_str(), &status) != 0)
+        return false;
+    if (!S_ISREG(status.st_mode))
+        throw CopyFailure{ReasonKey::archive_taken, copy};
+    return contentMd5(copy) == md5;
+}
+
+ArchivedFile keep(std::string const& file, std::string const& archive, std::string_view category,
+                  std::string const& name) {
+    std::string const md5 = contentMd5(file);
+    if (md5.empty())
+        throw CopyFailure{ReasonKey::archive_unread, {}};
+    // The archive and its categories may be links, to where there is room.
+    std::string directory = toolbelt2::join_path(archive, category);
+    std::error_code ignored; // Shows below.
+    std::filesystem::create_directories(directory, ignored);
+    for (std::string const& part : {name, md5}) {
+        directory = toolbelt2::join_path(directory, part);
+        makeDirectory(directory, archive);
+    }
+    ArchivedFile result;
+    result.path = toolbelt2::join_path(directory, name);
+    result.added = !isKept(result.path, md5);
+    if (result.added)
+        writeCopy(file, md5, result.path);
+    return result;
+}
+
+} // namespace
+
+ArchivedFile archiveFile(std::string const& file, std::string const& directory,
+                         LK_2_13::search_category_t category, std::string const& name) {
+    ArchivedFile failed;
+    try {
+        return keep(file, directory, wordOf(c_archiveCategories, category),
+                    name.empty() ? LK_2_13::utils::getFileNameOnly(file.c_str()) : name);
+    } catch (CopyFailure const& failure) {
+        failed.error = reasonText(failure.reason, {file, failure.place});
+    } catch (std::runtime_error const&) { // Of the pending file.
+        failed.error = reasonText(ReasonKey::archive_copy, {file, directory});
+    }
+    return failed;
+}
+
+} // namespace lokata::profile

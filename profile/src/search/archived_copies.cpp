@@ -1,0 +1,147 @@
+#include "search/archived_copies.h"
+
+#include "read/reasons.h"
+
+#include <lokata/profile/archived_copy_validator.h>
+
+#include <lokata2/checksum.h>
+#include <lokata2/utils.h>
+
+#include <toolbelt2/hex.h>
+
+#include <stdexcept>
+#include <string_view>
+
+#include <sys/stat.h>
+
+namespace lokata::profile {
+
+using namespace LK_2_13;
+
+namespace {
+
+constexpr std::size_t c_md5Size = 16;
+
+/// Takes the last component off `path`, with the slashes before it.
+std::string_view takeLast(std::string_view& path) {
+    std::size_t const slash = path.rfind('/');
+    if (slash == std::string_view::npos)
+        return std::exchange(path, {});
+    std::string_view const last = path.substr(slash + 1);
+    path = path.substr(0, path.find_last_not_of('/', slash) + 1);
+    return last;
+}
+
+} // namespace
+
+std::string contentMd5(std::string const& path) {
+    try {
+        ObjectPtr<IChecksum> const checksum =
+            IChecksumCalculator::create()->calculateChecksum(path.c_str(), ctMd5);
+        return checksum ? checksum->value() : "";
+    } catch (std::runtime_error const&) {
+        return {}; // A policy of the machine forbids the algorithm.
+    }
+}
+
+std::optional<CopyPath> parseCopyPath(std::string const& path) {
+    std::string_view rest = path;
+    std::string_view const name = takeLast(rest);
+    auto const md5 = toolbelt2::from_hex(takeLast(rest));
+    if (!md5 || md5->size() != c_md5Size || takeLast(rest) != name || name.empty() || rest.empty())
+        return std::nullopt;
+    return CopyPath{std::string(rest), std::string(name), toolbelt2::to_hex(*md5)};
+}
+
+ArchivedCopies::ArchivedCopies(ISearchEnv* environment, ContentDigests& digests)
+    : m_digests(digests) {
+    if (environment == nullptr)
+        return;
+    if (std::string const cache = environment->cacheDir(); !cache.empty())
+        add(cache);
+    for (search_category_t const category :
+         {scBinaryFiles, scSymbolFiles, scSourceFiles, scAllFiles}) {
+        ObjectPtr<ISearchDirIterator> const archives = environment->archiveDirs(category);
+        char const* name = nullptr;
+        bool recursive = false;
+        bool priority = false;
+        if (!archives)
+            continue;
+        archives->reset();
+        while (archives->getCurrentRecord(name, recursive, priority)) {
+            add(name);
+            if (!archives->next())
+                break;
+        }
+    }
+}
+
+std::optional<ArchivedCopies::DirectoryKey> ArchivedCopies::keyOf(std::string const& directory) {
+    struct stat status {};
+    if (::stat(directory.c_str(), &status) != 0)
+        return std::nullopt;
+    return DirectoryKey{status.st_dev, status.st_ino};
+}
+
+void ArchivedCopies::add(std::string const& directory) {
+    if (auto const key = keyOf(directory))
+        m_directories.insert(*key);
+}
+
+std::optional<Identity> ArchivedCopies::content(std::string const& path) const {
+    std::optional<CopyPath> const copy = parseCopyPath(path);
+    if (!copy || m_directories.empty())
+        return std::nullopt;
+    auto const directory = keyOf(copy->directory);
+    if (!directory || m_directories.count(*directory) == 0)
+        return std::nullopt;
+    return Identity{IdentityKind::source_md5, copy->md5, m_digests.get(path, contentMd5)};
+}
+
+void ArchivedCopies::check(std::string const& path, JudgedCandidate& candidate) const {
+    if (candidate.result == vrInvalid)
+        return;
+    std::optional<Identity> damaged = content(path);
+    if (!damaged || damaged->expected == damaged->actual)
+        return;
+    candidate.result = vrInvalid;
+    candidate.severity = svError;
+    candidate.message =
+        damaged->actual.empty()
+            ? reasonText(ReasonKey::checksum_unread, {path, damaged->expected})
+            : reasonText(ReasonKey::copy_damaged, {path, damaged->actual, damaged->expected});
+    candidate.identity = std::move(*damaged);
+}
+
+class ArchivedCopyValidator::Impl {
+public:
+    explicit Impl(ISearchEnv* environment) : copies(environment, m_digests) {}
+
+private:
+    ContentDigests m_digests;
+
+public:
+    ArchivedCopies const copies;
+};
+
+ArchivedCopyValidator::ArchivedCopyValidator(ObjectPtr<ISearchEnv> const& environment)
+    : m_impl(std::make_unique<Impl>(environment.get())) {}
+
+ArchivedCopyValidator::~ArchivedCopyValidator() = default;
+
+validation_result_t ArchivedCopyValidator::validate(char const* fileName,
+                                                    IErrorInfoContainer& errorInfo) {
+    JudgedCandidate candidate;
+    if (m_inner != nullptr)
+        candidate.result = m_inner->validate(fileName, errorInfo);
+    if (candidate.result == vrInvalid)
+        return vrInvalid;
+    m_impl->copies.check(fileName, candidate);
+    if (candidate.result == vrInvalid) {
+        errorInfo.setSeverity(candidate.severity);
+        errorInfo.setErrorMessage(candidate.message.c_str());
+    }
+    return candidate.result;
+}
+
+} // namespace lokata::profile
