@@ -55,6 +55,7 @@ protected:
     /// The content of the target; "none" if there is no target after a failure.
     std::string extract(std::string_view image) {
         std::string const file = m_tree.file("vmlinuz", image);
+        fs::remove(m_target);
         bool const extracted = utils::extractVmlinux(file.c_str(), m_target.c_str());
         EXPECT_EQ(extracted, fs::exists(m_target));
         return extracted ? test::contentOf(m_target) : "none";
@@ -64,26 +65,19 @@ protected:
     std::string m_target = m_tree.path("vmlinux");
 };
 
-TEST_F(KernelExtraction, UnpacksTheStreamInsideAnImageAndLeavesWhatFollows) {
+TEST_F(KernelExtraction, UnpacksTheFirstStreamOfAScanThatNeverStepsBack) {
     std::string const kernel = longContent();
     EXPECT_TRUE(extract("boot \x1f\x8b\x1f code" + gzip(kernel) + "signature") == kernel);
-    EXPECT_EQ(extract(gzip("first") + gzip("second")), "first");
-}
-
-TEST_F(KernelExtraction, FailsWithoutASignatureOrAnImage) {
-    EXPECT_EQ(extract(""), "none");
     std::string withName = gzip("kernel");
     withName[3] = 8;
-    EXPECT_EQ(extract(withName), "none");
-    EXPECT_FALSE(utils::extractVmlinux(m_tree.root().c_str(), m_target.c_str()));
-    EXPECT_FALSE(utils::extractVmlinux(m_tree.path("none").c_str(), m_target.c_str()));
-}
-
-TEST_F(KernelExtraction, DoesNotStepBackInItsScan) {
-    EXPECT_EQ(extract("\x1f" + gzip("kernel")), "none");
-    EXPECT_EQ(extract("\x1f." + gzip("kernel")), "kernel");
-    EXPECT_EQ(extract(std::string("\x1f\x8b\x08\x00 code ", 10) + gzip("kernel")), "none")
-        << "the first signature decides";
+    for (auto const& [image, content] :
+         {std::pair(gzip("first") + gzip("second"), "first"), std::pair(std::string(), "none"),
+          std::pair(withName, "none"), std::pair("\x1f" + gzip("kernel"), "none"),
+          std::pair("\x1f." + gzip("kernel"), "kernel"),
+          std::pair(std::string("\x1f\x8b\x08\x00 code ", 10) + gzip("kernel"), "none")})
+        EXPECT_EQ(extract(image), content);
+    for (std::string const& image : {m_tree.root(), m_tree.path("none")})
+        EXPECT_FALSE(utils::extractVmlinux(image.c_str(), m_target.c_str()));
 }
 
 TEST_F(KernelExtraction, TakesWhatAStreamThatIsCutShortHoldsButNotADamagedOne) {
@@ -141,7 +135,7 @@ protected:
     FoundFilesLazyIterator m_files{m_strategy, m_validator, 0};
 };
 
-TEST_F(KernelSubstitution, PutsACopyInThePlaceOfTheImageThatIsUnpackedOnce) {
+TEST_F(KernelSubstitution, PutsACopyThatIsUnpackedOnceInThePlaceOfTheImage) {
     std::string const file = image("boot/vmlinuz-6.1");
     std::string const cached = cachedName(file);
     EXPECT_TRUE(offer(file));
@@ -165,28 +159,23 @@ TEST_F(KernelSubstitution, UnpacksAnewOverACopyThatIsRefusedAndElseKeepsTheImage
     EXPECT_FALSE(m_files.currentlyFoundInvalid()->next());
 }
 
-TEST_F(KernelSubstitution, LeavesTheImageIfItCannotBeUnpacked) {
-    std::string const plain = m_tree.file("vmlinuz-plain", "no stream");
-    std::string const packed = image("vmlinuz");
-    EXPECT_TRUE(offer(plain));
-    EXPECT_FALSE(std::filesystem::exists(cachedName(plain)));
-    m_private.set("");
-    EXPECT_TRUE(offer(packed));
-    std::filesystem::create_directory(m_tree.path("vmlinuz-dir"));
-    EXPECT_FALSE(offer(m_tree.path("vmlinuz-dir"))) << "lost: it has no checksum";
-    EXPECT_THAT(found(), ElementsAre(plain, packed));
-}
-
-TEST_F(KernelSubstitution, GoesByTheBeginningOfTheLastComponentOfAValidFile) {
+TEST_F(KernelSubstitution, LeavesWhatCannotBeUnpackedAndWhatIsNoValidKernelByItsName) {
     std::string const inside = image("vmlinuz/kernel");
     std::string const middle = image("old-vmlinuz");
     std::string const refused = image("vmlinuz.refused");
     m_validator.refused = {refused};
-    EXPECT_TRUE(offer(inside));
-    EXPECT_TRUE(offer(middle));
+    EXPECT_TRUE(offer(inside) && offer(middle));
     EXPECT_FALSE(offer(refused));
-    EXPECT_THAT(found(), ElementsAre(inside, middle));
-    EXPECT_FALSE(std::filesystem::exists(m_tree.path("private/vmlinux_cache")));
+    EXPECT_FALSE(fs::exists(m_tree.path("private/vmlinux_cache")));
+
+    std::string const plain = m_tree.file("vmlinuz-plain", "no stream");
+    EXPECT_TRUE(offer(plain));
+    EXPECT_FALSE(fs::exists(cachedName(plain)));
+    m_private.set("");
+    std::string const packed = image("vmlinuz-packed");
+    EXPECT_TRUE(offer(packed));
+    EXPECT_FALSE(offer(m_tree.dir("vmlinuz-dir"))) << "lost: it has no checksum";
+    EXPECT_THAT(found(), ElementsAre(inside, middle, plain, packed));
 }
 
 } // namespace

@@ -1,12 +1,14 @@
+#include "lk_validator_decorator.h"
+
 #include <lokata2/content_validators.h>
 
-#include "support/error_info.h"
 #include "support/message_directory.h"
 #include "support/unprivileged.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,9 +20,26 @@ namespace {
 
 using namespace LK_2_13;
 
+/// What a validator said, and in which order.
+class ErrorInfo final : public IErrorInfoContainer {
+public:
+    void setSeverity(severity_t value) override {
+        severity = value;
+        calls += "severity ";
+    }
+    void setErrorMessage(char const* text) override {
+        message = text != nullptr ? text : message;
+        calls += "message ";
+    }
+
+    severity_t severity = svNone;
+    std::string message;
+    std::string calls;
+};
+
 constexpr std::uint64_t c_time0 = 1000000000;
 
-class ContentValidators : public testing::Test {
+class Validators : public testing::Test {
 protected:
     std::string fileOf(std::string_view name, std::string_view content, std::int64_t seconds) {
         std::string file = m_tree.file(name, content);
@@ -31,7 +50,7 @@ protected:
 
     /// The verdict with what was written into the container.
     std::string judge(IValidatorCallback& validator, std::string const& file) {
-        test::ErrorInfo info;
+        ErrorInfo info;
         std::string const verdict = std::to_string(validator.validate(file.c_str(), info));
         m_calls = info.calls;
         return verdict + ", severity " + std::to_string(info.severity) + ", " + info.message;
@@ -45,7 +64,7 @@ protected:
     std::string m_calls;
 };
 
-TEST_F(ContentValidators, CompareAChecksumOfAnyCase) {
+TEST_F(Validators, CompareAChecksumOfAnyCase) {
     std::string const file = m_tree.file("file", "one");
     auto const right =
         IChecksumCalculator::create()->fromString(ctMd5, "F97C5D29941BFB1B2FDAB0874906AB82");
@@ -55,7 +74,7 @@ TEST_F(ContentValidators, CompareAChecksumOfAnyCase) {
     EXPECT_EQ(judge(same, m_tree.file("other", "two")), "1, severity 0, %ChecksumMismatch");
 }
 
-TEST_F(ContentValidators, CompareWhatIsRecordedOfTimeAndSize) {
+TEST_F(Validators, CompareWhatIsRecordedOfTimeAndSize) {
     std::string const file = fileOf("file", "1234", c_time0);
     struct {
         std::uint64_t time, size;
@@ -79,7 +98,7 @@ TEST_F(ContentValidators, CompareWhatIsRecordedOfTimeAndSize) {
         << "times are signed 32 bits";
 }
 
-TEST_F(ContentValidators, SpareTheTimeButNotTheSizeBelowExceptionDirectories) {
+TEST_F(Validators, SpareTheTimeButNotTheSizeBelowExceptionDirectories) {
     std::string const file = fileOf("top/sub/file", "1234", c_time0);
     std::string missing = m_tree.path("missing");
     std::string top = m_tree.link("link", m_tree.path("top")) + "/.";
@@ -92,7 +111,7 @@ TEST_F(ContentValidators, SpareTheTimeButNotTheSizeBelowExceptionDirectories) {
               "1, severity 1, %ModificationTimeOrSizeMismatch");
 }
 
-TEST_F(ContentValidators, RefuseAFileThatIsNewerThanItsReference) {
+TEST_F(Validators, RefuseAFileThatIsNewerThanItsReference) {
     std::string const reference = fileOf("reference", "", c_time0);
     std::string const newer = fileOf("sub/newer", "", c_time0 + 1);
     SourceFileUpToDateCheckValidator validator(reference.c_str(), true);
@@ -107,6 +126,70 @@ TEST_F(ContentValidators, RefuseAFileThatIsNewerThanItsReference) {
     m_tree.file("late");
     m_messages.putCommonCatalog(R"({"NoDataForSourceFileValidation": "no data"})");
     EXPECT_EQ(judge(lacking, newer), "2, severity 1, no data") << "a late reference is none";
+}
+
+class UserValidator : public IValidatorCallback {
+public:
+    validation_result_t validate(char const* fileName, IErrorInfoContainer& errorInfo) override {
+        asked += fileName;
+        errorInfo.setErrorMessage("from the user");
+        return vrValid;
+    }
+
+    std::string asked;
+};
+
+class ValidatorDecorator : public Validators {
+protected:
+    ValidatorDecorator() {
+        m_messages.putCommonCatalog(
+            R"({"FileDoesNotExist": "{arg1} is missing", "FileIsNotRegular": "{arg1} is odd",
+                "FileIsNotReadable": "{arg1} is closed", "FileIsDirectory": "a directory"})");
+    }
+
+    UserValidator m_user;
+    ValidatorCallbackDecorator m_decorator{&m_user};
+};
+
+TEST_F(ValidatorDecorator, RefusesWhatIsNoUsableFileWithoutAskingTheUser) {
+    std::string const fifo = m_tree.path("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    std::string const dangling = m_tree.link("dangling", "nothing");
+
+    EXPECT_EQ(judge(m_decorator, m_tree.path("none")),
+              "1, severity 0, " + m_tree.path("none") + " is missing");
+    EXPECT_EQ(judge(m_decorator, dangling), "1, severity 0, " + dangling + " is missing");
+    EXPECT_EQ(judge(m_decorator, fifo), "1, severity 0, " + fifo + " is odd");
+    EXPECT_EQ(judge(m_decorator, m_tree.link("link", m_tree.dir("dir"))), "1, severity 2, ");
+    EXPECT_EQ(m_user.asked, "");
+    EXPECT_EQ(m_decorator.getFileIsDirErrMessage(), "a directory");
+}
+
+TEST_F(ValidatorDecorator, RefusesWhatItMayNotRead) {
+    std::string const secret = m_tree.file("secret");
+    std::string const inside = m_tree.file("closed/file");
+    std::filesystem::permissions(secret, std::filesystem::perms::none);
+    std::filesystem::permissions(m_tree.path("closed"), std::filesystem::perms::none);
+    EXPECT_TRUE(test::holdsUnprivileged([&] {
+        return judge(m_decorator, secret) == "1, severity 0, " + secret + " is closed" &&
+               judge(m_decorator, inside) == "1, severity 0, " + inside + " is missing" &&
+               m_user.asked.empty();
+    }));
+    std::filesystem::permissions(m_tree.path("closed"), std::filesystem::perms::owner_all);
+}
+
+TEST_F(ValidatorDecorator, LeavesAReadableFileToTheUserOrUndecided) {
+    std::string const link = m_tree.link("link", m_tree.file("file"));
+    EXPECT_EQ(judge(m_decorator, link), "0, severity 2, from the user");
+    EXPECT_EQ(m_user.asked, link);
+
+    ErrorInfo info;
+    auto const decorator = IValidatorCallbackDecorator::create(nullptr);
+    EXPECT_EQ(decorator->validate(link.c_str(), info), vrUndecided);
+    EXPECT_EQ(info.calls, "");
+    EXPECT_EQ(decorator->validate(m_tree.path("none").c_str(), info), vrInvalid);
+    EXPECT_EQ(info.calls, "severity message ");
+    EXPECT_THROW(decorator->validate(nullptr, info), std::logic_error);
 }
 
 std::string calculate(std::string const& file, checksum_type_t type) {
