@@ -216,10 +216,8 @@ TEST_F(Contexts, ASearchReadsAResultDirectoryBeforeNearerDirectoriesOfLowPriorit
     registerDir(m_child, tree.path("near").c_str());
     auto const search = m_manager->createFileSearch(*m_child, "client", nullptr);
     auto const name = [&](ObjectPtr<IValidFile> const& file) {
-        if (!file)
-            return std::string("none");
-        EXPECT_EQ(file->searchStep(), ssHighPrioritySearchDirs);
-        return std::string(file->name()).substr(tree.root().size());
+        EXPECT_TRUE(!file || file->searchStep() == ssHighPrioritySearchDirs);
+        return file ? std::string(file->name()).substr(tree.root().size()) : "none";
     };
     auto const bin = [&](char const* file) {
         return name(search->findBinFile(file, nullptr, nullptr, 0));

@@ -15,11 +15,15 @@ namespace {
 
 constexpr int c_rounds = 60;
 
-void runAtOnce(std::vector<std::function<void()>> const& jobs) {
+/// Runs the rounds of each job on a thread of its own.
+void runAtOnce(std::vector<std::function<void(int)>> const& jobs) {
     std::vector<std::thread> threads;
     threads.reserve(jobs.size());
     for (auto const& job : jobs)
-        threads.emplace_back(job);
+        threads.emplace_back([&job] {
+            for (int round = 0; round < c_rounds; ++round)
+                job(round);
+        });
     for (std::thread& thread : threads)
         thread.join();
 }
@@ -39,53 +43,42 @@ TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
     manager->registerArchiveDir(*child, tree.dir("archive").c_str());
 
     test::Messenger messenger;
-    auto const assemble = [&] {
-        for (int i = 0; i < c_rounds; ++i) {
-            auto const env = manager->createSearchEnv(*child, "client", nullptr);
-            std::string const found = test::dirsOf(env->searchDirs(scBinaryFiles));
-            EXPECT_NE(found.find(always + " rp;/fixed ;"), std::string::npos)
-                << "each search has a cursor of its own: " << found;
-            auto* const holder = env->confidenceLevelPolicyCallback();
-            CallbackAccessor<IConfidenceLevelPolicyCallback> const accessor(*holder);
-            auto* const policy = accessor.get();
-            EXPECT_TRUE(policy == nullptr ||
-                        policy->getConfidenceLevel(scBinaryFiles, 0) == clAcceptLow);
-        }
+    auto const assemble = [&](int) {
+        auto const env = manager->createSearchEnv(*child, "client", nullptr);
+        std::string const found = test::dirsOf(env->searchDirs(scBinaryFiles));
+        EXPECT_NE(found.find(always + " rp;/fixed ;"), std::string::npos)
+            << "each search has a cursor of its own: " << found;
+        auto* const holder = env->confidenceLevelPolicyCallback();
+        CallbackAccessor<IConfidenceLevelPolicyCallback> const accessor(*holder);
+        auto* const policy = accessor.get();
+        EXPECT_TRUE(policy == nullptr ||
+                    policy->getConfidenceLevel(scBinaryFiles, 0) == clAcceptLow);
     };
-    auto const registerThings = [&] {
-        for (int i = 0; i < c_rounds; ++i) {
-            std::string const name = "/dir" + std::to_string(i);
-            auto const more = IEditableSearchDirContainer::create();
-            more->addDirectory(scBinaryFiles, name.c_str(), false, false);
-            manager->registerSearchDirs(*child, more, "own");
-            dirs->addDirectory(scBinaryFiles, name.c_str(), false, false);
-            manager->registerArchiveDir(*child, tree.path("archive").c_str());
-            manager->registerMessenger(*child, "client", i % 2 == 0 ? &messenger : nullptr);
-            manager->registerEnvironmentInfo(*child, "", IEditableEnvironmentInfo::create());
-            manager->addInheritance(*child, *parent);
-        }
+    auto const registerThings = [&](int i) {
+        std::string const name = "/dir" + std::to_string(i);
+        auto const more = IEditableSearchDirContainer::create();
+        more->addDirectory(scBinaryFiles, name.c_str(), false, false);
+        manager->registerSearchDirs(*child, more, "own");
+        dirs->addDirectory(scBinaryFiles, name.c_str(), false, false);
+        manager->registerArchiveDir(*child, tree.path("archive").c_str());
+        manager->registerMessenger(*child, "client", i % 2 == 0 ? &messenger : nullptr);
+        manager->registerEnvironmentInfo(*child, "", IEditableEnvironmentInfo::create());
+        manager->addInheritance(*child, *parent);
     };
-    auto const capture = [&] {
-        for (int i = 0; i < c_rounds; ++i) {
-            manager->captureSearchDirs(*(i % 2 == 0 ? parent : child), "client");
-            manager->releaseSearchDirs(*(i % 3 == 0 ? parent : child), "client");
-        }
+    auto const capture = [&](int i) {
+        manager->captureSearchDirs(*(i % 2 == 0 ? parent : child), "client");
+        manager->releaseSearchDirs(*(i % 3 == 0 ? parent : child), "client");
     };
-    auto const comeAndGo = [&] {
-        for (int i = 0; i < c_rounds; ++i) {
-            test::Policy policy;
-            manager->registerConfidenceLevelPolicyCallback(*child, "client", &policy);
-        }
+    auto const comeAndGo = [&](int) {
+        test::Policy policy;
+        manager->registerConfidenceLevelPolicyCallback(*child, "client", &policy);
     };
-    auto const searchAndArchive = [&] {
-        for (int i = 0; i < c_rounds; ++i) {
-            auto const search = manager->createFileSearch(*child, "client", nullptr);
-            EXPECT_TRUE(search->findBinFile("wanted", nullptr, nullptr, 0));
-            // Symbols are archived beside the binaries that the search reads.
-            archive_result_t const result =
-                manager->archiveFile(*child, wanted.c_str(), scSymbolFiles);
-            EXPECT_TRUE(result == afOk || result == afAlreadyArchived) << result;
-        }
+    auto const searchAndArchive = [&](int) {
+        auto const search = manager->createFileSearch(*child, "client", nullptr);
+        EXPECT_TRUE(search->findBinFile("wanted", nullptr, nullptr, 0));
+        // Symbols are archived beside the binaries that the search reads.
+        archive_result_t const result = manager->archiveFile(*child, wanted.c_str(), scSymbolFiles);
+        EXPECT_TRUE(result == afOk || result == afAlreadyArchived) << result;
     };
     runAtOnce({assemble, registerThings, capture, comeAndGo, searchAndArchive, searchAndArchive});
 }

@@ -44,32 +44,24 @@ protected:
     std::string m_archived = "as it was";
 };
 
-TEST_F(Archiving, KeepsEachVersionOfANameUnderItsChecksum) {
-    std::string const one = m_tree.file("1/name", "one");
-    EXPECT_EQ(archive(one, "binaries"), afOk);
-    EXPECT_EQ(m_archived, m_root + "/binaries/name/f97c5d29941bfb1b2fdab0874906ab82/name");
-    EXPECT_EQ(test::contentOf(m_archived), "one");
-
-    EXPECT_EQ(archive(m_tree.file("2/name", "two"), "binaries"), afOk);
-    EXPECT_EQ(m_archived, m_root + "/binaries/name/b8a9f715dbb64fd5c56e7783c6820a61/name");
-    EXPECT_EQ(test::contentOf(m_archived), "two");
-    EXPECT_TRUE(fs::exists(one));
-}
-
-TEST_F(Archiving, CopiesAFileOnceAndThenKeepsTheSourceInAnyCase) {
+TEST_F(Archiving, CopiesEachVersionOfANameOnceAndThenKeepsTheSourceInAnyCase) {
     std::string const source = m_tree.file("name", "one");
-    EXPECT_EQ(archive(source, nullptr, true), afOk);
-    EXPECT_FALSE(fs::exists(source));
-    std::string const first = m_archived;
-    EXPECT_EQ(first, m_root + "/name/f97c5d29941bfb1b2fdab0874906ab82/name");
-
-    m_tree.file("name", "one");
+    std::string const first = m_root + "/binaries/name/f97c5d29941bfb1b2fdab0874906ab82/name";
+    EXPECT_EQ(archive(source, "binaries"), afOk);
+    EXPECT_EQ(m_archived, first);
+    EXPECT_EQ(test::contentOf(first), "one");
     std::ofstream(first) << "not compared";
     m_archived.clear();
-    EXPECT_EQ(archive(source, nullptr, true), afAlreadyArchived);
+    EXPECT_EQ(archive(source, "binaries", true), afAlreadyArchived);
     EXPECT_EQ(m_archived, first);
-    EXPECT_EQ(test::contentOf(first), "not compared");
     EXPECT_TRUE(fs::exists(source));
+
+    m_tree.file("name", "two");
+    EXPECT_EQ(archive(source, "binaries", true), afOk);
+    EXPECT_EQ(m_archived, m_root + "/binaries/name/b8a9f715dbb64fd5c56e7783c6820a61/name");
+    EXPECT_EQ(test::contentOf(m_archived), "two");
+    EXPECT_FALSE(fs::exists(source));
+    EXPECT_EQ(test::contentOf(first), "not compared");
 }
 
 TEST_F(Archiving, FailsWithoutASourceOrADirectory) {

@@ -11,7 +11,7 @@ namespace {
 
 using test::dirsOf;
 
-TEST(SearchDirList, FoldsSpellingsOfOneDirectoryAndOnlyTurnsFlagsOn) {
+TEST(SearchDirList, FoldsSpellingsTurnsFlagsOnAloneAndKeepsWindowsNames) {
     auto const dirs = IEditableSearchDirContainer::create();
     dirs->addDirectory(scBinaryFiles, "/a/b", false, false);
     dirs->addDirectory(scBinaryFiles, "/z", true, true);
@@ -20,10 +20,6 @@ TEST(SearchDirList, FoldsSpellingsOfOneDirectoryAndOnlyTurnsFlagsOn) {
     dirs->addDirectory(scBinaryFiles, "/a/c/../b/.", false, false);
     dirs->addDirectory(scBinaryFiles, "/A/b", false, false);
     EXPECT_EQ(dirsOf(dirs->enumerate(scBinaryFiles)), "/a/b rp;/z rp;/A/b ;");
-}
-
-TEST(SearchDirList, KeepsWindowsAndEmptyNamesAsTheyWereWritten) {
-    auto const dirs = IEditableSearchDirContainer::create();
     for (char const* name : {"C:\\dir\\sub", "C:/dir/sub", "\\\\host\\share", "//host/share", ""})
         EXPECT_TRUE(dirs->addDirectory(scAllFiles, name, false, false));
     EXPECT_EQ(dirsOf(dirs->enumerate(scAllFiles)), "C:\\dir\\sub ;\\\\host\\share ; ;");
@@ -57,22 +53,13 @@ TEST(SearchDirIterator, WalksASnapshotAndStaysAtItsEnd) {
     EXPECT_EQ(dirsOf(before), "/a p;");
 }
 
-ObjectPtr<IEditableSearchDirContainer> binaryDirs(char const* name, bool recursive, bool priority) {
-    auto dirs = IEditableSearchDirContainer::create();
-    dirs->addDirectory(scBinaryFiles, name, recursive, priority);
-    return dirs;
-}
-
-ObjectPtr<ICapturedSearchDirs> captureOf(ObjectPtr<ISearchDirContainer> const& dirs) {
+TEST(CapturedSearchDirs, AreFrozenAndShareOneCursor) {
+    auto const dirs = IEditableSearchDirContainer::create();
+    dirs->addDirectory(scBinaryFiles, "/a", false, true);
+    dirs->addDirectory(scBinaryFiles, "/b", true, false);
     auto const env = IEditableSearchEnv::create();
     env->setSearchDirs(dirs);
-    return ICapturedSearchDirs::create(env);
-}
-
-TEST(CapturedSearchDirs, AreFrozenAndShareOneCursor) {
-    auto const dirs = binaryDirs("/a", false, true);
-    dirs->addDirectory(scBinaryFiles, "/b", true, false);
-    auto const captured = captureOf(dirs);
+    auto const captured = ICapturedSearchDirs::create(env);
     dirs->addDirectory(scBinaryFiles, "/late", false, false);
 
     auto const first = captured->enumerate(scBinaryFiles);
