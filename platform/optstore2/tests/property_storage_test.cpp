@@ -1,15 +1,27 @@
-#include "store_directory.h"
-
 #include <optstore2/property_storage.h>
 #include <optstore2/storage_error.h>
+#include <optstore2/store_lock.h>
+
+#include <toolbelt2/descriptor.h>
+#include <toolbelt2/temporary_directory.h>
 
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 
+#include <csignal>
+#include <cstdint>
+#include <exception>
+#include <filesystem>
 #include <fstream>
+#include <functional>
+#include <iostream>
 #include <iterator>
 #include <memory>
+#include <random>
+#include <stdexcept>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -18,11 +30,10 @@ using namespace optstore2;
 using namespace toolbelt2;
 using testing::HasSubstr;
 
-class PropertyStorage : public StoreDirectory {
+class PropertyStorage : public testing::Test {
 protected:
-    sptr_t<IPropertyStorage> open() {
-        auto store =
-            IPropertyStorage::openSqlite(m_store.c_str(), m_error, std::chrono::milliseconds(0));
+    sptr_t<IPropertyStorage> open(std::chrono::milliseconds patience = {}) {
+        auto store = IPropertyStorage::openSqlite(m_store.c_str(), m_error, patience);
         EXPECT_TRUE(store) << m_error;
         return store;
     }
@@ -51,6 +62,8 @@ protected:
         return {database, &sqlite3_close};
     }
 
+    temporary_directory_t const m_directory{"store-"};
+    std::filesystem::path m_store = m_directory.path() + "/properties";
     std::string m_error;
 };
 
@@ -172,6 +185,132 @@ TEST_F(PropertyStorage, ServesThreadsThatShareOneStore) {
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(store->read("d", NONE), text("d24"));
+}
+
+// Long enough for a loaded machine: no test waits for it to run out.
+constexpr std::chrono::milliseconds c_patience{120000};
+
+using report_t = std::function<void(std::uint64_t)>;
+
+/// A child process that reports numbers through a pipe as it goes.
+class Process {
+public:
+    explicit Process(std::function<void(report_t const&)> const& body) {
+        int ends[2];
+        if (::pipe(ends) != 0)
+            throw std::runtime_error("no pipe");
+        m_pid = ::fork();
+        if (m_pid == 0) {
+            ::close(ends[0]);
+            try {
+                body([&ends](std::uint64_t number) {
+                    if (::write(ends[1], &number, sizeof number) != sizeof number)
+                        ::_exit(3);
+                });
+                ::_exit(0);
+            } catch (std::exception const& error) {
+                std::cerr << error.what() << std::endl;
+                ::_exit(2);
+            }
+        }
+        ::close(ends[1]);
+        m_reports.reset(ends[0]);
+    }
+
+    bool nextReport(std::uint64_t& number) const {
+        return ::read(m_reports.get(), &number, sizeof number) == sizeof number;
+    }
+
+    void kill() const { ::kill(m_pid, SIGKILL); }
+
+    int wait() const {
+        int status = -1;
+        ::waitpid(m_pid, &status, 0);
+        return status;
+    }
+
+private:
+    pid_t m_pid = -1;
+    descriptor_t m_reports;
+};
+
+class PropertyStorageProcesses : public PropertyStorage {
+protected:
+    /// Writes ever higher numbers under one name, and reports each that was written.
+    void count(std::string const& name, std::uint64_t last, report_t const& report) {
+        auto const store = open(c_patience);
+        for (std::uint64_t number = stored(*store, name) + 1; number <= last; ++number) {
+            variant_bag_t bag;
+            bag.put("number", variant_t::from_bits(vtUint64, number));
+            bag.put("padding", std::string(number % 3 * 5000, 'p'));
+            store->write(name, bag);
+            report(number);
+        }
+    }
+
+    static std::uint64_t stored(IPropertyStorage const& store, std::string const& name) {
+        variant_bag_t const bag = store.read(name, {});
+        variant_t const* const number = bag.get("number");
+        return number ? number->as_uint64() : 0;
+    }
+};
+
+TEST_F(PropertyStorageProcesses, AKilledWriterLosesNothingThatWasWritten) {
+    constexpr int c_rounds = 25;
+    constexpr std::uint64_t c_steadyWrites = 150;
+    Process const steady(
+        [this](report_t const& report) { count("steady", c_steadyWrites, report); });
+
+    std::minstd_rand random(1);
+    std::uint64_t acknowledged = 0;
+    for (int round = 0; round < c_rounds; ++round) {
+        Process const victim(
+            [this](report_t const& report) { count("victim", UINT64_MAX, report); });
+        for (auto wanted = 1 + random() % 4; wanted > 0; --wanted)
+            ASSERT_TRUE(victim.nextReport(acknowledged));
+        for (auto delay = random() % 20000; delay > 0; --delay)
+            ::getppid();
+        victim.kill();
+        EXPECT_TRUE(WIFSIGNALED(victim.wait()));
+        while (victim.nextReport(acknowledged)) {
+        }
+        std::uint64_t const found = stored(*open(c_patience), "victim");
+        EXPECT_TRUE(found == acknowledged || found == acknowledged + 1)
+            << found << " after " << acknowledged << " in round " << round;
+    }
+
+    EXPECT_EQ(steady.wait(), 0);
+    EXPECT_EQ(stored(*open(c_patience), "steady"), c_steadyWrites);
+}
+
+TEST_F(PropertyStorageProcesses, UnderTheLockNoReadModifyWriteIsLost) {
+    constexpr int c_adds = 40;
+    auto const adding = [this](std::string const& prefix) {
+        return [this, prefix](report_t const&) {
+            auto const store = open(c_patience);
+            for (int i = 0; i < c_adds; ++i) {
+                store_lock_t const lock(m_store.c_str());
+                variant_bag_t bag = store->read("list", {});
+                bag.put(prefix + std::to_string(i), true);
+                store->write("list", bag);
+            }
+        };
+    };
+    Process const dying([this](report_t const& report) {
+        store_lock_t const lock(m_store.c_str());
+        report(1);
+        ::pause();
+    });
+    std::uint64_t ready = 0;
+    ASSERT_TRUE(dying.nextReport(ready));
+    Process const first(adding("a"));
+    Process const second(adding("b"));
+    dying.kill();
+    EXPECT_TRUE(WIFSIGNALED(dying.wait())) << "its lock ends with it";
+    EXPECT_EQ(first.wait(), 0);
+    EXPECT_EQ(second.wait(), 0);
+    EXPECT_EQ(open(c_patience)->read("list", {}).entries().size(), 2U * c_adds);
+    EXPECT_THROW(store_lock_t((m_directory.path() + "/no/file").c_str()), storage_error);
 }
 
 } // namespace
