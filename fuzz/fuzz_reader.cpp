@@ -6,11 +6,12 @@
 
 namespace profile = lokata::profile;
 
-/// Feeds one reader; the program is built once for each, with the word of its format as
-/// FUZZ_FORMAT.
+/// Feeds the reader of the format that the environment variable FUZZ_FORMAT names, or without it
+/// the one that the content speaks for.
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+    static char const* const s_format = std::getenv("FUZZ_FORMAT");
     profile::ReadOptions options;
-    options.format = FUZZ_FORMAT;
+    options.format = s_format == nullptr ? "" : s_format;
     options.max_unpacked = options.max_inflated = 4U << 20;
     std::string_view const content(reinterpret_cast<char const*>(data), size);
     auto const result = profile::readProfile(content, options);

@@ -7,10 +7,11 @@
 
 #include <gmock/gmock.h>
 
+namespace lokata::cli {
+
 using namespace LK_2_13;
 using namespace testing;
 
-namespace lokata::cli {
 namespace {
 
 TEST(SearchDirArgument, ReadsEveryFormThatTheLibraryPrints) {

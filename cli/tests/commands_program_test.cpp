@@ -16,9 +16,10 @@
 #include <unistd.h>
 
 namespace fs = std::filesystem;
+namespace lokata::cli::test {
+
 using namespace testing;
 
-namespace lokata::cli::test {
 namespace {
 
 TEST(ChecksumProgram, PrintsTheFormOfMd5sumAndGoesOnAfterAFailure) {

@@ -14,9 +14,10 @@
 #include <unistd.h>
 
 namespace fs = std::filesystem;
+namespace lokata::cli::test {
+
 using namespace testing;
 
-namespace lokata::cli::test {
 namespace {
 
 class FindProgram : public testing::Test {

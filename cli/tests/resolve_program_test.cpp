@@ -12,9 +12,10 @@
 #include <sstream>
 
 namespace fs = std::filesystem;
+namespace lokata::cli::test {
+
 using namespace testing;
 
-namespace lokata::cli::test {
 namespace {
 
 using namespace profile::test;

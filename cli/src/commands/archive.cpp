@@ -11,9 +11,10 @@
 #include <filesystem>
 #include <memory>
 
+namespace lokata::cli {
+
 using namespace LK_2_13;
 
-namespace lokata::cli {
 namespace {
 
 struct ArchiveOptions {

@@ -12,9 +12,10 @@
 #include <string>
 #include <vector>
 
+namespace lokata::cli {
+
 using namespace LK_2_13;
 
-namespace lokata::cli {
 namespace {
 
 struct ChecksumOptions {

@@ -17,9 +17,10 @@
 #include <functional>
 #include <memory>
 
+namespace lokata::cli {
+
 using namespace LK_2_13;
 
-namespace lokata::cli {
 namespace {
 
 constexpr std::array<search_category_t, 4> c_allCategories{scBinaryFiles, scSymbolFiles,

@@ -13,9 +13,10 @@
 
 #include <unistd.h>
 
+namespace lokata::cli {
+
 using namespace LK_2_13;
 
-namespace lokata::cli {
 namespace {
 
 struct FindOptions {

@@ -6,9 +6,10 @@
 
 #include <nlohmann/json.hpp>
 
+namespace lokata::cli {
+
 using namespace LK_2_13;
 
-namespace lokata::cli {
 std::string foundPaths(SearchRecord const& record) {
     std::string text;
     for (FoundFile const& file : record.found)

@@ -9,9 +9,10 @@
 #include <sstream>
 #include <vector>
 
+namespace lokata::cli {
+
 using namespace LK_2_13;
 
-namespace lokata::cli {
 namespace {
 
 search_category_t categoryOf(std::string const& word) {

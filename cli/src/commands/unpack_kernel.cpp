@@ -5,15 +5,9 @@
 
 #include <unpack/kernel_payload.h>
 
-#include <lokata2/checksum.h>
+#include <lokata/profile/kernel_cache.h>
 
-#include <optstore2/product_locations.h>
-
-#include <filesystem>
 #include <memory>
-
-using namespace LK_2_13;
-namespace fs = std::filesystem;
 
 namespace lokata::cli {
 namespace {
@@ -23,33 +17,23 @@ struct UnpackOptions {
     std::string target;
 };
 
-// Where a search looks for the unpacked copy of this very image, see `utils::extractVmlinux`'s
-// callers: "vmlinux_cache", the MD5 of the image, "vmlinux".
-std::string kernelCacheEntry(std::string const& image) {
-    std::string const root = optstore2::IProductLocations::get()->getTempDirectory();
-    if (root.empty())
-        throw Failure("there is no private directory for the kernel cache; name a TARGET");
-    auto const checksum = IChecksumCalculator::create()->calculateChecksum(image.c_str(), ctMd5);
-    if (!checksum)
-        throw Failure(image + ": cannot be read to its end");
-    fs::path const entry = fs::path(root) / "vmlinux_cache" / checksum->value();
-    std::error_code error;
-    fs::create_directories(entry, error);
-    if (error)
-        throw Failure(entry.string() + ": " + error.message());
-    return (entry / "vmlinux").string();
+std::string unpackTo(UnpackOptions const& options) {
+    unpack::UnpackResult const result = unpack::unpackKernel(options.image, options.target);
+    if (!result.ok)
+        throw Failure(result.message);
+    return options.target;
+}
+
+std::string unpackIntoCache(std::string const& image) {
+    profile::UnpackedKernel const kernel = profile::unpackedKernel(image);
+    if (kernel.path.empty())
+        throw Failure(image + ": " + kernel.error);
+    return kernel.path;
 }
 
 int run(UnpackOptions const& options) {
-    unpack::FindResult const found = unpack::findPayload(options.image);
-    if (!found.payload)
-        throw Failure(found.message);
-    std::string const target =
-        options.target.empty() ? kernelCacheEntry(options.image) : options.target;
-    unpack::UnpackResult const result = unpack::unpackKernel(options.image, target);
-    if (!result.ok)
-        throw Failure(result.message);
-    writeOutput(target + "\n");
+    writeOutput((options.target.empty() ? unpackIntoCache(options.image) : unpackTo(options)) +
+                "\n");
     return esDone;
 }
 

@@ -1,8 +1,8 @@
 #include "search/checksum_histories.h"
 
-using namespace LK_2_13;
-
 namespace lokata::cli {
+
+using namespace LK_2_13;
 
 void ChecksumHistories::select(std::string const& checksum) {
     History& history = m_histories[checksum];

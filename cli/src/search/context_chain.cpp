@@ -8,9 +8,10 @@
 #include <filesystem>
 #include <string_view>
 
+namespace lokata::cli {
+
 using namespace LK_2_13;
 
-namespace lokata::cli {
 namespace {
 
 // A context that stands for no directory. Its id begins with a blank, which the id of a directory,

@@ -7,9 +7,10 @@
 #include <algorithm>
 #include <iterator>
 
+namespace lokata::cli {
+
 using namespace LK_2_13;
 
-namespace lokata::cli {
 namespace {
 
 constexpr profile::Word<search_category_t> c_categoryNames[]{{scBinaryFiles, "scBinaryFiles"},

@@ -2,9 +2,10 @@
 
 #include <sys/stat.h>
 
+namespace lokata::cli {
+
 using namespace LK_2_13;
 
-namespace lokata::cli {
 namespace {
 
 struct stat statusOf(std::string const& file) {

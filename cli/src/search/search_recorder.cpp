@@ -1,8 +1,8 @@
 #include "search/search_recorder.h"
 
-using namespace LK_2_13;
-
 namespace lokata::cli {
+
+using namespace LK_2_13;
 
 void SearchRecorder::start(SearchRequest const& request, bool all) {
     m_all = all;

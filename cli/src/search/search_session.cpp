@@ -2,9 +2,10 @@
 
 #include <lokata2/utils.h>
 
+namespace lokata::cli {
+
 using namespace LK_2_13;
 
-namespace lokata::cli {
 namespace {
 
 constexpr char const* c_clientId = SearchSetup::c_clientId;

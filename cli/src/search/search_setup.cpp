@@ -3,9 +3,9 @@
 #include "search/enumerator_names.h"
 #include "search/search_dir_argument.h"
 
-using namespace LK_2_13;
-
 namespace lokata::cli {
+
+using namespace LK_2_13;
 
 SearchSetup::FixedPolicy::FixedPolicy(std::string const& level)
     : m_level(level == "reject" ? clReject

@@ -12,9 +12,10 @@
 #include <algorithm>
 #include <array>
 
+namespace lokata::cli {
+
 using namespace LK_2_13;
 
-namespace lokata::cli {
 namespace {
 
 struct ChecksumForm {

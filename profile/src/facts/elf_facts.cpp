@@ -2,6 +2,7 @@
 
 #include "facts/elf_tables.h"
 #include "read/cursor.h"
+#include "read/notes.h"
 #include "read/reasons.h"
 
 #include <algorithm>
@@ -22,23 +23,14 @@ constexpr std::uint64_t c_maxNotes = 16U << 20;
 constexpr std::uint64_t c_crcBlock = 1U << 18;
 
 BuildId buildIdIn(std::string const& notes, bool bigEndian, std::uint64_t alignment) {
-    auto const align = [unit = alignment == 8 ? 8U : 4U](Cursor& cursor) {
-        cursor.skip(std::min((unit - cursor.offset() % unit) % unit, cursor.remaining()));
-    };
-    for (Cursor cursor(notes, bigEndian); cursor.remaining() > 0;) {
-        std::uint32_t const ownerSize = cursor.u32();
-        std::uint32_t const size = cursor.u32();
-        std::uint32_t const type = cursor.u32();
-        std::string_view const owner = cursor.bytes(ownerSize);
-        align(cursor);
-        std::string_view const content = cursor.bytes(size);
-        align(cursor);
-        bool const isBuildIdNote =
-            type == NT_GNU_BUILD_ID && owner == std::string_view(ELF_NOTE_GNU, sizeof ELF_NOTE_GNU);
-        if (cursor.ok() && isBuildIdNote && isBuildId(content))
-            return buildIdOf(content);
-    }
-    return {};
+    BuildId found;
+    eachNote(notes, bigEndian, alignment,
+             [&](std::uint32_t type, std::string_view owner, std::string_view content) {
+                 if (isBuildIdNote(type, owner))
+                     found = buildIdOf(content);
+                 return !found.empty();
+             });
+    return found;
 }
 
 class FactsReader {

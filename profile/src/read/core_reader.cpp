@@ -1,5 +1,6 @@
 #include "read/cursor.h"
 #include "read/names.h"
+#include "read/notes.h"
 #include "read/profile_builder.h"
 #include "read/readers.h"
 
@@ -32,31 +33,13 @@ ElfHandle openElf(std::string_view image) {
     return {elf_memory(const_cast<char*>(image.data()), image.size()), elf_end};
 }
 
-/// Gives the notes in that range of the image to `take`, until it returns true.
-template <class Take>
-void eachNote(Elf* elf, std::uint64_t offset, std::uint64_t size, std::uint64_t align, Take take) {
-    auto* const data =
-        elf_getdata_rawchunk(elf, static_cast<std::int64_t>(offset), static_cast<std::size_t>(size),
-                             align == 8 ? ELF_T_NHDR8 : ELF_T_NHDR);
-    if (data == nullptr)
-        return;
-    GElf_Nhdr note{};
-    std::size_t name = 0;
-    std::size_t content = 0;
-    for (std::size_t at = 0; (at = gelf_getnote(data, at, &note, &name, &content)) > 0;) {
-        auto const* const bytes = static_cast<char const*>(data->d_buf);
-        std::string_view const owner(bytes + name, note.n_namesz);
-        if (take(note.n_type, owner, std::string_view(bytes + content, note.n_descsz)))
-            return;
-    }
-}
-
 /// The build-id of the ELF file whose first bytes are `image`; empty when it is not in there.
 std::string findBuildId(std::string_view image) {
     auto const elf = openElf(image);
     std::size_t count = 0;
     if (!elf || elf_kind(elf.get()) != ELF_K_ELF || elf_getphdrnum(elf.get(), &count) != 0)
         return {};
+    bool const bigEndian = image[EI_DATA] == ELFDATA2MSB;
     std::string found;
     for (std::size_t i = 0; i < std::min(count, c_maxHeaders) && found.empty(); ++i) {
         GElf_Phdr header{};
@@ -64,15 +47,15 @@ std::string findBuildId(std::string_view image) {
             header.p_type != PT_NOTE || header.p_offset >= image.size())
             continue;
         auto const size = std::min<std::uint64_t>(header.p_filesz, image.size() - header.p_offset);
-        eachNote(elf.get(), header.p_offset, size, header.p_align,
-                 [&](std::uint64_t type, std::string_view owner, std::string_view content) {
-                     bool const match = type == NT_GNU_BUILD_ID &&
-                                        owner.substr(0, 4) == std::string_view("GNU\0", 4) &&
-                                        isBuildId(content);
-                     if (match)
-                         found.assign(content);
-                     return match;
-                 });
+        eachNote(
+            image.substr(static_cast<std::size_t>(header.p_offset), static_cast<std::size_t>(size)),
+            bigEndian, header.p_align,
+            [&](std::uint32_t type, std::string_view owner, std::string_view content) {
+                bool const match = isBuildIdNote(type, owner) && isBuildId(content);
+                if (match)
+                    found.assign(content);
+                return match;
+            });
     }
     return found;
 }
@@ -134,7 +117,7 @@ private:
                 addSegment(one);
         }
         for (std::size_t i = 0; i < std::min(notes.size(), c_maxHeaders) && !m_sawFiles; ++i)
-            readNotes(elf, notes[i]);
+            readNotes(notes[i]);
         if (!m_sawFiles)
             m_builder.error(m_content.size(), "no list of mapped files is in the core file");
     }
@@ -149,7 +132,7 @@ private:
                                       (header.p_flags & PF_X) != 0};
     }
 
-    void readNotes(Elf* elf, GElf_Phdr const& header) {
+    void readNotes(GElf_Phdr const& header) {
         if (header.p_offset >= m_content.size()) {
             m_builder.error(header.p_offset, "the notes lie past the end of the file");
             return;
@@ -157,9 +140,11 @@ private:
         auto const available = m_content.size() - header.p_offset;
         if (header.p_filesz > available)
             m_builder.error(header.p_offset, "the notes are cut off");
-        eachNote(elf, header.p_offset, std::min<std::uint64_t>(header.p_filesz, available),
-                 header.p_align,
-                 [&](std::uint64_t type, std::string_view owner, std::string_view content) {
+        eachNote(m_content.substr(
+                     static_cast<std::size_t>(header.p_offset),
+                     static_cast<std::size_t>(std::min<std::uint64_t>(header.p_filesz, available))),
+                 m_bigEndian, header.p_align,
+                 [&](std::uint32_t type, std::string_view owner, std::string_view content) {
                      if (type == NT_FILE && owner.substr(0, 4) == "CORE")
                          readFiles(content, header.p_offset);
                      return m_sawFiles;

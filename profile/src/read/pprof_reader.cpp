@@ -224,7 +224,7 @@ private:
     }
 
     /// A profile that counts nothing, as one of bytes alone, counts its stacks.
-    std::uint64_t weight(pprof::Sample const& sample) const {
+    std::uint64_t samplesOf(pprof::Sample const& sample) const {
         if (!m_countedValue)
             return 1;
         auto const known = *m_countedValue < sample.value_size();
@@ -240,7 +240,7 @@ private:
         }
         auto& profile = m_builder.profile();
         profile.has_samples = true;
-        auto const count = weight(sample);
+        auto const count = samplesOf(sample);
         std::unordered_set<std::uint32_t> seen;
         for (int i = 0; i < sample.location_id_size(); ++i) {
             auto const location = m_locations.find(sample.location_id(i));

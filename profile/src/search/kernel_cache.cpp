@@ -37,7 +37,8 @@ UnpackedKernel cacheEntry(std::string const& image) {
 
 /// A flat boot image has no tables to judge it by, so that its copy is never taken as it lies.
 bool isWhole(std::string const& path) {
-    return readElfFacts(path).error.empty();
+    ElfFacts const facts = readElfFacts(path);
+    return facts.error.empty() && facts.damage.empty();
 }
 
 } // namespace

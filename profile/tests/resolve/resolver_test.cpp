@@ -119,6 +119,10 @@ TEST_F(ResolverTest, AKernelImageIsWhatIsInIt) {
     std::string const copy = found.binary->path;
     EXPECT_EQ(copy.rfind(m_tree.path("private/vmlinux_cache"), 0), 0U) << copy;
 
+    std::filesystem::resize_file(copy, std::filesystem::file_size(copy) / 2);
+    EXPECT_EQ(resolveOne(kernel).status, ModuleStatus::resolved) << "a half copy is made anew";
+    EXPECT_TRUE(readElfFacts(copy).damage.empty());
+
     std::string const plain = binary("root/boot/vmlinuz-" + c_release, c_id);
     EXPECT_EQ(resolveOne(kernel).binary->path, plain);
 }

@@ -14,9 +14,9 @@ struct UnpackedKernel {
     std::string error; ///< Why there is none, in one sentence for a person.
 };
 
-/// Unpacks an image, unless a whole copy of its kernel is there already; a damaged copy is replaced.
-/// The copy appears whole or not at all. Callable from any thread and process at the same time:
-/// each writes a file of its own, and the last one stays.
+/// Unpacks an image, unless a whole copy of its kernel is there already; a damaged copy is
+/// replaced. The copy appears whole or not at all. Callable from any thread and process at the same
+/// time: each writes a file of its own, and the last one stays.
 LOKATA_PROFILE_EXPORT UnpackedKernel unpackedKernel(std::string const& image);
 
 } // namespace lokata::profile

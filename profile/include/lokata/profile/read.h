@@ -26,7 +26,7 @@ struct FormatName {
 /// All kinds, in the order in which detectFormat() asks for them.
 LOKATA_PROFILE_EXPORT std::vector<FormatName> formats();
 
-/// Limits that keep a hostile input from taking the machine, all in bytes unless told.
+/// Limits that keep a hostile input from taking the machine, all in bytes, but for `max_expansion`.
 struct ReadOptions {
     std::string format; ///< The word of one of formats(); empty: found by content.
     std::uint64_t max_stream = 1ULL << 30;   ///< Read from a pipe or a device.
