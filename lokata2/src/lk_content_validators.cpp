@@ -187,8 +187,9 @@ SourceFileUpToDateCheckValidator::SourceFileUpToDateCheckValidator(char const* r
 validation_result_t SourceFileUpToDateCheckValidator::validate(char const* fileName,
                                                                IErrorInfoContainer& errorInfo) {
     if (!m_hasReferenceTime) {
-        // An undecided verdict with a text, and without a fallback if the catalogue has none:
-        // meant.
+        // An undecided verdict with a text, and that is meant: if the policy rejects the file, this
+        // is the reason that a person reads. It has no fallback, as the file itself is not at
+        // fault.
         MsgContainer container;
         if (putCatalogMessage(container, "NoDataForSourceFileValidation", prepareArgumentsList()))
             errorInfo.setErrorMessage(container.get());

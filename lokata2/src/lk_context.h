@@ -92,7 +92,8 @@ public:
     /// Makes the metadata of a context that was never seen before.
     ObjectPtr<IMetadata> getMetadataForContext(IResolutionContext& context);
     /// The new metadata, whether or not it went into the map: of two threads that meet here for one
-    /// unknown context, the loser's registrations are lost. That is meant.
+    /// unknown context, the loser's registrations are lost. That is meant: the shared side cannot
+    /// be upgraded, and a context is set up on one thread before several use it.
     ObjectPtr<IMetadata> addEmptyMetadata(IResolutionContext& context);
     /// Those of the one context; ancestors are not asked.
     ObjectPtr<ISearchDirContainer> getSearchDirs(IResolutionContext& context, char const* key);

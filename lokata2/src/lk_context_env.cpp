@@ -70,8 +70,9 @@ private:
         }
     }
 
-    /// Entries for any client count for the no-files-found callback and the policy only. That
-    /// asymmetry is meant.
+    /// Entries for any client count for the no-files-found callback and the policy only. That is
+    /// meant: these two are asked where a search knows no answer of its own, while the other two
+    /// would change what every client's searches find.
     void addCallbacks(IMetadata& metadata) {
         lokata_callbacks_t const mine = metadata.getCallbacks(m_clientId);
         lokata_callbacks_t const shared = metadata.getCallbacks(c_anyClient);

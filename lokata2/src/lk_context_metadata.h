@@ -44,7 +44,9 @@ public:
     virtual ObjectPtr<ISearchDirKeyIterator> searchDirsKeyIterator() = 0;
     /// Reads the callbacks of the key and writes them back with the new one, in two separate holds
     /// of the lock: of two threads that register different callbacks for one key at the same
-    /// moment, the later can bring back the older value of the other's field. That is meant.
+    /// moment, the later can bring back the older value of the other's field. That is meant: a
+    /// client registers its callbacks on one thread, and the setting of the new one takes the locks
+    /// of its callback, which are best taken without this one.
     virtual void registerSearchStartedCallback(std::string const& key,
                                                ISearchStartedCallback* callback) = 0;
     virtual void registerFilesFoundCallback(std::string const& key,

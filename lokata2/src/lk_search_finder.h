@@ -68,8 +68,9 @@ private:
     ISearchDirectoryFindCallback* m_callback;
     /// Inode numbers of the directories entered below the running directory of the list. They end
     /// loops and keep a directory that several links reach from being searched twice. The device is
-    /// not part of the identity, and that is meant: of two directories on different file systems
-    /// that share a number the second is passed over.
+    /// not part of the identity: of two directories on different file systems that share a
+    /// number the second is passed over. That is meant, since the directories that a walk enters
+    /// decide which file it finds, and an archive of an earlier run must be found again.
     std::unordered_set<unsigned long> m_visitedDirs;
 };
 

@@ -145,8 +145,9 @@ bool BasicFileSearchStrategy::findInSearchDirs(ISearchResultsContainer& results,
     std::size_t const marker = m_fileName.find(c_guestMarker);
     if (marker == std::string::npos)
         return false;
-    // Without the character in front of the marker. A name that begins with the marker is taken
-    // whole, since the count wraps around; both are meant.
+    // Without the character in front of the marker, which is the separator. A name that begins with
+    // the marker is taken whole, since the count wraps around. Both are meant: what stands in front
+    // is the guest's own path, and a name without one is all there is to look for.
     std::string const guestPath = paths::join(c_guestMarker, m_fileName.substr(0, marker - 1));
     return finder.find(guestPath.c_str(), results);
 }

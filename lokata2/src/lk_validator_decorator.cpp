@@ -59,7 +59,8 @@ validation_result_t ValidatorCallbackDecorator::validate(char const* fileName,
         errorInfo.setErrorMessage(getFileDoesntExistErrMessage(fileName).c_str());
         return vrInvalid;
     }
-    // Without a severity or a message, and that is meant.
+    // Without a severity or a message, and that is meant: a directory that has the name of the file
+    // is no version of it, and there is nothing to tell a person.
     if (utils::isDirectory(fileName))
         return vrInvalid;
     if (!isRegularFile(fileName)) {
@@ -80,7 +81,8 @@ std::string ValidatorCallbackDecorator::getFileDoesntExistErrMessage(char const*
     return textOf(m_pFileDoesNotExistMessage, "%FileDoesNotExist", fileName);
 }
 
-// The fallback is not the key of the catalogue, and that is meant.
+// The fallback is not the key of the catalogue, and that is meant: it is the text by which clients
+// know that the catalogue is missing.
 std::string ValidatorCallbackDecorator::getFileIsNotReadableErrMessage(char const* fileName) {
     return textOf(m_pFileIsNotReadableMessage, "%CantOpenFile", fileName);
 }

@@ -43,7 +43,8 @@ public:
     /// context or from one below it.
     virtual void registerCacheDir(IResolutionContext& context, char const* dir) = 0;
 
-    /// False, and nothing is registered, for a null client id.
+    /// This and the next three: true if the callback is registered; false, and nothing is changed,
+    /// for a null client id.
     virtual bool registerSearchStartedCallback(IResolutionContext& context, char const* clientId,
                                                ISearchStartedCallback* callback) = 0;
     virtual bool registerFilesFoundCallback(IResolutionContext& context, char const* clientId,
@@ -78,7 +79,8 @@ public:
     virtual ObjectPtr<IResolutionContext> createResultDirectoryContext(char const* dir) = 0;
     /// The context of the user who runs the process.
     virtual ObjectPtr<IResolutionContext> createUserWideContext() = 0;
-    /// Null for a null or empty `dir`.
+    /// Its id is the normal form of `dir`, with one separator at its end if `addTrailingSeparator`:
+    /// the two forms are two contexts. Null for a null or empty `dir`.
     virtual ObjectPtr<IResolutionContext> createFileSystemContext(char const* dir,
                                                                   bool addTrailingSeparator) = 0;
 
@@ -86,7 +88,7 @@ public:
     virtual archive_result_t archiveFile(IResolutionContext& context, char const* file,
                                          search_category_t category) = 0;
 
-    /// A null client id raises `std::logic_error` in the following four.
+    /// This and the next three: always true. A null client id raises `std::logic_error`.
     virtual bool registerFileRetriever(IResolutionContext& context, char const* clientId,
                                        IFileRetriever* retriever) = 0;
     virtual bool

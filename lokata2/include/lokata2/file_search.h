@@ -13,8 +13,9 @@ class ISymSrvDownloadProgressCallback;
 /// or null when nothing usable was found. Several threads may search through one object as far as
 /// their callbacks and validators allow it. Nothing of one search reaches the next.
 ///
-/// An object whose environment has a file retriever keeps a private temporary directory and removes
-/// it when it goes.
+/// An object whose environment has a file retriever when it is made keeps a private temporary
+/// directory and removes it when it goes. A retriever that the environment gets later has no such
+/// directory: it is asked for checksums and whether a name is local, but no file is fetched.
 ///
 /// `fileName` is the name as it was recorded, `binaryFile` the binary that a symbol or source file
 /// belongs to, `checksum` the expected checksum as text: both are handed to the callbacks and may

@@ -1,6 +1,13 @@
 #pragma once
 
 /// All public families of the library.
+///
+/// The library logs to the log4cplus logger "LOKATA": the course of searches at level INFO, faults
+/// at ERROR, calls at TRACE. A program that has configured nothing when the library is loaded hears
+/// nothing: the logger then has the level OFF of its own, so that an appender and a level of the
+/// root logger alone do not wake it later. Give "LOKATA" itself a level (`Logger::getInstance`, or
+/// a line of its own in the configuration file); its lines then go to its own appenders and the
+/// root's.
 
 #include <lokata2/callbacks.h>
 #include <lokata2/checksum.h>

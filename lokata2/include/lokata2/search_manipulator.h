@@ -58,8 +58,9 @@ public:
     virtual bool setSearchDirsBehavior(char const* clientId, search_dirs_behavior_t) = 0;
 };
 
-/// Null `searchDirs` and `history` are replaced by new, empty ones; two manipulators may share
-/// them.
+/// Never null. Null `searchDirs` and `history` are replaced by new, empty ones; two manipulators
+/// may share them. With a null `context` nothing is registered and nothing captured: the setters
+/// keep what they are given, and no search hears of it.
 LOKATA2_EXPORT ObjectPtr<ISearchManipulator>
 createSearchManipulatorByContext(ObjectPtr<IResolutionContext> context,
                                  ObjectPtr<IEditableSearchDirContainer> searchDirs,

@@ -26,7 +26,9 @@ public:
     static ObjectPtr<ISearchStepsConfigurator> create();
 
     /// `stepsSelector` is what the caller passed to `IFileSearch::findBinFile`, 0 for symbol and
-    /// source files. A new iterator at each call; null makes a search without any steps.
+    /// source files. A new iterator at each call. Null makes a search without any steps, which is
+    /// reported as an impossible state ("Null pointer", see brace/debug.h): a configurator that
+    /// wants no steps gives an empty iterator.
     virtual ObjectPtr<ISearchStepsIterator>
     getSearchStepsIterator(search_category_t category, unsigned long long stepsSelector) = 0;
     /// Switches a step, or all steps of a union of bits, on or off for a category. Logs an error
