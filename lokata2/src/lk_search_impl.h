@@ -15,7 +15,7 @@ namespace LK_2_13 {
 ///
 /// Strategy and validator must outlive it. It belongs to the thread of its search. What the steps
 /// throw passes through, and the lists stay as they were.
-class FoundFilesLazyIterator final : public IValidFileIterator, public ISearchResultsContainer {
+class FoundFilesLazyIterator : public IValidFileIterator, public ISearchResultsContainer {
 public:
     /// Over a list of found files alone: never runs a step. It is not positioned before the first
     /// `reset`.
@@ -39,6 +39,7 @@ public:
 
     FoundFilesLazyIterator(IFileSearchStrategy& strategy, IValidatorInternal& validator,
                            unsigned long long stepsSelector);
+    virtual ~FoundFilesLazyIterator() = default;
     FoundFilesLazyIterator(FoundFilesLazyIterator const&) = delete;
     FoundFilesLazyIterator& operator=(FoundFilesLazyIterator const&) = delete;
 
@@ -46,7 +47,8 @@ public:
     /// come those of the steps that are left.
     void reset() override;
     /// A step is run once and never resumed: it stops at its first new file, and the next call that
-    /// finds no file at hand runs the step behind it.
+    /// finds no file at hand runs the step behind it. After a step it calls itself anew, through
+    /// the virtual table.
     ObjectPtr<IValidFile> next() override;
 
     /// True only for a new valid file. A missing candidate leaves no trace. Within each list the

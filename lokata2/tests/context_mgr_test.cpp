@@ -123,6 +123,9 @@ TEST_F(Contexts, InheritSingleValuesFromTheNearestThatHasOne) {
     auto const steps = ISearchStepsConfigurator::create();
     auto const anyInfo = IEditableEnvironmentInfo::create();
     auto const exactInfo = IEditableEnvironmentInfo::create();
+    exactInfo->setOsType(osLinux);
+    exactInfo->setArchitecture(arX86_64);
+    anyInfo->setArchitecture(arArm64);
     m_manager->registerMessenger(*m_parent, "", &near);
     m_manager->registerMessenger(*m_grandparent, "client", &far);
     m_manager->registerSearchStepsConfigurator(*m_grandparent, "client", steps);
@@ -135,10 +138,14 @@ TEST_F(Contexts, InheritSingleValuesFromTheNearestThatHasOne) {
     EXPECT_EQ(made->messenger(), &near);
     EXPECT_EQ(made->searchStepsConfigurator().get(), steps.get());
     EXPECT_EQ(made->environmentInfo().get(), exactInfo.get());
+    EXPECT_EQ(made->environmentInfo()->osType(), osLinux);
+    EXPECT_EQ(made->environmentInfo()->architecture(), arX86_64);
     EXPECT_STREQ(made->cacheDir(), "/near");
     EXPECT_EQ(m_manager->createSearchEnv(*m_child, "client", anyInfo)->environmentInfo().get(),
               anyInfo.get());
     EXPECT_EQ(env("other")->environmentInfo().get(), anyInfo.get());
+    EXPECT_EQ(anyInfo->osType(), osUnknown);
+    EXPECT_EQ(anyInfo->architecture(), arArm64);
 }
 
 TEST_F(Contexts, GiveAnAnonymousCallerDirectoriesOnly) {

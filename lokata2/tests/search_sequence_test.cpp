@@ -52,6 +52,22 @@ TEST_F(LazyResults, RunsTheNextStepOnlyWhenTheFilesFoundAreUsedUp) {
     EXPECT_EQ(m_strategy.ran.size(), 6U);
 }
 
+TEST_F(LazyResults, EachStepIsFollowedByACallThroughTheVirtualTable) {
+    class Counting final : public FoundFilesLazyIterator {
+    public:
+        using FoundFilesLazyIterator::FoundFilesLazyIterator;
+        ObjectPtr<IValidFile> next() override {
+            ++calls;
+            return FoundFilesLazyIterator::next();
+        }
+        int calls = 0;
+    };
+    m_strategy.candidates[ssHighPrioritySearchDirs] = {m_a};
+    Counting files(m_strategy, m_validator, 0);
+    EXPECT_EQ(files.next()->name(), m_a);
+    EXPECT_EQ(files.calls, 3) << "archive directories, high priority directories, the file";
+}
+
 TEST_F(LazyResults, FilesTheFirstEntryOfAPathInEachListApart) {
     FoundFilesLazyIterator files(m_strategy, m_validator, 0);
     std::string const otherForm = m_tree.root() + "/./a";

@@ -214,7 +214,7 @@ TEST(Checksum, IsThatOfTheWholeContentOrNone) {
 TEST(ChecksumCalculator, IsOneAndNeverHandedOutWhileItGoesOnAnotherThread) {
     {
         auto const first = IChecksumCalculator::create();
-        EXPECT_EQ(first, IChecksumCalculator::create());
+        EXPECT_EQ(first.get(), IChecksumCalculator::create().get());
     }
     std::vector<std::thread> threads(4);
     for (std::thread& thread : threads)

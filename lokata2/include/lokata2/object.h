@@ -161,13 +161,6 @@ public:
     T& operator*() const { return *m_pObject; }
     explicit operator bool() const { return m_pObject != nullptr; }
 
-    friend bool operator==(ObjectPtr const& a, ObjectPtr const& b) {
-        return a.m_pObject == b.m_pObject;
-    }
-    friend bool operator!=(ObjectPtr const& a, ObjectPtr const& b) {
-        return a.m_pObject != b.m_pObject;
-    }
-
 private:
     void acquire() {
         if (m_pObject != nullptr)

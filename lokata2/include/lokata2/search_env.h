@@ -11,17 +11,10 @@ class IMessenger;
 
 namespace LK_2_13 {
 
-/// Carried for the client; the library attaches no meaning to the values.
-enum operating_system_type_t : std::uint32_t { osUnknown = 0, osLinux = 1, osOther = 2 };
-enum architecture_t : std::uint32_t {
-    arUnknown = 0,
-    arX86 = 1,
-    arX86_64 = 2,
-    arArm = 3,
-    arArm64 = 4,
-    arRiscv64 = 5,
-    arOther = 6
-};
+/// Carried for the client; the library attaches no meaning to the values, and a client may use
+/// others.
+enum operating_system_type_t : std::uint32_t { osUnknown = 0, osLinux = 1 };
+enum architecture_t : std::uint32_t { arUnknown = 0, arX86_64 = 1, arArm64 = 2 };
 
 /// Facts of the machine that was profiled.
 class LOKATA2_EXPORT IEnvironmentInfo : public ILKObject {
@@ -81,7 +74,8 @@ public:
     virtual void
     setConfidenceLevelPolicyCallback(CallbackHolder<IConfidenceLevelPolicyCallback> const&) = 0;
     virtual void setEnvironmentInfo(ObjectPtr<IEnvironmentInfo> const&) = 0;
-    /// Not owned: must outlive the environment, or be set to null before it goes.
+    /// Not owned: must outlive the environment, or be set to null before it goes. Set it before
+    /// `IFileSearch::create`, which makes the directory to fetch files to.
     virtual void setFileRetriever(IFileRetriever* const&) = 0;
     virtual void setSearchStepsConfigurator(ObjectPtr<ISearchStepsConfigurator> const&) = 0;
     /// Not owned, as above.

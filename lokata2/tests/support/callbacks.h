@@ -86,7 +86,7 @@ public:
 
 class Messenger final : public herald2::IMessenger {
 public:
-    void message(herald2::message_kind_t, char const*) override {}
+    void message(char const*) override {}
 };
 
 } // namespace LK_2_13::test

@@ -18,10 +18,7 @@ public:
     std::string const& str() const { return m_text; }
     char const* c_str() const { return m_text.c_str(); }
     std::string::size_type size() const { return m_text.size(); }
-    bool empty() const { return m_text.empty(); }
 
-    friend bool operator==(ustring8 const& a, ustring8 const& b) { return a.m_text == b.m_text; }
-    friend bool operator!=(ustring8 const& a, ustring8 const& b) { return a.m_text != b.m_text; }
     /// Orders by bytes.
     friend bool operator<(ustring8 const& a, ustring8 const& b) { return a.m_text < b.m_text; }
 

@@ -10,11 +10,10 @@ namespace BRACE_2_18::types {
 struct nil_t {};
 inline constexpr nil_t nil{};
 
-/// A value of an argument: a text, or nil.
+/// A value of an argument: a text, or nil at first.
 class variant {
 public:
     variant() = default;
-    variant(nil_t) {}
     /// Null gives the empty text, which is a value and not nil.
     variant(char const* text) : variant(strings::ustring8(text)) {}
     variant(strings::ustring8 text) : m_text(std::move(text)), m_hasValue(true) {}

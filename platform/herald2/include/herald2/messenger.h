@@ -2,13 +2,6 @@
 
 namespace herald2 {
 
-/// How urgent a message is.
-enum message_kind_t : unsigned int {
-    mkInformation = 0,
-    mkWarning = 1,
-    mkError = 2,
-};
-
 /// Takes messages for the user of a program. A client implements it; those who get one only use
 /// it, they never own it and never delete it.
 class IMessenger {
@@ -17,7 +10,7 @@ public:
 
     /// Shows a text to the user. The text is UTF-8, not null, and lives for the call only. May be
     /// called from any thread that the messenger was handed to.
-    virtual void message(message_kind_t kind, char const* text) = 0;
+    virtual void message(char const* text) = 0;
 };
 
 } // namespace herald2

@@ -9,22 +9,13 @@
 
 namespace toolbelt2 {
 
-/// The type numbers of variant_t. They lie in stores on disk and are never given anew. A
-/// number outside this table can come out of a store that a later version wrote; it is
-/// kept as it is.
+/// Those type numbers of variant_t that have a meaning here. They lie in stores on disk and
+/// are never given anew. Another number can come out of a store that another program wrote;
+/// it is kept as it is.
 enum variant_type_t : std::int32_t {
     vtBoolean = 0,
-    vtNone = 1,
-    vtInt8 = 2,
     vtUint8 = 3,
-    vtInt16 = 4,
-    vtUint16 = 5,
-    vtInt32 = 6,
-    vtUint32 = 7,
-    vtInt64 = 8,
     vtUint64 = 9,
-    vtDouble = 10,
-    vtReserved = 11,
     vtText = 12,    ///< narrow text, UTF-8 by intent but any bytes, as a file name is
     vtBinary = 13,  ///< bytes that are no text
     vtLongText = 14 ///< the second kind of text, written for long texts by other programs
@@ -55,7 +46,7 @@ public:
     /// A text under any type number, as a store brings it back.
     static variant_t from_text(variant_type_t type, std::string text);
 
-    /// The type number, not necessarily one of the table.
+    /// The type number, not necessarily one with a name.
     variant_type_t type() const { return m_type; }
 
     /// True if the content is a text, whatever the type number says.
@@ -70,9 +61,6 @@ public:
 
     friend bool operator==(variant_t const& left, variant_t const& right) {
         return left.m_type == right.m_type && left.m_content == right.m_content;
-    }
-    friend bool operator!=(variant_t const& left, variant_t const& right) {
-        return !(left == right);
     }
 
 private:

@@ -41,9 +41,6 @@ public:
 
     /// Equal in names, type numbers, values and order, down to the last child.
     friend TOOLBELT2_EXPORT bool operator==(variant_bag_t const& left, variant_bag_t const& right);
-    friend bool operator!=(variant_bag_t const& left, variant_bag_t const& right) {
-        return !(left == right);
-    }
 
 private:
     std::vector<entry_t> m_entries;
