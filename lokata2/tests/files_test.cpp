@@ -19,12 +19,11 @@ TEST(FileExists, TellsFilesOfAnyKind) {
     TempTree const tree;
     std::string const fifo = tree.path("fifo");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    EXPECT_TRUE(utils::fileExists(fifo.c_str()));
-    EXPECT_TRUE(utils::fileExists(tree.link("link", tree.file("file")).c_str()));
-    EXPECT_FALSE(utils::fileExists(tree.link("dangling", "nothing").c_str()));
-    EXPECT_FALSE(utils::fileExists(tree.link("loop", "loop").c_str()));
-    EXPECT_FALSE(utils::fileExists(tree.path("file/below").c_str()));
-    EXPECT_FALSE(utils::isDirectory(tree.path("link").c_str()));
+    for (auto const& name : {fifo, tree.link("link", tree.file("file"))})
+        EXPECT_TRUE(utils::fileExists(name.c_str()) && !utils::isDirectory(name.c_str())) << name;
+    for (auto const& name :
+         {tree.link("dangling", "nothing"), tree.link("loop", "loop"), tree.path("file/below")})
+        EXPECT_FALSE(utils::fileExists(name.c_str())) << name;
     EXPECT_TRUE(utils::isDirectory(tree.link("links", tree.dir("dir")).c_str()));
     EXPECT_FALSE(utils::fileExists(nullptr));
 }

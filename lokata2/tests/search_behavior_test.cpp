@@ -9,7 +9,6 @@
 #include <atomic>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace LK_2_13 {
 namespace {
@@ -109,15 +108,13 @@ TEST_F(SearchBehavior, TakesItsCapturesAndCallbacksAwayWhenItGoes) {
 
 TEST_F(SearchBehavior, ManipulatorsMayGoWhileSearchesRun) {
     constexpr int c_rounds = 30;
-    std::vector<std::thread> searchers;
-    searchers.reserve(2);
     std::atomic<int> found{0};
-    for (int i = 0; i < 2; ++i) {
-        searchers.emplace_back([&] {
-            for (int round = 0; round < c_rounds; ++round)
-                found += find("present").empty() ? 0 : 1;
-        });
-    }
+    auto const searches = [&] {
+        for (int round = 0; round < c_rounds; ++round)
+            found += find("present").empty() ? 0 : 1;
+    };
+    std::thread first(searches);
+    std::thread second(searches);
     auto const history = ISearchHistory::create();
     for (int round = 0; round < c_rounds; ++round) {
         auto const manipulator = createSearchManipulatorByContext(m_context, nullptr, history);
@@ -128,8 +125,8 @@ TEST_F(SearchBehavior, ManipulatorsMayGoWhileSearchesRun) {
         manipulator->setFilesFoundBehavior("other", ffbUpdateHistory);
         manipulator->setNoFilesFoundBehavior("client", nfbUpdateHistory);
     }
-    for (std::thread& searcher : searchers)
-        searcher.join();
+    first.join();
+    second.join();
     EXPECT_EQ(found, 2 * c_rounds);
 }
 

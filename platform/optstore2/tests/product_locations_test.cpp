@@ -75,15 +75,13 @@ TEST_F(ProductLocations, WhatIsNotAPrivateDirectoryIsRefusedAndLeftAsItIs) {
 TEST_F(ProductLocations, ADirectoryOfAnotherUserIsRefused) {
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root, to give a directory to another user";
-    fs::path const own = m_root / "own";
-    ASSERT_EQ(given(own), own);
-    ASSERT_EQ(chown(own.c_str(), c_somebodyElse, c_somebodyElse), 0);
-    EXPECT_EQ(given(own), "");
-
-    fs::path const below = m_root / "theirs/own";
-    ASSERT_EQ(given(below), below);
-    ASSERT_EQ(chown(below.parent_path().c_str(), c_somebodyElse, c_somebodyElse), 0);
-    EXPECT_EQ(given(below), "");
+    fs::path const own = m_root / "above/own";
+    for (fs::path const& theirs : {own, own.parent_path()}) {
+        ASSERT_EQ(given(own), own);
+        ASSERT_EQ(chown(theirs.c_str(), c_somebodyElse, c_somebodyElse), 0);
+        EXPECT_EQ(given(own), "") << theirs;
+        ASSERT_EQ(chown(theirs.c_str(), 0, 0), 0);
+    }
 }
 
 } // namespace

@@ -131,12 +131,12 @@ TEST_F(Handles, APendingFileAppearsWholeOrNotAtAll) {
         EXPECT_EQ(fs::path(pending.path()).parent_path(), m_root);
     }
     EXPECT_THAT(entries(), UnorderedElementsAre("target"));
-    EXPECT_EQ(content(target), "old");
 
     pending_file_t pending(target, 0600);
     pending_file_t other(target, 0640);
     pending.write("new ");
     pending.write("text");
+    EXPECT_EQ(content(target), "old");
     pending.commit();
     EXPECT_EQ(content(target), "new text");
     EXPECT_EQ(fs::status(target).permissions(), fs::perms(0600));
@@ -145,9 +145,8 @@ TEST_F(Handles, APendingFileAppearsWholeOrNotAtAll) {
     EXPECT_EQ(fs::status(target).permissions(), fs::perms(0640));
     EXPECT_THAT(entries(), UnorderedElementsAre("target"));
 
-    pending_file_t longest(m_root / std::string(255, 'x'));
-    longest.commit();
-    EXPECT_TRUE(fs::exists(longest.target()));
+    pending_file_t(m_root / std::string(255, 'x')).commit();
+    EXPECT_TRUE(fs::exists(m_root / std::string(255, 'x')));
 }
 
 TEST_F(Handles, APendingFileTakesThePlaceOfARegularFileOnly) {
