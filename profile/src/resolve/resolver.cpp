@@ -281,7 +281,7 @@ std::string searchedName(Module const& module) {
     }
 }
 
-class Resolver::Impl {
+class __attribute__((visibility("hidden"))) Resolver::Impl {
 public:
     Impl(ObjectPtr<ISearchEnv> const& environment, PlaceOptions places)
         : m_environment(environment), m_support(std::move(places)) {}
