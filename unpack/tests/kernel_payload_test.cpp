@@ -1,12 +1,17 @@
 #include "temp_tree.h"
 #include <unpack/kernel_payload.h>
+#include <unpack/packed_file.h>
+
+#include <toolbelt2/descriptor.h>
 
 #include <archive.h>
 #include <archive_entry.h>
+#include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <map>
 #include <sys/stat.h>
+#include <vector>
 
 namespace {
 
@@ -86,11 +91,11 @@ std::string withSize(std::string const& packed, Compression compression, std::si
     return compression == Compression::gzip ? packed : packed + number(size, 4);
 }
 
-std::string const kDecoys = "\x1f\x8b\x08\x00"s +
-                            "\xfd"
-                            "7zXZ\0"s +
-                            "BZh91AY&SY"s + "\x02\x21\x4c\x18"s + "\x28\xb5\x2f\xfd"s;
-std::string const kTail = std::string(333, '\x5a') + kDecoys;
+std::string const c_decoys = "\x1f\x8b\x08\x00"s +
+                             "\xfd"
+                             "7zXZ\0"s +
+                             "BZh91AY&SY"s + "\x02\x21\x4c\x18"s + "\x28\xb5\x2f\xfd"s;
+std::string const c_tail = std::string(333, '\x5a') + c_decoys;
 
 std::string x86Image(std::string const& payload, std::size_t declaredSize) {
     std::string image(0x1f1, '\x90');
@@ -99,7 +104,7 @@ std::string x86Image(std::string const& payload, std::size_t declaredSize) {
     image += "\x55\xaa\xeb\x66HdrS"s + number(0x20f, 2);
     image.resize(0x248, '\0');
     image += number(0x123, 4) + number(declaredSize, 4);
-    image += kDecoys;
+    image += c_decoys;
     image.resize(4 * 512 + 0x123, '\0');
     return image + payload;
 }
@@ -112,7 +117,7 @@ std::string zbootImage(std::string const& payload, std::size_t declaredSize) {
 
 // The payload's signature lies across the border of two blocks of the scan.
 std::string plainImage(std::string const& payload) {
-    std::string image = kDecoys;
+    std::string image = c_decoys;
     image.resize(0x40000 - 2, '\0');
     return image + payload;
 }
@@ -152,8 +157,8 @@ TEST_P(EachCompression, IsFoundByEitherHeaderAndWithoutOne) {
     std::string const packed = pack(kernel, GetParam());
     std::string const payload = withSize(packed, GetParam(), kernel.size());
     for (auto const& image :
-         {x86Image(payload + kTail, payload.size()), zbootImage(payload + kTail, packed.size()),
-          zbootImage(payload + kTail, payload.size()), plainImage(payload), packed}) {
+         {x86Image(payload + c_tail, payload.size()), zbootImage(payload + c_tail, packed.size()),
+          zbootImage(payload + c_tail, payload.size()), plainImage(payload), packed}) {
         auto const result = unpack(image);
         ASSERT_TRUE(result.ok) << result.message;
         EXPECT_EQ(result.compression, GetParam());
@@ -164,11 +169,20 @@ TEST_P(EachCompression, IsFoundByEitherHeaderAndWithoutOne) {
 }
 
 TEST_P(EachCompression, CutShortIsRefused) {
-    std::string const packed = pack(elfKernel(), GetParam());
+    std::string const kernel = elfKernel();
+    std::string const packed = pack(kernel, GetParam());
     std::string const half = packed.substr(0, packed.size() * 3 / 4);
     expectFailure(x86Image(half, half.size()), "cut short");
     expectFailure(x86Image(half, packed.size()), "truncated");
-    expectFailure(plainImage(half), "");
+    // Only the size that lz4 lets follow tells of a cut at the border of a block.
+    std::string const needed =
+        GetParam() == Compression::lz4 ? withSize(packed, GetParam(), kernel.size()) : packed;
+    for (std::size_t i = 0; i < 24; ++i) {
+        std::size_t const size = i < 12 ? needed.size() - 1 - i : needed.size() / 12 * (i - 12);
+        EXPECT_FALSE(unpack(x86Image(needed.substr(0, size), size)).ok) << size;
+    }
+    std::string const firstBlockOfLz4 = packed.substr(0, 8 + (packed.size() - 12) / 2);
+    EXPECT_FALSE(unpack(plainImage(firstBlockOfLz4)).ok);
 }
 
 TEST_P(EachCompression, DamagedIsRefused) {
@@ -186,6 +200,21 @@ TEST_P(EachCompression, DamagedIsRefused) {
     }
     std::string const payload = withSize(packed, GetParam(), kernel.size());
     expectFailure(x86Image(payload, payload.size()), compressionName(GetParam()));
+}
+
+TEST_F(KernelPayload, TheGzipStreamThatAHeaderNamesIsUnpackedAndNotAnEarlierOne) {
+    std::string const kernel = elfKernel();
+    std::string packed = pack(kernel, Compression::gzip);
+    constexpr char c_extraNameAndComment = 4 | 8 | 16;
+    packed[3] = c_extraNameAndComment;
+    packed.insert(10, "\x02\0xxvmlinux.bin\0a comment\0"s);
+    auto image = x86Image(packed, packed.size());
+    auto const decoy = pack(elfKernel().substr(0, 100), Compression::gzip);
+    ASSERT_LT(decoy.size(), 512U);
+    image.replace(0x400, decoy.size(), decoy);
+    auto const result = unpack(image);
+    ASSERT_TRUE(result.ok) << result.message;
+    EXPECT_TRUE(contentOf(m_target) == kernel);
 }
 
 TEST_F(KernelPayload, AStreamWithoutAKernelIsPassedOverByTheScanAndRefusedBehindAHeader) {
@@ -213,7 +242,7 @@ TEST_F(KernelPayload, WhatCannotBeUnpackedIsNamed) {
     expectFailure(x86Image("no signature", 12), "no known compression signature");
     expectFailure(zbootImage("", 0xffffffff), "truncated");
     expectFailure(elfKernel() + lzo, "it is not compressed");
-    expectFailure(kDecoys, "no compressed kernel");
+    expectFailure(c_decoys, "no compressed kernel");
     expectFailure("", "no compressed kernel");
     std::string const oneGiBDictionary = "\x5d"s + number(1u << 30, 4) + std::string(8, '\xff');
     expectFailure(oneGiBDictionary + std::string(100, '\0'), "more memory");
@@ -228,12 +257,19 @@ TEST_F(KernelPayload, OnlyARegularFileIsAnImage) {
 }
 
 TEST_F(KernelPayload, AnUnfitTargetIsLeftAlone) {
-    auto const image = pack(elfKernel(), Compression::zstd);
+    auto const image = pack(elfKernel(), Compression::gzip);
     m_tree.file("vmlinuz", image);
     std::filesystem::create_hard_link(m_image, m_target);
     EXPECT_THAT(unpackKernel(m_image, m_target).message, HasSubstr("the image itself"));
     EXPECT_TRUE(contentOf(m_image) == image);
-    EXPECT_THAT(unpackKernel(m_image, m_tree.root()).message, HasSubstr("not a regular file"));
+    ASSERT_EQ(::mkfifo(m_tree.path("pipe").c_str(), 0600), 0);
+    m_tree.link("link", m_tree.file("victim", "older"));
+    m_tree.link("dangling", m_tree.path("new"));
+    for (auto const& target : {m_tree.root(), m_tree.path("pipe"), m_tree.path("link"),
+                               m_tree.path("dangling"), "/dev/null"s})
+        EXPECT_THAT(unpackKernel(m_image, target).message, HasSubstr("not a regular file"));
+    EXPECT_EQ(contentOf(m_tree.path("victim")), "older");
+    EXPECT_EQ(files(), 6);
     EXPECT_THAT(unpackKernel(m_image, m_tree.path("none/x")).message, HasSubstr("No such file"));
 }
 
@@ -245,14 +281,66 @@ TEST_F(KernelPayload, AKernelAboveTheLimitIsRefused) {
     EXPECT_TRUE(unpackKernel(m_image, m_target, kernel.size()).ok);
 }
 
-TEST_F(KernelPayload, FindingWritesNothingAndTellsTheCompressionAndThePlace) {
+TEST_F(KernelPayload, APackedModuleIsUnpackedToItsEndIntoAnOpenFile) {
+    std::string const module = elfKernel();
+    for (auto const compression : {Compression::gzip, Compression::xz, Compression::zstd}) {
+        auto const packed =
+            pack(module.substr(0, 1000), compression) + pack(module.substr(1000), compression);
+        m_tree.file("vmlinuz", packed);
+        auto const output =
+            toolbelt2::descriptor_t::open(m_target.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        auto const result = unpackKernel(m_image, output.get(), module.size());
+        EXPECT_TRUE(result.ok) << result.message;
+        EXPECT_EQ(result.compression, compression);
+        EXPECT_TRUE(contentOf(m_target) == module);
+        EXPECT_THAT(unpackKernel(m_image, output.get(), 2000).message, HasSubstr("more than 2000"));
+        m_tree.file("vmlinuz", packed + std::string(12, 'x'));
+        EXPECT_THAT(unpackKernel(m_image, output.get()).message, HasSubstr("is damaged"));
+        EXPECT_THAT(unpackKernel(m_image, -1).message, HasSubstr("cannot be written"));
+    }
+}
+
+TEST_F(KernelPayload, FindingWritesNothingAndTellsWhatIsInside) {
     auto const packed = pack(elfKernel(), Compression::gzip);
     m_tree.file("vmlinuz", x86Image(packed, packed.size()));
     auto const result = findPayload(m_image);
     ASSERT_TRUE(result.payload) << result.message;
     EXPECT_EQ(result.payload->compression, Compression::gzip);
     EXPECT_EQ(result.payload->offset, 4 * 512 + 0x123);
+    m_tree.file("vmlinuz", elfKernel());
+    EXPECT_EQ(findPayload(m_image).kind, KernelKind::elf);
+    EXPECT_FALSE(findPayload(m_image).payload);
+    EXPECT_EQ(unpackKernel(m_image, m_target).kind, KernelKind::elf);
     EXPECT_EQ(files(), 1);
+}
+
+TEST(PackedFile, IsUnpackedWithWhatItsFormatLetsStandBetweenStreams) {
+    std::string const text = noise(1000);
+    std::string const skipped = "\x5f\x2a\x4d\x18"s + number(3, 4) + "abc";
+    std::string const zeros(4, '\0');
+    auto const gzip = pack(text, Compression::gzip);
+    auto const xz = pack(text, Compression::xz);
+    auto const zstd = pack(text, Compression::zstd);
+    for (auto const& [parts, error] :
+         {std::pair(std::vector{skipped, zstd, skipped, zstd}, ""s),
+          std::pair(std::vector{xz, zeros, xz}, ""s),
+          std::pair(std::vector{gzip, gzip, zeros},
+                    "the gzip stream is damaged (incorrect header check)"s),
+          std::pair(std::vector{zstd, zstd, zeros},
+                    "the zstd stream is damaged (Unknown frame descriptor)"s)}) {
+        std::string packed;
+        for (auto const& part : parts)
+            packed += part;
+        auto const result = unpackMemory(packed, 2 * text.size());
+        EXPECT_EQ(result.error, error);
+        EXPECT_TRUE(result.content == text + text);
+        auto const limited = unpackMemory(packed, 1500);
+        EXPECT_THAT(limited.error, HasSubstr("more than the limit of 1500 bytes"));
+        EXPECT_TRUE(limited.content == (text + text).substr(0, 1500));
+    }
+    constexpr char c_windowOfTwoGiB = '\xa8';
+    EXPECT_THAT(unpackMemory("\x28\xb5\x2f\xfd\0"s + c_windowOfTwoGiB + text, 1000).error,
+                HasSubstr("more memory than allowed"));
 }
 
 } // namespace
