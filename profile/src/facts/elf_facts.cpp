@@ -5,8 +5,9 @@
 #include "read/notes.h"
 #include "read/reasons.h"
 
+#include <unpack/packed_file.h>
+
 #include <algorithm>
-#include <array>
 #include <string_view>
 
 #include <elf.h>
@@ -147,21 +148,11 @@ private:
 
 /// What a file of no ELF content is: kernel modules often lie packed on disk.
 std::string otherKind(ForeignFile const& file) {
-    struct Packing {
-        std::string_view magic;
-        char const* name;
-    };
-    using namespace std::string_view_literals;
-    constexpr std::array<Packing, 3> c_packings{{{"\x1f\x8b"sv, "gzip"},
-                                                 {"\xfd"
-                                                  "7zXZ"sv,
-                                                  "xz"},
-                                                 {"\x28\xb5\x2f\xfd"sv, "zstd"}}};
+    constexpr std::uint64_t c_mark = 8;
     std::string start;
-    file.read(0, std::min<std::uint64_t>(file.size(), 8), start);
-    for (Packing const& packing : c_packings)
-        if (start.compare(0, packing.magic.size(), packing.magic) == 0)
-            return reasonText(ReasonKey::packed, {packing.name});
+    file.read(0, std::min(file.size(), c_mark), start);
+    if (auto const packing = unpack::packingOf(start))
+        return reasonText(ReasonKey::packed, {unpack::compressionName(*packing)});
     return reasonText(ReasonKey::not_elf);
 }
 
