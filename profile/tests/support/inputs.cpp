@@ -99,7 +99,7 @@ std::string gzip(std::string_view content) {
 
 std::string CoreFile::content() const {
     unsigned const word = wide ? 8 : 4;
-    Bytes list(bigEndian);
+    Bytes list(big_endian);
     list.integer(files.size(), word).integer(c_page, word);
     for (std::size_t i = 0; i < files.size(); ++i) {
         auto const start = 0x10000 + i * c_page;
@@ -107,15 +107,15 @@ std::string CoreFile::content() const {
     }
     for (auto const& file : files)
         list.text(file.name);
-    auto const notes = elfNote(Bytes(bigEndian), NT_FILE, "CORE", list.content());
-    auto out = elfHeader(wide, bigEndian, ET_CORE, files.size() + 1);
+    auto const notes = elfNote(Bytes(big_endian), NT_FILE, "CORE", list.content());
+    auto out = elfHeader(wide, big_endian, ET_CORE, files.size() + 1);
     auto const notesAt = out.size() + (files.size() + 1) * (wide ? 56 : 32);
     programHeader(out, wide, PT_NOTE, 0, notesAt, 0, notes.size(), 0);
     std::string pages;
     for (std::size_t i = 0; i < files.size(); ++i) {
         auto const& file = files[i];
-        auto image = elfHeader(wide, bigEndian, ET_DYN, 1);
-        auto const id = elfNote(Bytes(bigEndian), NT_GNU_BUILD_ID, "GNU", file.build_id);
+        auto image = elfHeader(wide, big_endian, ET_DYN, 1);
+        auto const id = elfNote(Bytes(big_endian), NT_GNU_BUILD_ID, "GNU", file.build_id);
         programHeader(image, wide, PT_NOTE, PF_R, 64 + 56, 64 + 56, id.size(), 0);
         image.padTo(64 + 56).raw(id);
         auto const page = file.build_id.empty() ? std::string() : image.content();

@@ -32,7 +32,7 @@ struct CoreFile {
         bool executable = true;
     };
     bool wide = true;
-    bool bigEndian = false;
+    bool big_endian = false;
     std::vector<Mapped> files;
 
     std::string content() const;
