@@ -170,11 +170,11 @@ private:
             range.start = word(ranges);
             range.end = word(ranges);
             range.file_offset = word(ranges);
-            if (names.remaining() == 0) {
+            range.name = names.text();
+            if (!names.ok()) {
                 m_builder.error(offset, "the list of mapped files lacks names");
                 return;
             }
-            range.name = names.text();
             m_files.push_back(range);
         }
     }

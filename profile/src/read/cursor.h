@@ -41,11 +41,15 @@ public:
             skip(count * size);
     }
 
-    /// Up to the next zero byte, which is consumed, or all that remains when there is none.
+    /// Up to the next zero byte, which is consumed. Without one the text is cut off: all that
+    /// remains, and ok() turns false.
     std::string_view text() {
         auto const rest = m_bytes.substr(m_position);
         auto const end = rest.find('\0');
-        m_position += end == std::string_view::npos ? rest.size() : end + 1;
+        if (end == std::string_view::npos)
+            fail();
+        else
+            m_position += end + 1;
         return rest.substr(0, end);
     }
 

@@ -192,7 +192,8 @@ std::uint32_t PerfSession::moduleOf(PerfEvent const& event, std::uint64_t mountN
     auto const& identity = mapping.build_id.empty() ? mapping.inode : mapping.build_id;
     if (mountNamespace == 0 || identity.empty())
         return m_builder.module(key);
-    auto const known = m_files.find(identity + mapping.name);
+    std::string file = std::to_string(identity.size()) + " " + identity + mapping.name;
+    auto const known = m_files.find(file);
     if (known != m_files.end()) {
         if (m_builder.profile().modules[known->second].mount_namespace != mountNamespace &&
             m_fileBytes <= m_builder.options().max_names) {
@@ -202,9 +203,9 @@ std::uint32_t PerfSession::moduleOf(PerfEvent const& event, std::uint64_t mountN
         return known->second;
     }
     auto const index = m_builder.module(key);
-    m_fileBytes += identity.size() + mapping.name.size() + sizeof(std::string);
+    m_fileBytes += file.size() + sizeof(std::string);
     if (index != ProfileBuilder::c_none && m_fileBytes <= m_builder.options().max_names)
-        m_files.emplace(identity + mapping.name, index);
+        m_files.emplace(std::move(file), index);
     return index;
 }
 
@@ -348,7 +349,7 @@ void PerfSession::applyBuildIds() {
     auto const& modules = m_builder.profile().modules;
     auto const keyOf = [](std::string_view name, ModuleKind kind) {
         // Whatever file the kernel's build-id is told of, the recording machine has one kernel.
-        return std::to_string(static_cast<int>(kind)) +
+        return std::to_string(static_cast<int>(kind)) + " " +
                std::string(kind == ModuleKind::kernel ? std::string_view{} : name);
     };
     // Served from the back: the recording machine's own files first, each in order of appearance.

@@ -24,11 +24,12 @@ std::uint64_t unpackLimit(ReadOptions const& options, std::uint64_t most, std::s
 ProfileBuilder::ProfileBuilder(ReadOptions const& options) : m_options(options) {}
 
 std::string ProfileBuilder::indexKey(ModuleKey const& key) {
+    // The name holds any bytes and so comes behind its length.
     std::string text;
-    text.reserve(key.name.size() + key.build_id.size() + 24);
-    text.append(key.name).push_back('\0');
-    text.push_back(static_cast<char>(key.kind));
-    text.append(std::to_string(key.mount_namespace)).push_back('\0');
+    text.reserve(key.name.size() + key.build_id.size() + 32);
+    text.append(std::to_string(key.name.size())).push_back(' ');
+    text.append(key.name).push_back(static_cast<char>(key.kind));
+    text.append(std::to_string(key.mount_namespace)).push_back(' ');
     if (isBuildId(key.build_id))
         text.append(key.build_id);
     return text;

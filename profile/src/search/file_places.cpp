@@ -245,12 +245,14 @@ std::string supplementaryFileName(AltLink const& link) {
 }
 
 std::string searchableName(std::string const& name) {
-    std::string result = LK_2_13::utils::getCanonicalName(name.c_str(), false);
+    // What takes the name up to a zero byte must not see one, or it finds another file.
+    bool const isWhole = name.find('\0') == std::string::npos;
+    std::string result = isWhole ? LK_2_13::utils::getCanonicalName(name.c_str(), false) : name;
     while (result.compare(0, 3, "../") == 0)
         result.erase(0, 3);
     if (isSafeName(result))
         return result;
-    std::string const bare = getFileNameOnly(result.c_str());
+    std::string const bare = result.substr(result.rfind('/') + 1);
     return isSafeBareName(bare) ? bare : "";
 }
 

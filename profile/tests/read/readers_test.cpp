@@ -237,6 +237,47 @@ TEST(Limits, NamesBeyondTheBudgetAreLeftOutAndTold) {
     EXPECT_THAT(profile.errors, SizeIs(1));
 }
 
+TEST(Names, ComeWholeAndApartWhateverBytesTheyHold) {
+    std::vector<std::string> const lines{"/a", "/a\tb", "/a\x1b[1m", "/a b", "/a\r"};
+    std::vector<std::string> all = lines;
+    all.emplace_back("/a\nb");
+    PerfFile perf;
+    perf.attr(PerfFile::c_sampleType);
+    CoreFile core;
+    PprofFile pprof;
+    pprof.unit(0, 0).string("");
+    std::string maps;
+    std::string modules;
+    std::string buildIds;
+    std::string paths;
+    for (std::size_t i = 1; i <= all.size(); ++i) {
+        auto const& name = all[i - 1];
+        perf.mmap(5, 0x1000 * i, 0x1000, name).sample(5, 0x1000 * i);
+        core.files.push_back({name, buildId(static_cast<char>('a' + i))});
+        pprof.string(name).mapping(i, i, 0);
+        auto const shown = i > lines.size() ? "/a\\012b" : name;
+        maps += "10-20 r-xp 0 fe:00 12 " + shown + "\n";
+        modules += "0x10+0x20 - - - " + shown + "\n";
+        buildIds += i > lines.size() ? "" : "abcdef " + name + "\n";
+        paths += i > lines.size() ? "" : name + "\n";
+    }
+    for (auto const& content :
+         {perf.file(), core.content(), pprof.content(), maps, modules, buildIds, paths}) {
+        std::vector<std::string> found;
+        for (auto const& one : readProfile(content).modules)
+            found.push_back(one.name);
+        EXPECT_EQ(found, content == buildIds || content == paths ? lines : all) << content;
+    }
+
+    auto const twin = std::string("/a\0\0", 4) + std::string("0\0xyz", 5);
+    PprofFile zeros;
+    zeros.string("").string("/a").string("78797a00003000616263").string(twin).string("616263");
+    EXPECT_THAT(names(readProfile(zeros.mapping(1, 1, 2).mapping(2, 3, 4).content())),
+                ElementsAre("/a 78797a00003000616263", twin + " 616263"));
+    for (auto const* const format : {"maps", "unstrip", "buildid-list", "paths"})
+        EXPECT_THAT(readProfile(std::string("/a\0b\n", 5), forcedTo(format)).errors, SizeIs(1));
+}
+
 TEST(Names, OnlyPlainPathsAreSafe) {
     for (auto const* const name : {"/usr/bin/a", "a..b/..c", "[vdso]", "/caf\xc3\xa9"})
         EXPECT_TRUE(isSafeName(name)) << name;

@@ -77,6 +77,8 @@ TEST_F(FilePlacesTest, HostileNamesNeverBecomePaths) {
     EXPECT_EQ(searchableName("../../a/./b.c"), "a/b.c");
     EXPECT_EQ(searchableName("/x\n/b.c"), "b.c");
     EXPECT_EQ(searchableName("/x/b\n.c"), "");
+    EXPECT_EQ(searchableName(std::string("/x/b.c\0d", 8)), "");
+    EXPECT_EQ(searchableName(std::string("/x\0/b.c", 7)), "b.c");
 }
 
 TEST_F(FilePlacesTest, ARelativeSupplementaryLinkStartsAtTheRealSymbolFile) {
