@@ -1,4 +1,5 @@
 #include "read/cursor.h"
+#include "read/elf_image.h"
 #include "read/names.h"
 #include "read/notes.h"
 #include "read/profile_builder.h"
@@ -7,58 +8,16 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
-#include <memory>
 #include <optional>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
-#include <gelf.h>
-
 namespace lokata::profile {
 
 namespace {
 
-/// As much of a mapped file as is searched for its notes. The kernel dumps at least the first
-/// page of an ELF file, and linkers put the notes there.
-constexpr std::uint64_t c_window = 64UL * 1024;
 constexpr std::uint64_t c_page = 4096;
-/// Segments that are looked at for notes; real files have one to three.
-constexpr std::size_t c_maxHeaders = 64;
-
-using ElfHandle = std::unique_ptr<Elf, int (*)(Elf*)>;
-
-/// libelf takes memory as writable; opened for reading only it leaves it alone.
-ElfHandle openElf(std::string_view image) {
-    return {elf_memory(const_cast<char*>(image.data()), image.size()), elf_end};
-}
-
-/// The build-id of the ELF file whose first bytes are `image`; empty when it is not in there.
-std::string findBuildId(std::string_view image) {
-    auto const elf = openElf(image);
-    std::size_t count = 0;
-    if (!elf || elf_kind(elf.get()) != ELF_K_ELF || elf_getphdrnum(elf.get(), &count) != 0)
-        return {};
-    bool const bigEndian = image[EI_DATA] == ELFDATA2MSB;
-    std::string found;
-    for (std::size_t i = 0; i < std::min(count, c_maxHeaders) && found.empty(); ++i) {
-        GElf_Phdr header{};
-        if (gelf_getphdr(elf.get(), static_cast<int>(i), &header) == nullptr ||
-            header.p_type != PT_NOTE || header.p_offset >= image.size())
-            continue;
-        auto const size = std::min<std::uint64_t>(header.p_filesz, image.size() - header.p_offset);
-        eachNote(
-            image.substr(static_cast<std::size_t>(header.p_offset), static_cast<std::size_t>(size)),
-            bigEndian, header.p_align,
-            [&](std::uint32_t type, std::string_view owner, std::string_view content) {
-                bool const match = isBuildIdNote(type, owner) && isBuildId(content);
-                if (match)
-                    found.assign(content);
-                return match;
-            });
-    }
-    return found;
-}
 
 struct FileRange {
     std::uint64_t start = 0;
@@ -80,7 +39,6 @@ public:
         : m_content(content), m_builder(builder) {}
 
     void read() {
-        elf_version(EV_CURRENT);
         auto const elf = openElf(m_content);
         GElf_Ehdr header{};
         if (!elf || gelf_getehdr(elf.get(), &header) == nullptr) {
@@ -116,7 +74,7 @@ private:
             else if (one.p_type == PT_LOAD)
                 addSegment(one);
         }
-        for (std::size_t i = 0; i < std::min(notes.size(), c_maxHeaders) && !m_sawFiles; ++i)
+        for (std::size_t i = 0; i < std::min(notes.size(), c_maxNoteSegments) && !m_sawFiles; ++i)
             readNotes(notes[i]);
         if (!m_sawFiles)
             m_builder.error(m_content.size(), "no list of mapped files is in the core file");
@@ -202,8 +160,8 @@ private:
             return nothing;
         auto const [known, isNew] = m_buildIds.try_emplace(segment.offset + into);
         if (isNew) {
-            auto const size = std::min(segment.file_size - into, c_window);
-            known->second = findBuildId(m_content.substr(segment.offset + into, size));
+            auto const size = std::min(segment.file_size - into, c_noteWindow);
+            known->second = buildIdInImage(m_content.substr(segment.offset + into, size));
         }
         return known->second;
     }

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cinttypes>
+#include <cstdio>
 #include <initializer_list>
 
 namespace lokata::profile {
@@ -111,6 +113,13 @@ std::string displayName(std::string_view name) {
 
 std::string_view withoutDeletedMark(std::string_view name) {
     return endsWith(name, c_deleted) ? name.substr(0, name.size() - c_deleted.size()) : name;
+}
+
+std::string deviceAndInode(MappedFile const& file) {
+    char device[24];
+    std::snprintf(device, sizeof device, "%02" PRIx32 ":%02" PRIx32 " ", file.device_major,
+                  file.device_minor);
+    return device + std::to_string(file.inode);
 }
 
 ModuleKind classifyName(std::string_view name) {

@@ -15,6 +15,9 @@ bool isSafeBareName(std::string_view name);
 /// The recorded name without the mark that the kernel adds for a removed file.
 std::string_view withoutDeletedMark(std::string_view name);
 
+/// "MAJOR:MINOR INODE", the device in hexadecimal digits, as /proc/PID/maps spells them.
+std::string deviceAndInode(MappedFile const& file);
+
 /// What a name denotes when nothing but the name is known.
 ModuleKind classifyName(std::string_view name);
 

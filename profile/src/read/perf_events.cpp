@@ -120,11 +120,16 @@ void PerfDecoder::decodeMap(PerfRecord const& record, PerfEvent& event, Cursor& 
             auto const id = in.bytes(20);
             event.mapping->build_id = id.substr(0, size);
         } else {
-            Cursor number = in;
-            number.skip(8);
-            bool const isFile = number.u64() != 0;
+            Cursor numbers = in;
+            MappedFile file;
+            file.device_major = numbers.u32();
+            file.device_minor = numbers.u32();
+            file.inode = numbers.u64();
             auto const inode = in.bytes(24);
-            event.mapping->inode = isFile ? inode : std::string_view{};
+            if (file.inode != 0) {
+                event.mapping->inode = inode;
+                event.mapping->file = file;
+            }
         }
         in.skip(8);
     }

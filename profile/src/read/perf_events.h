@@ -31,7 +31,9 @@ struct PerfMapping {
     std::string name;
     std::optional<ModuleKind> kind; ///< Empty: told by the name.
     std::string build_id;           ///< Raw bytes; empty when the record carries none.
-    std::string inode; ///< Device and inode, as raw bytes; empty when the record carries none.
+    /// Device, inode and its generation, as raw bytes; empty when the record carries none.
+    std::string inode;
+    std::optional<MappedFile> file; ///< The same as numbers.
 };
 
 /// A record in the form in which it is applied, free of the input.

@@ -218,8 +218,11 @@ void PerfSession::map(PerfEvent const& event) {
     auto const length = event.length == 0 && kernel ? c_farthest : event.length;
     if (module == ProfileBuilder::c_none || length == 0 || !makeWritable(*target))
         return;
-    if (auto& pid = m_builder.profile().modules[module].pid; pid == 0 && !kernel)
-        pid = event.pid;
+    auto& mapped = m_builder.profile().modules[module];
+    if (mapped.pid == 0 && !kernel)
+        mapped.pid = event.pid;
+    if (!mapped.mapped_file)
+        mapped.mapped_file = event.mapping->file;
     auto const end = event.address + std::min(length, c_farthest - event.address);
     clear(*target->ranges, event.address, end);
     (*target->ranges)[event.address] = {end, module};

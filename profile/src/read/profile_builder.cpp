@@ -1,5 +1,7 @@
 #include "read/profile_builder.h"
 
+#include "read/names.h"
+
 #include <algorithm>
 
 namespace lokata::profile {
@@ -9,6 +11,7 @@ namespace {
 constexpr std::size_t c_maxErrors = 100;
 constexpr std::size_t c_maxName = 64UL * 1024;
 
+/// Whose key changes is of perf, which tells no files apart by their numbers.
 ModuleKey keyOf(Module const& one) {
     return {one.name, one.kind, bytesOf(one.build_id), one.mount_namespace};
 }
@@ -30,6 +33,7 @@ std::string ProfileBuilder::indexKey(ModuleKey const& key) {
     text.append(std::to_string(key.name.size())).push_back(' ');
     text.append(key.name).push_back(static_cast<char>(key.kind));
     text.append(std::to_string(key.mount_namespace)).push_back(' ');
+    text.append(key.mapped_file ? deviceAndInode(*key.mapped_file) : "").push_back(';');
     if (isBuildId(key.build_id))
         text.append(key.build_id);
     return text;
@@ -64,6 +68,7 @@ std::uint32_t ProfileBuilder::module(ModuleKey const& key) {
     added.kind = key.kind;
     added.mount_namespace = key.mount_namespace;
     added.build_id = buildIdOf(key.build_id);
+    added.mapped_file = key.mapped_file;
     auto const index = static_cast<std::uint32_t>(m_profile.modules.size());
     m_profile.modules.push_back(std::move(added));
     m_modules.emplace(std::move(text), index);
@@ -96,6 +101,7 @@ void ProfileBuilder::setHostNamespace(std::uint64_t inode) {
             target.samples += one.samples;
             target.caller_samples += one.caller_samples;
             target.pid = target.pid == 0 ? one.pid : target.pid;
+            target.mapped_file = target.mapped_file ? target.mapped_file : one.mapped_file;
         }
     }
 }

@@ -4,6 +4,7 @@
 #include <lokata/profile/read.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -16,6 +17,7 @@ struct ModuleKey {
     ModuleKind kind = ModuleKind::file;
     std::string_view build_id; ///< Raw bytes; those that cannot be a build-id are left out.
     std::uint64_t mount_namespace = 0;
+    std::optional<MappedFile> mapped_file{}; ///< Where files of one name are told apart by it.
 };
 
 /// The raw bytes of a build-id, as long as it lives.

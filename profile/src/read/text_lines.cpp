@@ -1,7 +1,6 @@
 #include "read/text_lines.h"
 
 #include <charconv>
-#include <cstdint>
 
 namespace lokata::profile {
 
@@ -45,19 +44,27 @@ std::string_view word(std::string_view& rest) {
     return taken;
 }
 
-bool isAddress(std::string_view text) {
+std::optional<std::uint64_t> addressOf(std::string_view text) {
     if (text.substr(0, 2) == "0x")
         text.remove_prefix(2);
     std::uint64_t value = 0;
     auto const end = text.data() + text.size();
     auto const result = std::from_chars(text.data(), end, value, 16);
-    return !text.empty() && result.ec == std::errc() && result.ptr == end;
+    if (text.empty() || result.ec != std::errc() || result.ptr != end)
+        return std::nullopt;
+    return value;
 }
 
-bool isAddressPair(std::string_view text, char separator) {
+std::optional<std::pair<std::uint64_t, std::uint64_t>> addressPairOf(std::string_view text,
+                                                                     char separator) {
     auto const middle = text.find(separator);
-    return middle != std::string_view::npos && isAddress(text.substr(0, middle)) &&
-           isAddress(text.substr(middle + 1));
+    if (middle == std::string_view::npos)
+        return std::nullopt;
+    auto const first = addressOf(text.substr(0, middle));
+    auto const second = addressOf(text.substr(middle + 1));
+    if (!first || !second)
+        return std::nullopt;
+    return std::pair(*first, *second);
 }
 
 std::string unescapeMapsName(std::string_view name) {

@@ -109,7 +109,7 @@ UnstripName readUnstripNames(std::string_view columns) {
 /// memory only and has the name that the kernel shows.
 bool readUnstripLine(std::string_view line, ProfileBuilder& builder) {
     auto rest = line;
-    if (!isAddressPair(word(rest), '+'))
+    if (!addressPairOf(word(rest), '+'))
         return false;
     auto const recorded = word(rest);
     auto const id = buildIdFromHex(recorded.substr(0, recorded.find('@')));
@@ -127,7 +127,7 @@ bool readUnstripLine(std::string_view line, ProfileBuilder& builder) {
 
 /// Nothing else begins so; what is damaged behind it is told line by line.
 LineFit fitOfUnstripLine(std::string_view line) {
-    return isAddressPair(word(line), '+') ? LineFit::certain : LineFit::foreign;
+    return addressPairOf(word(line), '+') ? LineFit::certain : LineFit::foreign;
 }
 
 /// What only the last component of a binary's name holds: ".so" and the like, at its end or before

@@ -37,7 +37,8 @@ bool isForeignName(Module const& module) {
 
 /// Modules of one key are the same file, whatever else was recorded of them.
 auto keyOf(Module const& module) {
-    return std::make_tuple(module.kind, module.name, module.build_id, module.mount_namespace);
+    return std::make_tuple(module.kind, module.name, module.build_id, module.mount_namespace,
+                           module.mapped_file ? deviceAndInode(*module.mapped_file) : "");
 }
 
 /// The source files that a run has yet to look for, each once.
@@ -107,12 +108,21 @@ std::vector<Candidate> asCandidates(std::vector<std::string> const& paths) {
     return result;
 }
 
+/// As recorded, or as the memory of a running process told the search for the binary.
+BuildId expectedBuildId(ModuleResolution const& module) {
+    bool const isKnown = module.module.build_id.empty() && module.binary &&
+                         module.binary->identity.kind == IdentityKind::build_id;
+    return isKnown ? buildIdFromHex(module.binary->identity.expected) : module.module.build_id;
+}
+
 /// What one profile takes beside what the resolver keeps for all.
 class ProfileSearch {
 public:
     ProfileSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
                   Profile const& profile)
-        : ProfileSearch(environment, support, releaseOf(environment, profile)) {}
+        : ProfileSearch(environment, support, releaseOf(environment, profile)) {
+        m_process = profile.live_process;
+    }
 
     ModuleResolution resolve(Module const& module);
     void learn(ModuleResolution const& module);
@@ -139,11 +149,14 @@ private:
         return told.empty() ? profile.kernel_release : told;
     }
     std::vector<Candidate> hints(Module const& module, std::string const& name);
+    std::optional<LiveFile> liveFileOf(Module const& module) const;
+    FileResolution findLive(Module const& module, LiveFile const& live);
     std::optional<DebugLink> debugLinkOf(FileResolution const& binary);
     static void judge(ModuleResolution& module);
     void findSymbols(ModuleResolution& module, std::vector<Candidate> const& hinted);
     void findSupplementary(ModuleResolution& module);
 
+    std::uint32_t m_process = 0; ///< Of a recording of a running one.
     SearchSupport& m_support;
     ModuleSearch m_search;
     KernelPlaces m_kernel;
@@ -162,6 +175,22 @@ std::vector<Candidate> ProfileSearch::hints(Module const& module, std::string co
     return result;
 }
 
+std::optional<LiveFile> ProfileSearch::liveFileOf(Module const& module) const {
+    if (m_process == 0 || !module.mapped_file || !module.build_id.empty())
+        return std::nullopt;
+    return LiveFile(m_process, *module.mapped_file);
+}
+
+/// The kernel tells which file a running process has mapped. Where no path leads to it any more,
+/// the build-id in the memory of the process tells what is a copy of it.
+FileResolution ProfileSearch::findLive(Module const& module, LiveFile const& live) {
+    std::string const name = searchedName(module);
+    std::vector<std::string> const names{module.name, std::string(withoutDeletedMark(module.name))};
+    if (auto const reached = live.reached(names))
+        return m_search.findBinary(name, {}, 0, {*reached}, &live);
+    return m_search.findBinary(name, live.buildIdInMemory(), 0, live.seenByProcess(names), &live);
+}
+
 ModuleResolution ProfileSearch::resolve(Module const& module) {
     ModuleResolution result;
     if (!hasFile(module.kind)) {
@@ -174,7 +203,8 @@ ModuleResolution ProfileSearch::resolve(Module const& module) {
     }
 
     std::string const name = searchedName(module);
-    if (module.build_id.empty() && searchableName(name).empty())
+    auto const live = liveFileOf(module);
+    if (!live && module.build_id.empty() && searchableName(name).empty())
         return result;
     std::vector<Candidate> const hinted = hints(module, name);
     result.module = module;
@@ -182,7 +212,8 @@ ModuleResolution ProfileSearch::resolve(Module const& module) {
     if (module.kind == ModuleKind::kernel)
         for (Candidate& image : m_kernel.packedImage())
             binaryHints.push_back(std::move(image));
-    result.binary = m_search.findBinary(name, module.build_id, 0, binaryHints);
+    result.binary =
+        live ? findLive(module, *live) : m_search.findBinary(name, module.build_id, 0, binaryHints);
     judge(result);
     findSymbols(result, hinted);
     return result;
@@ -191,7 +222,8 @@ ModuleResolution ProfileSearch::resolve(Module const& module) {
 void ProfileSearch::judge(ModuleResolution& module) {
     if (!module.binary->found())
         module.status = ModuleStatus::missing;
-    else if (!module.module.build_id.empty() && module.binary->confidence == cfValidated)
+    else if (module.binary->confidence == cfValidated &&
+             module.binary->identity.kind != IdentityKind::none)
         module.status = ModuleStatus::resolved;
     else
         module.status = ModuleStatus::unproven;
@@ -200,10 +232,11 @@ void ProfileSearch::judge(ModuleResolution& module) {
 /// Without a binary only a build-id can tell whose symbols a file holds.
 void ProfileSearch::findSymbols(ModuleResolution& module, std::vector<Candidate> const& hinted) {
     FileResolution const& binary = *module.binary;
-    if (!binary.found() && module.module.build_id.empty())
+    BuildId const buildId = expectedBuildId(module);
+    if (!binary.found() && buildId.empty())
         return;
-    module.symbols = m_search.findSymbols(searchedName(module.module), binary.path,
-                                          module.module.build_id, hinted);
+    module.symbols =
+        m_search.findSymbols(searchedName(module.module), binary.path, buildId, hinted);
     findSupplementary(module);
 }
 
@@ -231,12 +264,13 @@ void ProfileSearch::learn(ModuleResolution const& module) {
 void ProfileSearch::tryLearned(ModuleResolution& module) {
     if (!module.binary)
         return;
-    BuildId const& buildId = module.module.build_id;
+    BuildId const buildId = expectedBuildId(module);
     std::string const name = searchedName(module.module);
     std::string const searched = searchableName(name);
     if (!module.binary->found()) {
+        auto const live = liveFileOf(module.module);
         m_search.tryBinary(name, buildId, asCandidates(m_learned.candidates(searched)),
-                           *module.binary);
+                           *module.binary, live ? &*live : nullptr);
         judge(module);
         if (module.binary->found())
             findSymbols(module, {});

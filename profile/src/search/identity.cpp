@@ -92,13 +92,26 @@ JudgedCandidate const* IdentityValidator::verdictOn(std::string const& canonical
     return found == m_judged.rend() ? nullptr : &*found;
 }
 
-BinaryValidator::BinaryValidator(ElfFactsCache& cache, BuildId expected)
-    : m_cache(cache), m_expected(std::move(expected)) {}
+BinaryValidator::BinaryValidator(ElfFactsCache& cache, BuildId expected, LiveFile const* live)
+    : m_cache(cache), m_expected(std::move(expected)), m_live(live) {}
+
+/// A copy of the mapped file lies elsewhere and has its build-id, where that is known.
+void BinaryValidator::judgeAsMapped(std::string const& path, JudgedCandidate& candidate) const {
+    auto const match = m_live->compare(path, candidate.identity);
+    if (match == LiveFile::Match::same)
+        candidate.result = vrValid;
+    else if (match == LiveFile::Match::other && m_expected.empty())
+        refuse(candidate, svError,
+               reasonText(ReasonKey::mapped_file_mismatch,
+                          {path, candidate.identity.actual, candidate.identity.expected}));
+}
 
 void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate) {
+    if (m_live != nullptr)
+        judgeAsMapped(path, candidate);
     auto facts = m_cache.facts(path);
-    if (m_expected.empty()) {
-        if (!facts->damage.empty())
+    if (m_expected.empty() || candidate.result == vrValid) {
+        if (candidate.result != vrInvalid && !facts->damage.empty())
             refuseUnusable(candidate, path, facts->damage);
         return;
     }

@@ -9,6 +9,7 @@
 #include "facts/elf_facts.h"
 #include "facts/source_files.h"
 #include "search/archived_copies.h"
+#include "search/live_file.h"
 
 #include <lokata/profile/resolution.h>
 
@@ -42,17 +43,20 @@ private:
     std::vector<JudgedCandidate> m_judged;
 };
 
-/// Binaries by build-id; a separate debug file of the same build-id is refused. Without an expected
-/// build-id every file that is not damaged is undecided.
+/// Binaries: as the file that a running process has mapped, if `live` is one, else by build-id; a
+/// separate debug file of the same build-id is refused. Without an expected build-id a file that is
+/// neither damaged nor another one than the mapped is undecided.
 class BinaryValidator final : public IdentityValidator {
 public:
-    BinaryValidator(ElfFactsCache& cache, BuildId expected);
+    BinaryValidator(ElfFactsCache& cache, BuildId expected, LiveFile const* live = nullptr);
 
 private:
     void judge(std::string const& path, JudgedCandidate& candidate) override;
+    void judgeAsMapped(std::string const& path, JudgedCandidate& candidate) const;
 
     ElfFactsCache& m_cache;
     BuildId m_expected;
+    LiveFile const* m_live;
 };
 
 /// What is known of the binary whose symbols are wanted.

@@ -265,30 +265,35 @@ void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestion
 
 FileResolution ModuleSearch::findBinary(std::string const& name, BuildId const& buildId,
                                         unsigned long long stepsSelector,
-                                        std::vector<Candidate> const& hints) {
+                                        std::vector<Candidate> const& hints, LiveFile const* live) {
     FileResolution result;
     result.identity = expectedBuildId(buildId);
     std::string const searched = searchableName(name);
-    if (searched.empty() && buildId.empty())
+    bool const isNamed = !searched.empty() || !buildId.empty();
+    if (!isNamed && hints.empty())
         return result;
-    BinaryValidator validator(m_support.elf, buildId);
-    run(result, joined(hints, m_support.places.binary(searched)), validator, [&] {
-        return m_search->findBinFile(askedName(searched, buildId).c_str(), &validator, nullptr,
-                                     stepsSelector);
-    });
+    // Without anything to ask for, the hints alone are worth a look.
+    std::string const asked =
+        isNamed ? askedName(searched, buildId) : utils::getFileNameOnly(hints.front().path.c_str());
+    BinaryValidator validator(m_support.elf, buildId, live);
+    auto const find = [&] {
+        return m_search->findBinFile(asked.c_str(), &validator, nullptr, stepsSelector);
+    };
+    run(result, joined(hints, m_support.places.binary(searched)), validator, find, isNamed);
     // Copies by build-id come last: a file that lies where somebody put it says more to a person,
     // and a rebuilt namesake shall be met.
     if (!result.found())
-        tryBinary(name, buildId, m_support.places.storedBinary(searched, buildId), result);
+        tryBinary(name, buildId, m_support.places.storedBinary(searched, buildId), result, live);
     return result;
 }
 
 void ModuleSearch::tryBinary(std::string const& name, BuildId const& buildId,
-                             std::vector<Candidate> candidates, FileResolution& result) {
+                             std::vector<Candidate> candidates, FileResolution& result,
+                             LiveFile const* live) {
     candidates = unjudged(std::move(candidates), result);
     if (candidates.empty())
         return;
-    BinaryValidator validator(m_support.elf, buildId);
+    BinaryValidator validator(m_support.elf, buildId, live);
     auto const find = [&] {
         return m_search->findBinFile(askedName(searchableName(name), buildId).c_str(), &validator,
                                      nullptr, 0);

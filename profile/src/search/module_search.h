@@ -52,10 +52,11 @@ public:
     ModuleSearch& operator=(ModuleSearch const&) = delete;
 
     /// `stepsSelector` goes to the steps configurator of the environment. `hints` are tried before
-    /// all other places.
+    /// all other places. `live` may be null.
     FileResolution findBinary(std::string const& name, BuildId const& buildId,
                               unsigned long long stepsSelector = 0,
-                              std::vector<Candidate> const& hints = {});
+                              std::vector<Candidate> const& hints = {},
+                              LiveFile const* live = nullptr);
     /// `binaryPath` is the binary that was found, empty if none; then the recorded `buildId`
     /// stands in for what the binary would tell.
     FileResolution findSymbols(std::string const& name, std::string const& binaryPath,
@@ -67,7 +68,8 @@ public:
     /// Looks at nothing but `candidates`, and puts what came of it behind what `result` says of the
     /// search that found nothing.
     void tryBinary(std::string const& name, BuildId const& buildId,
-                   std::vector<Candidate> candidates, FileResolution& result);
+                   std::vector<Candidate> candidates, FileResolution& result,
+                   LiveFile const* live = nullptr);
     void trySymbols(std::string const& name, std::string const& binaryPath, BuildId const& buildId,
                     std::vector<Candidate> candidates, FileResolution& result);
     void trySource(SourceFile const& source, std::string const& binaryPath,

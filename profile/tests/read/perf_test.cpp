@@ -1,6 +1,8 @@
 #include "support/inputs.h"
 
 #include "read/names.h"
+
+#include "read/names.h"
 #include <lokata/profile/read.h>
 
 #include <gmock/gmock.h>
@@ -137,6 +139,8 @@ TEST(PerfData, TellsNamesInOtherMountNamespacesApart) {
     for (std::uint32_t pid = 5; pid < 8; ++pid)
         perf.mmap2(pid, 0x1000, 0x1000, "/bin/app", "", pid).sample(pid, 0x1000);
     EXPECT_THAT(summary(perf), ElementsAre("/bin/app file 2", "/bin/app file 1 in 88"));
+    EXPECT_EQ(deviceAndInode(readProfile(perf.file()).modules.at(1).mapped_file.value()),
+              "08:01 6");
     perf.mmap2(6, 0x1000, 0x1000, "/lib/shared", "", 500).sample(6, 0x1000);
     perf.mmap2(7, 0x1000, 0x1000, "/lib/shared", "", 500).sample(7, 0x1000);
     EXPECT_THAT(summary(perf), Contains("/lib/shared file 2"));

@@ -151,6 +151,10 @@ TEST(Lists, NameModulesLineByLine) {
               "5000-6000 r-xp 0 fe:00 14 /lib/b\\s (deleted)\nf-10 --xp 0 00:00 0 [vsyscall]\n",
               {"/bin/a\nb c", "/lib/b\\s (deleted) deleted-file", "[vsyscall] vsyscall"},
               ""},
+             {"1000-2000 r-xp 0 fe:00 12 /a\n2000-3000 r-xp 0 fe:00 12 /a\n"
+              "3000-4000 r-xp 0 00:2d 12 /a\n4000-5000 r-xp 0 fe:00 13 /a\n",
+              {"/a", "/a", "/a"},
+              ""},
              {"3000-4000 r--p 0 fe:00 13 /only/data\n", {"/only/data"}, ""}}) {
         auto const profile = readProfile(content);
         EXPECT_EQ(names(profile), modules);

@@ -118,11 +118,9 @@ TEST(JsonReport, EveryDocumentIsAsItsSchemaSays) {
     broken["modules"][0]["binary"]["path"] = nullptr;
     EXPECT_NE(violations(broken.dump()), "") << "a file that was found has a path";
     one.profile.has_samples = false;
-    for (auto const kind :
-         {IdentityKind::none, IdentityKind::build_id, IdentityKind::debug_link_crc,
-          IdentityKind::same_file, IdentityKind::source_md5, IdentityKind::time_and_size}) {
+    for (auto const& [kind, word] : c_identityKinds) {
         one.modules[0].binary->identity.kind = kind;
-        EXPECT_EQ(violations(toJson(one)), "") << wordOf(c_identityKinds, kind);
+        EXPECT_EQ(violations(toJson(one)), "") << word;
     }
     for (unsigned step = ssArchiveSearchDirs; step <= ssCacheSearchDir; step <<= 1) {
         one.modules[0].binary->step = static_cast<search_step_t>(step);

@@ -24,6 +24,7 @@ enum class Place {
     debug_link,      ///< Where .gnu_debuglink leads.
     alt_link,        ///< Where .gnu_debugaltlink leads.
     kernel_tree,     ///< Where a system keeps its kernel and the modules of it.
+    live_process,    ///< Where a running process has the file that it mapped.
 };
 
 constexpr Word<Place> c_places[]{
@@ -38,6 +39,7 @@ constexpr Word<Place> c_places[]{
     {Place::debug_link, "debug-link"},
     {Place::alt_link, "alt-link"},
     {Place::kernel_tree, "kernel-tree"},
+    {Place::live_process, "live-process"},
 };
 
 /// A path that is worth a look. Nothing is proven by it, and no file need be there.

@@ -8,6 +8,7 @@
 #include <lokata/profile/words.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,6 +44,15 @@ constexpr Word<ModuleKind> c_moduleKinds[]{
     {ModuleKind::guest_module, "guest-module"},
 };
 
+/// A file as the kernel tells it beside a mapping of it: /proc/PID/maps, PERF_RECORD_MMAP2. Some
+/// file systems show another device there than stat does. The numbers prove a file only where the
+/// mapping still holds it, as inodes are used again and other machines have the same ones.
+struct MappedFile {
+    std::uint32_t device_major = 0;
+    std::uint32_t device_minor = 0;
+    std::uint64_t inode = 0;
+};
+
 struct Module {
     std::string name; ///< As recorded, in bytes.
     BuildId build_id; ///< Empty when none is recorded.
@@ -58,6 +68,8 @@ struct Module {
     std::uint64_t mount_namespace = 0;
     /// A process (for guests: the host's process of the machine) that mapped it; 0 when unknown.
     std::uint32_t pid = 0;
+    /// Of the first mapping of it; empty when none is recorded.
+    std::optional<MappedFile> mapped_file{};
 };
 
 /// A part of the input that could not be read.
@@ -78,6 +90,10 @@ struct Profile {
     std::vector<ReadError> errors;
     bool has_samples = false;
     std::uint64_t unattributed_samples = 0; ///< Samples that fall into no recorded mapping.
+
+    /// The process of this machine whose own list of mappings was read, and which may run on; 0
+    /// for every other input, a copy of such a list included.
+    std::uint32_t live_process = 0;
 
     std::string host_name;
     std::string kernel_release; ///< As uname -r gave it on the recording machine.

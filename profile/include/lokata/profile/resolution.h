@@ -41,12 +41,13 @@ constexpr Word<LK_2_13::severity_t> c_severities[]{
 
 /// By what a file is known to be the right one.
 enum class IdentityKind {
-    none,           ///< Nothing to go by.
-    build_id,       ///< Hexadecimal digits.
-    debug_link_crc, ///< Eight hexadecimal digits.
-    same_file,      ///< The symbols stand in the binary itself; values are its path.
-    source_md5,     ///< Hexadecimal digits; of a source, or of a damaged copy in an archive.
-    time_and_size,  ///< "SECONDS s, SIZE bytes", a part that is not recorded left out.
+    none,             ///< Nothing to go by.
+    build_id,         ///< Hexadecimal digits.
+    debug_link_crc,   ///< Eight hexadecimal digits.
+    same_file,        ///< The symbols stand in the binary itself; values are its path.
+    source_md5,       ///< Hexadecimal digits; of a source, or of a damaged copy in an archive.
+    time_and_size,    ///< "SECONDS s, SIZE bytes", a part that is not recorded left out.
+    device_and_inode, ///< "MAJOR:MINOR INODE" as /proc/PID/maps has them.
 };
 
 constexpr Word<IdentityKind> c_identityKinds[]{
@@ -56,6 +57,7 @@ constexpr Word<IdentityKind> c_identityKinds[]{
     {IdentityKind::same_file, "same-file"},
     {IdentityKind::source_md5, "md5"},
     {IdentityKind::time_and_size, "time-and-size"},
+    {IdentityKind::device_and_inode, "device-and-inode"},
 };
 
 /// What was compared. `actual` is empty for a file that carries no such value.

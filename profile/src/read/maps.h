@@ -1,0 +1,30 @@
+#pragma once
+
+/// The mappings of a process, as the kernel lists them.
+
+#include <lokata/profile/profile.h>
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace lokata::profile {
+
+/// A line of /proc/PID/maps, as proc(5) describes it.
+struct MapsLine {
+    std::uint64_t start = 0;
+    std::uint64_t end = 0;
+    std::uint64_t offset = 0; ///< In bytes from the start of the file.
+    bool executable = false;
+    std::optional<MappedFile> file; ///< Empty for memory without one.
+    std::string_view name;          ///< As it stands there; may be empty.
+};
+
+/// Empty for a line of another form.
+std::optional<MapsLine> parseMapsLine(std::string_view line);
+
+/// Notes in a profile that was read out of `descriptor` the process whose list of mappings that is:
+/// /proc/PID/maps itself, by whatever path it was opened, and no copy of it.
+void noteLiveProcess(int descriptor, Profile& profile);
+
+} // namespace lokata::profile

@@ -1,0 +1,132 @@
+#include <lokata/profile/resolver.h>
+
+#include "search/live_file.h"
+#include "support/search_fixture.h"
+#include <lokata/profile/read.h>
+
+#include <gmock/gmock.h>
+#include <toolbelt2/descriptor.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace lokata::profile::test {
+namespace {
+
+using LK_2_13::test::contentOf;
+using namespace testing;
+
+constexpr std::size_t c_size = 4096;
+
+void* map(std::string const& path) {
+    auto const file = toolbelt2::descriptor_t::open(path.c_str(), O_RDONLY);
+    return ::mmap(nullptr, c_size, PROT_READ | PROT_EXEC, MAP_PRIVATE, file.get(), 0);
+}
+
+/// This process is the one that is asked.
+class LiveProcess : public SearchFixture {
+protected:
+    Profile recorded(std::string const& part,
+                     Profile profile = readProfileFile("/proc/self/maps")) {
+        auto& modules = profile.modules;
+        modules.erase(
+            std::remove_if(modules.begin(), modules.end(),
+                           [&](Module const& one) { return one.name.find(part) == one.name.npos; }),
+            modules.end());
+        return profile;
+    }
+    ModuleResolution resolve(Profile profile) {
+        Resolver resolver(environment(), m_options);
+        return resolver.resolve(std::move(profile), "test").modules.at(0);
+    }
+    static bool canFollowMappings(Profile const& profile) {
+        LiveFile const live(profile.live_process, profile.modules.at(0).mapped_file.value());
+        return live.reached({}).has_value();
+    }
+};
+
+TEST_F(LiveProcess, ProvesTheFileThatItHasMappedAndNoOther) {
+    std::string const path = binary("bin/tool", c_id);
+    std::string const other = binary("bin/other", c_otherId);
+    void* const memory = map(path);
+    ASSERT_NE(memory, MAP_FAILED);
+
+    ModuleResolution const plain = resolve(recorded("/bin/tool"));
+    if (plain.status == ModuleStatus::unproven)
+        GTEST_SKIP() << "the file system shows another device in mappings";
+    EXPECT_EQ(plain.status, ModuleStatus::resolved);
+    EXPECT_EQ(plain.binary->path, path);
+    EXPECT_EQ(plain.binary->place, Place::live_process);
+    EXPECT_EQ(plain.binary->identity.kind, IdentityKind::device_and_inode);
+    EXPECT_EQ(plain.module.pid, static_cast<std::uint32_t>(::getpid()));
+    Profile const copy = recorded("/bin/tool", readProfile(contentOf("/proc/self/maps")));
+    EXPECT_EQ(resolve(copy).status, ModuleStatus::unproven) << "a copy may be of any machine";
+
+    ASSERT_EQ(std::rename(other.c_str(), path.c_str()), 0);
+    Profile const replaced = recorded("/bin/tool (deleted)");
+    ModuleResolution const found = resolve(replaced);
+    if (canFollowMappings(replaced)) {
+        EXPECT_EQ(found.status, ModuleStatus::resolved);
+        EXPECT_THAT(found.binary->path, StartsWith("/proc/"));
+    } else {
+        EXPECT_EQ(found.status, ModuleStatus::missing);
+        EXPECT_EQ(found.binary->rejected.at(0).identity.kind, IdentityKind::device_and_inode);
+    }
+    ::munmap(memory, c_size);
+    EXPECT_EQ(resolve(replaced).status, ModuleStatus::unproven) << "nothing holds the inode";
+}
+
+TEST_F(LiveProcess, ShowsTheBuildIdInItsMemory) {
+    Profile const libc = recorded("/libc.so");
+    if (libc.modules.empty())
+        GTEST_SKIP() << "no shared libc";
+    Module const& module = libc.modules[0];
+    EXPECT_EQ(LiveFile(libc.live_process, module.mapped_file.value()).buildIdInMemory(),
+              readElfFacts(module.name).build_id);
+}
+
+/// The child sees another file under the name, and runs until the pipe is closed.
+TEST_F(LiveProcess, LeadsIntoItsMountNamespace) {
+    std::string const directory = m_tree.dir("mounted");
+    std::string const here = binary("mounted/tool", c_otherId);
+    std::string const there = binary("tool", c_id);
+    int ready[2];
+    int done[2];
+    ASSERT_EQ(::pipe(ready) | ::pipe(done), 0);
+    pid_t const child = ::fork();
+    if (child == 0) {
+        ::close(done[1]);
+        bool const isApart = ::unshare(CLONE_NEWNS) == 0 &&
+                             ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                             ::mount(there.c_str(), here.c_str(), nullptr, MS_BIND, nullptr) == 0 &&
+                             map(here) != MAP_FAILED;
+        char const told = isApart ? 'y' : 'n';
+        char end = 0;
+        bool const isTold = ::write(ready[1], &told, 1) == 1 && ::read(done[0], &end, 1) == 0;
+        ::_exit(isTold ? 0 : 1);
+    }
+    char told = 0;
+    ASSERT_EQ(::read(ready[0], &told, 1), 1);
+    auto const maps = "/proc/" + std::to_string(child) + "/maps";
+    if (told == 'y') {
+        ModuleResolution const found = resolve(recorded("/mounted/tool", readProfileFile(maps)));
+        EXPECT_EQ(found.status, ModuleStatus::resolved);
+        EXPECT_EQ(found.binary->path, "/proc/" + std::to_string(child) + "/root" + here);
+    }
+    ::close(done[1]);
+    ::waitpid(child, nullptr, 0);
+    for (int const end : {ready[0], ready[1], done[0]})
+        ::close(end);
+    if (told != 'y')
+        GTEST_SKIP() << "no mount namespace may be made";
+}
+
+} // namespace
+} // namespace lokata::profile::test
