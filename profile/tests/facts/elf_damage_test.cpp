@@ -71,7 +71,9 @@ TEST_F(ElfDamageTest, NoPartOfARealFileIsWholeNorWithZerosInPlaceOfTheRest) {
     std::set<std::uint64_t, std::greater<>> cuts;
     for (std::uint64_t i = 1; i < 50; ++i)
         cuts.insert(size * i / 50);
-    for (ElfSection const& section : readElfTables(ForeignFile(path))->sections)
+    std::optional<ElfTables> const tables = readElfTables(ForeignFile(path));
+    ASSERT_TRUE(tables);
+    for (ElfSection const& section : tables->sections)
         if (section.type != SHT_NOBITS && section.size != 0)
             cuts.insert({section.offset, section.offset + section.size - 1});
     cuts.insert({size - 1, size - 65, 4096, 1024, 64, 63, 5});
