@@ -103,6 +103,7 @@ bool teaches(FileResolution const& file) {
 
 std::vector<Candidate> asCandidates(std::vector<std::string> const& paths) {
     std::vector<Candidate> result;
+    result.reserve(paths.size());
     for (std::string const& path : paths)
         result.push_back({path, Place::learned_path});
     return result;

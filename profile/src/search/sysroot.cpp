@@ -1,5 +1,7 @@
 #include "search/sysroot.h"
 
+#include <toolbelt2/path.h>
+
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -61,7 +63,7 @@ std::string Sysroot::below(std::string const& root, std::string const& path) con
                 resolved.resize(resolved.rfind('/'));
             continue;
         }
-        std::string next = resolved + "/" + component;
+        std::string next = toolbelt2::join_path(resolved, component);
         std::error_code error;
         std::string const target = fs::read_symlink(next, error).string();
         if (error) {
