@@ -31,20 +31,20 @@ protected:
     ResolveProgram() {
         elf("moved/deep/app", m_app, false);
         elf("moved/deep/libx.so", m_lib, true);
-        place.dir("debug");
+        m_place.dir("debug");
     }
 
     void elf(std::string const& name, std::string const& id, bool debugInfo) const {
         ElfBuilder builder;
         builder.buildId(bytes(id));
-        (debugInfo ? builder.debugInfo() : builder).write(place.file(name));
+        (debugInfo ? builder.debugInfo() : builder).write(m_place.file(name));
     }
     Outcome resolve(std::vector<std::string> words, std::string const& input = {}) const {
         words.insert(words.begin(),
-                     {"resolve", "--no-user", "--debug-file-directory", place.path("debug")});
-        return place.run(words, input);
+                     {"resolve", "--no-user", "--debug-file-directory", m_place.path("debug")});
+        return m_place.run(words, input);
     }
-    std::string moved() const { return "bin:r=" + place.path("moved"); }
+    std::string moved() const { return "bin:r=" + m_place.path("moved"); }
 
     PerfFile perf() const {
         PerfFile perf;
@@ -63,7 +63,7 @@ protected:
 
     std::string const m_app = buildId('a');
     std::string const m_lib = buildId('x');
-    Workplace place;
+    Workplace m_place;
 };
 
 TEST_F(ResolveProgram, EveryKindOfInputNamesTheMovedFiles) {
@@ -83,7 +83,7 @@ TEST_F(ResolveProgram, EveryKindOfInputNamesTheMovedFiles) {
         auto const& module = document["modules"][0];
         EXPECT_EQ(module["name"], "/gone/app") << format;
         EXPECT_EQ(module["status"], "resolved") << format;
-        EXPECT_EQ(module["binary"]["path"], place.path("moved/deep/app")) << format;
+        EXPECT_EQ(module["binary"]["path"], m_place.path("moved/deep/app")) << format;
         EXPECT_EQ(module["binary"]["identity"]["actual"], app) << format;
     }
 }
@@ -101,7 +101,7 @@ TEST_F(ResolveProgram, NamesWithoutBuildIdAreAcceptedAsThePolicySays) {
 
 TEST_F(ResolveProgram, ARebuiltNamesakeIsRejectedWithBothBuildIds) {
     elf("moved/deep/app", buildId('b'), false);
-    std::string const file = place.file("perf.data", perf().file());
+    std::string const file = m_place.file("perf.data", perf().file());
     Outcome const outcome = resolve({"-d", moved()});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.out, AllOf(HasSubstr(profile::toHex(bytes(m_app))),
@@ -112,7 +112,7 @@ TEST_F(ResolveProgram, ARebuiltNamesakeIsRejectedWithBothBuildIds) {
     EXPECT_THAT(outcome.out, Not(HasSubstr("\033"))) << "no colour where no terminal is";
 
     Outcome const explained = resolve({file, "-d", moved(), "--explain", "app"});
-    EXPECT_THAT(explained.out, AllOf(HasSubstr("rejected " + place.path("moved/deep/app") +
+    EXPECT_THAT(explained.out, AllOf(HasSubstr("rejected " + m_place.path("moved/deep/app") +
                                                "  [LowPrioritySearchDirs]"),
                                      HasSubstr("nothing  [AbsoluteNameLookup]"),
                                      HasSubstr("no file"), Not(HasSubstr("libx"))));
@@ -120,9 +120,9 @@ TEST_F(ResolveProgram, ARebuiltNamesakeIsRejectedWithBothBuildIds) {
 
     std::string const logged = resolve({file, "-v", "-d", moved()}).err;
     std::string const step = " [ssLowPrioritySearchDirs] ";
-    EXPECT_THAT(logged, HasSubstr("INFO " + place.path("moved/deep/app") + step +
+    EXPECT_THAT(logged, HasSubstr("INFO " + m_place.path("moved/deep/app") + step +
                                   "rejected: The build-id of "));
-    EXPECT_THAT(logged, HasSubstr("INFO " + place.path("moved/deep/libx.so") + step +
+    EXPECT_THAT(logged, HasSubstr("INFO " + m_place.path("moved/deep/libx.so") + step +
                                   "proven: build-id " + profile::toHex(bytes(m_lib)) + "\n"));
     EXPECT_EQ(outcome.err, "");
 }
@@ -132,7 +132,7 @@ TEST_F(ResolveProgram, DamagedInputIsResolvedAsFarAsItCanBeRead) {
     Outcome const damaged = resolve({"-", "-d", moved()}, whole.substr(0, whole.size() - 100));
     EXPECT_EQ(damaged.status, 1);
     EXPECT_THAT(damaged.err, HasSubstr("standard input: at byte "));
-    EXPECT_THAT(damaged.out, HasSubstr(place.path("moved/deep/app")));
+    EXPECT_THAT(damaged.out, HasSubstr(m_place.path("moved/deep/app")));
 
     EXPECT_EQ(resolve({"-", "--format", "maps"}, "nothing of a map\n").status, 2)
         << "nothing could be read";
@@ -152,32 +152,32 @@ TEST_F(ResolveProgram, CopiedTreesAndRenamedPrefixesAreSearched) {
     std::string const list = profile::toHex(bytes(m_app)) + " /gone/app\n";
     elf("copy/gone/app", m_app, false);
     for (auto const& [option, value] : std::vector<std::pair<std::string, std::string>>{
-             {"--sysroot", place.path("copy")},
-             {"--symfs", place.path("copy")},
-             {"--symfs", place.path("moved/deep") + ",flat"},
-             {"--substitute-path", "/gone=" + place.path("moved/deep")}})
+             {"--sysroot", m_place.path("copy")},
+             {"--symfs", m_place.path("copy")},
+             {"--symfs", m_place.path("moved/deep") + ",flat"},
+             {"--substitute-path", "/gone=" + m_place.path("moved/deep")}})
         EXPECT_EQ(resolve({"-", option, value}, list).status, 0) << option;
     EXPECT_EQ(resolve({"-"}, list).status, 1);
-    EXPECT_EQ(resolve({"-", "--html", place.path("no/such/dir.html")}, list).status, 2);
+    EXPECT_EQ(resolve({"-", "--html", m_place.path("no/such/dir.html")}, list).status, 2);
 }
 
 TEST_F(ResolveProgram, ProfileAndArchiveAreEnoughOnAnotherMachine) {
     elf("debug/.build-id/61/" + profile::toHex(bytes(m_app)).substr(2) + ".debug", m_app, true);
-    place.file("src/main.cc");
-    std::string const input = place.file("profile.pb.gz", pprof());
-    std::string const recorded = place.file("perf.data", perf().file());
+    m_place.file("src/main.cc");
+    std::string const input = m_place.file("profile.pb.gz", pprof());
+    std::string const recorded = m_place.file("perf.data", perf().file());
     Outcome const here =
         resolve({input, recorded, "--json", "--sources", "-d", moved(), "--substitute-path",
-                 "/build=" + place.path("src"), "--archive-into", place.path("kept/archive"),
-                 "--html", place.path("page.html")});
+                 "/build=" + m_place.path("src"), "--archive-into", m_place.path("kept/archive"),
+                 "--html", m_place.path("page.html")});
     ASSERT_EQ(here.status, 0) << here.err;
-    EXPECT_THAT(contentOf(place.path("page.html")), HasSubstr("/gone/app"));
+    EXPECT_THAT(contentOf(m_place.path("page.html")), HasSubstr("/gone/app"));
 
     Workplace const other;
     for (char const* const taken : {"kept", "profile.pb.gz", "perf.data"})
-        fs::rename(place.path(taken), other.path(taken));
+        fs::rename(m_place.path(taken), other.path(taken));
     for (char const* const gone : {"moved", "debug", "src"})
-        fs::remove_all(place.path(gone));
+        fs::remove_all(m_place.path(gone));
     Outcome const there = other.run({"resolve", "--no-user", "--debug-file-directory",
                                      other.path("none"), "profile.pb.gz", "perf.data", "--json",
                                      "--sources", "--archive", "kept/archive"});

@@ -1,8 +1,6 @@
 #include "support/inputs.h"
 
 #include "read/names.h"
-
-#include "read/names.h"
 #include <lokata/profile/read.h>
 
 #include <gmock/gmock.h>
