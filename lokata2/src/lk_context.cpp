@@ -4,6 +4,8 @@
 #include "lk_path.h"
 #include "lk_text.h"
 
+#include <memory>
+
 namespace LK_2_13 {
 
 namespace {
@@ -49,8 +51,30 @@ ResolutionContextMgr::ResolutionContextMgr()
     : RefCountImpl<IResolutionContextMgr>(&g_resoulutionContextMgrLock) {}
 
 ResolutionContextMgr::~ResolutionContextMgr() {
+    forgetInstance();
+}
+
+// The last reference is decided under the lock, so that `create` never hands out a dying manager;
+// what clients registered is destroyed after it, as their destructors may wait for a thread that is
+// in `create`.
+int ResolutionContextMgr::release() {
+    std::unique_ptr<ResolutionContextMgr> dying;
     LKLockWrap const guard(&g_resoulutionContextMgrLock);
-    s_instance = nullptr;
+    int const count = RefCountImpl<IResolutionContextMgr>::release();
+    if (count == 0)
+        dying.reset(this);
+    return count;
+}
+
+void ResolutionContextMgr::onDelete() {
+    forgetInstance();
+}
+
+void ResolutionContextMgr::forgetInstance() {
+    LKLockWrap const guard(&g_resoulutionContextMgrLock);
+    // Another manager may live by now.
+    if (s_instance == this)
+        s_instance = nullptr;
 }
 
 bool ResolutionContextMgr::addInheritance(IResolutionContext& child, IResolutionContext& parent) {

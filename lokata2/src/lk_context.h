@@ -50,6 +50,10 @@ public:
     ResolutionContextMgr();
     ~ResolutionContextMgr() override;
 
+    int release() override;
+    /// Only cuts the manager off; `release` destroys it when the lock is free.
+    void onDelete() override;
+
     bool addInheritance(IResolutionContext& child, IResolutionContext& parent) override;
     void registerSearchDirs(IResolutionContext& context,
                             ObjectPtr<ISearchDirContainer> const& container,
@@ -100,6 +104,8 @@ public:
     std::string getArchiveDir(IResolutionContext& context);
 
 private:
+    void forgetInstance();
+
     template <class T>
     using by_context_t = std::map<ResolutionContextKey, ObjectPtr<T>, ResolutionContextKeyLess>;
 

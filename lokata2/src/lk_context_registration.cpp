@@ -96,6 +96,8 @@ archive_result_t ResolutionContextMgr::archiveFile(IResolutionContext& context, 
         current = getParentContext(*current);
     if (dir.empty())
         return afNoArchiveDir;
+    if (file == nullptr)
+        return afNoChecksum;
     std::string archivedName;
     return utils::archiveFile(file, dir.c_str(), archiveWord(category), archivedName, false);
 }

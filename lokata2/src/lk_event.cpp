@@ -15,9 +15,11 @@ EventGeneratorImpl::~EventGeneratorImpl() {
 }
 
 void EventGeneratorImpl::addHandler(IEventHandler* handler) {
+    // The client's answer may need locks of its own, so it is asked for before ours is taken.
+    ObjectPtr<ISpinSharedLock> const lifeLock = m_pGenerator->getLock();
     LKLockWrap const guard(&m_handlersLock);
     if (!m_pLock)
-        m_pLock = m_pGenerator->getLock();
+        m_pLock = lifeLock;
     m_handlers.push_back(handler);
 }
 

@@ -4,6 +4,8 @@
 
 #include <lokata2/utils.h>
 
+#include <utility>
+
 namespace LK_2_13 {
 
 char const* const VMLINUX = "vmlinux";
@@ -11,6 +13,9 @@ char const* const VMLINUZ = "vmlinuz";
 
 ValidFile::ValidFile(char const* name, confidence_t confidence, search_step_t step)
     : m_name(utils::getCanonicalName(name, false)), m_confidence(confidence), m_searchStep(step) {}
+
+ValidFile::ValidFile(std::string canonicalName, search_step_t step)
+    : m_name(std::move(canonicalName)), m_confidence(cfValidated), m_searchStep(step) {}
 
 InvalidFile::InvalidFile(char const* name, severity_t severity, char const* errorMessage,
                          search_step_t step)
@@ -20,7 +25,7 @@ InvalidFile::InvalidFile(char const* name, severity_t severity, char const* erro
     , m_searchStep(step) {}
 
 ObjectPtr<IValidFile> InvalidFile::forceTreatAsValid() const {
-    return new ValidFile(m_name.c_str(), cfValidated, m_searchStep);
+    return new ValidFile(m_name, m_searchStep);
 }
 
 void StringContainer::add(char const* text) {

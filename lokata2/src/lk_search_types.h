@@ -17,6 +17,10 @@ public:
     search_step_t searchStep() const override { return m_searchStep; }
 
 private:
+    friend class InvalidFile;
+    /// Of a name that is canonical already: a second pass may change it, `./C:\prog` for one.
+    ValidFile(std::string canonicalName, search_step_t step);
+
     std::string m_name;
     confidence_t m_confidence;
     search_step_t m_searchStep;

@@ -10,15 +10,19 @@ bool FilteredDirList::add(char const* dir, bool recursive, bool priority) {
     std::string key = utils::getCanonicalName(dir, true);
 
     LKLockWrap const guard(&m_lock);
-    auto const [entry, isNew] = m_index.try_emplace(std::move(key), m_dirs.size());
-    if (isNew) {
-        m_dirs.push_back({dir, recursive, priority});
-        return true;
+    if (auto const entry = m_index.find(key); entry != m_index.end()) {
+        Dir& known = m_dirs[entry->second];
+        known.recursive |= recursive;
+        known.priority |= priority;
+        return false;
     }
-    Dir& known = m_dirs[entry->second];
-    known.recursive |= recursive;
-    known.priority |= priority;
-    return false;
+    // All that can run out of memory comes before the index points at the entry: a key without its
+    // directory would lead every later addition of it beyond the end.
+    decltype(m_index) entered;
+    entered.emplace(std::move(key), m_dirs.size());
+    m_dirs.push_back({dir, recursive, priority});
+    m_index.merge(entered);
+    return true;
 }
 
 void FilteredDirList::clear() {

@@ -28,6 +28,12 @@ ObjectPtr<IChecksum> md5Of(IChecksumCalculator& calculator, char const* source) 
     }
 }
 
+bool isCopyWhole(IChecksumCalculator& calculator, std::string const& copy,
+                 IChecksum const& expected) {
+    ObjectPtr<IChecksum> const found = md5Of(calculator, copy.c_str());
+    return found && found->isEqualTo(expected);
+}
+
 bool copy(char const* source, std::string const& target) {
     boost::system::error_code error;
     boost::filesystem::copy_file(source, target,
@@ -68,8 +74,9 @@ archive_result_t archiveFile(char const* source, char const* root, char const* c
         return afAlreadyArchived;
     if (!copy(source, archivedName)) {
         // A part of a file would read as archived from then on. But if the source went, another
-        // writer has archived and removed it, and what lies at the target is the only copy.
-        if (fileExists(source))
+        // writer has archived and removed it, and what lies at the target is the only copy; and
+        // another writer's copy may be whole where ours failed.
+        if (fileExists(source) && !isCopyWhole(*calculator, archivedName, *checksum))
             removeFile(archivedName.c_str());
         return afCopyFailed;
     }

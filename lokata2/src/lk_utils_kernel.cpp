@@ -5,6 +5,7 @@
 
 #include <array>
 #include <ios>
+#include <streambuf>
 #include <vector>
 
 #include <zlib.h>
@@ -41,22 +42,29 @@ private:
     bool m_isReady = false;
 };
 
-// Whether the next bytes are the signature. The scan goes on behind the byte that breaks a match,
-// with no stepping back, so a signature that begins at that byte is not seen. That is meant: what
-// was unpacked is kept under the checksum of the image, so the same image must always give the
-// same.
-bool isSignatureNext(std::istream& in) {
-    for (unsigned char const expected : c_signature)
-        if (in.get() != expected)
+// Takes bytes through the first signature; false at the end. The scan goes on behind the byte that
+// breaks a match, with no stepping back, so a signature that begins at that byte is not seen. That
+// is meant: what was unpacked is kept under the checksum of the image, so the same image must
+// always give the same. Bytes come from the buffer, as a stream's own `get` costs ten times as
+// much.
+bool skipPastSignature(std::streambuf& in) {
+    using traits_t = std::streambuf::traits_type;
+    std::size_t matched = 0;
+    while (matched < c_signature.size()) {
+        traits_t::int_type const byte = in.sbumpc();
+        if (traits_t::eq_int_type(byte, traits_t::eof()))
             return false;
+        matched = byte == c_signature[matched] ? matched + 1 : 0;
+    }
     return true;
 }
 
-// Leaves the stream at the first signature. A stream that breaks ends the scan like its end.
-bool seekSignature(std::istream& in) {
-    while (in.good())
-        if (isSignatureNext(in))
-            return in.seekg(-static_cast<std::streamoff>(c_signature.size()), std::ios::cur).good();
+// Leaves the stream at the first signature. A read error, which a buffer tells by an exception,
+// ends the scan like the end of the file.
+bool seekSignature(std::istream& in) try {
+    return skipPastSignature(*in.rdbuf()) &&
+           in.seekg(-static_cast<std::streamoff>(c_signature.size()), std::ios::cur).good();
+} catch (std::ios_base::failure const&) {
     return false;
 }
 

@@ -201,6 +201,7 @@ TEST_F(Contexts, ArchiveIntoTheNearestArchiveAloneWhereASearchFindsTheFile) {
     EXPECT_EQ(archive(scBinaryFiles), afNoArchiveDir);
     m_manager->registerArchiveDir(*m_grandparent, tree.dir("far").c_str());
     EXPECT_EQ(archive(scBinaryFiles), afOk);
+    EXPECT_EQ(m_manager->archiveFile(*m_child, nullptr, scBinaryFiles), afNoChecksum);
     auto const found = m_manager->createFileSearch(*m_child, "client", nullptr)
                            ->findBinFile("libx.so", nullptr, nullptr, 0);
     ASSERT_TRUE(found);

@@ -100,5 +100,22 @@ TEST(ContextThreads, NeverMeetAManagerThatIsGoing) {
     }
 }
 
+/// Goes only when another thread has had a manager.
+class WaitsForAnother : public RefCountImpl<ISearchDirContainer> {
+public:
+    ~WaitsForAnother() override {
+        std::thread([] { EXPECT_TRUE(IResolutionContextMgr::create()); }).join();
+    }
+    ObjectPtr<ISearchDirIterator> enumerate(search_category_t) const override { return {}; }
+};
+
+TEST(ContextThreads, DestroyWhatWasRegisteredOutsideOfTheLock) {
+    auto manager = IResolutionContextMgr::create();
+    auto const context = manager->createUserWideContext();
+    manager->registerSearchDirs(*context, new WaitsForAnother, "key");
+    manager = nullptr;
+    EXPECT_FALSE(ResolutionContextMgr::s_instance);
+}
+
 } // namespace
 } // namespace LK_2_13

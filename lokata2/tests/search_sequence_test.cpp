@@ -83,6 +83,8 @@ TEST_F(LazyResults, FilesTheFirstEntryOfAPathInEachListApart) {
     ObjectPtr<IValidFile> const forced = invalid->forceTreatAsValid();
     EXPECT_EQ(forced->searchStep(), ssSystemDirs);
     EXPECT_EQ(forced->confidence(), cfValidated);
+    EXPECT_STREQ(InvalidFile(R"(./C:\prog)", svError, "", ssAskUser).forceTreatAsValid()->name(),
+                 R"(C:\prog)");
     EXPECT_FALSE(files.currentlyFoundInvalid()->next());
     files.currentlyFoundValid()->reset();
     EXPECT_THAT(test::namesOf(*files.currentlyFoundValid()), ElementsAre(m_a));

@@ -84,7 +84,8 @@ public:
     virtual ObjectPtr<IResolutionContext> createFileSystemContext(char const* dir,
                                                                   bool addTrailingSeparator) = 0;
 
-    /// Copies a file into the nearest archive on the way up, under its category.
+    /// Copies a file into the nearest archive on the way up, under its category. A null file gives
+    /// `afNoChecksum` where there is an archive.
     virtual archive_result_t archiveFile(IResolutionContext& context, char const* file,
                                          search_category_t category) = 0;
 

@@ -36,7 +36,9 @@ class CallbackLink;
 /// That happens in the base class, when the derived parts are gone already. A callback that may be
 /// destroyed while searches run on other threads calls `disconnectHandlers` first thing in the
 /// destructor of its most derived class. Neither may run from within a call of the same callback:
-/// it would wait for itself forever.
+/// it would wait for itself forever. For the same reason a call registers nothing on the context of
+/// its callback, or for its client, while another thread may be destroying the callback: do that
+/// when the search has returned.
 class LOKATA2_EXPORT EventGenerator {
 public:
     EventGenerator();

@@ -11,7 +11,8 @@ class ISymSrvDownloadProgressCallback;
 
 /// Finds one file at a time. Each operation runs wholly on the calling thread and gives the file,
 /// or null when nothing usable was found. Several threads may search through one object as far as
-/// their callbacks and validators allow it. Nothing of one search reaches the next.
+/// their callbacks and validators allow it; with a file retriever each thread needs an object of
+/// its own, as all searches of one fetch to the same place. Nothing of one search reaches the next.
 ///
 /// An object whose environment has a file retriever when it is made keeps a private temporary
 /// directory and removes it when it goes. A retriever that the environment gets later has no such

@@ -7,7 +7,6 @@
 #include <log4cplus/loggingmacros.h>
 #include <toolbelt2/mutex.h>
 
-#include <clocale>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -16,6 +15,9 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include <langinfo.h>
+#include <locale.h>
 
 namespace optstore2 {
 namespace {
@@ -37,7 +39,7 @@ private:
         TOOLBELT2_REQUIRES(m_lock);
 
     log4cplus::Logger const m_logger = logmast_1::log::configureComponentLogger("optstore2");
-    files_t const m_installedPlaces = installedMessageDirectories();
+    files_t const& m_installedPlaces = installedMessageDirectories();
 
     toolbelt2::mutex_t m_lock;
     std::optional<std::string> m_directory TOOLBELT2_GUARDED_BY(m_lock);
@@ -66,9 +68,15 @@ std::vector<std::string> languagesOf(std::string_view locale) {
     return languages;
 }
 
+/// The name of the locale of messages. Asked of a copy of the process's locale, which glibc makes
+/// under its lock: the text that `setlocale` gives is freed by the next one on any thread.
 std::string localeOfProcess() {
-    char const* const locale = std::setlocale(LC_MESSAGES, nullptr);
-    return locale != nullptr ? locale : "C";
+    locale_t const copy = duplocale(LC_GLOBAL_LOCALE);
+    if (copy == static_cast<locale_t>(nullptr))
+        return "C";
+    std::string name = nl_langinfo_l(NL_LOCALE_NAME(LC_MESSAGES), copy);
+    freelocale(copy);
+    return name;
 }
 
 catalog_t const* MessageCatalogs::get(std::string const& name, std::string const& locale) {

@@ -30,7 +30,9 @@ std::optional<messages_t> readMessageFile(fs::path const& file, std::string& fau
     }
 }
 
-std::vector<fs::path> installedMessageDirectories() {
+namespace {
+
+std::vector<fs::path> lookForInstallation() {
     std::vector<fs::path> directories;
     Dl_info self{};
     std::error_code error;
@@ -46,5 +48,20 @@ std::vector<fs::path> installedMessageDirectories() {
     directories.emplace_back(OPTSTORE2_DATA_DIRECTORY "/lokata/messages");
     return directories;
 }
+
+} // namespace
+
+std::vector<fs::path> const& installedMessageDirectories() {
+    static auto const& s_directories = *new std::vector<fs::path>(lookForInstallation());
+    return s_directories;
+}
+
+namespace {
+
+// Asked once while the library is loaded: the loader may know it by a relative path, which means
+// another place when the process has changed its directory.
+[[maybe_unused]] auto const& s_askedAtLoad = installedMessageDirectories();
+
+} // namespace
 
 } // namespace optstore2

@@ -17,6 +17,7 @@ std::optional<messages_t> readMessageFile(std::filesystem::path const& file, std
 
 /// Where an installation has its catalogues, in the order of looking: seen from where this library
 /// was loaded, so that an installation can be moved, then the directory it was configured for.
-std::vector<std::filesystem::path> installedMessageDirectories();
+/// The same for the life of the process.
+std::vector<std::filesystem::path> const& installedMessageDirectories();
 
 } // namespace optstore2
