@@ -8,6 +8,7 @@
 #include <unpack/packed_file.h>
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 
 #include <elf.h>
@@ -156,13 +157,26 @@ std::string otherKind(ForeignFile const& file) {
     return reasonText(ReasonKey::not_elf);
 }
 
+/// The checksum after so many zeros more, by doubling: a sparse file may have any number of them.
+uLong crcWithZeros(uLong crc, std::uint64_t count) {
+    std::array<Bytef, 1> const zero{};
+    uLong ofZeros = ::crc32(0, zero.data(), zero.size());
+    for (std::uint64_t length = 1; count != 0; length *= 2, count /= 2) {
+        if (count % 2 != 0)
+            crc = ::crc32_combine(crc, ofZeros, static_cast<z_off_t>(length));
+        ofZeros = ::crc32_combine(ofZeros, ofZeros, static_cast<z_off_t>(length));
+    }
+    return crc;
+}
+
 } // namespace
 
 ElfFacts readElfFacts(std::string const& path) {
     ElfFacts facts;
     ForeignFile const file(path);
     facts.error = file.error();
-    if (!facts.error.empty())
+    facts.is_file = facts.error.empty();
+    if (!facts.is_file)
         return facts;
     if (std::optional<ElfTables> const tables = readElfTables(file))
         FactsReader(file, *tables, facts).read();
@@ -178,6 +192,9 @@ std::optional<std::uint32_t> fileCrc32(std::string const& path) {
     uLong crc = ::crc32(0, nullptr, 0);
     std::string block;
     for (std::uint64_t at = 0; at < file.size(); at += block.size()) {
+        std::uint64_t const stored = file.nextStored(at);
+        crc = crcWithZeros(crc, stored - at);
+        at = stored;
         if (!file.read(at, std::min(file.size() - at, c_crcBlock), block))
             return std::nullopt;
         crc = ::crc32(crc, reinterpret_cast<Bytef const*>(block.data()),

@@ -44,6 +44,8 @@ enum class ElfKind {
 };
 
 struct ElfFacts {
+    /// There is a stored file that can be opened, of whatever content.
+    bool is_file = false;
     /// Why there is no ELF file to read; empty if there is. The other fields then say nothing.
     std::string error;
     /// Why the ELF file is not whole by its own tables, with where they end and where the file

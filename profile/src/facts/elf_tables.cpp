@@ -109,7 +109,9 @@ private:
         std::uint64_t const size = m_tables.wide ? sizeof(Elf64_Shdr) : sizeof(Elf32_Shdr);
         if (m_sectionSize != size)
             return fail(ReasonKey::elf_header_damaged);
-        if (!readExtendedCounts())
+        bool const isExtended =
+            m_sectionCount == 0 || m_namesIndex == SHN_XINDEX || m_segmentCount == PN_XNUM;
+        if (isExtended && !readExtendedCounts())
             return;
         if (m_sectionCount == 0 || m_sectionCount > c_maxEntries)
             return fail(ReasonKey::elf_header_damaged);

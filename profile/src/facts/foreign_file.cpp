@@ -58,34 +58,51 @@ ForeignFile::ForeignFile(std::string const& path) {
     if (!m_error.empty())
         return;
     m_size = static_cast<std::uint64_t>(status.st_size);
-    m_start.resize(static_cast<std::size_t>(std::min(m_size, c_start)));
-    m_start.resize(readInto(m_start.data(), m_start.size(), 0));
 }
 
 bool ForeignFile::read(std::uint64_t offset, std::uint64_t size, std::string& content) const {
     content.clear();
     if (!holds(offset, size))
         return false;
-    if (offset + size <= m_start.size()) {
-        content.assign(m_start, static_cast<std::size_t>(offset), static_cast<std::size_t>(size));
-        return true;
+    if (offset + size <= c_start) {
+        if (m_start.empty())
+            readRange(0, std::min(m_size, c_start), m_start);
+        if (offset + size <= m_start.size()) {
+            content.assign(m_start, static_cast<std::size_t>(offset),
+                           static_cast<std::size_t>(size));
+            return true;
+        }
     }
-    content.resize(static_cast<std::size_t>(size));
-    content.resize(readInto(content.data(), content.size(), offset));
-    return content.size() == size;
+    return readRange(offset, size, content);
 }
 
-std::size_t ForeignFile::readInto(char* buffer, std::size_t size, std::uint64_t offset) const {
+bool ForeignFile::readRange(std::uint64_t offset, std::uint64_t size, std::string& content) const {
+    content.resize(static_cast<std::size_t>(size));
     std::size_t done = 0;
-    while (done < size) {
-        auto const count = ::pread(m_descriptor.get(), buffer + done, size - done,
+    while (done < content.size()) {
+        auto const count = ::pread(m_descriptor.get(), content.data() + done, content.size() - done,
                                    static_cast<off_t>(offset + done));
         if (count > 0)
             done += static_cast<std::size_t>(count);
         else if (count == 0 || errno != EINTR)
             break;
     }
-    return done;
+    content.resize(done);
+    return done == size;
+}
+
+std::uint64_t ForeignFile::nextStored(std::uint64_t offset) const {
+    off_t const found = ::lseek(m_descriptor.get(), static_cast<off_t>(offset), SEEK_DATA);
+    if (found < 0)
+        return errno == ENXIO ? m_size : offset;
+    return std::min(static_cast<std::uint64_t>(found), m_size);
+}
+
+std::string obstacleToReading(std::string const& path, std::uint64_t most) {
+    ForeignFile const file(path);
+    if (!file.error().empty() || file.size() <= most)
+        return file.error();
+    return reasonText(ReasonKey::too_large, {std::to_string(file.size())});
 }
 
 } // namespace lokata::profile

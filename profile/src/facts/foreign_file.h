@@ -29,18 +29,26 @@ public:
         return offset <= m_size && size <= m_size - offset;
     }
 
+    /// Where the next bytes from `offset` on lie that are stored; the size of the file if there are
+    /// no more. The bytes before are zeros that nobody wrote, and cost nothing to know.
+    std::uint64_t nextStored(std::uint64_t offset) const;
+
     /// Replaces `content` by that range of the file. False if the file does not hold all of it, or
     /// no longer; `content` is then what could be read.
     bool read(std::uint64_t offset, std::uint64_t size, std::string& content) const;
 
 private:
-    std::size_t readInto(char* buffer, std::size_t size, std::uint64_t offset) const;
+    bool readRange(std::uint64_t offset, std::uint64_t size, std::string& content) const;
 
     toolbelt2::descriptor_t m_descriptor;
     std::string m_error;
     std::uint64_t m_size = 0;
     /// Headers and notes mostly lie at the start; one reading serves them all.
-    std::string m_start;
+    mutable std::string m_start;
 };
+
+/// Why a file is not to be read to its end: what it is, or that it has more than `most` bytes.
+/// Empty if nothing is in the way.
+std::string obstacleToReading(std::string const& path, std::uint64_t most);
 
 } // namespace lokata::profile

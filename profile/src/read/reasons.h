@@ -21,6 +21,7 @@ enum class ReasonKey {
     not_elf,
     packed,      ///< By which program.
     not_stored,  ///< A file that the kernel makes up.
+    too_large,   ///< Its size in bytes.
     elf_changed, ///< Cut while it was read.
     elf_header_damaged,
     elf_tables_cut,       ///< Where they end, where the file does.
@@ -86,6 +87,7 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::not_elf, "NotElf", 0},
     {ReasonKey::packed, "Packed", 1},
     {ReasonKey::not_stored, "NotStored", 0},
+    {ReasonKey::too_large, "TooLarge", 1},
     {ReasonKey::elf_changed, "ElfChanged", 0},
     {ReasonKey::elf_header_damaged, "ElfHeaderDamaged", 0},
     {ReasonKey::elf_tables_cut, "ElfTablesCut", 2},

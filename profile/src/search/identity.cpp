@@ -1,5 +1,6 @@
 #include "search/identity.h"
 
+#include "facts/foreign_file.h"
 #include "read/names.h"
 #include "read/reasons.h"
 
@@ -111,8 +112,8 @@ void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate)
         judgeAsMapped(path, candidate);
     auto facts = m_cache.facts(path);
     if (m_expected.empty() || candidate.result == vrValid) {
-        if (candidate.result != vrInvalid && !facts->damage.empty())
-            refuseUnusable(candidate, path, facts->damage);
+        if (candidate.result != vrInvalid && (!facts->is_file || !facts->damage.empty()))
+            refuseUnusable(candidate, path, facts->error + facts->damage);
         return;
     }
     candidate.identity = {IdentityKind::build_id, toHex(m_expected), ""};
@@ -202,6 +203,9 @@ void SupplementaryValidator::judge(std::string const& path, JudgedCandidate& can
 
 namespace {
 
+/// In bytes; compilers are long out of memory by then.
+constexpr std::uint64_t c_maxSource = 256U << 20;
+
 /// Takes the verdict and the text of a validator of the library.
 class VerdictText final : public IErrorInfoContainer {
 public:
@@ -262,7 +266,9 @@ std::string timeAndSizeText(SourceIdentity const& recorded, SourceIdentity const
 SourceValidator::SourceValidator(SourceIdentity expected) : m_expected(expected) {}
 
 void SourceValidator::judge(std::string const& path, JudgedCandidate& candidate) {
-    if (m_expected.md5)
+    if (std::string const obstacle = obstacleToReading(path, c_maxSource); !obstacle.empty())
+        refuseUnusable(candidate, path, obstacle);
+    else if (m_expected.md5)
         judgeByMd5(path, candidate);
     else if (m_expected.modification_time != 0 || m_expected.size != 0)
         judgeByTimeAndSize(path, candidate);

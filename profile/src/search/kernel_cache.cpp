@@ -1,6 +1,7 @@
 #include <lokata/profile/kernel_cache.h>
 
 #include "facts/elf_facts.h"
+#include "facts/foreign_file.h"
 #include "read/reasons.h"
 
 #include <lokata2/checksum.h>
@@ -17,12 +18,17 @@ namespace fs = std::filesystem;
 
 namespace {
 
+/// In bytes, packed; real ones have a tenth of that.
+constexpr std::uint64_t c_maxImage = 1U << 30;
+
 /// "vmlinux_cache/MD5/vmlinux" below the private directory: the library looks there for the
 /// unpacked copy of an image that it meets.
 UnpackedKernel cacheEntry(std::string const& image) {
     std::string const root = optstore2::IProductLocations::get()->getTempDirectory();
     if (root.empty())
         return {"", reasonText(ReasonKey::kernel_cache_missing)};
+    if (std::string obstacle = obstacleToReading(image, c_maxImage); !obstacle.empty())
+        return {"", std::move(obstacle)};
     auto const checksum =
         LK_2_13::IChecksumCalculator::create()->calculateChecksum(image.c_str(), LK_2_13::ctMd5);
     if (!checksum)

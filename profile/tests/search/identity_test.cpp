@@ -87,6 +87,25 @@ TEST_F(IdentityTest, ADamagedFileOfTheRightBuildIdIsRefusedByEveryJudge) {
     EXPECT_EQ(verdict(linked, odd), vrValid) << "nothing of it is missing";
 }
 
+TEST_F(IdentityTest, WhatIsNoStoredFileOrAGiantIsRefusedUnread) {
+    std::string const giant = m_tree.file("giant.c", "int main;");
+    std::filesystem::resize_file(giant, std::uint64_t{10} << 30);
+    std::string const pipe = m_tree.path("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    SourceIdentity recorded;
+    recorded.md5.emplace();
+    SourceValidator byMd5(recorded);
+    SourceValidator undecided({});
+    BinaryValidator binary(m_cache, {});
+    for (std::string const& path : {pipe, std::string("/proc/self/mem"), std::string("/dev/zero")})
+        for (IdentityValidator* const validator :
+             std::initializer_list<IdentityValidator*>{&byMd5, &undecided, &binary})
+            EXPECT_EQ(verdict(*validator, path), vrInvalid) << path;
+    EXPECT_EQ(verdict(byMd5, giant), vrInvalid);
+    EXPECT_THAT(m_reason.message, HasSubstr("10737418240"));
+    EXPECT_EQ(verdict(binary, giant), vrUndecided) << "no more than its start is read";
+}
+
 TEST_F(IdentityTest, AStrippedNamesakeOfTheSameBuildIdIsNoSymbolFile) {
     SymbolValidator validator(m_cache, {"", c_id, std::nullopt, 0});
     ElfBuilder stripped;
