@@ -21,6 +21,19 @@ public:
     std::uint32_t u32() { return static_cast<std::uint32_t>(integer(4)); }
     std::uint64_t u64() { return integer(8); }
 
+    /// An unsigned number as DWARF packs them, seven bits a byte; bits beyond 64 are dropped.
+    std::uint64_t leb128() {
+        std::uint64_t value = 0;
+        for (unsigned shift = 0; m_ok; shift += 7) {
+            std::uint8_t const byte = u8();
+            if (shift < 64)
+                value |= std::uint64_t{byte & 0x7fU} << shift;
+            if ((byte & 0x80U) == 0)
+                break;
+        }
+        return value;
+    }
+
     std::string_view bytes(std::uint64_t count) {
         if (count > remaining()) {
             fail();

@@ -33,7 +33,7 @@ enum class ReasonKey {
     kernel_cache_missing,
     kernel_image_unread,
     // Why the sources of a file cannot be told.
-    sources_not_elf,
+    sources_unusable, ///< Why.
     sources_relocatable,
     sources_damaged, ///< What libdw says.
     // Why a candidate was rejected; the first argument is its path.
@@ -98,7 +98,7 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::module_signature_cut, "ModuleSignatureCut", 2},
     {ReasonKey::kernel_cache_missing, "KernelCacheMissing", 0},
     {ReasonKey::kernel_image_unread, "KernelImageUnread", 0},
-    {ReasonKey::sources_not_elf, "SourcesNotElf", 0},
+    {ReasonKey::sources_unusable, "SourcesUnusable", 1},
     {ReasonKey::sources_relocatable, "SourcesRelocatable", 0},
     {ReasonKey::sources_damaged, "SourcesDamaged", 1},
     {ReasonKey::file_unusable, "FileUnusable", 2},

@@ -1,6 +1,6 @@
 #include "facts/source_files.h"
 
-#include "facts/line_table_md5.h"
+#include "facts/line_table.h"
 #include "support/elf_builder.h"
 #include "temp_tree.h"
 
@@ -36,21 +36,34 @@ std::string fileEntry(std::string const& name, int directory, char md5) {
 }
 
 /// A line table of version 5 without line program, as clang lays it out.
-std::string lineTable() {
-    std::string const files = bytes({1, 1, 8, 2}) + std::string("/src\0lib\0", 9) +
-                              bytes({3, 1, 8, 2, 0xb, 5, 0x1e, 3}) + fileEntry("a.c", 0, 1) +
-                              fileEntry("/usr/include/b.h", 1, 2) + fileEntry("c.h", 1, 0);
+std::string lineTable(std::string const& compilation = "/src") {
+    std::string const files = bytes({1, 1, 8, 2}) + compilation + std::string("\0lib\0", 5) +
+                              bytes({3, 1, 8, 2, 0xb, 5, 0x1e, 4}) + fileEntry("a.c", 0, 1) +
+                              fileEntry("/usr/include/b.h", 1, 2) + fileEntry("c.h", 1, 0) +
+                              fileEntry("<built-in>", 0, 0);
     std::string const rest = bytes({1, 1, 1, 0xfb, 14, 1}) + files;
     return counted(bytes({5, 0, 8, 0}) + counted(rest));
 }
 
-std::string debugFile(TempTree const& tree) {
+/// One with lists that end with an empty name.
+std::string olderLineTable(std::initializer_list<std::pair<char const*, int>> files) {
+    std::string entries = "lib" + bytes({0, 0});
+    for (auto const& [name, directory] : files)
+        entries += name + bytes({0, directory, 0, 0});
+    return counted(bytes({4, 0}) + counted(bytes({1, 1, 1, 0xfb, 14, 1}) + entries + '\0'));
+}
+
+ElfBuilder debugInfo(std::string const& compilation = "/src",
+                     std::string const& lines = lineTable()) {
     return ElfBuilder()
         .section(".debug_abbrev", bytes({1, 0x11, 0, 0x10, 0x17, 0x1b, 8, 0, 0, 0}))
         .section(".debug_info",
-                 counted(bytes({5, 0, 1, 8, 0, 0, 0, 0, 1, 0, 0, 0, 0}) + "/src" + bytes({0})))
-        .section(".debug_line", lineTable())
-        .write(tree.path("x.debug"));
+                 counted(bytes({5, 0, 1, 8, 0, 0, 0, 0, 1, 0, 0, 0, 0}) + compilation + bytes({0})))
+        .section(".debug_line", lines);
+}
+
+std::string debugFile(TempTree const& tree) {
+    return debugInfo().write(tree.path("x.debug"));
 }
 
 TEST(SourceFiles, CarryTheMd5ThatTheCompilerWrote) {
@@ -67,12 +80,73 @@ TEST(SourceFiles, CarryTheMd5ThatTheCompilerWrote) {
     }
 }
 
+TEST(SourceFiles, HaveTheDirectoryOfTheirCompilationInFrontOnce) {
+    TempTree const tree;
+    auto const namesOf = [&](std::string const& compilation, std::string const& lines) {
+        std::string names;
+        for (SourceFile const& file :
+             readSourceFiles(debugInfo(compilation, lines).write(tree.path("x"))).files)
+            names += file.name + " ";
+        return names;
+    };
+    EXPECT_EQ(namesOf("./lib", lineTable("./lib")), "/usr/include/b.h lib/a.c lib/lib/c.h ");
+    EXPECT_EQ(namesOf("/src", lineTable(".")), "/src/a.c /src/lib/c.h /usr/include/b.h ");
+    std::string const older = olderLineTable({{"a.c", 0}, {"c.h", 1}, {"<built-in>", 0}});
+    EXPECT_EQ(namesOf("./lib", older), "lib/a.c lib/lib/c.h ");
+    EXPECT_EQ(namesOf("/src", older), "/src/a.c /src/lib/c.h ");
+}
+
 TEST(SourceFiles, SayWhyThereAreNone) {
     TempTree const tree;
     EXPECT_NE(readSourceFiles(tree.file("text", "no ELF")).error, "");
     EXPECT_NE(readSourceFiles(tree.path("none")).error, "");
     ElfBuilder object(false, ET_REL);
     EXPECT_NE(readSourceFiles(object.debugInfo().write(tree.path("x.o"))).error, "");
+}
+
+/// libdw would read over the end of such strings, or unpack whatever is asked of it.
+TEST(SourceFiles, AreNotReadWhereStringsDoNotEndOrSizesAreAbsurd) {
+    TempTree const tree;
+    std::string const stored =
+        bytes({0x78, 1, 1, 6, 0, 0xf9, 0xff}) + "no end" + bytes({7, 0xb4, 2, 0x35});
+    auto const packed = [&](std::uint64_t size) {
+        return Bytes(true).raw("ZLIB").u64(size).raw(stored).content();
+    };
+    for (auto const& [name, content] : std::vector<std::pair<std::string, std::string>>{
+             {".debug_str", "no end"},
+             {".debug_line_str", "no end"},
+             {".zdebug_str", packed(6)},
+             {".zdebug_loc", packed(std::uint64_t{1} << 40)}}) {
+        SourceFiles const sources =
+            readSourceFiles(debugInfo().section(name, content).write(tree.path("x")));
+        EXPECT_TRUE(sources.files.empty() && !sources.error.empty()) << name;
+    }
+    std::string const sound =
+        debugInfo().section(".debug_str", std::string("\0a\0", 3)).write(tree.path("x"));
+    EXPECT_EQ(readSourceFiles(sound).error, "");
+}
+
+/// Not what libdw would open by itself, were it a pipe.
+TEST(SourceFiles, TakeStringsFromNoOtherFileThanTheOneGiven) {
+    TempTree const tree;
+    BuildId const id(20, 1);
+    std::string const shared = ElfBuilder()
+                                   .buildId(id)
+                                   .section(".debug_str", std::string("\0/shared\0", 9))
+                                   .section(".debug_info", "")
+                                   .section(".debug_line", lineTable())
+                                   .write(tree.path("shared"));
+    std::string const linked =
+        ElfBuilder()
+            .altLink(shared, id)
+            .section(".debug_abbrev", bytes({1, 0x11, 0, 0x10, 0x17, 0x1b, 0xa1, 0x3e, 0, 0, 0}))
+            .section(".debug_info",
+                     counted(bytes({4, 0, 0, 0, 0, 0, 8, 1, 0, 0, 0, 0, 1, 0, 0, 0})))
+            .section(".debug_line", olderLineTable({{"a.c", 0}}))
+            .write(tree.path("linked"));
+    SourceFiles const alone = readSourceFiles(linked);
+    EXPECT_EQ(alone.files.at(0).name, "a.c") << alone.error;
+    EXPECT_EQ(readSourceFiles(linked, shared).files.at(0).name, "/shared/a.c");
 }
 
 TEST(SourceFiles, SurviveDamage) {
@@ -83,17 +157,28 @@ TEST(SourceFiles, SurviveDamage) {
         EXPECT_LE(readSourceFiles(tree.file("x", damage())).files.size(), whole.size());
 }
 
-TEST(LineTableMd5, GivesNothingForATableThatEndsEarly) {
+TEST(LineTable, HasNoFilesIfItEndsEarlyOrCountsMoreThanItHolds) {
+    auto const filesIn = [](std::string const& table, bool bigEndian = false) {
+        std::size_t files = 0;
+        std::uint64_t const size = readLineTable({table, {}, {}, {}, bigEndian}, 0, "",
+                                                 [&](SourceFile const&) { ++files; });
+        EXPECT_EQ(size == 0, files == 0);
+        return files;
+    };
     std::string const whole = lineTable();
-    EXPECT_EQ(lineTableMd5(whole, 0, false).size(), 3U);
-    for (std::size_t length = 0; length < whole.size(); ++length)
-        EXPECT_TRUE(lineTableMd5(whole.substr(0, length), 0, false).empty()) << length;
-    EXPECT_TRUE(lineTableMd5(whole, whole.size(), false).empty());
-    EXPECT_TRUE(lineTableMd5(whole, 0, true).empty()) << "in the other byte order";
-
-    std::string older = whole;
-    older[4] = 4;
-    EXPECT_TRUE(lineTableMd5(older, 0, false).empty());
+    std::string const older = olderLineTable({{"a.c", 0}, {"b.h", 1}});
+    EXPECT_EQ(filesIn(whole), 4U);
+    EXPECT_EQ(filesIn(older), 2U);
+    for (std::string const& table : {whole, older})
+        for (std::size_t length = 0; length < table.size(); ++length)
+            EXPECT_EQ(filesIn(table.substr(0, length)), 0U) << length;
+    EXPECT_EQ(filesIn(whole, true), 0U) << "in the other byte order";
+    std::string unknown = whole;
+    unknown[4] = 6;
+    EXPECT_EQ(filesIn(unknown), 0U);
+    std::string endless = whole;
+    endless.replace(endless.find("lib") - 6, 1, "\xff");
+    EXPECT_EQ(filesIn(endless), 0U);
 }
 
 } // namespace

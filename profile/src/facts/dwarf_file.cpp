@@ -1,0 +1,125 @@
+#include "facts/dwarf_file.h"
+
+#include "read/cursor.h"
+#include "read/reasons.h"
+
+#include <algorithm>
+#include <limits>
+
+#include <gelf.h>
+
+namespace lokata::profile {
+
+namespace {
+
+/// The largest debug information that is read, unpacked.
+constexpr std::uint64_t c_maxDebugInfo = std::uint64_t{4} << 30;
+
+bool startsWith(std::string_view text, std::string_view start) {
+    return text.substr(0, start.size()) == start;
+}
+
+/// True for ".debug_x" and for ".zdebug_x", its packed form of old, given ".debug_x".
+bool isNamed(std::string_view name, std::string_view wanted) {
+    return name == wanted || (startsWith(name, ".z") && startsWith(wanted, ".") &&
+                              name.substr(2) == wanted.substr(1));
+}
+
+} // namespace
+
+DwarfFile::DwarfFile(std::string const& path) : m_file(path), m_error(m_file.error()) {
+    if (m_error.empty())
+        m_error = open();
+    if (!m_error.empty())
+        m_dwarf.reset();
+}
+
+std::string DwarfFile::open() {
+    std::optional<ElfTables> tables = readElfTables(m_file);
+    if (!tables)
+        return reasonText(ReasonKey::not_elf);
+    m_tables = std::move(*tables);
+    if (std::string damage = damageOf(m_file, m_tables); !damage.empty())
+        return damage;
+    if (std::uint64_t const size = debugInfoSize(); size > c_maxDebugInfo)
+        return reasonText(ReasonKey::too_large, {std::to_string(size)});
+    elf_version(EV_CURRENT);
+    // Not mapped: another process may cut the file short at any moment.
+    m_elf.reset(elf_begin(m_file.descriptor(), ELF_C_READ, nullptr));
+    if (!m_elf)
+        return elf_errmsg(-1);
+    hideSupplementaryLink();
+    m_dwarf.reset(dwarf_begin_elf(m_elf.get(), DWARF_C_READ, nullptr));
+    return m_dwarf ? checkStrings() : dwarf_errmsg(-1);
+}
+
+std::uint64_t DwarfFile::debugInfoSize() const {
+    std::uint64_t sum = 0;
+    for (ElfSection const& section : m_tables.sections) {
+        std::string_view const name = m_tables.nameOf(section);
+        bool const isPackedOfOld = startsWith(name, ".zdebug_");
+        if (section.type == SHT_NOBITS || (!isPackedOfOld && !startsWith(name, ".debug_")))
+            continue;
+        std::uint64_t size = section.size;
+        std::string header;
+        if ((section.flags & SHF_COMPRESSED) != 0 &&
+            m_file.read(section.offset, m_tables.wide ? sizeof(Elf64_Chdr) : sizeof(Elf32_Chdr),
+                        header)) {
+            Cursor cursor(header, m_tables.big_endian);
+            cursor.skip(m_tables.wide ? 8 : 4);
+            size = m_tables.wide ? cursor.u64() : cursor.u32();
+        } else if (isPackedOfOld && m_file.read(section.offset, 12, header)) {
+            Cursor cursor(header, true);
+            cursor.skip(4);
+            size = cursor.u64();
+        }
+        sum = endOf(sum, size);
+    }
+    return sum;
+}
+
+void DwarfFile::hideSupplementaryLink() const {
+    for (std::size_t i = 0; i < m_tables.sections.size(); ++i) {
+        GElf_Shdr header{};
+        Elf_Scn* const section = elf_getscn(m_elf.get(), i);
+        if (m_tables.nameOf(m_tables.sections[i]) != ".gnu_debugaltlink" ||
+            gelf_getshdr(section, &header) == nullptr)
+            continue;
+        header.sh_type = SHT_NOBITS;
+        gelf_update_shdr(section, &header);
+    }
+}
+
+std::string_view DwarfFile::sectionAt(std::size_t index) const {
+    Elf_Scn* const section = elf_getscn(m_elf.get(), index);
+    Elf_Data const* const data = section == nullptr ? nullptr : elf_getdata(section, nullptr);
+    if (data == nullptr || data->d_buf == nullptr)
+        return {};
+    return {static_cast<char const*>(data->d_buf), data->d_size};
+}
+
+std::string_view DwarfFile::section(std::string_view name) const {
+    for (std::size_t i = 0; i < m_tables.sections.size(); ++i)
+        if (m_tables.sections[i].type != SHT_NOBITS &&
+            isNamed(m_tables.nameOf(m_tables.sections[i]), name))
+            return sectionAt(i);
+    return {};
+}
+
+/// Those of the symbols and of the section names were looked at when the file was found whole.
+std::string DwarfFile::checkStrings() const {
+    for (std::size_t i = 0; i < m_tables.sections.size(); ++i) {
+        ElfSection const& section = m_tables.sections[i];
+        std::string_view const name = m_tables.nameOf(section);
+        if (section.type == SHT_NOBITS ||
+            (!isNamed(name, ".debug_str") && !isNamed(name, ".debug_line_str") &&
+             !isNamed(name, ".debug_str.dwo")))
+            continue;
+        std::string_view const content = sectionAt(i);
+        if (!content.empty() && content.back() != '\0')
+            return reasonText(ReasonKey::elf_section_damaged, {std::to_string(i)});
+    }
+    return {};
+}
+
+} // namespace lokata::profile
