@@ -51,26 +51,14 @@ private:
     fs::path m_root;
 };
 
-class CollectAll : public IFilesFoundCallback {
+class CollectAll : public FilesFoundCallback {
 public:
     ~CollectAll() override { disconnectHandlers(); }
 
     std::vector<std::string> names() const { return m_names; }
 
-    ObjectPtr<IValidFile> binFilesFound(char const*, IValidFileIterator& files) override {
-        return collect(files);
-    }
-    ObjectPtr<IValidFile> symFilesFound(char const*, char const*, char const*,
-                                        IValidFileIterator& files) override {
-        return collect(files);
-    }
-    ObjectPtr<IValidFile> srcFilesFound(char const*, char const*, char const*,
-                                        IValidFileIterator& files) override {
-        return collect(files);
-    }
-
 private:
-    ObjectPtr<IValidFile> collect(IValidFileIterator& files) {
+    ObjectPtr<IValidFile> filesFound(RequestedFile const&, IValidFileIterator& files) override {
         ObjectPtr<IValidFile> const first = files.next();
         for (ObjectPtr<IValidFile> file = first; file; file = files.next())
             m_names.emplace_back(file->name());
@@ -80,22 +68,35 @@ private:
     std::vector<std::string> m_names;
 };
 
-class PassOn : public ISearchStartedCallback {
+// Tells what was rejected, with the reason, and takes the first file that was found.
+class ReportRejected : public NoFilesFoundCallback {
+public:
+    ~ReportRejected() override { disconnectHandlers(); }
+
+    std::vector<std::string> lines() const { return m_lines; }
+
+private:
+    ObjectPtr<IValidFile> noFilesFound(RequestedFile const&, IValidator&,
+                                       IInvalidFileIterator& invalidFiles,
+                                       IValidFileIterator& validFiles) override {
+        for (auto file = invalidFiles.next(); file; file = invalidFiles.next())
+            m_lines.push_back(std::string(file->name()) + ": " + file->errorMessage());
+        return validFiles.next();
+    }
+
+    std::vector<std::string> m_lines;
+};
+
+class PassOn : public SearchStartedCallback {
 public:
     ~PassOn() override { disconnectHandlers(); }
 
-    bool binFileSearchStarted(char const*, IStringContainer& suggestions) override {
+private:
+    bool searchStarted(RequestedFile const&, IStringContainer& suggestions) override {
         suggestions.add(m_suggestion.c_str());
         return true;
     }
-    bool symFileSearchStarted(char const*, char const*, char const*, IStringContainer&) override {
-        return true;
-    }
-    bool srcFileSearchStarted(char const*, char const*, char const*, IStringContainer&) override {
-        return true;
-    }
 
-private:
     std::string m_suggestion = "/a/suggestion/long/enough/to/live/on/the/heap";
 };
 
@@ -154,6 +155,18 @@ int main() {
     expect(chosen && chosen->name() == (scratch / "b/tool").string() &&
                chosen->confidence() == cfValidated,
            "a validator decides between namesakes");
+
+    TakeNoFile takeNone;
+    ReportRejected report;
+    manager->registerFilesFoundCallback(*context, "both", &takeNone);
+    manager->registerNoFilesFoundCallback(*context, "both", &report);
+    auto const both = manager->createFileSearch(*context, "both", nullptr);
+    auto const reported = both->findBinFile("tool", &validator, nullptr, 0);
+    expect(reported && reported->name() == (scratch / "b/tool").string() &&
+               report.lines() ==
+                   std::vector<std::string>{(scratch / "a/tool").string() +
+                                            ": The file lies in the wrong directory."},
+           "one callback sees what was found and what was rejected");
 
     std::atomic<int> found{0};
     for (int round = 0; round < 20; ++round) {

@@ -1,7 +1,5 @@
 #include "lk_messages.h"
 
-#include "lk_text.h"
-
 #include <brace/i18n.h>
 #include <optstore2/message_catalog.h>
 
@@ -12,10 +10,6 @@ char const* const VALIDATOR_MESSAGES_CATALOG = "lokata_common";
 // The lock comes before what it guards, so that it goes after it at exit.
 LKLock g_messageMgrLock;
 ObjectPtr<IMessageMgr> MessageMgr::s_messageMgr;
-
-void MsgContainer::put(char const* text) {
-    m_text = orEmpty(text);
-}
 
 BRACE_2_18::generic::varg_list prepareArgumentsList() {
     return {};

@@ -10,19 +10,6 @@
 
 namespace LK_2_13 {
 
-/// Takes one message, on the stack of the caller.
-class MsgContainer final : public IMsgContainer {
-public:
-    void put(char const* text) override;
-    char const* get() override { return m_text.empty() ? nullptr : m_text.c_str(); }
-
-    /// The text, or `fallback` if there is none.
-    char const* textOr(char const* fallback) { return m_text.empty() ? fallback : m_text.c_str(); }
-
-private:
-    std::string m_text;
-};
-
 /// For a message without placeholders.
 BRACE_2_18::generic::varg_list prepareArgumentsList();
 

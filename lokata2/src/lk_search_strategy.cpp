@@ -14,15 +14,15 @@ namespace {
 
 constexpr char const* c_guestMarker = "[guest]";
 
-/// A list may be null, and so may a name in a client's own list; neither is searched.
+/// A name in a client's own list may be null; that record is not searched.
 template <class Visit>
-void forEachDirectory(ObjectPtr<ISearchDirIterator> const& iterator, Visit visit) {
-    if (!iterator)
-        return;
-    LK_2_13::forEachDirectory(*iterator, [&](char const* name, bool recursive, bool priority) {
-        if (name != nullptr)
-            visit(name, recursive, priority);
-    });
+void forEachNamedDirectory(ObjectPtr<ISearchDirIterator> const& iterator, Visit visit) {
+    forEachDirectory(
+        iterator,
+        [&](char const* name, bool recursive, bool priority) {
+            if (name != nullptr)
+                visit(name, recursive, priority);
+        });
 }
 
 } // namespace
@@ -40,8 +40,8 @@ bool BasicFileSearchStrategy::findInArchiveDirs(ISearchResultsContainer& results
     auto const add = [&](char const* name, bool, bool) {
         finder.addSearchDirectory(paths::join(name, bare).c_str(), true);
     };
-    forEachDirectory(m_pSearchEnv->archiveDirs(getCategorySpecific()), add);
-    forEachDirectory(m_pSearchEnv->archiveDirs(scAllFiles), add);
+    forEachNamedDirectory(m_pSearchEnv->archiveDirs(getCategorySpecific()), add);
+    forEachNamedDirectory(m_pSearchEnv->archiveDirs(scAllFiles), add);
     return finder.find(bare.c_str(), results);
 }
 
@@ -136,7 +136,7 @@ bool BasicFileSearchStrategy::findInSearchDirs(ISearchResultsContainer& results,
                                                ObjectPtr<ISearchDirIterator> const& iterator,
                                                bool highPriority) {
     FilesFinder finder(highPriority ? ssHighPrioritySearchDirs : ssLowPrioritySearchDirs, this);
-    forEachDirectory(iterator, [&](char const* name, bool recursive, bool priority) {
+    forEachNamedDirectory(iterator, [&](char const* name, bool recursive, bool priority) {
         if (priority == highPriority)
             finder.addSearchDirectory(name, recursive);
     });

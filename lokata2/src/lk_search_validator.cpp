@@ -8,22 +8,12 @@
 
 namespace LK_2_13 {
 
-class Validator::ErrorInfoContainer final : public IErrorInfoContainer {
+class Validator::ErrorInfoContainer final : public LK_2_13::ErrorInfoContainer {
 public:
-    void setSeverity(severity_t severity) override { m_severity = severity; }
-    void setErrorMessage(char const* message) override {
-        if (message != nullptr)
-            m_errorMessage = message;
-    }
-
     ObjectPtr<IValidatedFile> reject(char const* fileName, search_step_t step) const {
         return new ValidatedFile(
-            *new InvalidFile(fileName, m_severity, m_errorMessage.c_str(), step));
+            *new InvalidFile(fileName, severity(), errorMessage().c_str(), step));
     }
-
-private:
-    std::string m_errorMessage;
-    severity_t m_severity = svNone;
 };
 
 namespace {

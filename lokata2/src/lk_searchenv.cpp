@@ -110,9 +110,9 @@ std::string dump(ObjectPtr<ISearchEnv> const& env, search_category_t category) {
     std::string text = "[ISearchEnv: searchDirs = ";
     if (!env) {
         text += "NULL pointer";
-    } else if (ObjectPtr<ISearchDirIterator> const dirs = env->searchDirs(category)) {
+    } else {
         forEachDirectory(
-            *dirs,
+            env->searchDirs(category),
             [&](char const* name, bool recursive, bool priority) {
                 text += orEmpty(name);
                 text += recursive ? " (Recursive, " : " (";
@@ -128,10 +128,10 @@ getSearchDirCommandLine(search_category_t category, ObjectPtr<ISearchDirIterator
     char const* const word = commandLineWord(category);
     if (word == nullptr)
         BRACE_2_18::debug::report("Invalid category", __FILE__, __func__);
-    if (word == nullptr || !iterator)
+    if (word == nullptr)
         return {};
     std::vector<std::string> result;
-    forEachDirectory(*iterator, [&](char const* name, bool recursive, bool priority) {
+    forEachDirectory(iterator, [&](char const* name, bool recursive, bool priority) {
         std::string item = word;
         if (recursive || priority)
             item.append(":").append(recursive ? "r" : "").append(priority ? "p" : "");

@@ -31,12 +31,11 @@ ObjectPtr<ISearchDirIterator> SearchDirChain::enumerate(search_category_t catego
     LKLockWrap const guard(&m_lock);
     ObjectPtr<IEditableSearchDirContainer> const merger = IEditableSearchDirContainer::create();
     for (ObjectPtr<ISearchDirContainer> const& item : m_items) {
-        ObjectPtr<ISearchDirIterator> const iterator = enumerateForChain(*item, category);
-        if (!iterator)
-            continue;
-        forEachDirectory(*iterator, [&](char const* name, bool recursive, bool priority) {
-            merger->addDirectory(category, name, recursive, priority);
-        });
+        forEachDirectory(
+            enumerateForChain(*item, category),
+            [&](char const* name, bool recursive, bool priority) {
+                merger->addDirectory(category, name, recursive, priority);
+            });
     }
     return merger->enumerate(category);
 }

@@ -28,19 +28,6 @@ struct CanonicalFileNameLess {
     }
 };
 
-/// Calls `visit(name, recursive, priority)` for every record, from the first.
-template <class TVisit>
-void forEachDirectory(ISearchDirIterator& iterator, TVisit visit) {
-    char const* name = nullptr;
-    bool recursive = false;
-    bool priority = false;
-    iterator.reset();
-    while (iterator.getCurrentRecord(name, recursive, priority)) {
-        visit(name, recursive, priority);
-        iterator.next();
-    }
-}
-
 class FilteredDirList : public RefCountImpl<ILKObject> {
 public:
     /// True if a new entry was made. A double, in whatever spelling, keeps its first name and place

@@ -67,7 +67,7 @@ void saveSearchDirsForCategory(ISearchDirContainer const& container, search_cate
         return;
     variant_bag_t bag;
     bag.put("category", static_cast<std::uint8_t>(category));
-    forEachDirectory(*iterator, [&](char const* name, bool recursive, bool priority) {
+    forEachDirectory(iterator, [&](char const* name, bool recursive, bool priority) {
         variant_bag_t directory;
         directory.put("name", orEmpty(name));
         directory.put("recursive", recursive);

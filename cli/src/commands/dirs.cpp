@@ -86,14 +86,12 @@ bool removeDir(IEditableSearchDirContainer& stored, SearchDirArgument const& dir
         return false;
     stored.clear(dir.category);
     bool isRemoved = false;
-    char const* name = nullptr;
-    bool recursive = false;
-    bool priority = false;
-    for (; records->getCurrentRecord(name, recursive, priority); records->next())
+    forEachDirectory(records, [&](char const* name, bool recursive, bool priority) {
         if (utils::getCanonicalName(name, true) == wanted)
             isRemoved = true;
         else
             stored.addDirectory(dir.category, name, recursive, priority);
+    });
     return isRemoved;
 }
 

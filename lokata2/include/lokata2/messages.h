@@ -2,6 +2,8 @@
 
 #include <lokata2/object.h>
 
+#include <string>
+
 /// The texts of rejections. Each is a small object that renders its message from the catalogue
 /// "lokata_common"; a client can replace any of them in the one manager of the process. The library
 /// asks for the messages of its file checks and of the up-to-date check; the others are for the
@@ -21,6 +23,22 @@ public:
 
 protected:
     ~IMsgContainer() = default;
+};
+
+/// Takes one message, on the stack of the caller.
+class MsgContainer final : public IMsgContainer {
+public:
+    /// Null counts as the empty text.
+    void put(char const* text) override { m_text = text != nullptr ? text : ""; }
+    char const* get() override { return m_text.empty() ? nullptr : m_text.c_str(); }
+
+    /// The text, or `fallback` if there is none.
+    char const* textOr(char const* fallback) const {
+        return m_text.empty() ? fallback : m_text.c_str();
+    }
+
+private:
+    std::string m_text;
 };
 
 /// The messages, in the order of `IMessageMgr`. M takes the class name and the parameters of

@@ -16,6 +16,19 @@ public:
     virtual bool getCurrentRecord(char const*& name, bool& recursive, bool& priority) = 0;
 };
 
+/// Calls `visit(name, recursive, priority)` for every record, from the first. A null iterator reads
+/// as an empty list.
+template <class Visit>
+void forEachDirectory(ObjectPtr<ISearchDirIterator> const& iterator, Visit visit) {
+    if (!iterator)
+        return;
+    char const* name = nullptr;
+    bool recursive = false;
+    bool priority = false;
+    for (iterator->reset(); iterator->getCurrentRecord(name, recursive, priority); iterator->next())
+        visit(name, recursive, priority);
+}
+
 /// Search directories by category. Clients may implement it.
 class LOKATA2_EXPORT ISearchDirContainer : public ILKObject {
 public:

@@ -2,6 +2,8 @@
 
 #include <lokata2/search_types.h>
 
+#include <string>
+
 namespace LK_2_13 {
 
 /// Takes the reason of a rejection from a validator. Starts with `svNone` and the empty text.
@@ -13,6 +15,25 @@ public:
 
 protected:
     ~IErrorInfoContainer() = default;
+};
+
+/// Keeps the reason that a validator gives for one candidate, on the stack of the caller.
+class ErrorInfoContainer : public IErrorInfoContainer {
+public:
+    virtual ~ErrorInfoContainer() = default;
+
+    void setSeverity(severity_t severity) override { m_severity = severity; }
+    void setErrorMessage(char const* message) override {
+        if (message != nullptr)
+            m_errorMessage = message;
+    }
+
+    severity_t severity() const { return m_severity; }
+    std::string const& errorMessage() const { return m_errorMessage; }
+
+private:
+    std::string m_errorMessage;
+    severity_t m_severity = svNone;
 };
 
 /// Judges the content of a candidate. Implemented by a client, or one of `content_validators.h`.

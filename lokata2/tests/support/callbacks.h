@@ -12,65 +12,45 @@ namespace LK_2_13::test {
 // The callbacks of a client. Each does for every category what its function says.
 
 /// Goes on without a function.
-class Started final : public ISearchStartedCallback {
+class Started final : public SearchStartedCallback {
 public:
     ~Started() override { disconnectHandlers(); }
-    bool binFileSearchStarted(char const* fileName, IStringContainer& suggestions) override {
-        return !on_started || on_started(fileName, suggestions);
-    }
-    bool symFileSearchStarted(char const* fileName, char const*, char const*,
-                              IStringContainer& suggestions) override {
-        return binFileSearchStarted(fileName, suggestions);
-    }
-    bool srcFileSearchStarted(char const* fileName, char const*, char const*,
-                              IStringContainer& suggestions) override {
-        return binFileSearchStarted(fileName, suggestions);
-    }
 
     std::function<bool(char const*, IStringContainer&)> on_started;
+
+private:
+    bool searchStarted(RequestedFile const& file, IStringContainer& suggestions) override {
+        return !on_started || on_started(file.file_name, suggestions);
+    }
 };
 
 /// Takes the next file without a function.
-class Found final : public IFilesFoundCallback {
+class Found final : public FilesFoundCallback {
 public:
     ~Found() override { disconnectHandlers(); }
-    ObjectPtr<IValidFile> binFilesFound(char const*, IValidFileIterator& files) override {
-        return choose ? choose(files) : files.next();
-    }
-    ObjectPtr<IValidFile> symFilesFound(char const* name, char const*, char const*,
-                                        IValidFileIterator& files) override {
-        return binFilesFound(name, files);
-    }
-    ObjectPtr<IValidFile> srcFilesFound(char const* name, char const*, char const*,
-                                        IValidFileIterator& files) override {
-        return binFilesFound(name, files);
-    }
 
     std::function<ObjectPtr<IValidFile>(IValidFileIterator&)> choose;
+
+private:
+    ObjectPtr<IValidFile> filesFound(RequestedFile const&, IValidFileIterator& files) override {
+        return choose ? choose(files) : files.next();
+    }
 };
 
 /// Takes the next valid file without a function.
-class NotFound final : public INoFilesFoundCallback {
+class NotFound final : public NoFilesFoundCallback {
 public:
     ~NotFound() override { disconnectHandlers(); }
-    ObjectPtr<IValidFile> noBinFilesFound(char const*, IValidator& validator,
-                                          IInvalidFileIterator& invalid,
-                                          IValidFileIterator& valid) override {
-        return resolve ? resolve(validator, invalid, valid) : valid.next();
-    }
-    ObjectPtr<IValidFile> noSymFilesFound(char const* name, char const*, char const*,
-                                          IValidator& validator, IInvalidFileIterator& invalid,
-                                          IValidFileIterator& valid) override {
-        return noBinFilesFound(name, validator, invalid, valid);
-    }
-    ObjectPtr<IValidFile> noSrcFilesFound(char const* name, char const*, char const*,
-                                          IValidator& validator, IInvalidFileIterator& invalid,
-                                          IValidFileIterator& valid) override {
-        return noBinFilesFound(name, validator, invalid, valid);
-    }
 
     std::function<ObjectPtr<IValidFile>(IValidator&, IInvalidFileIterator&, IValidFileIterator&)>
         resolve;
+
+private:
+    ObjectPtr<IValidFile> noFilesFound(RequestedFile const&, IValidator& validator,
+                                       IInvalidFileIterator& invalid,
+                                       IValidFileIterator& valid) override {
+        return resolve ? resolve(validator, invalid, valid) : valid.next();
+    }
 };
 
 /// Accepts as low without a function.

@@ -10,14 +10,10 @@ namespace LK_2_13::test {
 /// iterator reads as an empty list.
 inline std::string dirsOf(ObjectPtr<ISearchDirIterator> const& iterator) {
     std::string result;
-    if (iterator) {
-        forEachDirectory(
-            *iterator,
-            [&](char const* name, bool recursive, bool priority) {
-                result.append(name).append(" ").append(recursive ? "r" : "");
-                result.append(priority ? "p;" : ";");
-            });
-    }
+    forEachDirectory(iterator, [&](char const* name, bool recursive, bool priority) {
+        result.append(name).append(" ").append(recursive ? "r" : "");
+        result.append(priority ? "p;" : ";");
+    });
     return result;
 }
 

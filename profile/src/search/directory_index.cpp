@@ -99,19 +99,23 @@ public:
                std::binary_search(m_entries.begin(), m_entries.end(), Entry{hashOf(name), 0});
     }
 
-    /// The directories that may hold an entry of that name, in the order of the walk.
-    std::vector<std::string const*> directoriesWith(std::string_view name) const {
-        std::vector<std::uint32_t> positions = m_unlisted;
-        std::uint64_t const hash = hashOf(name);
-        for (auto entry = std::lower_bound(m_entries.begin(), m_entries.end(), Entry{hash, 0});
-             entry != m_entries.end() && entry->hash == hash; ++entry)
-            positions.push_back(entry->directory);
-        std::sort(positions.begin(), positions.end());
-        positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
-        std::vector<std::string const*> result;
-        result.reserve(positions.size());
-        for (std::uint32_t const position : positions)
-            result.push_back(&m_directories[position]);
+    /// Flat records for the directories below the root that may hold the last component, in the
+    /// order of the walk. A flat record is searched for every suffix of the name, while the walk
+    /// only looks for the last component: where that would show, `root` alone, left to the walk.
+    std::vector<Record> recordsBelow(Record const& root,
+                                     std::vector<std::string_view> const& components) const {
+        std::vector<Record> result;
+        for (std::string const* const directory : directoriesWith(components.back())) {
+            if (*directory == root.name)
+                continue;
+            std::string suffix(components.back());
+            for (std::size_t i = components.size() - 1; i-- > 0;) {
+                suffix = join_path(components[i], suffix);
+                if (exists(join_path(*directory, suffix)))
+                    return {root};
+            }
+            result.push_back({*directory, false, root.priority});
+        }
         return result;
     }
 
@@ -127,6 +131,22 @@ private:
 
     static std::uint64_t hashOf(std::string_view name) {
         return std::hash<std::string_view>()(name);
+    }
+
+    /// The directories that may hold an entry of that name, in the order of the walk.
+    std::vector<std::string const*> directoriesWith(std::string_view name) const {
+        std::vector<std::uint32_t> positions = m_unlisted;
+        std::uint64_t const hash = hashOf(name);
+        for (auto entry = std::lower_bound(m_entries.begin(), m_entries.end(), Entry{hash, 0});
+             entry != m_entries.end() && entry->hash == hash; ++entry)
+            positions.push_back(entry->directory);
+        std::sort(positions.begin(), positions.end());
+        positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
+        std::vector<std::string const*> result;
+        result.reserve(positions.size());
+        for (std::uint32_t const position : positions)
+            result.push_back(&m_directories[position]);
+        return result;
     }
 
     /// The walk of the library, step for step, with the same reading of each directory: links are
@@ -180,41 +200,20 @@ DirectoryIndex::prune(ObjectPtr<ISearchDirIterator> const& directories, std::str
         return directories;
 
     std::vector<Record> result;
-    Record record{};
-    char const* text = nullptr;
-    for (directories->reset();
-         directories->getCurrentRecord(text, record.recursive, record.priority);
-         directories->next()) {
-        record.name = text == nullptr ? "" : text;
+    forEachDirectory(directories, [&](char const* text, bool recursive, bool priority) {
+        Record const record{text == nullptr ? "" : text, recursive, priority};
         if (!isNormal(record.name)) {
             result.push_back(record);
-            continue;
+            return;
         }
-        Tree const& content = tree(record.name, record.recursive);
+        Tree const& content = tree(record.name, recursive);
         if (std::any_of(components.begin(), components.end(),
                         [&](std::string_view part) { return content.rootMayHold(part); }))
-            result.push_back({record.name, false, record.priority});
-        if (!record.recursive)
-            continue;
-
-        // A flat record is searched for every suffix of the name, the walk only looks for the last
-        // component. Where that would show, the whole tree is left to the walk.
-        std::vector<Record> inTree;
-        bool differs = false;
-        for (std::string const* const directory : content.directoriesWith(components.back())) {
-            if (*directory == record.name)
-                continue;
-            std::string suffix(components.back());
-            for (std::size_t i = components.size() - 1; i-- > 0 && !differs;) {
-                suffix = join_path(components[i], suffix);
-                differs = exists(join_path(*directory, suffix));
-            }
-            inTree.push_back({*directory, false, record.priority});
-        }
-        if (differs)
-            inTree = {record};
-        result.insert(result.end(), inTree.begin(), inTree.end());
-    }
+            result.push_back({record.name, false, priority});
+        if (recursive)
+            for (Record& below : content.recordsBelow(record, components))
+                result.push_back(std::move(below));
+    });
     return new RecordIterator(std::move(result));
 }
 

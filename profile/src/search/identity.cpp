@@ -206,20 +206,6 @@ namespace {
 /// In bytes; compilers are long out of memory by then.
 constexpr std::uint64_t c_maxSource = 256U << 20;
 
-/// Takes the verdict and the text of a validator of the library.
-class VerdictText final : public IErrorInfoContainer {
-public:
-    explicit VerdictText(JudgedCandidate& candidate) : m_candidate(candidate) {}
-    void setSeverity(severity_t severity) override { m_candidate.severity = severity; }
-    void setErrorMessage(char const* message) override {
-        if (message != nullptr)
-            m_candidate.message = message;
-    }
-
-private:
-    JudgedCandidate& m_candidate;
-};
-
 /// The library's comparison of time and size, with both values in its texts.
 class ExplainedTimeAndSize final : public SourceFileTimeAndSizeMatchValidator {
 public:
@@ -297,9 +283,11 @@ void SourceValidator::judgeByTimeAndSize(std::string const& path,
     }
     candidate.identity.kind = IdentityKind::time_and_size;
     candidate.identity.expected = timeAndSizeText(m_expected, m_expected);
-    VerdictText reason(candidate);
+    ErrorInfoContainer reason;
     candidate.result =
         ExplainedTimeAndSize(path, m_expected, actual).validate(path.c_str(), reason);
+    candidate.severity = reason.severity();
+    candidate.message = reason.errorMessage();
 }
 
 } // namespace lokata::profile

@@ -19,6 +19,39 @@ Result askHeld(ISearchEnv* environment, CallbackHolder<Callback>* (ISearchEnv::*
     return callback.get() == nullptr ? absent : ask(*callback.get());
 }
 
+/// Hand a request on to the operation for its category.
+bool ask(ISearchStartedCallback& callback, RequestedFile const& file,
+         IStringContainer& suggestions) {
+    auto const [category, name, binary, checksum] = file;
+    if (category == scBinaryFiles)
+        return callback.binFileSearchStarted(name, suggestions);
+    if (category == scSymbolFiles)
+        return callback.symFileSearchStarted(name, binary, checksum, suggestions);
+    return callback.srcFileSearchStarted(name, binary, checksum, suggestions);
+}
+
+ObjectPtr<IValidFile> ask(IFilesFoundCallback& callback, RequestedFile const& file,
+                          IValidFileIterator& files) {
+    auto const [category, name, binary, checksum] = file;
+    if (category == scBinaryFiles)
+        return callback.binFilesFound(name, files);
+    if (category == scSymbolFiles)
+        return callback.symFilesFound(name, binary, checksum, files);
+    return callback.srcFilesFound(name, binary, checksum, files);
+}
+
+ObjectPtr<IValidFile> ask(INoFilesFoundCallback& callback, RequestedFile const& file,
+                          IValidator& validator, IInvalidFileIterator& invalidFiles,
+                          IValidFileIterator& validFiles) {
+    auto const [category, name, binary, checksum] = file;
+    if (category == scBinaryFiles)
+        return callback.noBinFilesFound(name, validator, invalidFiles, validFiles);
+    if (category == scSymbolFiles)
+        return callback.noSymFilesFound(name, binary, checksum, validator, invalidFiles,
+                                        validFiles);
+    return callback.noSrcFilesFound(name, binary, checksum, validator, invalidFiles, validFiles);
+}
+
 class RecordingStepsIterator final : public RefCountImpl<ISearchStepsIterator> {
 public:
     RecordingStepsIterator(ObjectPtr<ISearchStepsIterator> const& inner, SearchRecord& record)
@@ -51,126 +84,43 @@ RecordingSteps::getSearchStepsIterator(search_category_t category,
     return new RecordingStepsIterator(steps, m_record);
 }
 
-template <class Ask>
-bool SuggestingCallback::start(char const* fileName, IStringContainer& suggestions,
-                               Ask const& ask) {
-    m_record.name = fileName;
-    bool const runSteps = askHeld(m_pEnvironment, &ISearchEnv::searchStartedCallback, true, ask);
+bool SuggestingCallback::searchStarted(RequestedFile const& file, IStringContainer& suggestions) {
+    m_record.name = file.file_name;
+    bool const runSteps =
+        askHeld(m_pEnvironment, &ISearchEnv::searchStartedCallback, true,
+                [&](ISearchStartedCallback& callback) { return ask(callback, file, suggestions); });
     for (Candidate const& candidate : m_record.suggestions)
         suggestions.add(candidate.path.c_str());
     return runSteps && m_record.run_steps;
 }
 
-bool SuggestingCallback::binFileSearchStarted(char const* fileName, IStringContainer& suggestions) {
-    return start(
-        fileName, suggestions,
-        [&](ISearchStartedCallback& callback) {
-            return callback.binFileSearchStarted(fileName, suggestions);
-        });
-}
-
-bool SuggestingCallback::symFileSearchStarted(char const* fileName, char const* binaryName,
-                                              char const* checksum, IStringContainer& suggestions) {
-    return start(
-        fileName, suggestions,
-        [&](ISearchStartedCallback& callback) {
-            return callback.symFileSearchStarted(fileName, binaryName, checksum, suggestions);
-        });
-}
-
-bool SuggestingCallback::srcFileSearchStarted(char const* fileName, char const* binaryName,
-                                              char const* checksum, IStringContainer& suggestions) {
-    return start(
-        fileName, suggestions,
-        [&](ISearchStartedCallback& callback) {
-            return callback.srcFileSearchStarted(fileName, binaryName, checksum, suggestions);
-        });
-}
-
-template <class Ask>
-ObjectPtr<IValidFile> RememberingCallback::choose(IValidFileIterator& files, Ask const& ask) {
+ObjectPtr<IValidFile> RememberingCallback::filesFound(RequestedFile const& file,
+                                                      IValidFileIterator& files) {
     if (m_pEnvironment != nullptr && m_pEnvironment->filesFoundCallback()->hasCallback())
         m_record.chosen =
-            askHeld(m_pEnvironment, &ISearchEnv::filesFoundCallback, ObjectPtr<IValidFile>(), ask);
+            askHeld(m_pEnvironment, &ISearchEnv::filesFoundCallback, ObjectPtr<IValidFile>(),
+                    [&](IFilesFoundCallback& callback) { return ask(callback, file, files); });
     else
         m_record.chosen = files.next();
     return nullptr;
 }
 
-ObjectPtr<IValidFile> RememberingCallback::binFilesFound(char const* fileName,
-                                                         IValidFileIterator& files) {
-    return choose(
-        files,
-        [&](IFilesFoundCallback& callback) { return callback.binFilesFound(fileName, files); });
-}
-
-ObjectPtr<IValidFile> RememberingCallback::symFilesFound(char const* fileName,
-                                                         char const* binaryName,
-                                                         char const* checksum,
-                                                         IValidFileIterator& files) {
-    return choose(
-        files,
-        [&](IFilesFoundCallback& callback) {
-            return callback.symFilesFound(fileName, binaryName, checksum, files);
-        });
-}
-
-ObjectPtr<IValidFile> RememberingCallback::srcFilesFound(char const* fileName,
-                                                         char const* binaryName,
-                                                         char const* checksum,
-                                                         IValidFileIterator& files) {
-    return choose(
-        files,
-        [&](IFilesFoundCallback& callback) {
-            return callback.srcFilesFound(fileName, binaryName, checksum, files);
-        });
-}
-
-template <class Ask>
-ObjectPtr<IValidFile> RecordingCallback::record(IInvalidFileIterator& invalidFiles,
-                                                IValidFileIterator& validFiles, Ask const& ask) {
-    for (ObjectPtr<IInvalidFile> file = invalidFiles.next(); file; file = invalidFiles.next())
-        m_record.rejected.push_back(file);
+ObjectPtr<IValidFile> RecordingCallback::noFilesFound(RequestedFile const& file,
+                                                      IValidator& validator,
+                                                      IInvalidFileIterator& invalidFiles,
+                                                      IValidFileIterator& validFiles) {
+    for (ObjectPtr<IInvalidFile> each = invalidFiles.next(); each; each = invalidFiles.next())
+        m_record.rejected.push_back(each);
     if (m_record.chosen)
         return m_record.chosen;
     if (!m_record.run_steps)
         if (ObjectPtr<IValidFile> suggested = validFiles.next())
             return suggested;
     invalidFiles.reset();
-    return askHeld(m_pEnvironment, &ISearchEnv::noFilesFoundCallback, ObjectPtr<IValidFile>(), ask);
-}
-
-ObjectPtr<IValidFile> RecordingCallback::noBinFilesFound(char const* fileName,
-                                                         IValidator& validator,
-                                                         IInvalidFileIterator& invalidFiles,
-                                                         IValidFileIterator& validFiles) {
-    return record(
-        invalidFiles, validFiles,
-        [&](INoFilesFoundCallback& callback) {
-            return callback.noBinFilesFound(fileName, validator, invalidFiles, validFiles);
-        });
-}
-
-ObjectPtr<IValidFile> RecordingCallback::noSymFilesFound(
-    char const* fileName, char const* binaryName, char const* checksum, IValidator& validator,
-    IInvalidFileIterator& invalidFiles, IValidFileIterator& validFiles) {
-    return record(
-        invalidFiles, validFiles,
-        [&](INoFilesFoundCallback& callback) {
-            return callback.noSymFilesFound(fileName, binaryName, checksum, validator, invalidFiles,
-                                            validFiles);
-        });
-}
-
-ObjectPtr<IValidFile> RecordingCallback::noSrcFilesFound(
-    char const* fileName, char const* binaryName, char const* checksum, IValidator& validator,
-    IInvalidFileIterator& invalidFiles, IValidFileIterator& validFiles) {
-    return record(
-        invalidFiles, validFiles,
-        [&](INoFilesFoundCallback& callback) {
-            return callback.noSrcFilesFound(fileName, binaryName, checksum, validator, invalidFiles,
-                                            validFiles);
-        });
+    return askHeld(m_pEnvironment, &ISearchEnv::noFilesFoundCallback, ObjectPtr<IValidFile>(),
+                   [&](INoFilesFoundCallback& callback) {
+                       return ask(callback, file, validator, invalidFiles, validFiles);
+                   });
 }
 
 } // namespace lokata::profile

@@ -44,22 +44,15 @@ private:
 };
 
 /// Adds the suggestions of the record behind those of the environment's own callback.
-class SuggestingCallback final : public LK_2_13::ISearchStartedCallback {
+class SuggestingCallback final : public LK_2_13::SearchStartedCallback {
 public:
     SuggestingCallback(LK_2_13::ISearchEnv* environment, SearchRecord& record)
         : m_pEnvironment(environment), m_record(record) {}
     ~SuggestingCallback() override { disconnectHandlers(); }
 
-    bool binFileSearchStarted(char const* fileName,
-                              LK_2_13::IStringContainer& suggestions) override;
-    bool symFileSearchStarted(char const* fileName, char const* binaryName, char const* checksum,
-                              LK_2_13::IStringContainer& suggestions) override;
-    bool srcFileSearchStarted(char const* fileName, char const* binaryName, char const* checksum,
-                              LK_2_13::IStringContainer& suggestions) override;
-
 private:
-    template <class Ask>
-    bool start(char const* fileName, LK_2_13::IStringContainer& suggestions, Ask const& ask);
+    bool searchStarted(LK_2_13::RequestedFile const& file,
+                       LK_2_13::IStringContainer& suggestions) override;
 
     LK_2_13::ISearchEnv* m_pEnvironment;
     SearchRecord& m_record;
@@ -67,55 +60,32 @@ private:
 
 /// Remembers the file that the environment's own callback chooses, else the first, and gives null:
 /// so the search goes on to its last callback, the only one that sees what was rejected.
-class RememberingCallback final : public LK_2_13::IFilesFoundCallback {
+class RememberingCallback final : public LK_2_13::FilesFoundCallback {
 public:
     RememberingCallback(LK_2_13::ISearchEnv* environment, SearchRecord& record)
         : m_pEnvironment(environment), m_record(record) {}
     ~RememberingCallback() override { disconnectHandlers(); }
 
-    LK_2_13::ObjectPtr<LK_2_13::IValidFile>
-    binFilesFound(char const* fileName, LK_2_13::IValidFileIterator& files) override;
-    LK_2_13::ObjectPtr<LK_2_13::IValidFile>
-    symFilesFound(char const* fileName, char const* binaryName, char const* checksum,
-                  LK_2_13::IValidFileIterator& files) override;
-    LK_2_13::ObjectPtr<LK_2_13::IValidFile>
-    srcFilesFound(char const* fileName, char const* binaryName, char const* checksum,
-                  LK_2_13::IValidFileIterator& files) override;
-
 private:
-    template <class Ask>
-    LK_2_13::ObjectPtr<LK_2_13::IValidFile> choose(LK_2_13::IValidFileIterator& files,
-                                                   Ask const& ask);
+    LK_2_13::ObjectPtr<LK_2_13::IValidFile> filesFound(LK_2_13::RequestedFile const& file,
+                                                       LK_2_13::IValidFileIterator& files) override;
 
     LK_2_13::ISearchEnv* m_pEnvironment;
     SearchRecord& m_record;
 };
 
 /// Takes down the rejected files and gives back the file that was chosen, if there is one.
-class RecordingCallback final : public LK_2_13::INoFilesFoundCallback {
+class RecordingCallback final : public LK_2_13::NoFilesFoundCallback {
 public:
     RecordingCallback(LK_2_13::ISearchEnv* environment, SearchRecord& record)
         : m_pEnvironment(environment), m_record(record) {}
     ~RecordingCallback() override { disconnectHandlers(); }
 
-    LK_2_13::ObjectPtr<LK_2_13::IValidFile>
-    noBinFilesFound(char const* fileName, LK_2_13::IValidator& validator,
-                    LK_2_13::IInvalidFileIterator& invalidFiles,
-                    LK_2_13::IValidFileIterator& validFiles) override;
-    LK_2_13::ObjectPtr<LK_2_13::IValidFile>
-    noSymFilesFound(char const* fileName, char const* binaryName, char const* checksum,
-                    LK_2_13::IValidator& validator, LK_2_13::IInvalidFileIterator& invalidFiles,
-                    LK_2_13::IValidFileIterator& validFiles) override;
-    LK_2_13::ObjectPtr<LK_2_13::IValidFile>
-    noSrcFilesFound(char const* fileName, char const* binaryName, char const* checksum,
-                    LK_2_13::IValidator& validator, LK_2_13::IInvalidFileIterator& invalidFiles,
-                    LK_2_13::IValidFileIterator& validFiles) override;
-
 private:
-    template <class Ask>
-    LK_2_13::ObjectPtr<LK_2_13::IValidFile> record(LK_2_13::IInvalidFileIterator& invalidFiles,
-                                                   LK_2_13::IValidFileIterator& validFiles,
-                                                   Ask const& ask);
+    LK_2_13::ObjectPtr<LK_2_13::IValidFile>
+    noFilesFound(LK_2_13::RequestedFile const& file, LK_2_13::IValidator& validator,
+                 LK_2_13::IInvalidFileIterator& invalidFiles,
+                 LK_2_13::IValidFileIterator& validFiles) override;
 
     LK_2_13::ISearchEnv* m_pEnvironment;
     SearchRecord& m_record;

@@ -12,27 +12,18 @@ namespace {
 using namespace testing;
 using namespace LK_2_13;
 
-class Reason final : public IErrorInfoContainer {
-public:
-    void setSeverity(severity_t value) override { severity = value; }
-    void setErrorMessage(char const* text) override { message = text; }
-
-    severity_t severity = svNone;
-    std::string message;
-};
-
 class IdentityTest : public SearchFixture {
 protected:
     /// The verdict; its reason lies in `m_reason`.
     validation_result_t verdict(IdentityValidator& validator, std::string const& path) {
-        m_reason = Reason();
+        m_reason = ErrorInfoContainer();
         validation_result_t const result = validator.validate(path.c_str(), m_reason);
         m_identity = validator.verdictOn(path)->identity;
         return result;
     }
 
     ElfFactsCache m_cache;
-    Reason m_reason;
+    ErrorInfoContainer m_reason;
     Identity m_identity;
 };
 
@@ -42,19 +33,19 @@ TEST_F(IdentityTest, ABinaryIsProvenOrRefusedByItsBuildId) {
     EXPECT_EQ(m_identity.actual, "0102030405060708");
 
     EXPECT_EQ(verdict(validator, binary("rebuilt", c_otherId)), vrInvalid);
-    EXPECT_EQ(m_reason.severity, svError);
-    EXPECT_THAT(m_reason.message,
+    EXPECT_EQ(m_reason.severity(), svError);
+    EXPECT_THAT(m_reason.errorMessage(),
                 AllOf(HasSubstr("is 09090909, not the recorded 0102030405060708,"),
                       Not(HasSubstr("checksum"))));
 
     EXPECT_EQ(verdict(validator, ElfBuilder().debugInfo().write(m_tree.path("none"))), vrInvalid);
-    EXPECT_THAT(m_reason.message, HasSubstr("has no build-id"));
+    EXPECT_THAT(m_reason.errorMessage(), HasSubstr("has no build-id"));
     ElfBuilder debug;
     debug.buildId(c_id).debugInfo().emptiedCode();
     EXPECT_EQ(verdict(validator, debug.write(m_tree.path("right.debug"))), vrInvalid);
-    EXPECT_THAT(m_reason.message, HasSubstr("without the code"));
+    EXPECT_THAT(m_reason.errorMessage(), HasSubstr("without the code"));
     EXPECT_EQ(verdict(validator, m_tree.file("text", "no ELF")), vrInvalid);
-    EXPECT_THAT(m_reason.message, HasSubstr("not an ELF file"));
+    EXPECT_THAT(m_reason.errorMessage(), HasSubstr("not an ELF file"));
 
     BinaryValidator nothingRecorded(m_cache, {});
     EXPECT_EQ(verdict(nothingRecorded, m_tree.path("right")), vrUndecided);
@@ -75,8 +66,8 @@ TEST_F(IdentityTest, ADamagedFileOfTheRightBuildIdIsRefusedByEveryJudge) {
     for (IdentityValidator* const validator : std::initializer_list<IdentityValidator*>{
              &binary, &nothingRecorded, &symbol, &itself, &supplementary}) {
         EXPECT_EQ(verdict(*validator, damaged), vrInvalid);
-        EXPECT_EQ(m_reason.severity, svError);
-        EXPECT_THAT(m_reason.message,
+        EXPECT_EQ(m_reason.severity(), svError);
+        EXPECT_THAT(m_reason.errorMessage(),
                     AllOf(HasSubstr(std::to_string(size)), HasSubstr(std::to_string(size - 1))));
     }
     std::string const odd = ElfBuilder()
@@ -102,7 +93,7 @@ TEST_F(IdentityTest, WhatIsNoStoredFileOrAGiantIsRefusedUnread) {
              std::initializer_list<IdentityValidator*>{&byMd5, &undecided, &binary})
             EXPECT_EQ(verdict(*validator, path), vrInvalid) << path;
     EXPECT_EQ(verdict(byMd5, giant), vrInvalid);
-    EXPECT_THAT(m_reason.message, HasSubstr("10737418240"));
+    EXPECT_THAT(m_reason.errorMessage(), HasSubstr("10737418240"));
     EXPECT_EQ(verdict(binary, giant), vrUndecided) << "no more than its start is read";
 }
 
@@ -111,7 +102,7 @@ TEST_F(IdentityTest, AStrippedNamesakeOfTheSameBuildIdIsNoSymbolFile) {
     ElfBuilder stripped;
     EXPECT_EQ(verdict(validator, stripped.buildId(c_id).symbolTable().write(m_tree.path("x"))),
               vrInvalid);
-    EXPECT_THAT(m_reason.message, HasSubstr("a symbol table, but no debug information"));
+    EXPECT_THAT(m_reason.errorMessage(), HasSubstr("a symbol table, but no debug information"));
     EXPECT_EQ(verdict(validator, symbols("full", c_id)), vrValid);
     EXPECT_EQ(m_identity.kind, IdentityKind::build_id);
 }
@@ -126,7 +117,7 @@ TEST_F(IdentityTest, TheLinkChecksumDecidesWhereTheBuildIdDoesNot) {
     }
     SymbolValidator validator(m_cache, {"", {}, DebugLink{"linked", crc ^ 1U}, 0});
     EXPECT_EQ(verdict(validator, path), vrInvalid);
-    EXPECT_THAT(m_reason.message,
+    EXPECT_THAT(m_reason.errorMessage(),
                 HasSubstr("is " + m_identity.actual + ", not " + m_identity.expected));
     EXPECT_NE(m_identity.expected, m_identity.actual);
 }
@@ -169,13 +160,13 @@ TEST_F(IdentityTest, ASourceIsJudgedByMd5ThenByTimeAndSize) {
     EXPECT_EQ(judged(expected), vrValid);
     expected.md5->back() = 0;
     EXPECT_EQ(judged(expected), vrInvalid);
-    EXPECT_EQ(m_reason.severity, svWarning);
-    EXPECT_THAT(m_reason.message, HasSubstr("is 900150983cd24fb0d6963f7d28e17f72,"));
+    EXPECT_EQ(m_reason.severity(), svWarning);
+    EXPECT_THAT(m_reason.errorMessage(), HasSubstr("is 900150983cd24fb0d6963f7d28e17f72,"));
 
     expected.md5.reset();
     EXPECT_EQ(judged(expected), vrInvalid);
     EXPECT_EQ(m_identity.expected + ", " + m_identity.actual, "4711 bytes, 3 bytes");
-    EXPECT_THAT(m_reason.message, HasSubstr("is 3 bytes, not the recorded 4711,"));
+    EXPECT_THAT(m_reason.errorMessage(), HasSubstr("is 3 bytes, not the recorded 4711,"));
 
     struct stat status {};
     ASSERT_EQ(::stat(path.c_str(), &status), 0);
