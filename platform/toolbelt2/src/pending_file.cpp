@@ -72,8 +72,8 @@ void pending_file_t::write(void const* data, std::size_t size) {
     }
 }
 
-void pending_file_t::commit() {
-    if (::fsync(m_descriptor.get()) != 0)
+void pending_file_t::commit(durability_t durability) {
+    if (durability == durability_t::on_disk && ::fsync(m_descriptor.get()) != 0)
         fail(errno);
     if (std::error_code const error = m_descriptor.close())
         fail(error.value());

@@ -55,6 +55,8 @@ enum class ReasonKey {
     source_time_mismatch, ///< Found, recorded, in seconds since the epoch.
     source_size_mismatch, ///< Found, recorded, in bytes.
     copy_damaged,         ///< The MD5 found, the one in the path.
+    copy_of_other,
+    copy_ambiguous, ///< How many copies.
     is_directory,
     not_proven,
     rejected, ///< For a rejection that came without a reason.
@@ -119,6 +121,8 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::source_time_mismatch, "SourceTimeMismatch", 3},
     {ReasonKey::source_size_mismatch, "SourceSizeMismatch", 3},
     {ReasonKey::copy_damaged, "CopyDamaged", 3},
+    {ReasonKey::copy_of_other, "CopyOfOther", 1},
+    {ReasonKey::copy_ambiguous, "CopyAmbiguous", 2},
     {ReasonKey::is_directory, "IsDirectory", 1},
     {ReasonKey::not_proven, "NotProven", 1},
     {ReasonKey::rejected, "Rejected", 1},

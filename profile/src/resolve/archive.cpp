@@ -1,51 +1,70 @@
 #include <lokata/profile/archive.h>
 
 #include "facts/elf_facts.h"
-#include "read/names.h"
+#include "read/reasons.h"
+#include "resolve/archive_writer.h"
 #include "resolve/searched_name.h"
+#include "search/archived_copies.h"
 #include "search/file_places.h"
+#include "search/identity.h"
 
 #include <lokata2/utils.h>
 
 #include <algorithm>
-#include <set>
+#include <map>
+#include <optional>
 #include <tuple>
 
 namespace lokata::profile {
+
+using namespace LK_2_13;
 
 namespace {
 
 class Archiver {
 public:
-    explicit Archiver(std::string const& directory) : m_directory(directory) {}
+    Archiver(std::string const& directory, std::string const& profile)
+        : m_directory(directory), m_profile(profile) {}
 
-    /// `names` are those that a search may ask for; a file with another name gets the first.
-    void add(FileResolution const& file, LK_2_13::search_category_t category,
-             std::vector<std::string> const& names) {
-        std::string const own = LK_2_13::utils::getFileNameOnly(file.path.c_str());
-        bool const isKnown = std::find(names.begin(), names.end(), own) != names.end();
-        std::string const& name = isKnown || names.empty() ? own : names.front();
-        if (!m_known.emplace(file.path, category, name).second)
+    /// `files` are the bare names that a search may ask for; a file with another name gets the
+    /// first.
+    void add(FileResolution const& file, search_category_t category, std::string const& name,
+             BuildId const& buildId, std::vector<std::string> const& files) {
+        std::string const own = utils::getFileNameOnly(file.path.c_str());
+        bool const isKnown = std::find(files.begin(), files.end(), own) != files.end();
+        std::string const& bare = isKnown || files.empty() ? own : files.front();
+        ArchivedFile const& copy = archive(file.path, category, bare);
+        if (copy.path.empty())
             return;
-        ArchivedFile archived = archiveFile(file.path, m_directory, category, name);
-        if (archived.path.empty())
-            outcome.errors.push_back(std::move(archived.error));
-        else
-            ++(archived.added ? outcome.added : outcome.kept);
+        std::optional<CopyPath> const parts = parseCopyPath(copy.path);
+        if (!archiveNote(noteOf({category, name, buildId, m_profile}, bare, parts->md5),
+                         m_directory))
+            outcome.errors.push_back(reasonText(ReasonKey::archive_copy, {file.path, m_directory}));
     }
 
+    ElfFactsCache elf;
     ArchiveOutcome outcome;
 
 private:
-    std::string m_directory;
-    std::set<std::tuple<std::string, LK_2_13::search_category_t, std::string>> m_known;
-};
+    /// Once, however many names are recorded for it.
+    ArchivedFile const& archive(std::string const& path, search_category_t category,
+                                std::string const& bare) {
+        auto const [known, isNew] = m_known.try_emplace({path, category, bare});
+        ArchivedFile& copy = known->second;
+        if (!isNew)
+            return copy;
+        copy = archiveFile(path, m_directory, category, bare);
+        if (copy.path.empty())
+            outcome.errors.push_back(copy.error);
+        else
+            ++(copy.added ? outcome.added : outcome.kept);
+        return copy;
+    }
 
-std::vector<std::string> bareNames(std::vector<std::string> names) {
-    for (std::string& name : names)
-        name = LK_2_13::utils::getFileNameOnly(name.c_str());
-    return names;
-}
+    std::string m_directory;
+    std::string m_profile;
+    std::map<std::tuple<std::string, search_category_t, std::string>, ArchivedFile> m_known;
+};
 
 bool isFound(std::optional<FileResolution> const& file) {
     return file && file->found();
@@ -55,34 +74,32 @@ void archiveModule(ModuleResolution const& module, Archiver& archiver) {
     std::string const name = searchedName(module.module);
     std::string const searchable = searchableName(name);
     BuildId const& buildId = module.module.build_id;
-    if (isFound(module.binary))
-        archiver.add(*module.binary, LK_2_13::scBinaryFiles,
-                     bareNames({searchable.empty() ? toHex(buildId) : searchable}));
+    std::string const binary = isFound(module.binary) ? module.binary->path : "";
+    if (!binary.empty())
+        archiver.add(*module.binary, scBinaryFiles, name, buildId,
+                     bareNames({askedName(searchable, buildId)}));
     if (!isFound(module.symbols))
         return;
-    bool const isBinary = isFound(module.binary) && module.symbols->path == module.binary->path;
-    ElfFacts const symbols = readElfFacts(module.symbols->path);
-    if (!isBinary) {
-        std::optional<DebugLink> const link =
-            isFound(module.binary) ? readElfFacts(module.binary->path).debug_link : std::nullopt;
-        archiver.add(
-            *module.symbols, LK_2_13::scSymbolFiles,
-            bareNames(symbolFileNames(name, buildId.empty() ? symbols.build_id : buildId, link)));
+    if (module.symbols->path != binary) {
+        SymbolOwner const owner = symbolOwner(archiver.elf, binary, buildId);
+        archiver.add(*module.symbols, scSymbolFiles, name, owner.build_id,
+                     bareNames(symbolFileNames(searchable, owner.build_id, owner.debug_link)));
     }
-    if (isFound(module.supplementary) && symbols.alt_link)
-        archiver.add(*module.supplementary, LK_2_13::scSymbolFiles,
-                     {supplementaryFileName(*symbols.alt_link)});
+    auto const symbols = archiver.elf.facts(module.symbols->path);
+    if (isFound(module.supplementary) && symbols->alt_link)
+        archiver.add(*module.supplementary, scSymbolFiles, symbols->alt_link->name,
+                     symbols->alt_link->build_id, {supplementaryFileName(*symbols->alt_link)});
 }
 
 } // namespace
 
 ArchiveOutcome archiveFiles(ProfileResolution const& resolution, std::string const& directory) {
-    Archiver archiver(directory);
+    Archiver archiver(directory, resolution.profile_id);
     for (ModuleResolution const& module : resolution.modules)
         archiveModule(module, archiver);
     for (SourceResolution const& source : resolution.sources)
         if (source.file.found())
-            archiver.add(source.file, LK_2_13::scSourceFiles,
+            archiver.add(source.file, scSourceFiles, source.name, source.module_build_id,
                          bareNames({searchableName(source.name)}));
     return std::move(archiver.outcome);
 }

@@ -1,6 +1,7 @@
 #include <lokata/profile/resolver.h>
 
 #include "read/names.h"
+#include "resolve/profile_id.h"
 #include "resolve/searched_name.h"
 #include "search/kernel_places.h"
 #include "search/module_search.h"
@@ -48,22 +49,23 @@ public:
         SourceFile file;
         std::string module;
         std::string binary;
+        BuildId build_id; ///< Of the module.
     };
 
-    void add(SourceFile file, ModuleResolution const& module) {
+    void add(SourceFile file, ModuleResolution const& module, BuildId const& buildId) {
         SourceIdentity const& identity = file.identity;
         if (!m_known.emplace(file.name, identity.md5, identity.modification_time, identity.size)
                  .second)
             return;
         m_names.insert(file.name);
-        m_entries.push_back(
-            {std::move(file), module.module.name, module.binary ? module.binary->path : ""});
+        m_entries.push_back({std::move(file), module.module.name,
+                             module.binary ? module.binary->path : "", buildId});
     }
 
     /// The profile knows no identity: a name that came with one is not looked for again.
-    void addName(std::string const& name, ModuleResolution const& module) {
+    void addName(std::string const& name, ModuleResolution const& module, BuildId const& buildId) {
         if (m_names.count(name) == 0)
-            add({name, {}}, module);
+            add({name, {}}, module, buildId);
     }
 
     std::vector<Entry> const& entries() const { return m_entries; }
@@ -75,7 +77,16 @@ private:
     std::vector<Entry> m_entries;
 };
 
-SourceList sourcesOf(ProfileResolution const& resolution) {
+/// As recorded, or else as the files of the module have it.
+BuildId buildIdOf(ModuleResolution const& module, ElfFactsCache& cache) {
+    BuildId result = module.module.build_id;
+    for (auto const* const file : {&module.binary, &module.symbols})
+        if (result.empty() && *file && (*file)->found())
+            result = cache.facts((*file)->path)->build_id;
+    return result;
+}
+
+SourceList sourcesOf(ProfileResolution const& resolution, ElfFactsCache& cache) {
     SourceList list;
     std::set<std::string> read;
     for (ModuleResolution const& module : resolution.modules) {
@@ -86,11 +97,12 @@ SourceList sourcesOf(ProfileResolution const& resolution) {
              readSourceFiles(module.symbols->path,
                              module.supplementary ? module.supplementary->path : "")
                  .files)
-            list.add(std::move(file), module);
+            list.add(std::move(file), module, buildIdOf(module, cache));
     }
     for (ModuleResolution const& module : resolution.modules)
         for (std::uint32_t const index : module.module.source_files)
-            list.addName(resolution.profile.source_files.at(index), module);
+            list.addName(resolution.profile.source_files.at(index), module,
+                         buildIdOf(module, cache));
     return list;
 }
 
@@ -120,9 +132,10 @@ BuildId expectedBuildId(ModuleResolution const& module) {
 class ProfileSearch {
 public:
     ProfileSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
-                  Profile const& profile)
-        : ProfileSearch(environment, support, releaseOf(environment, profile)) {
-        m_process = profile.live_process;
+                  ProfileResolution const& resolution)
+        : ProfileSearch(environment, support, releaseOf(environment, resolution.profile),
+                        resolution.profile_id) {
+        m_process = resolution.profile.live_process;
     }
 
     ModuleResolution resolve(Module const& module);
@@ -130,8 +143,8 @@ public:
     /// Tries what was learned on what is missing.
     void tryLearned(ModuleResolution& module);
 
-    FileResolution findSource(SourceFile const& source, std::string const& binary) {
-        return m_search.findSource(source, binary);
+    FileResolution findSource(SourceList::Entry const& source) {
+        return m_search.findSource(source.file, source.binary, source.build_id);
     }
     void learn(SourceResolution const& source);
     void tryLearned(SourceFile const& source, std::string const& binary, FileResolution& file);
@@ -140,9 +153,9 @@ public:
 
 private:
     ProfileSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
-                  std::string const& release)
+                  std::string const& release, std::string const& profileId)
         : m_support(support)
-        , m_search(environment, support, {true, release})
+        , m_search(environment, support, {true, release, profileId})
         , m_kernel(support.places.options(), release) {}
 
     static std::string releaseOf(ObjectPtr<ISearchEnv> const& environment, Profile const& profile) {
@@ -334,10 +347,11 @@ ProfileResolution Resolver::Impl::resolve(Profile profile, std::string input,
     auto const start = std::chrono::steady_clock::now();
     ProfileResolution result;
     result.input = std::move(input);
+    result.profile_id = profileId(profile);
     result.profile = std::move(profile);
     std::vector<Module> const modules = std::exchange(result.profile.modules, {});
 
-    ProfileSearch search(m_environment, m_support, result.profile);
+    ProfileSearch search(m_environment, m_support, result);
     std::map<decltype(keyOf(modules.front())), std::size_t> known;
     std::vector<std::size_t> equalTo;
     for (Module const& module : modules) {
@@ -370,11 +384,11 @@ ProfileResolution Resolver::Impl::resolve(Profile profile, std::string input,
 
 void Resolver::Impl::findSources(ProfileResolution& resolution, Progress const& progress) {
     auto const start = std::chrono::steady_clock::now();
-    ProfileSearch search(m_environment, m_support, resolution.profile);
-    SourceList const list = sourcesOf(resolution);
+    ProfileSearch search(m_environment, m_support, resolution);
+    SourceList const list = sourcesOf(resolution, m_support.elf);
     for (SourceList::Entry const& entry : list.entries()) {
         resolution.sources.push_back(
-            {entry.file.name, entry.module, search.findSource(entry.file, entry.binary)});
+            {entry.file.name, entry.module, search.findSource(entry), entry.build_id});
         if (progress && !progress(resolution.sources.size(), list.entries().size())) {
             resolution.cancelled = true;
             break;

@@ -57,23 +57,11 @@ ArchivedCopies::ArchivedCopies(ISearchEnv* environment, ContentDigests& digests)
     : m_digests(digests) {
     if (environment == nullptr)
         return;
-    if (std::string const cache = environment->cacheDir(); !cache.empty())
-        add(cache);
     for (search_category_t const category :
-         {scBinaryFiles, scSymbolFiles, scSourceFiles, scAllFiles}) {
-        ObjectPtr<ISearchDirIterator> const archives = environment->archiveDirs(category);
-        char const* name = nullptr;
-        bool recursive = false;
-        bool priority = false;
-        if (!archives)
-            continue;
-        archives->reset();
-        while (archives->getCurrentRecord(name, recursive, priority)) {
-            add(name);
-            if (!archives->next())
-                break;
-        }
-    }
+         {scBinaryFiles, scSymbolFiles, scSourceFiles, scAllFiles})
+        forEachArchiveDir(environment, category, [&](char const* name) { add(name, true); });
+    if (std::string const cache = environment->cacheDir(); !cache.empty())
+        add(cache, false);
 }
 
 std::optional<ArchivedCopies::DirectoryKey> ArchivedCopies::keyOf(std::string const& directory) {
@@ -83,34 +71,29 @@ std::optional<ArchivedCopies::DirectoryKey> ArchivedCopies::keyOf(std::string co
     return DirectoryKey{status.st_dev, status.st_ino};
 }
 
-void ArchivedCopies::add(std::string const& directory) {
+void ArchivedCopies::add(std::string const& directory, bool isArchive) {
     if (auto const key = keyOf(directory))
-        m_directories.insert(*key);
+        m_directories.emplace(*key, isArchive);
 }
 
-std::optional<Identity> ArchivedCopies::content(std::string const& path) const {
+void ArchivedCopies::check(std::string const& path, OwnCopies const& own,
+                           JudgedCandidate& candidate) const {
     std::optional<CopyPath> const copy = parseCopyPath(path);
-    if (!copy || m_directories.empty())
-        return std::nullopt;
-    auto const directory = keyOf(copy->directory);
-    if (!directory || m_directories.count(*directory) == 0)
-        return std::nullopt;
-    return Identity{IdentityKind::source_md5, copy->md5, m_digests.get(path, contentMd5)};
-}
-
-void ArchivedCopies::check(std::string const& path, JudgedCandidate& candidate) const {
-    if (candidate.result == vrInvalid)
+    if (candidate.result == vrInvalid || !copy || m_directories.empty())
         return;
-    std::optional<Identity> damaged = content(path);
-    if (!damaged || damaged->expected == damaged->actual)
+    auto const key = keyOf(copy->directory);
+    auto const directory = key ? m_directories.find(*key) : m_directories.end();
+    if (directory == m_directories.end())
         return;
+    std::string const actual = m_digests.get(path, contentMd5);
+    if (actual == copy->md5)
+        return directory->second ? own.check(copy->md5, candidate) : void();
     candidate.result = vrInvalid;
     candidate.severity = svError;
-    candidate.message =
-        damaged->actual.empty()
-            ? reasonText(ReasonKey::checksum_unread, {path, damaged->expected})
-            : reasonText(ReasonKey::copy_damaged, {path, damaged->actual, damaged->expected});
-    candidate.identity = std::move(*damaged);
+    candidate.message = actual.empty()
+                            ? reasonText(ReasonKey::checksum_unread, {path, copy->md5})
+                            : reasonText(ReasonKey::copy_damaged, {path, actual, copy->md5});
+    candidate.identity = {IdentityKind::source_md5, copy->md5, actual};
 }
 
 class ArchivedCopyValidator::Impl {
@@ -136,7 +119,7 @@ validation_result_t ArchivedCopyValidator::validate(char const* fileName,
         candidate.result = m_inner->validate(fileName, errorInfo);
     if (candidate.result == vrInvalid)
         return vrInvalid;
-    m_impl->copies.check(fileName, candidate);
+    m_impl->copies.check(fileName, {}, candidate);
     if (candidate.result == vrInvalid) {
         errorInfo.setSeverity(candidate.severity);
         errorInfo.setErrorMessage(candidate.message.c_str());

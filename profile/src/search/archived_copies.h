@@ -5,13 +5,14 @@
 /// may be cut short or changed since it was written. So what it holds is compared with its path.
 
 #include "facts/file_memo.h"
+#include "search/archive_names.h"
 
 #include <lokata/profile/resolution.h>
 
 #include <lokata2/search_env.h>
 
+#include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
 
@@ -34,6 +35,26 @@ struct CopyPath {
 /// Empty for a path that is not of the form DIRECTORY/NAME/MD5/NAME.
 std::optional<CopyPath> parseCopyPath(std::string const& path);
 
+/// Calls `visit(char const*)` with each archive directory of the environment for the category; does
+/// nothing for a null environment.
+template <class Visit>
+void forEachArchiveDir(LK_2_13::ISearchEnv* environment, LK_2_13::search_category_t category,
+                       Visit const& visit) {
+    LK_2_13::ObjectPtr<LK_2_13::ISearchDirIterator> const directories =
+        environment == nullptr ? nullptr : environment->archiveDirs(category);
+    if (!directories)
+        return;
+    char const* name = nullptr;
+    bool recursive = false;
+    bool priority = false;
+    directories->reset();
+    while (directories->getCurrentRecord(name, recursive, priority)) {
+        visit(name);
+        if (!directories->next())
+            return;
+    }
+}
+
 /// Knows the copies in the archives of one environment, and in its cache directory, whose tree is
 /// the same below a category. Only reads; callable from any thread.
 class ArchivedCopies {
@@ -41,20 +62,18 @@ public:
     /// `environment` may be null. `digests` outlives this object.
     ArchivedCopies(LK_2_13::ISearchEnv* environment, ContentDigests& digests);
 
-    /// What the path of a copy says of its content, and what it holds; empty for a file that is no
-    /// copy in an archive.
-    std::optional<Identity> content(std::string const& path) const;
-    /// Rejects a copy that does not hold what its path says, unless it is rejected already.
-    void check(std::string const& path, JudgedCandidate& candidate) const;
+    /// Rejects a copy that does not hold what its path says, and one in an archive that `own` does
+    /// not let pass. Leaves other files alone, and what is rejected already.
+    void check(std::string const& path, OwnCopies const& own, JudgedCandidate& candidate) const;
 
 private:
     using DirectoryKey = std::pair<std::uint64_t, std::uint64_t>;
 
     static std::optional<DirectoryKey> keyOf(std::string const& directory);
-    void add(std::string const& directory);
+    void add(std::string const& directory, bool isArchive);
 
-    /// Device and inode: a path can be spelled in many ways.
-    std::set<DirectoryKey> m_directories;
+    /// By device and inode, as a path can be spelled in many ways; true for those of archives.
+    std::map<DirectoryKey, bool> m_directories;
     ContentDigests& m_digests;
 };
 

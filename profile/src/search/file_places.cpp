@@ -244,6 +244,16 @@ std::string supplementaryFileName(AltLink const& link) {
     return isSafeBareName(bare) ? bare : toHex(link.build_id);
 }
 
+std::vector<std::string> bareNames(std::vector<std::string> names) {
+    for (std::string& name : names)
+        name = getFileNameOnly(name.c_str());
+    return names;
+}
+
+std::string askedName(std::string const& searchable, BuildId const& buildId) {
+    return searchable.empty() ? toHex(buildId) : searchable;
+}
+
 std::string searchableName(std::string const& name) {
     // What takes the name up to a zero byte must not see one, or it finds another file.
     bool const isWhole = name.find('\0') == std::string::npos;

@@ -67,6 +67,13 @@ std::vector<std::string> symbolFileNames(std::string const& name, BuildId const&
 /// The name under which a search of the library may meet a supplementary file.
 std::string supplementaryFileName(AltLink const& link);
 
+/// Names without their directories.
+std::vector<std::string> bareNames(std::vector<std::string> names);
+
+/// What a search asks for. Without a name that may be used, the places of the build-id are still
+/// worth a look.
+std::string askedName(std::string const& searchable, BuildId const& buildId);
+
 /// The recorded name in the form in which a search may use it: normalised, without leading ".."
 /// steps. Empty if nothing of it is safe to use.
 std::string searchableName(std::string const& name);

@@ -76,7 +76,7 @@ validation_result_t IdentityValidator::validate(char const* fileName,
     candidate.path = utils::getCanonicalName(fileName, false);
     judge(fileName, candidate);
     if (m_copies != nullptr)
-        m_copies->check(fileName, candidate);
+        m_copies->check(fileName, m_own, candidate);
     if (candidate.result == vrInvalid) {
         errorInfo.setSeverity(candidate.severity);
         errorInfo.setErrorMessage(candidate.message.c_str());

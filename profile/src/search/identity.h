@@ -23,8 +23,10 @@ namespace lokata::profile {
 /// Keeps what it judged. Subclasses say how.
 class IdentityValidator : public LK_2_13::IValidatorCallback {
 public:
-    /// Rejects damaged copies in archives besides; null for none. `copies` outlives the validator.
-    void setArchives(ArchivedCopies const* copies) { m_copies = copies; }
+    /// Rejects besides what `copies` rejects, which outlives the validator.
+    void setArchives(ArchivedCopies const& copies) { m_copies = &copies; }
+    /// Those for the name that is searched.
+    void setOwnCopies(OwnCopies own) { m_own = std::move(own); }
 
     LK_2_13::validation_result_t validate(char const* fileName,
                                           LK_2_13::IErrorInfoContainer& errorInfo) final;
@@ -40,6 +42,7 @@ protected:
 
 private:
     ArchivedCopies const* m_copies = nullptr;
+    OwnCopies m_own;
     std::vector<JudgedCandidate> m_judged;
 };
 

@@ -217,23 +217,33 @@ std::vector<Candidate> unjudged(std::vector<Candidate> candidates, FileResolutio
     return candidates;
 }
 
-/// Without a name that may be used, the places of the build-id are still worth a look.
-std::string askedName(std::string const& searchable, BuildId const& buildId) {
-    return searchable.empty() ? toHex(buildId) : searchable;
-}
-
 } // namespace
 
 ModuleSearch::ModuleSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
                            SearchSettings const& settings)
     : m_support(support)
+    , m_profile(settings.profile)
     , m_copies(environment.get(), support.digests)
+    , m_names(environment.get())
     , m_environment(new Environment(environment,
                                     settings.use_index ? &support.directories : nullptr,
                                     settings.kernel_release))
     , m_search(IFileSearch::create(ObjectPtr<ISearchEnv>(m_environment))) {}
 
 ModuleSearch::~ModuleSearch() = default;
+
+/// The copies for this name, which the validator then tells from those for others.
+std::vector<Candidate> ModuleSearch::findInArchives(search_category_t category,
+                                                    std::string const& name, BuildId const& buildId,
+                                                    std::vector<std::string> const& files,
+                                                    IdentityValidator& validator) {
+    OwnCopies own = m_names.ownCopies({category, name, buildId, m_profile}, bareNames(files));
+    std::vector<Candidate> result;
+    for (std::string const& path : own.paths())
+        result.push_back({path, Place::archive_name});
+    validator.setOwnCopies(std::move(own));
+    return result;
+}
 
 template <class Find>
 void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestions,
@@ -244,7 +254,7 @@ void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestion
     record.run_steps = runSteps;
     record.suggestions = std::move(suggestions);
     std::size_t const firstJudged = validator.judged().size();
-    validator.setArchives(&m_copies);
+    validator.setArchives(m_copies);
     ObjectPtr<IValidFile> const file = find();
     for (ObjectPtr<IInvalidFile> const& rejected : record.rejected)
         addRejected(*rejected, validator.verdictOn(rejected->name()), record.suggestions, result);
@@ -276,10 +286,13 @@ FileResolution ModuleSearch::findBinary(std::string const& name, BuildId const& 
     std::string const asked =
         isNamed ? askedName(searched, buildId) : utils::getFileNameOnly(hints.front().path.c_str());
     BinaryValidator validator(m_support.elf, buildId, live);
+    std::vector<Candidate> const archived =
+        findInArchives(scBinaryFiles, name, buildId, {asked}, validator);
     auto const find = [&] {
         return m_search->findBinFile(asked.c_str(), &validator, nullptr, stepsSelector);
     };
-    run(result, joined(hints, m_support.places.binary(searched)), validator, find, isNamed);
+    run(result, joined(joined(hints, m_support.places.binary(searched)), archived), validator, find,
+        isNamed);
     // Copies by build-id come last: a file that lies where somebody put it says more to a person,
     // and a rebuilt namesake shall be met.
     if (!result.found())
@@ -313,7 +326,11 @@ FileResolution ModuleSearch::findSymbols(std::string const& name, std::string co
     FileResolution result;
     result.identity = expectedBuildId(buildId);
     SymbolValidator validator(m_support.elf, owner);
-    for (std::string const& each : symbolFileNames(searched, owner.build_id, owner.debug_link)) {
+    std::vector<std::string> const names =
+        symbolFileNames(searched, owner.build_id, owner.debug_link);
+    suggestions = joined(std::move(suggestions),
+                         findInArchives(scSymbolFiles, name, owner.build_id, names, validator));
+    for (std::string const& each : names) {
         run(result, std::exchange(suggestions, {}), validator, [&] {
             return m_search->findSymFile(each.c_str(), textOrNull(binaryPath), textOrNull(checksum),
                                          &validator, nullptr, nullptr);
@@ -360,14 +377,17 @@ std::optional<FileResolution> ModuleSearch::findSupplementary(std::string const&
     return result;
 }
 
-FileResolution ModuleSearch::findSource(SourceFile const& source, std::string const& binaryPath) {
+FileResolution ModuleSearch::findSource(SourceFile const& source, std::string const& binaryPath,
+                                        BuildId const& module) {
     FileResolution result;
     result.identity = expectedMd5(source.identity);
     std::string const searched = searchableName(source.name);
     if (searched.empty())
         return result;
     SourceValidator validator(source.identity);
-    run(result, m_support.places.source(searched), validator, [&] {
+    std::vector<Candidate> const archived =
+        findInArchives(scSourceFiles, source.name, module, {searched}, validator);
+    run(result, joined(m_support.places.source(searched), archived), validator, [&] {
         return m_search->findSrcFile(searched.c_str(), textOrNull(binaryPath),
                                      textOrNull(result.identity.expected), &validator, nullptr);
     });

@@ -34,6 +34,7 @@ struct SearchSettings {
     bool use_index = true;
     /// As uname -r gives it; stands in where the environment tells none.
     std::string kernel_release;
+    std::string profile{}; ///< See `RecordedName::profile`.
 };
 
 /// Runs searches, one at a time; threads have one each. The callbacks, steps and directories of the
@@ -63,7 +64,9 @@ public:
                                BuildId const& buildId, std::vector<Candidate> const& hints = {});
     /// Empty for a symbol file that names no supplementary file.
     std::optional<FileResolution> findSupplementary(std::string const& symbolPath);
-    FileResolution findSource(SourceFile const& source, std::string const& binaryPath);
+    /// `module` is the build-id of the module that names the source; empty if it has none.
+    FileResolution findSource(SourceFile const& source, std::string const& binaryPath,
+                              BuildId const& module = {});
 
     /// Looks at nothing but `candidates`, and puts what came of it behind what `result` says of the
     /// search that found nothing.
@@ -82,8 +85,15 @@ private:
     void run(FileResolution& result, std::vector<Candidate> suggestions,
              IdentityValidator& validator, Find const& find, bool runSteps = true);
 
+    std::vector<Candidate> findInArchives(LK_2_13::search_category_t category,
+                                          std::string const& name, BuildId const& buildId,
+                                          std::vector<std::string> const& files,
+                                          IdentityValidator& validator);
+
     SearchSupport& m_support;
+    std::string m_profile;
     ArchivedCopies m_copies;
+    ArchiveNames m_names;
     LK_2_13::ObjectPtr<Environment> m_environment;
     LK_2_13::ObjectPtr<LK_2_13::IFileSearch> m_search;
 };

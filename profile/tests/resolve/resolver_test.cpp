@@ -48,6 +48,14 @@ protected:
         profile.modules = std::move(modules);
         return resolve(std::move(profile));
     }
+    void searchOnlyIn(std::string const& archive) {
+        auto const archives = IEditableSearchDirContainer::create();
+        for (auto const& [category, word] : c_archiveCategories)
+            archives->addDirectory(category, (archive + "/" + std::string(word)).c_str(), true,
+                                   false);
+        m_environment->setArchiveDirs(ObjectPtr<ISearchDirContainer>(archives));
+        m_environment->setSearchDirs(nullptr);
+    }
     ModuleResolution resolveOne(Module single) {
         return resolve(std::vector<Module>{std::move(single)}).modules.at(0);
     }
@@ -211,12 +219,7 @@ TEST_F(ResolverTest, TheArchiveAloneGivesTheSameAnswers) {
         before.push_back(contents(each));
     for (char const* const gone : {"tree", "debug", "root"})
         std::filesystem::remove_all(m_tree.path(gone));
-    auto const archives = IEditableSearchDirContainer::create();
-    archives->addDirectory(scAllFiles, (archive + "/all").c_str(), true, false);
-    archives->addDirectory(scBinaryFiles, (archive + "/binaries").c_str(), true, false);
-    archives->addDirectory(scSymbolFiles, (archive + "/symbols").c_str(), true, false);
-    m_environment->setArchiveDirs(ObjectPtr<ISearchDirContainer>(archives));
-    m_environment->setSearchDirs(nullptr);
+    searchOnlyIn(archive);
     ProfileResolution const there = resolve(modules);
     for (std::size_t i = 0; i < modules.size(); ++i) {
         EXPECT_EQ(there.modules[i].status, here.modules[i].status) << modules[i].name;
@@ -235,6 +238,79 @@ TEST_F(ResolverTest, TheArchiveAloneGivesTheSameAnswers) {
     EXPECT_EQ(identity.kind, IdentityKind::source_md5);
     EXPECT_THAT(copy, HasSubstr("/" + identity.expected + "/"));
     EXPECT_THAT(identity.actual, AllOf(SizeIs(32), Ne(identity.expected)));
+}
+
+/// Files in which nothing tells what they are, two of each bare name.
+class NamesakesInArchives : public ResolverTest {
+protected:
+    static Profile recorded(std::string const& host) {
+        Profile profile;
+        profile.host_name = host;
+        profile.modules = {module("/a/tool"), module("/b/tool")};
+        profile.source_files = {"/a/main.c", "/b/main.c"};
+        profile.modules[0].source_files = {0, 1};
+        return profile;
+    }
+    /// What was resolved to what, with the contents of the files.
+    static std::vector<std::string> answers(ProfileResolution const& resolution) {
+        std::vector<std::string> result;
+        auto const add = [&](FileResolution const& file) {
+            result.push_back(file.found() ? contentOf(file.path) : "");
+            EXPECT_TRUE(!file.found() || file.confidence == cfPolicyHigh) << "a note is no proof";
+        };
+        for (ModuleResolution const& each : resolution.modules)
+            add(*each.binary);
+        for (SourceResolution const& each : resolution.sources)
+            add(each.file);
+        return result;
+    }
+    /// Archives a profile of a machine, with files of its own; gives the answers on it.
+    std::vector<std::string> archive(std::string const& host) {
+        for (std::string const directory : {"root/a/", "root/b/"}) {
+            ElfBuilder().section("of", host + directory).write(m_tree.file(directory + "tool"));
+            m_tree.file(directory + "main.c", host + directory);
+        }
+        ProfileResolution const here = resolve(recorded(host));
+        EXPECT_THAT(archiveFiles(here, m_tree.path(host)).errors, IsEmpty());
+        return answers(here);
+    }
+    /// Copies one archive over another, which then is all that there is.
+    void moveOver(char const* from, char const* to) {
+        namespace fs = std::filesystem;
+        fs::copy(m_tree.path(from), m_tree.dir(to),
+                 fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+        for (char const* const gone : {from, "root"})
+            fs::remove_all(m_tree.path(gone));
+        searchOnlyIn(m_tree.path(to));
+    }
+};
+
+TEST_F(NamesakesInArchives, EachRecordedNameOfEachProfileGetsItsOwnCopy) {
+    std::vector<std::string> const east = archive("east");
+    std::vector<std::string> const west = archive("west");
+    EXPECT_THAT(east, AllOf(SizeIs(4), Not(Contains("")), Ne(west)));
+    moveOver("west", "east");
+    ProfileResolution const there = resolve(recorded("east"));
+    EXPECT_EQ(answers(there), east);
+    EXPECT_EQ(there.modules[0].binary->place, Place::archive_name);
+    EXPECT_EQ(answers(resolve(recorded("west"))), west);
+}
+
+TEST_F(NamesakesInArchives, ACopyIsNotGivenForAnotherNameOrWhereNothingTells) {
+    std::vector<std::string> const east = archive("east");
+    moveOver("east", "kept");
+    EXPECT_EQ(answers(resolve(recorded("north"))), east);
+    FileResolution const other = *resolveOne(module("/c/tool")).binary;
+    EXPECT_FALSE(other.found());
+    ASSERT_THAT(other.rejected, SizeIs(2));
+    EXPECT_THAT(other.rejected[0].message, HasSubstr("for another recorded name"));
+
+    archive("west");
+    moveOver("west", "kept");
+    ProfileResolution const unclear = resolve(recorded("north"));
+    EXPECT_THAT(answers(unclear), Each(""));
+    EXPECT_THAT(unclear.modules[0].binary->rejected[0].message, HasSubstr("holds 2 copies"));
+    EXPECT_THAT(unclear.sources[1].file.rejected[0].message, HasSubstr("holds 2 copies"));
 }
 
 TEST_F(ResolverTest, SourcesThatTheProfileNamesAreLookedFor) {

@@ -25,6 +25,10 @@ namespace toolbelt2 {
 /// processes and threads may write to one target, and the last to commit wins.
 class TOOLBELT2_EXPORT pending_file_t {
 public:
+    /// What a commit waits for. Without the wait a loss of power can leave a part of the content
+    /// under the name: for many files whose readers can tell a part from the whole.
+    enum class durability_t { on_disk, left_to_system };
+
     /// Makes the hidden file, empty. A relative target counts from the working directory, which
     /// must not change until the end of this object. `mode` is that of the file, less the process's
     /// umask.
@@ -48,7 +52,7 @@ public:
     /// Brings the content to the disk, so that a loss of power cannot leave a part of it under the
     /// name either, closes it, and gives it the target's name. The last call on this object but
     /// for the names, with or without success.
-    void commit();
+    void commit(durability_t durability = durability_t::on_disk);
 
 private:
     [[noreturn]] void fail(int reason) const;

@@ -9,6 +9,14 @@
 /// bits. A copy that is there already is compared with its MD5, and replaced if it is damaged; what
 /// is no regular file in its place is left alone, and that is an error. Any number of processes may
 /// write to one archive.
+///
+/// An archive of a resolved profile knows besides for which recorded name it holds which copy, in
+/// ARCHIVE/names/CATEGORY/NAME/MD5.json, one note for each, named after the MD5 of its own content.
+/// A plain copy of one archive over another thus merges both; it has to keep the times of the files
+/// where sources are to be proven by them. A note tells the name as recorded, the MD5 of the copy,
+/// and whose file it is: the build-id of the module, or else the profile. It leads a search to the
+/// copy and keeps the copy from being taken for another name, but it proves nothing: the copy is
+/// judged as it would be anywhere else, and what was unproven when it was archived stays so.
 
 #include <lokata/profile/resolution.h>
 
@@ -48,7 +56,8 @@ struct ArchiveOutcome {
 
 /// Copies every file found into the archive below `directory`, which is made if it is missing. Each
 /// goes to its category, supplementary files to the symbols, under the name by which a search with
-/// that archive alone looks for it. Symbols that stand in the binary itself need no copy.
+/// that archive alone looks for it, and with a note of its recorded name. Symbols that stand in the
+/// binary itself need no copy.
 LOKATA_PROFILE_EXPORT ArchiveOutcome archiveFiles(ProfileResolution const& resolution,
                                                   std::string const& directory);
 

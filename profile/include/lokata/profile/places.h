@@ -25,6 +25,7 @@ enum class Place {
     alt_link,        ///< Where .gnu_debugaltlink leads.
     kernel_tree,     ///< Where a system keeps its kernel and the modules of it.
     live_process,    ///< Where a running process has the file that it mapped.
+    archive_name,    ///< An archive that knows for which recorded name it holds a copy.
 };
 
 constexpr Word<Place> c_places[]{
@@ -40,6 +41,7 @@ constexpr Word<Place> c_places[]{
     {Place::alt_link, "alt-link"},
     {Place::kernel_tree, "kernel-tree"},
     {Place::live_process, "live-process"},
+    {Place::archive_name, "archive-name"},
 };
 
 /// A path that is worth a look. Nothing is proven by it, and no file need be there.

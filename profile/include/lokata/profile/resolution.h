@@ -123,10 +123,15 @@ struct SourceResolution {
     std::string name;   ///< As the line table or the profile names it.
     std::string module; ///< The first module that names it.
     FileResolution file;
+    /// Of that module, as recorded or else as its files have it; empty if neither tells one.
+    BuildId module_build_id{};
 };
 
 struct ProfileResolution {
-    std::string input;                     ///< As the caller named it; "-" for standard input.
+    std::string input; ///< As the caller named it; "-" for standard input.
+    /// Tells profiles apart: the same for what names the same modules and sources of one machine,
+    /// whatever its format. Hexadecimal digits.
+    std::string profile_id;
     Profile profile;                       ///< Its modules stand in `modules` and are empty here.
     std::vector<ModuleResolution> modules; ///< In the order of the profile.
     std::vector<SourceResolution> sources; ///< Empty unless they were asked for.

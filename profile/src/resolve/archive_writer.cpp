@@ -1,7 +1,10 @@
-#include <lokata/profile/archive.h>
+#include "resolve/archive_writer.h"
 
+#include "facts/foreign_file.h"
 #include "read/reasons.h"
 #include "search/archived_copies.h"
+
+#include <lokata/profile/archive.h>
 
 #include <lokata2/utils.h>
 
@@ -10,6 +13,7 @@
 #include <toolbelt2/path.h>
 #include <toolbelt2/pending_file.h>
 
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <stdexcept>
@@ -35,6 +39,15 @@ void makeDirectory(std::string const& directory, std::string const& archive) {
     if (::mkdir(directory.c_str(), 0777) != 0 &&
         (errno != EEXIST || ::lstat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)))
         throw CopyFailure{ReasonKey::archive_directory, archive};
+}
+
+template <class Parts>
+std::string makeDirectories(std::string directory, std::string const& archive, Parts const& parts) {
+    for (std::string_view const part : parts) {
+        directory = toolbelt2::join_path(directory, part);
+        makeDirectory(directory, archive);
+    }
+    return directory;
 }
 
 /// Copies to the end of the file; gives the MD5 of what was copied.
@@ -68,7 +81,7 @@ void writeCopy(std::string const& file, std::string const& md5, std::string cons
     // Some compilers record the time of a source file. Not every file system keeps it.
     timespec const times[]{status.st_atim, status.st_mtim};
     static_cast<void>(::futimens(pending.descriptor(), times));
-    pending.commit();
+    pending.commit(toolbelt2::pending_file_t::durability_t::left_to_system);
 }
 
 /// Whether a whole copy is there. What stands in the place of one is never followed or opened.
@@ -90,10 +103,7 @@ ArchivedFile keep(std::string const& file, std::string const& archive, std::stri
     std::string directory = toolbelt2::join_path(archive, category);
     std::error_code ignored; // Shows below.
     std::filesystem::create_directories(directory, ignored);
-    for (std::string const& part : {name, md5}) {
-        directory = toolbelt2::join_path(directory, part);
-        makeDirectory(directory, archive);
-    }
+    directory = makeDirectories(std::move(directory), archive, std::array{name, md5});
     ArchivedFile result;
     result.path = toolbelt2::join_path(directory, name);
     result.added = !isKept(result.path, md5);
@@ -116,6 +126,26 @@ ArchivedFile archiveFile(std::string const& file, std::string const& directory,
         failed.error = reasonText(ReasonKey::archive_copy, {file, directory});
     }
     return failed;
+}
+
+bool archiveNote(Note const& note, std::string const& archive) {
+    try {
+        std::string const path =
+            toolbelt2::join_path(makeDirectories(archive, archive, note.directories), note.file);
+        ForeignFile const known(path);
+        std::string content;
+        if (known.error().empty() && known.size() == note.content.size() &&
+            known.read(0, known.size(), content) && content == note.content)
+            return true;
+        toolbelt2::pending_file_t pending(path);
+        pending.write(note.content);
+        pending.commit(toolbelt2::pending_file_t::durability_t::left_to_system);
+        return true;
+    } catch (CopyFailure const&) {
+        return false;
+    } catch (std::runtime_error const&) { // Of the pending file.
+        return false;
+    }
 }
 
 } // namespace lokata::profile

@@ -1,0 +1,205 @@
+#include "search/archive_names.h"
+
+#include "facts/foreign_file.h"
+#include "read/reasons.h"
+#include "search/archived_copies.h"
+
+#include <lokata/profile/archive.h>
+
+#include <toolbelt2/digest.h>
+#include <toolbelt2/directory_entries.h>
+#include <toolbelt2/hex.h>
+#include <toolbelt2/path.h>
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <initializer_list>
+#include <stdexcept>
+#include <string_view>
+
+namespace lokata::profile {
+
+using namespace LK_2_13;
+using toolbelt2::join_path;
+
+namespace {
+
+constexpr std::string_view c_namesDirectory = "names";
+constexpr std::string_view c_noteSuffix = ".json";
+constexpr int c_noteVersion = 1;
+/// A name of 4096 bytes, all of them escaped, with room to spare.
+constexpr std::uint64_t c_maxNote = 1U << 15;
+constexpr std::size_t c_md5Size = 16;
+
+/// Empty if a policy of the machine forbids MD5.
+std::string md5Of(std::string_view content) {
+    try {
+        toolbelt2::md5_t digest;
+        digest.update(content.data(), content.size());
+        return digest.get_digest_base16();
+    } catch (std::runtime_error const&) {
+        return {};
+    }
+}
+
+std::string below(std::string directory, std::initializer_list<std::string_view> parts) {
+    for (std::string_view const part : parts)
+        directory = join_path(directory, part);
+    return directory;
+}
+
+/// The text of a member; empty if it is another kind of value, or missing.
+std::string textOf(nlohmann::json const& object, char const* member) {
+    auto const found = object.find(member);
+    return found != object.end() && found->is_string() ? found->get<std::string>() : "";
+}
+
+bool isMd5(std::string const& text) {
+    auto const bytes = toolbelt2::from_hex(text);
+    return bytes && bytes->size() == c_md5Size && toolbelt2::to_hex(*bytes) == text;
+}
+
+std::optional<std::string> readNote(std::string const& path, std::string_view fileName) {
+    if (fileName.size() != 2 * c_md5Size + c_noteSuffix.size() ||
+        fileName.substr(2 * c_md5Size) != c_noteSuffix)
+        return std::nullopt;
+    ForeignFile const file(path);
+    std::string content;
+    if (!file.error().empty() || file.size() > c_maxNote || !file.read(0, file.size(), content) ||
+        md5Of(content) != fileName.substr(0, 2 * c_md5Size))
+        return std::nullopt;
+    return content;
+}
+
+/// How much a note says of the question whose name it has.
+enum class Relation { other, possible, own };
+
+template <class Noted>
+Relation relationOf(Noted const& noted, RecordedName const& asked) {
+    if (noted.build_id.empty() != asked.build_id.empty())
+        return Relation::possible;
+    if (!noted.build_id.empty())
+        return noted.build_id == asked.build_id ? Relation::own : Relation::other;
+    bool const isOwn = !noted.profile.empty() && noted.profile == asked.profile;
+    return isOwn ? Relation::own : Relation::possible;
+}
+
+} // namespace
+
+Note noteOf(RecordedName const& name, std::string const& file, std::string const& md5) {
+    std::string_view const category = wordOf(c_archiveCategories, name.category);
+    nlohmann::ordered_json note{{"version", c_noteVersion},
+                                {"category", category},
+                                {"name", displayName(name.name)},
+                                {"build_id", nullptr},
+                                {"profile", nullptr},
+                                {"file", displayName(file)},
+                                {"md5", md5}};
+    if (!name.build_id.empty())
+        note["build_id"] = toHex(name.build_id);
+    else
+        note["profile"] = name.profile;
+    std::string content = note.dump() + "\n";
+    return {{std::string(c_namesDirectory), std::string(category), file},
+            md5Of(content) + std::string(c_noteSuffix),
+            std::move(content)};
+}
+
+std::optional<ArchiveNames::Noted> ArchiveNames::parse(std::string const& content,
+                                                       search_category_t category,
+                                                       std::string const& file) {
+    nlohmann::json const note = nlohmann::json::parse(content, nullptr, false);
+    if (!note.is_object() || note.value("version", nlohmann::json()) != c_noteVersion ||
+        textOf(note, "category") != wordOf(c_archiveCategories, category) ||
+        textOf(note, "file") != displayName(file))
+        return std::nullopt;
+    auto const buildId = toolbelt2::from_hex(textOf(note, "build_id"));
+    Noted result{textOf(note, "name"), buildId.value_or(BuildId()), textOf(note, "profile"),
+                 textOf(note, "md5")};
+    if (result.name.empty() || !isMd5(result.md5))
+        return std::nullopt;
+    return result;
+}
+
+void OwnCopies::check(std::string const& md5, JudgedCandidate& candidate) const {
+    if (candidate.result != vrUndecided)
+        return;
+    bool const isOwn = m_own.count(md5) != 0;
+    if (isOwn ? m_own.size() == 1 : m_own.empty() && m_others.count(md5) == 0)
+        return;
+    candidate.result = vrInvalid;
+    candidate.severity = svWarning;
+    candidate.message = isOwn ? reasonText(ReasonKey::copy_ambiguous,
+                                           {candidate.path, std::to_string(m_own.size())})
+                              : reasonText(ReasonKey::copy_of_other, {candidate.path});
+}
+
+ArchiveNames::ArchiveNames(ISearchEnv* environment) {
+    for (search_category_t const category : {scBinaryFiles, scSymbolFiles, scSourceFiles})
+        forEachArchiveDir(
+            environment, category,
+            [&](std::string_view directory) {
+                while (!directory.empty() && directory.back() == '/')
+                    directory.remove_suffix(1);
+                std::string_view const word = wordOf(c_archiveCategories, category);
+                std::size_t const parent =
+                    directory.size() - std::min(directory.size(), word.size());
+                if (directory.substr(parent) == word &&
+                    (parent == 0 || directory[parent - 1] == '/'))
+                    m_archives[category].emplace_back(parent == 0 ? "."
+                                                                  : directory.substr(0, parent));
+            });
+}
+
+ArchiveNames::Notes const& ArchiveNames::notes(std::string const& archive,
+                                               search_category_t category,
+                                               std::string const& file) {
+    std::string const directory =
+        below(archive, {c_namesDirectory, wordOf(c_archiveCategories, category), file});
+    auto const [known, isNew] = m_notes.try_emplace(directory);
+    if (!isNew)
+        return known->second;
+    std::vector<std::string> names;
+    toolbelt2::read_directory(directory.c_str(), false,
+                              [&](char const* name) { names.emplace_back(name); });
+    std::sort(names.begin(), names.end());
+    for (std::string const& name : names)
+        if (auto const content = readNote(join_path(directory, name), name))
+            if (auto note = parse(*content, category, file))
+                known->second.push_back(std::move(*note));
+    return known->second;
+}
+
+OwnCopies ArchiveNames::ownCopies(RecordedName const& asked,
+                                  std::vector<std::string> const& files) {
+    struct Held {
+        Relation relation;
+        std::string path;
+        std::string md5;
+    };
+    std::vector<Held> held;
+    OwnCopies result;
+    std::string const name = displayName(asked.name);
+    std::string_view const category = wordOf(c_archiveCategories, asked.category);
+    for (std::string const& archive : m_archives[asked.category])
+        for (std::string const& file : files)
+            for (Noted const& note : notes(archive, asked.category, file)) {
+                result.m_others.insert(note.md5);
+                if (note.name == name)
+                    held.push_back({relationOf(note, asked),
+                                    below(archive, {category, file, note.md5, file}), note.md5});
+            }
+    bool const isKnown = std::any_of(
+        held.begin(), held.end(), [](Held const& each) { return each.relation == Relation::own; });
+    for (Held& each : held)
+        if (each.relation == (isKnown ? Relation::own : Relation::possible) &&
+            std::find(result.m_paths.begin(), result.m_paths.end(), each.path) ==
+                result.m_paths.end()) {
+            result.m_own.insert(each.md5);
+            result.m_paths.push_back(std::move(each.path));
+        }
+    return result;
+}
+
+} // namespace lokata::profile
