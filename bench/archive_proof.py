@@ -4,10 +4,11 @@
     bench/archive_proof.py [--program build/release/bin/lokata] [--binaries N]
 
 The profiles name binaries of this machine by their build-ids, and programs made here by gcc: two
-binaries of one bare name without build-ids, sources without MD5 of DWARF 4 and DWARF 5, many of one bare
-name, a symbol file that only its debug link leads to, two of one bare name without any mark, and a
-supplementary file. A second machine has other files under the same names, and its archive is copied over the first. The
-other root is a chroot that holds nothing but the program, its libraries, the profiles and the archive.
+binaries of one bare name without build-ids, sources without MD5 of DWARF 4 and DWARF 5, many of one
+bare name, a symbol file that only its debug link leads to, two of one bare name without any mark, and a
+supplementary file. A second machine has other files under the same names, and one program more, as two
+profiles that record the same are one. Its archive is copied over the first. The other root is a chroot
+that holds nothing but the program, its libraries, the profiles and the archive.
 
 Prints for binaries, symbols and sources how many of the answers are the same: the same file, or none,
 with the same status and confidence. Ends with 1 unless all are. Needs gcc and binutils, and root or user
@@ -58,15 +59,15 @@ def compile_program(target, sources, flavour, *options):
 
 
 class Machine:
-    """The files of one machine, all below one directory: both machines have the same names."""
+    """The files of one machine, all below one directory: both machines have the same names, but one."""
 
     def __init__(self, directory, name, program, binaries):
         self.directory = directory
         self.debug = os.path.join(directory, "debug")
         self.named = []  # Without build-ids.
         self.identified = []
-        for flavour in FLAVOURS:
-            self.make(os.path.join(directory, flavour), name, FLAVOURS[flavour])
+        for flavour in [*FLAVOURS, name]:
+            self.make(os.path.join(directory, flavour), name, FLAVOURS.get(flavour, "-gdwarf-5"))
         self.make_separate("linked", name, linked=True)
         for twin in ("one", "two"):
             self.make_separate(twin + "/bare", name, linked=False)
@@ -76,11 +77,11 @@ class Machine:
     def make(self, directory, name, flavour):
         sources = []
         for part in ("one", "two", "three"):
-            text = "int %s(void) { return %d; } // %s %s\n" % (part, len(name), name, directory)
+            text = "char const* %s(void) { return \"%s\"; } // %s\n" % (part, name, directory)
             sources.append(write(os.path.join(directory, part, "util.c"), text))
         main = write(os.path.join(directory, "main.c"),
-                     "int one(void); int two(void); int three(void);\n"
-                     "int main(void) { return one() + two() + three(); } // %s\n" % name)
+                     "char const *one(void), *two(void), *three(void);\n"
+                     "int main(void) { return *one() + *two() + *three(); } // %s\n" % name)
         unmarked = compile_program(os.path.join(directory, "tool"), [main, *sources], flavour,
                                    "-Wl,--build-id=none")
         self.named.append(unmarked)
@@ -91,7 +92,8 @@ class Machine:
     def make_separate(self, program, name, linked):
         """A stripped program without a build-id. Its debug link or its name alone leads to the symbols."""
         whole = os.path.join(self.directory, "stripped", program)
-        source = write(whole + ".c", "int main(void) { return %d; } // %s\n" % (len(program), name))
+        source = write(whole + ".c", "char const name[] = \"%s %s\"; int main(void) { return *name; }\n"
+                       % (program, name))
         compile_program(whole, [source], "-gdwarf-5", "-Wl,--build-id=none")
         symbols = whole + ".debug"
         run("objcopy", "--only-keep-debug", whole, symbols)

@@ -34,7 +34,7 @@ public:
         bool const isKnown = std::find(files.begin(), files.end(), own) != files.end();
         std::string const& bare = isKnown || files.empty() ? own : files.front();
         ArchivedFile const& copy = archive(file.path, category, bare);
-        if (copy.path.empty())
+        if (copy.path.empty() || name.empty())
             return;
         std::optional<CopyPath> const parts = parseCopyPath(copy.path);
         if (!archiveNote(noteOf({category, name, buildId, m_profile}, bare, parts->md5),

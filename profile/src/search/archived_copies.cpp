@@ -86,8 +86,11 @@ void ArchivedCopies::check(std::string const& path, OwnCopies const& own,
     if (directory == m_directories.end())
         return;
     std::string const actual = m_digests.get(path, contentMd5);
-    if (actual == copy->md5)
-        return directory->second ? own.check(copy->md5, candidate) : void();
+    if (actual == copy->md5) {
+        if (bool const isArchive = directory->second; isArchive)
+            own.check(copy->md5, candidate);
+        return;
+    }
     candidate.result = vrInvalid;
     candidate.severity = svError;
     candidate.message = actual.empty()

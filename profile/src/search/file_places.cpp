@@ -247,6 +247,7 @@ std::string supplementaryFileName(AltLink const& link) {
 std::vector<std::string> bareNames(std::vector<std::string> names) {
     for (std::string& name : names)
         name = getFileNameOnly(name.c_str());
+    names.erase(std::remove(names.begin(), names.end(), ""), names.end());
     return names;
 }
 

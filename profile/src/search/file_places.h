@@ -67,7 +67,7 @@ std::vector<std::string> symbolFileNames(std::string const& name, BuildId const&
 /// The name under which a search of the library may meet a supplementary file.
 std::string supplementaryFileName(AltLink const& link);
 
-/// Names without their directories.
+/// Names without their directories, but for those that are empty.
 std::vector<std::string> bareNames(std::vector<std::string> names);
 
 /// What a search asks for. Without a name that may be used, the places of the build-id are still
