@@ -1,5 +1,14 @@
 #include "program.h"
 
+#include "console/ending.h"
+#include "console/failure.h"
+
+#include <csignal>
+
 int main(int argc, char** argv) {
-    return lokata::cli::runProgram(argc, argv);
+    lokata::cli::endCleanlyOnSignals();
+    int const status = lokata::cli::runProgram(argc, argv);
+    if (status == lokata::cli::esInterrupted)
+        lokata::cli::endBy(SIGINT);
+    return status;
 }

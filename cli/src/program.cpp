@@ -78,8 +78,10 @@ int runCommandLine(int argc, char const* const* argv) {
 } // namespace
 
 int runProgram(int argc, char const* const* argv) {
-    // A reader that goes away shall show as a failed write, with its exit status.
+    // A reader that goes away, and a file that grows beyond a limit, shall show as a failed write,
+    // with its exit status.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     try {
         return runCommandLine(argc, argv);
     } catch (std::exception const& error) {

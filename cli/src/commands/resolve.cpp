@@ -12,10 +12,10 @@
 #include <lokata/profile/read.h>
 #include <lokata/profile/report.h>
 #include <lokata/profile/resolver.h>
+#include <optstore2/user_directories.h>
 #include <toolbelt2/pending_file.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 #include <sstream>
 #include <utility>
@@ -63,8 +63,8 @@ profile::PlaceOptions placesOf(ResolveOptions const& options) {
             throw Failure("--substitute-path: \"" + text + "\": the form is FROM=TO");
         places.substitutions.push_back(*substitution);
     }
-    if (char const* const home = std::getenv("HOME"); home != nullptr && *home == '/')
-        places.perf_cache = std::string(home) + "/.debug";
+    if (std::string const home = optstore2::homeDirectory(); !home.empty())
+        places.perf_cache = home + "/.debug";
     return places;
 }
 

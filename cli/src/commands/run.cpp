@@ -3,6 +3,7 @@
 #include "commands/find_output.h"
 #include "commands/run_request_file.h"
 #include "commands/run_request_line.h"
+#include "console/ending.h"
 #include "console/failure.h"
 #include "console/output.h"
 #include "console/terminal.h"
@@ -14,7 +15,6 @@
 #include <lokata/profile/profile.h>
 
 #include <algorithm>
-#include <csignal>
 #include <memory>
 
 namespace lokata::cli {
@@ -30,27 +30,6 @@ struct RunOptions {
 History historyOf(std::string const& word) {
     return word == "off" ? History::off : word == "only" ? History::only : History::suggest;
 }
-
-volatile std::sig_atomic_t g_isInterrupted = 0;
-
-// While it lives, an interrupt ends the run after the line that is being worked on. A second
-// interrupt ends the program at once.
-class InterruptGuard {
-public:
-    InterruptGuard() {
-        struct sigaction action {};
-        action.sa_handler = [](int) { g_isInterrupted = 1; };
-        action.sa_flags = static_cast<int>(SA_RESETHAND);
-        g_isInterrupted = 0;
-        ::sigaction(SIGINT, &action, &m_previous);
-    }
-    ~InterruptGuard() { ::sigaction(SIGINT, &m_previous, nullptr); }
-    InterruptGuard(InterruptGuard const&) = delete;
-    InterruptGuard& operator=(InterruptGuard const&) = delete;
-
-private:
-    struct sigaction m_previous {};
-};
 
 // Category, name and path, with tabs between them and "-" for the path of a file not found. Names
 // with a tab or a newline must not make other fields and lines.
@@ -76,7 +55,7 @@ int run(RunOptions const& options) {
     std::uint64_t requests = 0;
     int status = esDone;
     std::string line;
-    while (g_isInterrupted == 0 && file.next(line)) {
+    while (!InterruptGuard::isInterrupted() && file.next(line)) {
         try {
             auto const request = parseRequestLine(line);
             if (!request)
@@ -93,7 +72,7 @@ int run(RunOptions const& options) {
         }
         progress.show(++requests, file.bytesRead(), file.size());
     }
-    return g_isInterrupted != 0 ? esInterrupted : status;
+    return InterruptGuard::isInterrupted() ? esInterrupted : status;
 }
 
 } // namespace

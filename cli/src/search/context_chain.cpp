@@ -53,7 +53,7 @@ ContextChain::ContextChain(SearchOptions const& options)
     if (m_contexts.empty())
         append(new NamelessContext("command line"));
     if (!options.no_user)
-        addUserDirs(options.store.empty() ? defaultStoreFile() : options.store);
+        addUserDirs(options.store.empty() ? defaultStoreFileForSearch() : options.store);
 }
 
 void ContextChain::append(ObjectPtr<IResolutionContext> const& context) {
@@ -69,6 +69,8 @@ void ContextChain::append(ObjectPtr<IResolutionContext> const& context) {
 }
 
 void ContextChain::addUserDirs(std::string const& store) {
+    if (store.empty())
+        return;
     auto const context = m_pManager->createUserWideContext();
     m_pManager->registerSearchDirs(*context,
                                    IPersistentSearchDirContainer::create(openStore(store)), "user");

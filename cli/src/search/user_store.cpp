@@ -1,32 +1,32 @@
 #include "search/user_store.h"
 
 #include "console/failure.h"
+#include "console/output.h"
 
-#include <cstdlib>
+#include <optstore2/user_directories.h>
 
-#include <pwd.h>
-#include <unistd.h>
+#include <filesystem>
+#include <system_error>
 
 namespace lokata::cli {
-namespace {
-
-std::string homeDirectory() {
-    if (char const* const home = std::getenv("HOME"); home != nullptr && *home == '/')
-        return home;
-    passwd const* const user = ::getpwuid(::geteuid());
-    return user != nullptr && user->pw_dir != nullptr ? user->pw_dir : "";
+std::string defaultStoreFile() {
+    std::string const config = optstore2::configDirectory();
+    if (config.empty())
+        throw Failure("the user has no home directory; name the store with --store");
+    return config + "/lokata/store.sqlite";
 }
 
-} // namespace
-
-std::string defaultStoreFile() {
-    if (char const* const config = std::getenv("XDG_CONFIG_HOME");
-        config != nullptr && *config == '/')
-        return std::string(config) + "/lokata/store.sqlite";
-    std::string const home = homeDirectory();
-    if (home.empty())
-        throw Failure("the user has no home directory; name the store with --store");
-    return home + "/.config/lokata/store.sqlite";
+std::string defaultStoreFileForSearch() {
+    if (optstore2::configDirectory().empty())
+        return {};
+    std::string file = defaultStoreFile();
+    std::error_code error;
+    static_cast<void>(std::filesystem::status(file, error));
+    if (error != std::errc::permission_denied)
+        return file;
+    reportError("warning: your own search directories are left out: " + file + ": " +
+                error.message());
+    return {};
 }
 
 toolbelt2::sptr_t<optstore2::IPropertyStorage> openStore(std::string const& file) {

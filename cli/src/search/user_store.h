@@ -10,9 +10,14 @@
 /// The store of the user's own search directories.
 namespace lokata::cli {
 
-/// "lokata/store.sqlite" in the user's configuration directory: XDG_CONFIG_HOME if that is an
-/// absolute path, or else ".config" in the home directory. Throws `Failure` if there is no home.
+/// "lokata/store.sqlite" in the user's configuration directory. Throws `Failure` if there is no
+/// home.
 std::string defaultStoreFile();
+
+/// The same, or the empty text if there is no home, or one that may not be entered, as for a user
+/// that took over another one's environment: a search can do without. A warning tells of the
+/// latter.
+std::string defaultStoreFileForSearch();
 
 /// Opens a store. A missing file reads as an empty store and is not made. Throws `Failure` if the
 /// file is damaged, locked for too long, or no store.

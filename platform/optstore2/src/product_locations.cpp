@@ -1,4 +1,5 @@
 #include <optstore2/product_locations.h>
+#include <optstore2/user_directories.h>
 
 #include "private_directory.h"
 
@@ -7,39 +8,25 @@
 #include <log4cplus/loggingmacros.h>
 #include <toolbelt2/mutex.h>
 
-#include <cerrno>
 #include <filesystem>
 #include <optional>
-#include <pwd.h>
 #include <set>
 #include <string>
 #include <system_error>
-#include <unistd.h>
-#include <vector>
 
 namespace optstore2 {
 namespace {
-
-/// The home directory of the effective user; empty if the user database knows none.
-std::filesystem::path homeDirectory() {
-    std::vector<char> buffer(1024);
-    passwd entry{};
-    passwd* found = nullptr;
-    while (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) == ERANGE)
-        buffer.resize(buffer.size() * 2);
-    return found != nullptr && found->pw_dir != nullptr ? found->pw_dir : "";
-}
-
-std::filesystem::path defaultDirectory() {
-    std::filesystem::path const home = homeDirectory();
-    return home.is_absolute() ? home / ".cache/lokata" : std::filesystem::path();
-}
 
 /// Absolute and without a separator at the end, behind which a symbolic link would be followed.
 std::filesystem::path directoryItself(char const* name) {
     std::error_code error;
     std::filesystem::path const path = std::filesystem::absolute(name, error).lexically_normal();
     return path.has_filename() ? path : path.parent_path();
+}
+
+std::filesystem::path defaultDirectory() {
+    std::string const cache = cacheDirectory();
+    return cache.empty() ? std::filesystem::path() : directoryItself(cache.c_str()) / "lokata";
 }
 
 class ProductLocations : public IProductLocations {

@@ -4,27 +4,43 @@
 
 #include <sqlite3.h>
 
+#include <system_error>
+
 namespace optstore2 {
 
 void sqlite_connection_t::closer_t::operator()(sqlite3* database) const {
     sqlite3_close_v2(database);
 }
 
-sqlite_connection_t::sqlite_connection_t(std::string const& file, bool create,
+sqlite_connection_t::sqlite_connection_t(std::string const& file,
                                          std::chrono::milliseconds busyTimeout)
     : m_file(file) {
-    int const flags =
-        SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (create ? SQLITE_OPEN_CREATE : 0);
+    open(SQLITE_OPEN_READWRITE);
+    sqlite3_busy_timeout(m_pDatabase.get(), static_cast<int>(busyTimeout.count()));
+}
+
+sqlite_connection_t::sqlite_connection_t() : m_file(":memory:") {
+    open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_MEMORY);
+}
+
+void sqlite_connection_t::open(int flags) {
     sqlite3* database = nullptr;
-    int const result = sqlite3_open_v2(file.c_str(), &database, flags, nullptr);
+    int const result =
+        sqlite3_open_v2(m_file.c_str(), &database, flags | SQLITE_OPEN_NOMUTEX, nullptr);
     m_pDatabase.reset(database);
     if (result != SQLITE_OK)
         fail();
-    sqlite3_busy_timeout(database, static_cast<int>(busyTimeout.count()));
 }
 
 void sqlite_connection_t::fail() const {
-    throw storage_error(m_file, m_pDatabase ? sqlite3_errmsg(m_pDatabase.get()) : "out of memory");
+    if (!m_pDatabase)
+        throw storage_error(m_file, "out of memory");
+    std::string reason = sqlite3_errmsg(m_pDatabase.get());
+    int const kind = sqlite3_errcode(m_pDatabase.get()) & 0xFF;
+    int const ofSystem = sqlite3_system_errno(m_pDatabase.get());
+    if ((kind == SQLITE_IOERR || kind == SQLITE_CANTOPEN) && ofSystem != 0)
+        reason += ": " + std::generic_category().message(ofSystem);
+    throw storage_error(m_file, reason);
 }
 
 void sqlite_connection_t::make_durable() {
@@ -47,6 +63,22 @@ std::int64_t sqlite_connection_t::query_number(char const* sql) {
     sqlite_statement_t statement(*this, sql);
     statement.step();
     return statement.number(0);
+}
+
+void sqlite_connection_t::require_integrity() {
+    sqlite_statement_t statement(*this, "PRAGMA integrity_check(1)");
+    statement.step();
+    if (statement.text(0) != "ok")
+        throw storage_error(m_file, sqlite3_errstr(SQLITE_CORRUPT));
+}
+
+std::string sqlite_connection_t::bytes() const {
+    sqlite3_int64 size = 0;
+    std::unique_ptr<unsigned char, decltype(&sqlite3_free)> const image(
+        sqlite3_serialize(m_pDatabase.get(), "main", &size, 0), &sqlite3_free);
+    if (!image)
+        fail();
+    return {reinterpret_cast<char const*>(image.get()), static_cast<std::size_t>(size)};
 }
 
 void sqlite_statement_t::finalizer_t::operator()(sqlite3_stmt* statement) const {

@@ -15,9 +15,11 @@ namespace optstore2 {
 /// SQLite's reason.
 class sqlite_connection_t {
 public:
-    /// Opens an absolute file name, and creates the file, empty, only if told so.
-    sqlite_connection_t(std::string const& file, bool create,
-                        std::chrono::milliseconds busyTimeout);
+    /// Opens a file that is there, by its absolute name.
+    sqlite_connection_t(std::string const& file, std::chrono::milliseconds busyTimeout);
+
+    /// A new database in memory.
+    sqlite_connection_t();
 
     /// Makes a commit survive a loss of power. A rollback journal and not a write-ahead log,
     /// because home directories lie on network file systems too; truncated and not removed,
@@ -34,6 +36,12 @@ public:
     /// The single number that a query gives.
     std::int64_t query_number(char const* sql);
 
+    /// Throws unless all tables are whole, and each index knows as many rows as its table.
+    void require_integrity();
+
+    /// The database as the bytes of a file.
+    std::string bytes() const;
+
     std::string const& file() const { return m_file; }
 
 private:
@@ -44,6 +52,7 @@ private:
         void operator()(sqlite3* database) const;
     };
 
+    void open(int flags);
     [[noreturn]] void fail() const;
 
     std::string m_file;

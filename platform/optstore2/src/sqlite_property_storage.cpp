@@ -3,6 +3,7 @@
 #include "bag_json.h"
 
 #include <optstore2/storage_error.h>
+#include <toolbelt2/pending_file.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -20,23 +21,14 @@ namespace {
 constexpr std::int64_t c_applicationId = 0x4C4B5053;
 constexpr std::int64_t c_formatVersion = 1;
 
-/// True for a store, false for a database that holds nothing yet, as between the creation of
-/// a file and the first commit. Throws for anything else. Needs an open transaction, or
-/// another process may create the store between two of its looks.
-bool is_initialised(sqlite_connection_t& connection) {
-    std::int64_t const application = connection.query_number("PRAGMA application_id");
-    std::int64_t const version = connection.query_number("PRAGMA user_version");
-    if (application == c_applicationId) {
-        if (version != c_formatVersion) {
-            throw storage_error(connection.file(), "has format version " + std::to_string(version) +
-                                                       ", which this program does not know");
-        }
-        return true;
-    }
-    if (application != 0 || version != 0 ||
-        connection.query_number("SELECT count(*) FROM sqlite_master") != 0)
+/// Needs an open transaction, or another process may change the file between two of its looks.
+void require_store(sqlite_connection_t& connection) {
+    if (connection.query_number("PRAGMA application_id") != c_applicationId)
         throw storage_error(connection.file(), "is the database of another program");
-    return false;
+    std::int64_t const version = connection.query_number("PRAGMA user_version");
+    if (version != c_formatVersion)
+        throw storage_error(connection.file(), "has format version " + std::to_string(version) +
+                                                   ", which this program does not know");
 }
 
 void initialise(sqlite_connection_t& connection) {
@@ -50,7 +42,7 @@ void initialise(sqlite_connection_t& connection) {
 SqlitePropertyStorage::SqlitePropertyStorage(std::string file,
                                              std::chrono::milliseconds busyTimeout)
     : m_file(std::move(file)), m_busyTimeout(busyTimeout) {
-    connect(false);
+    connect();
 }
 
 bool SqlitePropertyStorage::fileExists() const {
@@ -62,22 +54,44 @@ bool SqlitePropertyStorage::fileExists() const {
     }
     if (!S_ISREG(status.st_mode))
         throw storage_error(m_file, "is not a plain file");
-    // SQLite takes a file of a single byte for an empty database, and would overwrite it.
-    if (status.st_size == 1)
-        throw storage_error(m_file, "file is not a database");
+    // SQLite takes these for an empty database, and would overwrite them.
+    if (status.st_size <= 1)
+        throw storage_error(m_file, "file is empty, so that what it held is lost; remove it to "
+                                    "begin a new store");
     return true;
 }
 
-sqlite_connection_t* SqlitePropertyStorage::connect(bool create) const {
+/// Another process may do the same meanwhile; then its store stays.
+void SqlitePropertyStorage::create() const {
+    // SQLite would complete with it what a store that is gone was about to become.
+    struct stat journal {};
+    std::string const journalFile = m_file + "-journal";
+    if (::stat(journalFile.c_str(), &journal) == 0 && journal.st_size > 0 && !fileExists())
+        throw storage_error(m_file, "is missing, but not its journal " + journalFile);
+    sqlite_connection_t empty;
+    initialise(empty);
+    try {
+        toolbelt2::pending_file_t file(m_file);
+        file.write(empty.bytes());
+        static_cast<void>(file.commit_as_new());
+    } catch (std::system_error const& error) {
+        throw storage_error(m_file, "cannot be made: " + error.code().message());
+    } catch (std::runtime_error const& error) {
+        throw storage_error(m_file, error.what());
+    }
+}
+
+sqlite_connection_t* SqlitePropertyStorage::connect() const {
     if (m_connection && m_connection->has_moved())
         m_connection.reset();
     if (!m_connection) {
-        if (!fileExists() && !create)
+        if (!fileExists())
             return nullptr;
-        sqlite_connection_t connection(m_file, create, m_busyTimeout);
+        sqlite_connection_t connection(m_file, m_busyTimeout);
         {
             sqlite_transaction_t const transaction(connection, false);
-            is_initialised(connection);
+            require_store(connection);
+            connection.require_integrity();
         }
         connection.make_durable();
         m_connection = std::move(connection);
@@ -89,12 +103,11 @@ toolbelt2::variant_bag_t
 SqlitePropertyStorage::read(std::string const& name,
                             toolbelt2::variant_bag_t const& defaultValue) const {
     toolbelt2::mutex_guard_t const guard(m_lock);
-    sqlite_connection_t* const connection = connect(false);
+    sqlite_connection_t* const connection = connect();
     if (!connection)
         return defaultValue;
     sqlite_transaction_t const transaction(*connection, false);
-    if (!is_initialised(*connection))
-        return defaultValue;
+    require_store(*connection);
     sqlite_statement_t query(*connection, "SELECT value FROM property WHERE name = ?1");
     query.bind(1, name);
     if (!query.step())
@@ -114,10 +127,13 @@ void SqlitePropertyStorage::write(std::string const& name, toolbelt2::variant_ba
         throw storage_error(m_file, "\"" + name + "\" cannot be written: " + error.what());
     }
     toolbelt2::mutex_guard_t const guard(m_lock);
-    sqlite_connection_t* const connection = connect(true);
+    if (!connect())
+        create();
+    sqlite_connection_t* const connection = connect();
+    if (!connection)
+        throw storage_error(m_file, "was removed as soon as it was made");
     sqlite_transaction_t transaction(*connection, true);
-    if (!is_initialised(*connection))
-        initialise(*connection);
+    require_store(*connection);
     {
         sqlite_statement_t insert(*connection, "INSERT OR REPLACE INTO property VALUES (?1, ?2)");
         insert.bind(1, name);

@@ -9,9 +9,10 @@
 
 namespace optstore2 {
 
-/// IPropertyStorage over one SQLite file with a single table. The file is opened at the first
-/// need and kept open; one that was removed or replaced meanwhile is opened anew, so that
-/// nothing is written into a file that no name leads to.
+/// IPropertyStorage over one SQLite file with a single table. The file is opened and looked through
+/// at the first need and kept open; one that was removed or replaced meanwhile is opened anew, so
+/// that nothing is written into a file that no name leads to. A new file appears as a whole store,
+/// so that an empty one is a store which was damaged.
 class SqlitePropertyStorage : public IPropertyStorage {
 public:
     /// `file` is an absolute name. Throws storage_error if a file is there and is not, or
@@ -24,7 +25,8 @@ public:
 
 private:
     bool fileExists() const;
-    sqlite_connection_t* connect(bool create) const TOOLBELT2_REQUIRES(m_lock);
+    void create() const;
+    sqlite_connection_t* connect() const TOOLBELT2_REQUIRES(m_lock);
 
     std::string const m_file;
     std::chrono::milliseconds const m_busyTimeout;

@@ -1,9 +1,11 @@
 #include <optstore2/product_locations.h>
+#include <optstore2/user_directories.h>
 
 #include <toolbelt2/temporary_directory.h>
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <sys/stat.h>
@@ -43,6 +45,19 @@ TEST_F(ProductLocations, TheDirectoryIsMadeForTheUserAloneWithTheOneAbove) {
     EXPECT_EQ(mode(directory), 0700U);
     EXPECT_EQ(mode(directory.parent_path()), 0700U);
     EXPECT_EQ(given(directory), directory);
+}
+
+TEST_F(ProductLocations, TheUsersDirectoriesAreThoseOfTheEnvironment) {
+    std::string const old = optstore2::homeDirectory();
+    ::setenv("HOME", m_root.c_str(), 1);
+    ::unsetenv("XDG_CONFIG_HOME");
+    ::setenv("XDG_CACHE_HOME", "relative", 1);
+    EXPECT_EQ(optstore2::configDirectory(), m_root / ".config");
+    EXPECT_EQ(IProductLocations::get()->getTempDirectory(), m_root / ".cache/lokata");
+    ::setenv("XDG_CACHE_HOME", (m_root / "cache/").c_str(), 1);
+    EXPECT_EQ(IProductLocations::get()->getTempDirectory(), m_root / "cache/lokata");
+    ::unsetenv("XDG_CACHE_HOME");
+    ::setenv("HOME", old.c_str(), 1);
 }
 
 TEST_F(ProductLocations, WhatIsNotAPrivateDirectoryIsRefusedAndLeftAsItIs) {

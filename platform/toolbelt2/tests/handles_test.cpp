@@ -145,8 +145,9 @@ TEST_F(Handles, APendingFileAppearsWholeOrNotAtAll) {
     EXPECT_EQ(fs::status(target).permissions(), fs::perms(0640));
     EXPECT_THAT(entries(), UnorderedElementsAre("target"));
 
-    pending_file_t(m_root / std::string(255, 'x')).commit();
-    EXPECT_TRUE(fs::exists(m_root / std::string(255, 'x')));
+    EXPECT_FALSE(pending_file_t(target).commit_as_new());
+    EXPECT_TRUE(pending_file_t(m_root / std::string(255, 'x')).commit_as_new());
+    EXPECT_THAT(entries(), UnorderedElementsAre("target", std::string(255, 'x')));
 }
 
 TEST_F(Handles, APendingFileTakesThePlaceOfARegularFileOnly) {

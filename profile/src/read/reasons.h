@@ -70,7 +70,8 @@ enum class ReasonKey {
     guest_name,
     mount_namespace_name,
     foreign_name,
-    // Why a file was not archived: its path, and then the archive or the place of the copy.
+    // Why a file was not archived: its path, then the archive or the place of the copy, then what
+    // the system says.
     archive_directory,
     archive_unread,
     archive_copy,
@@ -135,9 +136,9 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::guest_name, "GuestName", 0},
     {ReasonKey::mount_namespace_name, "MountNamespaceName", 0},
     {ReasonKey::foreign_name, "ForeignName", 0},
-    {ReasonKey::archive_directory, "ArchiveDirectory", 2},
+    {ReasonKey::archive_directory, "ArchiveDirectory", 3},
     {ReasonKey::archive_unread, "ArchiveUnread", 1},
-    {ReasonKey::archive_copy, "ArchiveCopy", 2},
+    {ReasonKey::archive_copy, "ArchiveCopy", 3},
     {ReasonKey::archive_changed, "ArchiveChanged", 1},
     {ReasonKey::archive_taken, "ArchiveTaken", 2},
 };

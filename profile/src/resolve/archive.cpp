@@ -37,9 +37,11 @@ public:
         if (copy.path.empty() || name.empty())
             return;
         std::optional<CopyPath> const parts = parseCopyPath(copy.path);
-        if (!archiveNote(noteOf({category, name, buildId, m_profile}, bare, parts->md5),
-                         m_directory))
-            outcome.errors.push_back(reasonText(ReasonKey::archive_copy, {file.path, m_directory}));
+        std::string const fault = archiveNote(
+            noteOf({category, name, buildId, m_profile}, bare, parts->md5), m_directory);
+        if (!fault.empty())
+            outcome.errors.push_back(
+                reasonText(ReasonKey::archive_copy, {file.path, m_directory, fault}));
     }
 
     ElfFactsCache elf;

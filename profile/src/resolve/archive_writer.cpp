@@ -27,18 +27,31 @@ namespace lokata::profile {
 
 namespace {
 
-/// Ends the copying of a file, with the reason and its second argument.
+/// Ends the copying of a file, with the reason and its further arguments.
 struct CopyFailure {
     ReasonKey reason;
     std::string place;
+    std::string why;
 };
+
+std::string systemText(int error) {
+    return std::generic_category().message(error);
+}
+
+/// Of a pending file.
+std::string textOf(std::runtime_error const& error) {
+    auto const* const ofSystem = dynamic_cast<std::system_error const*>(&error);
+    return ofSystem != nullptr ? ofSystem->code().message() : error.what();
+}
 
 /// A directory of the archive that only the archive itself makes: no link stands in its place.
 void makeDirectory(std::string const& directory, std::string const& archive) {
+    if (::mkdir(directory.c_str(), 0777) == 0)
+        return;
+    int const error = errno;
     struct stat status {};
-    if (::mkdir(directory.c_str(), 0777) != 0 &&
-        (errno != EEXIST || ::lstat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)))
-        throw CopyFailure{ReasonKey::archive_directory, archive};
+    if (error != EEXIST || ::lstat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
+        throw CopyFailure{ReasonKey::archive_directory, archive, systemText(error)};
 }
 
 template <class Parts>
@@ -61,7 +74,7 @@ std::string copyContent(toolbelt2::descriptor_t const& source, toolbelt2::pendin
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
-            throw CopyFailure{ReasonKey::archive_unread, {}};
+            throw CopyFailure{ReasonKey::archive_unread, {}, {}};
         auto const size = static_cast<std::size_t>(count);
         digest.update(buffer.data(), size);
         target.write(buffer.data(), size);
@@ -72,12 +85,12 @@ void writeCopy(std::string const& file, std::string const& md5, std::string cons
     auto const source = toolbelt2::descriptor_t::open(file.c_str(), O_RDONLY | O_NONBLOCK);
     struct stat status {};
     if (!source || ::fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode))
-        throw CopyFailure{ReasonKey::archive_unread, {}};
+        throw CopyFailure{ReasonKey::archive_unread, {}, {}};
     // Without the bits that would make a program of the archive's owner run with foreign rights.
     mode_t const permissions = (status.st_mode & 0777) | S_IRUSR;
     toolbelt2::pending_file_t pending(copy, permissions);
     if (copyContent(source, pending) != md5)
-        throw CopyFailure{ReasonKey::archive_changed, {}};
+        throw CopyFailure{ReasonKey::archive_changed, {}, {}};
     // Some compilers record the time of a source file. Not every file system keeps it.
     timespec const times[]{status.st_atim, status.st_mtim};
     static_cast<void>(::futimens(pending.descriptor(), times));
@@ -90,7 +103,7 @@ bool isKept(std::string const& copy, std::string const& md5) {
     if (::lstat(copy.c_str(), &status) != 0)
         return false;
     if (!S_ISREG(status.st_mode))
-        throw CopyFailure{ReasonKey::archive_taken, copy};
+        throw CopyFailure{ReasonKey::archive_taken, copy, {}};
     return contentMd5(copy) == md5;
 }
 
@@ -98,7 +111,7 @@ ArchivedFile keep(std::string const& file, std::string const& archive, std::stri
                   std::string const& name) {
     std::string const md5 = contentMd5(file);
     if (md5.empty())
-        throw CopyFailure{ReasonKey::archive_unread, {}};
+        throw CopyFailure{ReasonKey::archive_unread, {}, {}};
     // The archive and its categories may be links, to where there is room.
     std::string directory = toolbelt2::join_path(archive, category);
     std::error_code ignored; // Shows below.
@@ -121,14 +134,14 @@ ArchivedFile archiveFile(std::string const& file, std::string const& directory,
         return keep(file, directory, wordOf(c_archiveCategories, category),
                     name.empty() ? LK_2_13::utils::getFileNameOnly(file.c_str()) : name);
     } catch (CopyFailure const& failure) {
-        failed.error = reasonText(failure.reason, {file, failure.place});
-    } catch (std::runtime_error const&) { // Of the pending file.
-        failed.error = reasonText(ReasonKey::archive_copy, {file, directory});
+        failed.error = reasonText(failure.reason, {file, failure.place, failure.why});
+    } catch (std::runtime_error const& error) { // Of the pending file.
+        failed.error = reasonText(ReasonKey::archive_copy, {file, directory, textOf(error)});
     }
     return failed;
 }
 
-bool archiveNote(Note const& note, std::string const& archive) {
+std::string archiveNote(Note const& note, std::string const& archive) {
     try {
         std::string const path =
             toolbelt2::join_path(makeDirectories(archive, archive, note.directories), note.file);
@@ -136,15 +149,15 @@ bool archiveNote(Note const& note, std::string const& archive) {
         std::string content;
         if (known.error().empty() && known.size() == note.content.size() &&
             known.read(0, known.size(), content) && content == note.content)
-            return true;
+            return {};
         toolbelt2::pending_file_t pending(path);
         pending.write(note.content);
         pending.commit(toolbelt2::pending_file_t::durability_t::left_to_system);
-        return true;
-    } catch (CopyFailure const&) {
-        return false;
-    } catch (std::runtime_error const&) { // Of the pending file.
-        return false;
+        return {};
+    } catch (CopyFailure const& failure) {
+        return failure.why;
+    } catch (std::runtime_error const& error) { // Of the pending file.
+        return textOf(error);
     }
 }
 

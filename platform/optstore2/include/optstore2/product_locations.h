@@ -23,10 +23,10 @@ public:
     /// reported on the logger "optstore2".
     virtual char const* getTempDirectory() = 0;
 
-    /// Sets that directory. Null goes back to the default, `.cache/lokata` in the home directory
-    /// that the user database gives; the empty text means that none can be had. A relative path
-    /// counts from the current directory of this call. Nothing is tested or made before the next
-    /// `getTempDirectory`.
+    /// Sets that directory. Null goes back to the default, `lokata` in `cacheDirectory()` as that
+    /// is at each call of `getTempDirectory`; the empty text means that none can be had. A relative
+    /// path counts from the current directory of this call. Nothing is tested or made before the
+    /// next `getTempDirectory`.
     virtual void setTempDirectory(char const* directory) = 0;
 };
 

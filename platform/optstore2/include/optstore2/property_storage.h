@@ -35,9 +35,10 @@ public:
     virtual void write(std::string const& name, toolbelt2::variant_bag_t const& value) = 0;
 
     /// A store in one SQLite file, which any number of processes may have open. A missing
-    /// file is an empty store, created by the first write; its directory must exist by then.
-    /// Null, with the reason in `error`, if the file is locked for longer than the time-out,
-    /// damaged, or not a store of this kind; such a file is left as it is.
+    /// file is an empty store, created whole by the first write; its directory must exist by then.
+    /// A file without content is not missing but damaged. All of a store is checked as it is
+    /// opened. Null, with the reason in `error`, if the file is locked for longer than the
+    /// time-out, damaged, or not a store of this kind; such a file is left as it is.
     ///
     /// A relative name is taken from the current directory of this moment. A store must not
     /// be used on the other side of a fork.

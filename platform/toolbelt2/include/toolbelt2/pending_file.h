@@ -2,6 +2,7 @@
 
 #include <toolbelt2/descriptor.h>
 #include <toolbelt2/export.h>
+#include <toolbelt2/thread_annotations.h>
 
 #include <cstddef>
 #include <string>
@@ -15,7 +16,7 @@ namespace toolbelt2 {
 /// same directory, under a hidden name that nothing else has, and takes the target's name when it
 /// is committed; a target that is there already is replaced at once. Without a commit nothing
 /// stays. A process that is killed leaves the hidden file behind, as "<directory>/.<name>.<random
-/// digits>.part"; path() is there for a signal handler that removes it.
+/// digits>.part"; one that is ended by a signal need not, see abandon_all().
 ///
 /// A target that is no regular file is refused, a symbolic link among them: the rename would take
 /// the place of the link and not of what it leads to.
@@ -54,7 +55,19 @@ public:
     /// for the names, with or without success.
     void commit(durability_t durability = durability_t::on_disk);
 
+    /// The same for a target that is not there yet. False if another writer has made it meanwhile,
+    /// which is left as it is.
+    [[nodiscard]] bool commit_as_new();
+
+    /// Removes the hidden files of this process, for a process that is about to end. From then on
+    /// none is made or committed: a thread that is about to waits for ever. Not for a signal
+    /// handler, but for a thread that waits for signals.
+    // Unchecked, as the lock is held on return, which nobody else can name.
+    static void abandon_all() TOOLBELT2_NO_THREAD_SAFETY_ANALYSIS;
+
 private:
+    void make_hidden_file(mode_t mode);
+    void finish_content(durability_t durability);
     [[noreturn]] void fail(int reason) const;
     void require_replaceable_target() const;
 
