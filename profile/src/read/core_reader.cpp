@@ -1,5 +1,5 @@
+#include "read/byte_source.h"
 #include "read/cursor.h"
-#include "read/elf_image.h"
 #include "read/names.h"
 #include "read/notes.h"
 #include "read/profile_builder.h"
@@ -18,6 +18,8 @@ namespace lokata::profile {
 namespace {
 
 constexpr std::uint64_t c_page = 4096;
+/// Notes that are read of one segment; a process of 10,000 threads and files has some 40 MiB.
+constexpr std::uint64_t c_maxNotes = 256UL << 20;
 
 struct FileRange {
     std::uint64_t start = 0;
@@ -35,11 +37,11 @@ struct Segment {
 
 class CoreReader {
 public:
-    CoreReader(std::string_view content, ProfileBuilder& builder)
+    CoreReader(ByteSource const& content, ProfileBuilder& builder)
         : m_content(content), m_builder(builder) {}
 
     void read() {
-        auto const elf = openElf(m_content);
+        auto const elf = m_content.openElf();
         GElf_Ehdr header{};
         if (!elf || gelf_getehdr(elf.get(), &header) == nullptr) {
             m_builder.error(0, "not an ELF file that can be read, or cut off in its header");
@@ -95,13 +97,11 @@ private:
             m_builder.error(header.p_offset, "the notes lie past the end of the file");
             return;
         }
-        auto const available = m_content.size() - header.p_offset;
-        if (header.p_filesz > available)
+        auto const notes = m_content.bytes(
+            header.p_offset, std::min<std::uint64_t>(header.p_filesz, c_maxNotes), m_notes);
+        if (header.p_filesz > notes.size())
             m_builder.error(header.p_offset, "the notes are cut off");
-        eachNote(m_content.substr(
-                     static_cast<std::size_t>(header.p_offset),
-                     static_cast<std::size_t>(std::min<std::uint64_t>(header.p_filesz, available))),
-                 m_bigEndian, header.p_align,
+        eachNote(notes, m_bigEndian, header.p_align,
                  [&](std::uint32_t type, std::string_view owner, std::string_view content) {
                      if (type == NT_FILE && owner.substr(0, 4) == "CORE")
                          readFiles(content, header.p_offset);
@@ -161,7 +161,7 @@ private:
         auto const [known, isNew] = m_buildIds.try_emplace(segment.offset + into);
         if (isNew) {
             auto const size = std::min(segment.file_size - into, c_noteWindow);
-            known->second = buildIdInImage(m_content.substr(segment.offset + into, size));
+            known->second = buildIdInImage(m_content.bytes(segment.offset + into, size, m_window));
         }
         return known->second;
     }
@@ -192,7 +192,9 @@ private:
         }
     }
 
-    std::string_view m_content;
+    ByteSource const& m_content;
+    std::string m_notes;  ///< Of the segment with the list of files, whose names are kept.
+    std::string m_window; ///< Where a module begins.
     ProfileBuilder& m_builder;
     bool m_wide = false;
     bool m_bigEndian = false;
@@ -206,15 +208,19 @@ bool isElf(std::string_view content) {
     return content.substr(0, SELFMAG) == ELFMAG;
 }
 
-Profile readCore(std::string_view content, ReadOptions const& options) {
+Profile readCoreParts(ByteSource const& source, ReadOptions const& options) {
     ProfileBuilder builder(options);
-    CoreReader(content, builder).read();
+    CoreReader(source, builder).read();
     return builder.take();
+}
+
+Profile readCore(std::string_view content, ReadOptions const& options) {
+    return readCoreParts(MemorySource(content), options);
 }
 
 } // namespace
 
 /// The note NT_FILE of an ELF core file, and build-ids out of the dumped pages.
-extern FormatReader const c_core{{"core", "a core file"}, isElf, readCore};
+extern FormatReader const c_core{{"core", "a core file"}, isElf, readCore, readCoreParts};
 
 } // namespace lokata::profile

@@ -1,3 +1,4 @@
+#include "read/byte_source.h"
 #include "read/cursor.h"
 #include "read/perf_events.h"
 #include "read/perf_session.h"
@@ -7,6 +8,7 @@
 #include <unpack/zstd_stream.h>
 
 #include <algorithm>
+#include <limits>
 #include <string>
 
 #include <linux/perf_event.h>
@@ -39,6 +41,8 @@ enum Feature : unsigned {
 constexpr std::size_t c_recordHeader = 8;
 constexpr std::uint64_t c_pipeHeader = 16;
 constexpr std::uint64_t c_section = 16;
+/// Instead of a length: the records behind are lost.
+constexpr std::uint64_t c_lost = std::numeric_limits<std::uint64_t>::max();
 /// Set in a build-id record that tells the length of the build-id.
 constexpr std::uint16_t c_miscBuildIdSize = 1U << 15;
 
@@ -49,16 +53,18 @@ struct Section {
 
 class PerfReader {
 public:
-    PerfReader(std::string_view content, ProfileBuilder& builder)
+    PerfReader(ByteSource const& content, ProfileBuilder& builder)
         : m_content(content)
-        , m_bigEndian(content.substr(0, 1) == "2")
+        , m_bigEndian(content.bytes(0, 1, m_buffer) == "2")
         , m_builder(builder)
         , m_decoder(m_bigEndian)
         , m_session(builder, content.size())
         , m_zstd(unpackLimit(builder.options(), builder.options().max_inflated, content.size())) {}
 
     void read() {
-        Cursor in(m_content, m_bigEndian);
+        constexpr std::uint64_t c_fileHeader = 72 + featureCount / 8;
+        std::string header;
+        Cursor in(m_content.bytes(0, c_fileHeader, header), m_bigEndian);
         auto const magic = in.bytes(8);
         auto const headerSize = in.u64();
         if (magic == "PERFFILE") {
@@ -71,7 +77,7 @@ public:
         }
         if (headerSize == c_pipeHeader) {
             m_isPipe = true;
-            readRecords(m_content.substr(c_pipeHeader), c_pipeHeader);
+            readData({c_pipeHeader, m_content.size() - c_pipeHeader});
         } else {
             readFile(in);
         }
@@ -100,7 +106,7 @@ private:
                                          "features are missing");
             data.size = m_content.size() - data.offset;
         }
-        readRecords(clip(data, "the data section"), data.offset);
+        readData(clipped(data, "the data section"));
         if (finished)
             readFeatures(data, features);
     }
@@ -112,17 +118,26 @@ private:
         return read;
     }
 
-    /// What the input holds of a section.
-    std::string_view clip(Section const& wanted, std::string const& what) {
+    /// What of a section lies in the input.
+    Section clipped(Section const& wanted, std::string const& what) {
         auto const start = std::min<std::uint64_t>(wanted.offset, m_content.size());
         auto const size = std::min<std::uint64_t>(wanted.size, m_content.size() - start);
         if (size < wanted.size)
             m_builder.error(start + size, what + " is cut off");
-        return m_content.substr(start, size);
+        return {start, size};
+    }
+
+    /// What the input holds of a section other than that of the data, which are all small.
+    std::string_view clip(Section const& wanted, std::string const& what, std::string& buffer) {
+        constexpr std::uint64_t c_most = 64UL << 20;
+        auto const there = clipped({wanted.offset, std::min(wanted.size, c_most)}, what);
+        return m_content.bytes(there.offset, there.size, buffer);
     }
 
     void readAttrs(Section const& attrs, std::uint64_t attrSize) {
-        auto const bytes = clip(attrs, "the attribute section");
+        std::string buffer;
+        std::string idBuffer;
+        auto const bytes = clip(attrs, "the attribute section", buffer);
         if (attrSize <= c_section || bytes.size() < attrSize) {
             m_builder.error(attrs.offset, "no event attributes, samples cannot be read");
             return;
@@ -131,7 +146,7 @@ private:
         while (in.remaining() >= attrSize) {
             auto const start = in.offset();
             auto const attr = in.bytes(attrSize - c_section);
-            Cursor ids(clip(section(in), "a list of event ids"), m_bigEndian);
+            Cursor ids(clip(section(in), "a list of event ids", idBuffer), m_bigEndian);
             addAttr(attr, ids, start);
         }
     }
@@ -148,9 +163,10 @@ private:
     }
 
     /// All whole records of `bytes`, each given to `take`, which gives the number of bytes that
-    /// follow it without being a record. The length of what was read.
+    /// follow it without being a record. The length of what was read and is to be passed over,
+    /// which may lie behind `bytes`; c_lost when nothing tells where the next record starts.
     template <class Take>
-    std::size_t eachRecord(std::string_view bytes, std::uint64_t base, bool complete, Take take) {
+    std::uint64_t eachRecord(std::string_view bytes, std::uint64_t base, bool complete, Take take) {
         std::size_t at = 0;
         while (bytes.size() - at >= c_recordHeader) {
             Cursor in(bytes.substr(at), m_bigEndian, base + at);
@@ -160,7 +176,7 @@ private:
             if (size < c_recordHeader) {
                 m_builder.error(base + at, "a record of impossible size, the rest cannot be read");
                 m_lost = true;
-                return bytes.size();
+                return c_lost;
             }
             if (size > bytes.size() - at)
                 break;
@@ -168,10 +184,8 @@ private:
             std::uint64_t const trailing =
                 take(PerfRecord{type, misc, Cursor(payload, m_bigEndian)}, base + at);
             at += size;
-            if (trailing > bytes.size() - at) {
-                m_builder.error(base + at, "trace data is cut off");
-                return bytes.size();
-            }
+            if (trailing > bytes.size() - at)
+                return trailing < c_lost - at ? at + trailing : c_lost;
             at += static_cast<std::size_t>(trailing);
         }
         if (complete && at < bytes.size())
@@ -179,7 +193,24 @@ private:
         return at;
     }
 
-    std::size_t readRecords(std::string_view bytes, std::uint64_t base, bool complete = true) {
+    /// The records of the data section, a window of it at a time: a recording may be larger than
+    /// the memory.
+    void readData(Section const& data) {
+        constexpr std::uint64_t c_window = 4UL << 20;
+        auto const end = data.offset + data.size;
+        for (auto at = data.offset; at < end;) {
+            auto const bytes = m_content.bytes(at, std::min(c_window, end - at), m_buffer);
+            bool const isLast = bytes.size() < c_window || at + bytes.size() == end;
+            auto const taken = readRecords(bytes, at, isLast);
+            if (taken > end - at && taken != c_lost)
+                m_builder.error(end, "trace data is cut off");
+            if (taken > end - at || taken == 0 || (isLast && taken <= bytes.size()))
+                return;
+            at += taken;
+        }
+    }
+
+    std::uint64_t readRecords(std::string_view bytes, std::uint64_t base, bool complete = true) {
         return eachRecord(
             bytes, base, complete,
             [&](PerfRecord const& record, std::uint64_t offset) {
@@ -254,7 +285,10 @@ private:
         for (auto step = unpack::ZstdStream::Step::more;
              step == unpack::ZstdStream::Step::more && !m_lost;) {
             step = m_zstd.next(packed, m_inflated);
-            m_inflated.erase(0, readRecords(m_inflated, offset, false));
+            auto const taken = readRecords(m_inflated, offset, false);
+            if (taken > m_inflated.size() && taken != c_lost)
+                m_builder.error(offset, "trace data is cut off");
+            m_inflated.erase(0, taken);
         }
         if (!m_zstd.error().empty())
             m_builder.errorOnce(offset, "the stream of compressed records " + m_zstd.error());
@@ -292,12 +326,14 @@ private:
 
     /// The sections of the features stand behind the data, in the order of their bits.
     void readFeatures(Section const& data, std::vector<std::uint64_t> const& features) {
+        std::string table;
+        std::string buffer;
         if (data.offset > m_content.size() || data.size > m_content.size() - data.offset) {
             m_builder.error(m_content.size(), "the features are cut off, build-ids are missing");
             return;
         }
         auto const start = data.offset + data.size;
-        Cursor in(m_content.substr(start), m_bigEndian, start);
+        Cursor in(m_content.bytes(start, featureCount * c_section, table), m_bigEndian, start);
         for (unsigned bit = 0; bit < featureCount; ++bit) {
             if ((features[bit / 64] >> bit % 64 & 1) == 0)
                 continue;
@@ -307,9 +343,9 @@ private:
                 return;
             }
             if (bit == featureBuildId) {
-                readBuildIds(clip(wanted, "the list of build-ids"), wanted.offset);
+                readBuildIds(clip(wanted, "the list of build-ids", buffer), wanted.offset);
             } else if (bit == featureHostName || bit == featureOsRelease || bit == featureArch) {
-                Cursor content(clip(wanted, "a feature"), m_bigEndian);
+                Cursor content(clip(wanted, "a feature", buffer), m_bigEndian);
                 readFeature(bit, content);
             }
         }
@@ -336,7 +372,8 @@ private:
         }
     }
 
-    std::string_view m_content;
+    ByteSource const& m_content;
+    std::string m_buffer; ///< Of the window that is read.
     bool m_bigEndian;
     bool m_isPipe = false;
     ProfileBuilder& m_builder;
@@ -355,12 +392,16 @@ bool isPerfData(std::string_view content) {
     return magic == "PERFILE2" || magic == "2ELIFREP" || magic == "PERFFILE";
 }
 
-Profile readPerfData(std::string_view content, ReadOptions const& options) {
+Profile readPerfParts(ByteSource const& source, ReadOptions const& options) {
     ProfileBuilder builder(options);
-    PerfReader(content, builder).read();
+    PerfReader(source, builder).read();
     return builder.take([](Module const& one) {
         return !one.build_id.empty() || one.samples > 0 || one.caller_samples > 0;
     });
+}
+
+Profile readPerfData(std::string_view content, ReadOptions const& options) {
+    return readPerfParts(MemorySource(content), options);
 }
 
 } // namespace
@@ -368,6 +409,6 @@ Profile readPerfData(std::string_view content, ReadOptions const& options) {
 /// In file and in pipe mode and in either byte order, as
 /// tools/perf/Documentation/perf.data-file-format.txt and <linux/perf_event.h> describe it.
 extern FormatReader const c_perfData{
-    {"perf", "what perf record wrote, as perf.data"}, isPerfData, readPerfData};
+    {"perf", "what perf record wrote, as perf.data"}, isPerfData, readPerfData, readPerfParts};
 
 } // namespace lokata::profile

@@ -1,5 +1,6 @@
 #include <lokata/profile/read.h>
 
+#include "read/byte_source.h"
 #include "read/maps.h"
 #include "read/profile_builder.h"
 #include "read/readers.h"
@@ -13,7 +14,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <optional>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -27,25 +27,6 @@ Profile failed(std::uint64_t offset, std::string message) {
     profile.errors.push_back({offset, std::move(message)});
     return profile;
 }
-
-class Mapping {
-public:
-    Mapping(int file, std::size_t size)
-        : m_size(size), m_start(::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0)) {}
-    ~Mapping() {
-        if (valid())
-            ::munmap(m_start, m_size);
-    }
-    Mapping(Mapping const&) = delete;
-    Mapping& operator=(Mapping const&) = delete;
-
-    bool valid() const { return m_start != MAP_FAILED; }
-    std::string_view content() const { return {static_cast<char const*>(m_start), m_size}; }
-
-private:
-    std::size_t m_size;
-    void* m_start;
-};
 
 /// Reads to the end or to `limit`. The error number of a failed read, or 0.
 int readStream(int file, std::uint64_t limit, std::string& content) {
@@ -87,11 +68,26 @@ private:
     std::vector<ReadError> m_errors;
 };
 
+FormatReader const* readerOf(std::string_view content, ReadOptions const& options) {
+    return options.format.empty() ? readerFor(content) : readerOfWord(options.format);
+}
+
+/// The reader of a file that is not packed and of which it needs only parts; null for all others.
+/// A beginning tells, as such a format has a mark there.
+FormatReader const* readerOfParts(FileSource const& file, ReadOptions const& options) {
+    constexpr std::size_t c_beginning = 4096;
+    std::string buffer;
+    std::string_view const beginning = file.bytes(0, c_beginning, buffer);
+    if (beginning.empty() || unpack::packingOf(beginning))
+        return nullptr;
+    FormatReader const* const reader = readerOf(beginning, options);
+    return reader != nullptr && reader->readParts != nullptr ? reader : nullptr;
+}
+
 Profile readUnwrapped(std::string_view content, ReadOptions const& options) {
     if (content.empty())
         return failed(0, "the input is empty");
-    FormatReader const* const reader =
-        options.format.empty() ? readerFor(content) : readerOfWord(options.format);
+    FormatReader const* const reader = readerOf(content, options);
     if (reader == nullptr)
         return failed(0, options.format.empty() ? "the content is of no known kind of profile"
                                                 : "no reader is called " + options.format);
@@ -125,12 +121,18 @@ Profile readProfileFile(std::string const& path, ReadOptions const& options) {
     struct stat status {};
     if (file < 0 || ::fstat(file, &status) != 0)
         return failed(0, std::string("cannot be opened: ") + std::strerror(errno));
-    if (S_ISREG(status.st_mode) && status.st_size > 0 && ::lseek(file, 0, SEEK_CUR) == 0) {
-        Mapping const mapping(file, static_cast<std::size_t>(status.st_size));
-        if (mapping.valid())
-            return readProfile(mapping.content(), options);
-    }
+    auto const size = static_cast<std::uint64_t>(status.st_size);
+    bool const isPlain = S_ISREG(status.st_mode) && size > 0 && ::lseek(file, 0, SEEK_CUR) == 0;
     std::string content;
+    if (isPlain) {
+        FileSource const source(file, size);
+        if (FormatReader const* const reader = readerOfParts(source, options)) {
+            Profile profile = reader->readParts(source, options);
+            profile.format = reader->name.word;
+            return profile;
+        }
+        content.reserve(static_cast<std::size_t>(std::min(size, options.max_stream)));
+    }
     auto const error = readStream(file, options.max_stream, content);
     if (error != 0 && content.empty())
         return failed(0, std::string("cannot be read: ") + std::strerror(error));

@@ -9,6 +9,8 @@
 
 namespace lokata::profile {
 
+class ByteSource;
+
 /// One format of input. The list of all of them stands in formats.cpp.
 struct FormatReader {
     FormatName name;
@@ -16,6 +18,8 @@ struct FormatReader {
     bool (*matches)(std::string_view content);
     /// Gives a profile whose format is still to be filled in.
     Profile (*read)(std::string_view content, ReadOptions const& options);
+    /// The same from a source of which only parts are read; null for formats that need it all.
+    Profile (*readParts)(ByteSource const& source, ReadOptions const& options) = nullptr;
 };
 
 /// The reader of content, or of a word; null if there is none.

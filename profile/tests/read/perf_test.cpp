@@ -186,6 +186,20 @@ TEST(PerfData, ReadsARecordingThatWasNeverFinishedOverTraceDataBetweenRecords) {
     }
 }
 
+TEST(PerfData, ReadsMoreThanFitsIntoMemoryAtOnce) {
+    constexpr int c_samples = 150'000;
+    constexpr std::uint64_t c_trace = 9U << 20;
+    auto perf = perfFile();
+    perf.mmap(5, 0x1000, 0x1000, "/app").record(71, 0, perf.make().u64(c_trace).padTo(40));
+    auto content = perf.file(false) + std::string(c_trace, 'x');
+    auto samples = perfFile();
+    for (int i = 0; i < c_samples; ++i)
+        samples.sample(5, 0x1000);
+    content += samples.records();
+    EXPECT_THAT(summary(readProfile(content)),
+                ElementsAre("/app file " + std::to_string(c_samples)));
+}
+
 TEST(PerfData, TellsWhereARecordIsDamagedAndStillReadsTheFeatures) {
     auto perf = perfFile();
     perf.mmap(5, 0x1000, 0x1000, "/app").sample(5, 0x1000).buildId(buildId('a'), "/app");

@@ -29,7 +29,7 @@ LOKATA_PROFILE_EXPORT std::vector<FormatName> formats();
 /// Limits that keep a hostile input from taking the machine, all in bytes, but for `max_expansion`.
 struct ReadOptions {
     std::string format; ///< The word of one of formats(); empty: found by content.
-    std::uint64_t max_stream = 1ULL << 30;   ///< Read from a pipe or a device.
+    std::uint64_t max_stream = 1ULL << 30;   ///< What is read whole: all but perf.data and cores.
     std::uint64_t max_unpacked = 256U << 20; ///< A packed input, unpacked into memory.
     std::uint64_t max_inflated = 4ULL << 30; ///< Compressed records in all, never held at once.
     std::uint64_t max_expansion = 100;       ///< Times the packed size, and 16 MiB more.
@@ -45,8 +45,9 @@ LOKATA_PROFILE_EXPORT std::string detectFormat(std::string_view content);
 LOKATA_PROFILE_EXPORT Profile readProfile(std::string_view content,
                                           ReadOptions const& options = {});
 
-/// Reads a profile from a file; "-" is standard input. A regular file is mapped, not copied, and
-/// must not be truncated meanwhile.
+/// Reads a profile from a file; "-" is standard input. A perf.data or core file that is not packed
+/// is read in parts, of any size; all other input whole, within the limits. What a file loses while
+/// it is read is told as cut off.
 LOKATA_PROFILE_EXPORT Profile readProfileFile(std::string const& path,
                                               ReadOptions const& options = {});
 
