@@ -11,22 +11,7 @@ namespace {
 
 using namespace LK_2_13;
 using testing::ElementsAre;
-
-class UserValidator final : public IValidatorCallback {
-public:
-    validation_result_t validate(char const*, IErrorInfoContainer& errorInfo) override {
-        ++asked;
-        if (answer != vrValid) {
-            errorInfo.setSeverity(svWarning);
-            errorInfo.setErrorMessage("no match");
-            errorInfo.setErrorMessage(nullptr);
-        }
-        return answer;
-    }
-
-    validation_result_t answer = vrUndecided;
-    int asked = 0;
-};
+using testing::IsEmpty;
 
 std::string verdictOf(ObjectPtr<IValidatedFile> const& validated) {
     if (auto const valid = validated->validFile())
@@ -60,7 +45,7 @@ protected:
     test::Policy m_policy;
     confidence_level_t m_level = clAccept;
     unsigned m_askedPolicy = 0;
-    UserValidator m_user;
+    test::UserValidator m_user;
     test::Retriever m_retriever;
 };
 
@@ -86,7 +71,7 @@ TEST_F(CandidateValidator, RefusesACachedFileOfAnotherContentBeforeAnyValidator)
     test::MessageDirectory const messages;
     messages.putCatalog("lokata.climgr", R"({"%CannotMatchFileWithChecksumMismatch": "not {%1}"})");
     EXPECT_EQ(judgeCached(m_other), "invalid 0 not " + m_other + " in 128");
-    EXPECT_EQ(m_user.asked, 0);
+    EXPECT_THAT(m_user.asked, IsEmpty());
     optstore2::setMessageDirectory("");
     EXPECT_EQ(judgeCached(m_other, "\\bin\\x"),
               "invalid 0 %CannotMatchFileWithChecksumMismatch in 128");

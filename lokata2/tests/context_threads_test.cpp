@@ -1,4 +1,5 @@
 #include "lk_context.h"
+#include "on_threads.h"
 #include "support/callbacks.h"
 #include "support/dir_records.h"
 #include "support/temp_tree.h"
@@ -14,19 +15,6 @@ namespace LK_2_13 {
 namespace {
 
 constexpr int c_rounds = 60;
-
-/// Runs the rounds of each job on a thread of its own.
-void runAtOnce(std::vector<std::function<void(int)>> const& jobs) {
-    std::vector<std::thread> threads;
-    threads.reserve(jobs.size());
-    for (auto const& job : jobs)
-        threads.emplace_back([&job] {
-            for (int round = 0; round < c_rounds; ++round)
-                job(round);
-        });
-    for (std::thread& thread : threads)
-        thread.join();
-}
 
 TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
     test::TempTree tree;
@@ -80,7 +68,12 @@ TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
         archive_result_t const result = manager->archiveFile(*child, wanted.c_str(), scSymbolFiles);
         EXPECT_TRUE(result == afOk || result == afAlreadyArchived) << result;
     };
-    runAtOnce({assemble, registerThings, capture, comeAndGo, searchAndArchive, searchAndArchive});
+    std::vector<std::function<void(int)>> const jobs{assemble,  registerThings,   capture,
+                                                     comeAndGo, searchAndArchive, searchAndArchive};
+    onThreads(static_cast<int>(jobs.size()), [&](int number) {
+        for (int round = 0; round < c_rounds; ++round)
+            jobs.at(number)(round);
+    });
 }
 
 TEST(ContextThreads, NeverMeetAManagerThatIsGoing) {

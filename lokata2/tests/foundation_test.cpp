@@ -1,5 +1,6 @@
 #include "lk_event.h"
 #include "lk_lock.h"
+#include "on_threads.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +9,6 @@
 #include <memory>
 #include <optional>
 #include <thread>
-#include <vector>
 
 namespace LK_2_13 {
 namespace {
@@ -69,27 +69,22 @@ TEST(SpinSharedLock, GuardsPlainDataAgainstManyReadersAndWriters) {
     LKSpinSharedLock lock;
     int first = 0;
     int second = 0;
-    std::vector<std::thread> threads(4);
-    for (std::thread& thread : threads)
-        thread = std::thread([&] {
-            for (int round = 0; round < c_rounds; ++round) {
-                {
-                    LKLockWrap const guard(&lock);
-                    ++first;
-                    ++second;
-                }
-                LKSpinSharedLockWrap const guard(&lock);
-                EXPECT_EQ(first, second);
+    onThreads(4, [&](int) {
+        for (int round = 0; round < c_rounds; ++round) {
+            {
+                LKLockWrap const guard(&lock);
+                ++first;
+                ++second;
             }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+            LKSpinSharedLockWrap const guard(&lock);
+            EXPECT_EQ(first, second);
+        }
+    });
     EXPECT_EQ(first, 4 * c_rounds);
 }
 
 class Callback : public EventGenerator {
 public:
-    using EventGenerator::disconnectHandlers;
     ~Callback() override {
         if (going != nullptr)
             going->set_value();
@@ -134,26 +129,6 @@ TEST(EventGenerator, WaitsForARunningCallBeforeItGoes) {
     callback.reset();
     EXPECT_TRUE(callEnded.load());
     caller.join();
-}
-
-TEST(EventGenerator, AndHoldersMayComeAndGoOnTwoThreads) {
-    constexpr int c_rounds = 100;
-    for (int round = 0; round < c_rounds; ++round) {
-        auto callback = std::make_unique<Callback>();
-        auto holder = std::make_unique<Holder>(callback.get());
-        std::thread reader([&] {
-            for (int i = 0; i < 5; ++i) {
-                Holder copy(*holder);
-                Accessor const accessor(copy);
-                Callback* const alive = accessor.get();
-                EXPECT_TRUE(alive == nullptr || alive->getLock());
-            }
-            holder.reset();
-        });
-        callback->disconnectHandlers();
-        callback.reset();
-        reader.join();
-    }
 }
 
 } // namespace

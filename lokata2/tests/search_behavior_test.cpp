@@ -1,4 +1,5 @@
 #include "lk_search_manipulator.h"
+#include "on_threads.h"
 #include "support/callbacks.h"
 #include "support/temp_tree.h"
 
@@ -8,7 +9,6 @@
 
 #include <atomic>
 #include <string>
-#include <thread>
 
 namespace LK_2_13 {
 namespace {
@@ -109,14 +109,8 @@ TEST_F(SearchBehavior, TakesItsCapturesAndCallbacksAwayWhenItGoes) {
 TEST_F(SearchBehavior, ManipulatorsMayGoWhileSearchesRun) {
     constexpr int c_rounds = 30;
     std::atomic<int> found{0};
-    auto const searches = [&] {
-        for (int round = 0; round < c_rounds; ++round)
-            found += find("present").empty() ? 0 : 1;
-    };
-    std::thread first(searches);
-    std::thread second(searches);
     auto const history = ISearchHistory::create();
-    for (int round = 0; round < c_rounds; ++round) {
+    auto const manipulate = [&] {
         auto const manipulator = createSearchManipulatorByContext(m_context, nullptr, history);
         manipulator->setSearchDirsBehavior("client", sdbCapture);
         for (int turn = 0; turn < 20; ++turn)
@@ -124,9 +118,14 @@ TEST_F(SearchBehavior, ManipulatorsMayGoWhileSearchesRun) {
                                                                           : ssbSuggestFromHistory);
         manipulator->setFilesFoundBehavior("other", ffbUpdateHistory);
         manipulator->setNoFilesFoundBehavior("client", nfbUpdateHistory);
-    }
-    first.join();
-    second.join();
+    };
+    onThreads(3, [&](int number) {
+        for (int round = 0; round < c_rounds; ++round)
+            if (number == 0)
+                manipulate();
+            else
+                found += find("present").empty() ? 0 : 1;
+    });
     EXPECT_EQ(found, 2 * c_rounds);
 }
 

@@ -88,20 +88,12 @@ TEST_F(DirectoryWalker, EntersEachDirectoryOnceThroughLinksAndLoops) {
     m_tree.dir("a/b");
     m_tree.link("a/b/up", "../..");
     m_tree.link("a/again", "b");
-    auto const names = walked(m_tree.root(), "x");
-    EXPECT_THAT(names, testing::AnyOf(UnorderedElementsAre("x", "x", "a/x", "a/b/x"),
-                                      UnorderedElementsAre("x", "x", "a/x", "a/again/x")));
-}
-
-TEST_F(DirectoryWalker, FollowsLinksToDirectoriesAndPassesOverAllOtherEntries) {
     test::TempTree const elsewhere;
-    m_tree.link("outside", elsewhere.root());
-    m_tree.link("dangling", "nothing");
-    m_tree.link("through", "file/none");
-    m_tree.link("tofile", "file");
+    m_tree.link("out", elsewhere.root());
     m_tree.file("file");
-    ASSERT_EQ(mkfifo(m_tree.path("fifo").c_str(), 0600), 0);
-    EXPECT_THAT(walked(m_tree.root(), "x"), ElementsAre("x", "x", "outside/x"));
+    auto const names = walked(m_tree.root(), "x");
+    EXPECT_THAT(names, testing::AnyOf(UnorderedElementsAre("x", "x", "out/x", "a/x", "a/b/x"),
+                                      UnorderedElementsAre("x", "x", "out/x", "a/x", "a/again/x")));
     EXPECT_THAT(walked(m_tree.path("none"), "x"), ElementsAre("none/x"));
     EXPECT_THAT(walked(m_tree.path("file"), "x"), ElementsAre("file/x", "file/x"));
 }

@@ -2,10 +2,13 @@
 
 #include <lokata2/callbacks.h>
 #include <lokata2/search_types.h>
+#include <lokata2/validator.h>
 
 #include <herald2/messenger.h>
 
 #include <functional>
+#include <string>
+#include <vector>
 
 namespace LK_2_13::test {
 
@@ -62,6 +65,23 @@ public:
     }
 
     std::function<confidence_level_t(search_category_t, unsigned int)> answer;
+};
+
+/// Gives `answer`, with a reason unless it is that the file is valid.
+class UserValidator final : public IValidatorCallback {
+public:
+    validation_result_t validate(char const* fileName, IErrorInfoContainer& errorInfo) override {
+        asked.emplace_back(fileName);
+        if (answer != vrValid) {
+            errorInfo.setSeverity(svWarning);
+            errorInfo.setErrorMessage("no match");
+            errorInfo.setErrorMessage(nullptr);
+        }
+        return answer;
+    }
+
+    validation_result_t answer = vrUndecided;
+    std::vector<std::string> asked;
 };
 
 class Messenger final : public herald2::IMessenger {

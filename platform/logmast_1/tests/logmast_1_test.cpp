@@ -3,9 +3,7 @@
 #include <log4cplus/loggingmacros.h>
 
 #include <gtest/gtest.h>
-
-#include <thread>
-#include <vector>
+#include <on_threads.h>
 
 namespace {
 
@@ -13,8 +11,6 @@ using log4cplus::Logger;
 using logmast_1::log::configureComponentLogger;
 
 Logger const g_atLoad = configureComponentLogger("at.load");
-
-constexpr int c_threadCount = 8;
 
 TEST(ComponentLogger, AFreshProcessStaysQuiet) {
     testing::internal::CaptureStderr();
@@ -24,16 +20,10 @@ TEST(ComponentLogger, AFreshProcessStaysQuiet) {
 }
 
 TEST(ComponentLogger, NoCallUndoesALevelThatWasSetAfterAnotherOne) {
-    std::vector<std::thread> threads;
-    threads.reserve(c_threadCount);
-    for (int i = 0; i < c_threadCount; ++i) {
-        threads.emplace_back([] {
-            Logger logger = configureComponentLogger("contended");
-            logger.setLogLevel(log4cplus::INFO_LOG_LEVEL);
-        });
-    }
-    for (std::thread& each : threads)
-        each.join();
+    onThreads(8, [](int) {
+        Logger logger = configureComponentLogger("contended");
+        logger.setLogLevel(log4cplus::INFO_LOG_LEVEL);
+    });
     EXPECT_EQ(Logger::getInstance("contended").getLogLevel(), log4cplus::INFO_LOG_LEVEL);
 }
 

@@ -3,6 +3,7 @@
 #include <toolbelt2/temporary_directory.h>
 
 #include <gtest/gtest.h>
+#include <on_threads.h>
 
 #include <atomic>
 #include <clocale>
@@ -10,8 +11,6 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -20,8 +19,6 @@ using BRACE_2_18::generic::varg_list;
 using BRACE_2_18::i18n::catalog_t;
 using optstore2::getMessageCatalog;
 using optstore2::setMessageDirectory;
-
-constexpr int c_threadCount = 4;
 
 class MessageCatalog : public testing::Test {
 protected:
@@ -93,19 +90,13 @@ TEST_F(MessageCatalog, ABrokenFileCountsAsMissingUntilItIsMended) {
 TEST_F(MessageCatalog, IsOneObjectForAllThreadsWhileTheDirectoryChanges) {
     write("shared.en.json", R"({"A": "x"})");
     std::atomic<int> right{0};
-    std::vector<std::thread> threads;
-    threads.reserve(c_threadCount);
-    for (int i = 0; i < c_threadCount; ++i) {
-        threads.emplace_back([&] {
-            for (int round = 0; round < 50; ++round) {
-                setMessageDirectory(m_directory.c_str());
-                right += text(getMessageCatalog("shared"), "A") == "x" ? 1 : 0;
-            }
-        });
-    }
-    for (std::thread& each : threads)
-        each.join();
-    EXPECT_EQ(right, c_threadCount * 50);
+    onThreads(4, [&](int) {
+        for (int round = 0; round < 50; ++round) {
+            setMessageDirectory(m_directory.c_str());
+            right += text(getMessageCatalog("shared"), "A") == "x" ? 1 : 0;
+        }
+    });
+    EXPECT_EQ(right, 4 * 50);
 }
 
 } // namespace

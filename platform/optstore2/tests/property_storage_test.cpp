@@ -6,23 +6,20 @@
 #include <toolbelt2/temporary_directory.h>
 
 #include <gmock/gmock.h>
+#include <on_threads.h>
 #include <sqlite3.h>
 
 #include <csignal>
 #include <cstdint>
-#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iostream>
 #include <iterator>
 #include <memory>
 #include <random>
 #include <stdexcept>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
@@ -169,19 +166,15 @@ TEST_F(PropertyStorage, ReportsALockedFileAndKeepsWhatItHolds) {
 
 TEST_F(PropertyStorage, ServesThreadsThatShareOneStore) {
     auto const store = open();
-    std::vector<std::thread> threads;
-    for (char name : {'a', 'b', 'c', 'd'}) {
-        threads.emplace_back([&store, name] {
-            for (int round = 0; round < 25; ++round) {
-                variant_bag_t const value = text(name + std::to_string(round));
-                store->write({name}, value);
-                EXPECT_EQ(store->read({name}, NONE), value);
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(store->read("d", NONE), text("d24"));
+    onThreads(4, [&](int number) {
+        std::string const name = std::to_string(number);
+        for (int round = 0; round < 25; ++round) {
+            variant_bag_t const value = text(name + std::to_string(round));
+            store->write(name, value);
+            EXPECT_EQ(store->read(name, NONE), value);
+        }
+    });
+    EXPECT_EQ(store->read("3", NONE), text("324"));
 }
 
 // Long enough for a loaded machine: no test waits for it to run out.
@@ -199,16 +192,7 @@ public:
         m_pid = ::fork();
         if (m_pid == 0) {
             ::close(ends[0]);
-            try {
-                body([&ends](std::uint64_t number) {
-                    if (::write(ends[1], &number, sizeof number) != sizeof number)
-                        ::_exit(3);
-                });
-                ::_exit(0);
-            } catch (std::exception const& error) {
-                std::cerr << error.what() << std::endl;
-                ::_exit(2);
-            }
+            runAndExit(body, ends[1]);
         }
         ::close(ends[1]);
         m_reports.reset(ends[0]);
@@ -218,15 +202,28 @@ public:
         return ::read(m_reports.get(), &number, sizeof number) == sizeof number;
     }
 
-    void kill() const { ::kill(m_pid, SIGKILL); }
-
     int wait() const {
         int status = -1;
         ::waitpid(m_pid, &status, 0);
         return status;
     }
 
+    /// True if it had not ended before.
+    bool kill() const {
+        ::kill(m_pid, SIGKILL);
+        return WIFSIGNALED(wait());
+    }
+
 private:
+    /// What is thrown shows and ends the process, and never comes back into the test program.
+    static void runAndExit(std::function<void(report_t const&)> const& body, int end) noexcept {
+        body([end](std::uint64_t number) {
+            if (::write(end, &number, sizeof number) != sizeof number)
+                ::_exit(3);
+        });
+        ::_exit(0);
+    }
+
     pid_t m_pid = -1;
     descriptor_t m_reports;
 };
@@ -267,8 +264,7 @@ TEST_F(PropertyStorageProcesses, AKilledWriterLosesNothingThatWasWritten) {
             ASSERT_TRUE(victim.nextReport(acknowledged));
         for (auto delay = random() % 20000; delay > 0; --delay)
             ::getppid();
-        victim.kill();
-        EXPECT_TRUE(WIFSIGNALED(victim.wait()));
+        EXPECT_TRUE(victim.kill());
         while (victim.nextReport(acknowledged)) {
         }
         std::uint64_t const found = stored(*open(c_patience), "victim");
@@ -302,8 +298,7 @@ TEST_F(PropertyStorageProcesses, UnderTheLockNoReadModifyWriteIsLost) {
     ASSERT_TRUE(dying.nextReport(ready));
     Process const first(adding("a"));
     Process const second(adding("b"));
-    dying.kill();
-    EXPECT_TRUE(WIFSIGNALED(dying.wait())) << "its lock ends with it";
+    EXPECT_TRUE(dying.kill()) << "its lock ends with it";
     EXPECT_EQ(first.wait(), 0);
     EXPECT_EQ(second.wait(), 0);
     EXPECT_EQ(open(c_patience)->read("list", {}).entries().size(), 2U * c_adds);
