@@ -25,7 +25,7 @@ TimeAndSize timeAndSizeOf(char const* fileName) {
     struct stat status {};
     if (::stat(orEmpty(fileName), &status) != 0)
         return {};
-    // Recorded times come as sign-extended 32 bits, so the file's time is cut to the same: meant.
+    // Recorded times come as sign-extended 32 bits, so the file's time is cut to the same.
     auto const seconds = static_cast<std::int32_t>(status.st_mtime);
     return {true, static_cast<std::uint64_t>(std::int64_t{seconds}),
             static_cast<std::uint64_t>(status.st_size)};

@@ -25,7 +25,7 @@ bool FilesFinder::findRecursively(std::string const& directory, std::string cons
         return true;
 
     // One entry whose status cannot be read gives up the whole directory, with the names that came
-    // before it, and that is meant.
+    // before it: what is entered must not depend on the order of the entries.
     toolbelt2::entry_names_t const names =
         toolbelt2::read_directory(directory.c_str(), true, [](char const*) {}).subdirectories;
     if (names.empty())

@@ -80,7 +80,7 @@ private:
     std::list<ObjectPtr<IValidFile>>::iterator m_current;
     /// Null if the strategy gave none; the search then has no steps.
     ObjectPtr<ISearchStepsIterator> m_pStepsIterator;
-    /// The names of the files in each list, which own the texts: a search may refuse very many
+    /// The names of the files in each list, which own the texts: a search may reject very many
     /// namesakes, and each is compared with all before it.
     std::unordered_set<std::string_view> m_validNames;
     std::unordered_set<std::string_view> m_invalidNames;

@@ -9,8 +9,7 @@ inline char const* orEmpty(char const* text) {
     return text != nullptr ? text : "";
 }
 
-/// A null text where one is required raises `std::logic_error`, on purpose and before anything
-/// changes.
+/// A null text where one is required raises `std::logic_error` before anything changes.
 inline char const* requiredText(char const* text) {
     if (text == nullptr)
         throw std::logic_error("a null text is not allowed here");

@@ -20,7 +20,7 @@ public:
     std::string getFileDoesntExistErrMessage(char const* fileName);
     std::string getFileIsNotReadableErrMessage(char const* fileName);
     std::string getFileIsNotRegularErrMessage(char const* fileName);
-    /// Not used by `validate`, which refuses a directory without a word.
+    /// Not used by `validate`, which rejects a directory without a word.
     std::string getFileIsDirErrMessage();
 
 private:
@@ -29,7 +29,7 @@ private:
     ObjectPtr<IFileIsDirectoryMessage> m_pFileIsDirectoryMessage;
     ObjectPtr<IFileIsNotReadableMessage> m_pFileIsNotReadableMessage;
     ObjectPtr<IFileDoesNotExistMessage> m_pFileDoesNotExistMessage;
-    /// Asked for `IFileIsNotRegularMessage` at each use, which is deliberately not kept.
+    /// Asked for `IFileIsNotRegularMessage` at each use.
     ObjectPtr<IMessageMgr> m_pMessageMgr;
 };
 

@@ -67,7 +67,7 @@ TEST_F(CandidateValidator, TakesTheVerdictOfTheUserAndElseThatOfThePolicy) {
     EXPECT_EQ(verdictOf(validator.validate(m_tree.root().c_str())), "invalid 2  in 64");
 }
 
-TEST_F(CandidateValidator, RefusesACachedFileOfAnotherContentBeforeAnyValidator) {
+TEST_F(CandidateValidator, RejectsACachedFileOfAnotherContentBeforeAnyValidator) {
     test::MessageDirectory const messages;
     messages.putCatalog("lokata.climgr", R"({"%CannotMatchFileWithChecksumMismatch": "not {%1}"})");
     EXPECT_EQ(judgeCached(m_other), "invalid 0 not " + m_other + " in 128");

@@ -146,10 +146,10 @@ TEST_F(KernelSubstitution, PutsACopyThatIsUnpackedOnceInThePlaceOfTheImage) {
     EXPECT_EQ(test::contentOf(cached), "kept");
 }
 
-TEST_F(KernelSubstitution, UnpacksAnewOverACopyThatIsRefusedAndElseKeepsTheImage) {
+TEST_F(KernelSubstitution, UnpacksAnewOverACopyThatIsRejectedAndElseKeepsTheImage) {
     std::string const file = image("vmlinuz");
     std::string const cached = cachedName(file);
-    m_validator.refused = {cached};
+    m_validator.rejected = {cached};
     EXPECT_TRUE(offer(file));
     EXPECT_THAT(m_validator.asked, ElementsAre(file, cached));
     EXPECT_FALSE(offer(file));
@@ -162,10 +162,10 @@ TEST_F(KernelSubstitution, UnpacksAnewOverACopyThatIsRefusedAndElseKeepsTheImage
 TEST_F(KernelSubstitution, LeavesWhatCannotBeUnpackedAndWhatIsNoValidKernelByItsName) {
     std::string const inside = image("vmlinuz/kernel");
     std::string const middle = image("old-vmlinuz");
-    std::string const refused = image("vmlinuz.refused");
-    m_validator.refused = {refused};
+    std::string const rejected = image("vmlinuz.rejected");
+    m_validator.rejected = {rejected};
     EXPECT_TRUE(offer(inside) && offer(middle));
-    EXPECT_FALSE(offer(refused));
+    EXPECT_FALSE(offer(rejected));
     EXPECT_FALSE(fs::exists(m_tree.path("private/vmlinux_cache")));
 
     std::string const plain = m_tree.file("vmlinuz-plain", "no stream");

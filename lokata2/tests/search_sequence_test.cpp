@@ -47,7 +47,7 @@ TEST_F(LazyResults, RunsTheNextStepOnlyWhenTheFilesFoundAreUsedUp) {
     m_strategy.candidates[ssHighPrioritySearchDirs] = {m_a, m_b};
     m_strategy.candidates[ssLowPrioritySearchDirs] = {m_b, m_a};
     m_strategy.candidates[ssSystemDirs] = {m_c};
-    m_validator.refused = {m_b};
+    m_validator.rejected = {m_b};
     CountedCalls files(m_strategy, m_validator, 0x100000007);
     EXPECT_EQ(m_strategy.selector, 0x100000007U);
     EXPECT_THAT(m_strategy.ran, IsEmpty());
@@ -70,7 +70,7 @@ TEST_F(LazyResults, FilesTheFirstEntryOfAPathInEachListApart) {
     EXPECT_FALSE(files.validateAndAdd("/none", ssAbsoluteNameLookup));
     EXPECT_TRUE(files.validateAndAdd(m_a.c_str(), ssAbsoluteNameLookup));
     EXPECT_FALSE(files.validateAndAdd(otherForm.c_str(), ssSystemDirs));
-    m_validator.refused = {m_a, otherForm};
+    m_validator.rejected = {m_a, otherForm};
     EXPECT_FALSE(files.validateAndAdd(otherForm.c_str(), ssSystemDirs));
     EXPECT_FALSE(files.validateAndAdd(m_a.c_str(), ssAskUser));
     files.currentlyFoundInvalid()->reset();
@@ -146,7 +146,7 @@ TEST_F(SearchSequence, TheChoiceAmongFilesRunsAsManyStepsAsItPulls) {
 }
 
 TEST_F(SearchSequence, ARejectedChoiceEndsInTheCallbackForNothingFound) {
-    m_validator.refused = {m_b};
+    m_validator.rejected = {m_b};
     listenToNotFound();
     m_found.choose = [](IValidFileIterator& files) {
         EXPECT_EQ(test::namesOf(files).size(), 1U);

@@ -102,7 +102,7 @@ TEST_F(Validators, SpareTheTimeButNotTheSizeBelowExceptionDirectories) {
               "1, %ModificationTimeOrSizeMismatch, severity 1");
 }
 
-TEST_F(Validators, RefuseAFileThatIsNewerThanItsReference) {
+TEST_F(Validators, RejectAFileThatIsNewerThanItsReference) {
     std::string const reference = fileOf("reference", "", c_time0);
     std::string const newer = fileOf("sub/newer", "", c_time0 + 1);
     SourceFileUpToDateCheckValidator validator(reference.c_str(), true);
@@ -130,7 +130,7 @@ protected:
     ValidatorCallbackDecorator m_decorator{&m_user};
 };
 
-TEST_F(ValidatorDecorator, RefusesWhatIsNoUsableFileWithoutAskingTheUser) {
+TEST_F(ValidatorDecorator, RejectsWhatIsNoUsableFileWithoutAskingTheUser) {
     std::string const fifo = m_tree.path("fifo");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     std::string const dangling = m_tree.link("dangling", "nothing");
@@ -144,7 +144,7 @@ TEST_F(ValidatorDecorator, RefusesWhatIsNoUsableFileWithoutAskingTheUser) {
     EXPECT_EQ(m_decorator.getFileIsDirErrMessage(), "a directory");
 }
 
-TEST_F(ValidatorDecorator, RefusesWhatItMayNotRead) {
+TEST_F(ValidatorDecorator, RejectsWhatItMayNotRead) {
     std::string const secret = m_tree.file("secret");
     std::string const inside = m_tree.file("closed/file");
     std::filesystem::permissions(secret, std::filesystem::perms::none);

@@ -38,7 +38,7 @@ public:
                                                 IValidFileIterator& files) = 0;
 };
 
-/// Asked when nothing came of a search. Gets what was refused, what was found (plain iterators, no
+/// Asked when nothing came of a search. Gets what was rejected, what was found (plain iterators, no
 /// step runs) and the search's own judgement for further paths. What it returns is the result as it
 /// stands; null means that there is none.
 class LOKATA2_EXPORT INoFilesFoundCallback : public EventGenerator {

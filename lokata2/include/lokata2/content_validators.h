@@ -57,7 +57,7 @@ private:
 };
 
 /// Compares the modification time (whole seconds since the epoch, no tolerance) and the size in
-/// bytes that were recorded with the profile; 0 means not recorded. Refuses with a warning.
+/// bytes that were recorded with the profile; 0 means not recorded. Rejects with a warning.
 class LOKATA2_EXPORT SourceFileTimeAndSizeMatchValidator : public IValidatorCallback,
                                                            public ExceptionDirsHelper {
 public:
@@ -75,7 +75,7 @@ private:
     ObjectPtr<ISizeMismatchMessage> m_pSizeMismatchMessage;
 };
 
-/// Refuses a source file that is newer than a reference file, with a warning. The reference is read
+/// Rejects a source file that is newer than a reference file, with a warning. The reference is read
 /// once, at construction; if that failed every file is undecided, with a warning that says so.
 class LOKATA2_EXPORT SourceFileUpToDateCheckValidator : public IValidatorCallback,
                                                         public ExceptionDirsHelper {

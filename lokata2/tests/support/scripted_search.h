@@ -72,7 +72,7 @@ private:
     }
 };
 
-/// Finds all files valid but those that it is told to refuse.
+/// Finds all files valid but those that it is told to reject.
 class ScriptedValidator final : public IValidatorInternal {
 public:
     ObjectPtr<IValidatedFile> validate(char const* fileName) override {
@@ -81,12 +81,12 @@ public:
     ObjectPtr<IValidatedFile> validateInternal(char const* fileName, unsigned int step) override {
         asked.emplace_back(fileName);
         auto const searchStep = static_cast<search_step_t>(step);
-        if (refused.count(fileName) != 0)
-            return new ValidatedFile(*new InvalidFile(fileName, svWarning, "refused", searchStep));
+        if (rejected.count(fileName) != 0)
+            return new ValidatedFile(*new InvalidFile(fileName, svWarning, "rejected", searchStep));
         return new ValidatedFile(*new ValidFile(fileName, cfValidated, searchStep));
     }
 
-    std::set<std::string> refused;
+    std::set<std::string> rejected;
     std::vector<std::string> asked;
 };
 

@@ -1,6 +1,7 @@
 #include "search/file_places.h"
 
 #include "read/names.h"
+#include "search/path_text.h"
 
 #include <lokata2/utils.h>
 #include <toolbelt2/path.h>
@@ -14,11 +15,6 @@ namespace {
 
 using LK_2_13::utils::getFileNameOnly;
 using toolbelt2::join_path;
-
-std::string parentOf(std::string const& path) {
-    std::size_t const slash = path.rfind('/');
-    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
-}
 
 /// The path with its links resolved; as it is if it leads nowhere.
 std::string realPath(std::string const& path) {
@@ -206,7 +202,7 @@ std::vector<Candidate> FilePlaces::supplementary(std::string const& symbolPath,
         add(link.name, Place::alt_link, result);
         addRenamed(link.name, result);
     } else {
-        // Such a name climbs out of its directory on purpose: "../../.dwz/NAME.debug".
+        // Not held to its directory, as packagers record "../../.dwz/NAME.debug".
         add(join_path(parentOf(realPath(symbolPath)), link.name), Place::alt_link, result);
     }
     return result;

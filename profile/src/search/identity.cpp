@@ -30,14 +30,14 @@ std::string crcText(std::uint32_t crc) {
     return text;
 }
 
-void refuse(JudgedCandidate& candidate, severity_t severity, std::string message) {
+void reject(JudgedCandidate& candidate, severity_t severity, std::string message) {
     candidate.result = vrInvalid;
     candidate.severity = severity;
     candidate.message = std::move(message);
 }
 
-void refuseUnusable(JudgedCandidate& candidate, std::string const& path, std::string const& why) {
-    refuse(candidate, svError, reasonText(ReasonKey::file_unusable, {path, why}));
+void rejectUnusable(JudgedCandidate& candidate, std::string const& path, std::string const& why) {
+    reject(candidate, svError, reasonText(ReasonKey::file_unusable, {path, why}));
 }
 
 bool agrees(Identity const& identity) {
@@ -52,9 +52,9 @@ void compare(JudgedCandidate& candidate, Identity identity, ReasonKey mismatch, 
     if (agrees(candidate.identity))
         candidate.result = vrValid;
     else if (actual.empty())
-        refuse(candidate, svError, reasonText(missing, {path, expected}));
+        reject(candidate, svError, reasonText(missing, {path, expected}));
     else
-        refuse(candidate, svError, reasonText(mismatch, {path, actual, expected}));
+        reject(candidate, svError, reasonText(mismatch, {path, actual, expected}));
 }
 
 bool isPackedKernel(std::string const& path, ElfFacts const& facts) {
@@ -102,7 +102,7 @@ void BinaryValidator::judgeAsMapped(std::string const& path, JudgedCandidate& ca
     if (match == LiveFile::Match::same)
         candidate.result = vrValid;
     else if (match == LiveFile::Match::other && m_expected.empty())
-        refuse(candidate, svError,
+        reject(candidate, svError,
                reasonText(ReasonKey::mapped_file_mismatch,
                           {path, candidate.identity.actual, candidate.identity.expected}));
 }
@@ -113,7 +113,7 @@ void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate)
     auto facts = m_cache.facts(path);
     if (m_expected.empty() || candidate.result == vrValid) {
         if (candidate.result != vrInvalid && (!facts->is_file || !facts->damage.empty()))
-            refuseUnusable(candidate, path, facts->error + facts->damage);
+            rejectUnusable(candidate, path, facts->error + facts->damage);
         return;
     }
     candidate.identity = {IdentityKind::build_id, toHex(m_expected), ""};
@@ -121,16 +121,16 @@ void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate)
     if (isPackedKernel(path, *facts)) {
         UnpackedKernel const unpacked = unpackedKernel(path);
         if (unpacked.path.empty())
-            return refuseUnusable(candidate, path, unpacked.error);
+            return rejectUnusable(candidate, path, unpacked.error);
         facts = m_cache.facts(unpacked.path);
     }
     candidate.identity.actual = toHex(facts->build_id);
     if (!facts->error.empty() || !facts->damage.empty())
-        return refuseUnusable(candidate, path, facts->error + facts->damage);
+        return rejectUnusable(candidate, path, facts->error + facts->damage);
     compare(candidate, candidate.identity, ReasonKey::build_id_mismatch,
             ReasonKey::build_id_missing, path);
     if (candidate.result == vrValid && facts->lacks_code)
-        refuse(candidate, svError, reasonText(ReasonKey::code_missing, {path}));
+        reject(candidate, svError, reasonText(ReasonKey::code_missing, {path}));
 }
 
 SymbolOwner symbolOwner(ElfFactsCache& cache, std::string const& binary, BuildId const& recorded) {
@@ -151,12 +151,12 @@ SymbolValidator::SymbolValidator(ElfFactsCache& cache, SymbolOwner owner)
 void SymbolValidator::judge(std::string const& path, JudgedCandidate& candidate) {
     auto const facts = m_cache.facts(path);
     if (!facts->error.empty())
-        return refuseUnusable(candidate, path, facts->error);
+        return rejectUnusable(candidate, path, facts->error);
     // What has the checksum of the whole file is whole.
     if (!facts->damage.empty() && !(m_owner.debug_link && agrees(linkIdentity(path))))
-        return refuseUnusable(candidate, path, facts->damage);
+        return rejectUnusable(candidate, path, facts->damage);
     if (!facts->has_debug_info)
-        return refuse(candidate, svError,
+        return reject(candidate, svError,
                       reasonText(facts->has_symbol_table ? ReasonKey::only_symbol_table
                                                          : ReasonKey::debug_info_missing,
                                  {path}));
@@ -180,7 +180,7 @@ void SymbolValidator::judge(std::string const& path, JudgedCandidate& candidate)
             candidate, {IdentityKind::build_id, toHex(m_owner.build_id), toHex(facts->build_id)},
             ReasonKey::symbol_build_id_mismatch, ReasonKey::symbol_build_id_missing, path);
     if (m_owner.machine != 0 && facts->machine != m_owner.machine)
-        refuse(candidate, svError, reasonText(ReasonKey::architecture_mismatch, {path}));
+        reject(candidate, svError, reasonText(ReasonKey::architecture_mismatch, {path}));
 }
 
 Identity SymbolValidator::linkIdentity(std::string const& path) const {
@@ -195,7 +195,7 @@ SupplementaryValidator::SupplementaryValidator(ElfFactsCache& cache, BuildId exp
 void SupplementaryValidator::judge(std::string const& path, JudgedCandidate& candidate) {
     auto const facts = m_cache.facts(path);
     if (!facts->error.empty() || !facts->damage.empty())
-        return refuseUnusable(candidate, path, facts->error + facts->damage);
+        return rejectUnusable(candidate, path, facts->error + facts->damage);
     compare(candidate, {IdentityKind::build_id, toHex(m_expected), toHex(facts->build_id)},
             ReasonKey::supplementary_build_id_mismatch, ReasonKey::supplementary_build_id_missing,
             path);
@@ -253,7 +253,7 @@ SourceValidator::SourceValidator(SourceIdentity expected) : m_expected(expected)
 
 void SourceValidator::judge(std::string const& path, JudgedCandidate& candidate) {
     if (std::string const obstacle = obstacleToReading(path, c_maxSource); !obstacle.empty())
-        refuseUnusable(candidate, path, obstacle);
+        rejectUnusable(candidate, path, obstacle);
     else if (m_expected.md5)
         judgeByMd5(path, candidate);
     else if (m_expected.modification_time != 0 || m_expected.size != 0)

@@ -1,8 +1,8 @@
 #pragma once
 
 /// Validators that prove what a file is by what it carries: build-ids, link checksums, and what the
-/// line table of a binary says of a source file. A refusal names the expected and the actual value,
-/// to the library by its message and to the caller by the verdicts that the validator keeps.
+/// line table of a binary says of a source file. A rejection names the expected and the actual
+/// value, to the library by its message and to the caller by the verdicts that the validator keeps.
 ///
 /// A validator serves one search on one thread. It keeps references to what it was given.
 
@@ -47,8 +47,8 @@ private:
 };
 
 /// Binaries: as the file that a running process has mapped, if `live` is one, else by build-id; a
-/// separate debug file of the same build-id is refused. Without an expected build-id a file that is
-/// neither damaged nor another one than the mapped is undecided.
+/// separate debug file of the same build-id is rejected. Without an expected build-id a file that
+/// is neither damaged nor another one than the mapped is undecided.
 class BinaryValidator final : public IdentityValidator {
 public:
     BinaryValidator(ElfFactsCache& cache, BuildId expected, LiveFile const* live = nullptr);
@@ -74,7 +74,7 @@ struct SymbolOwner {
 SymbolOwner symbolOwner(ElfFactsCache& cache, std::string const& binary, BuildId const& recorded);
 
 /// Symbol files: by the build-id of the binary, else by the CRC-32 of its debug link. A file
-/// without debug information is refused first, so that a stripped namesake of the same build-id
+/// without debug information is rejected first, so that a stripped namesake of the same build-id
 /// does not end the search. The binary itself is valid if it holds its debug information.
 class SymbolValidator final : public IdentityValidator {
 public:

@@ -1,5 +1,7 @@
 #include "search/path_mapping.h"
 
+#include "search/path_text.h"
+
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
@@ -9,18 +11,6 @@ namespace lokata::profile {
 namespace {
 
 constexpr std::size_t c_maxTargets = 8;
-
-std::string_view withoutSlashes(std::string_view path) {
-    while (!path.empty() && path.back() == '/')
-        path.remove_suffix(1);
-    return path;
-}
-
-/// The length of `path` in front of its last component and the slash before that; npos without a
-/// slash.
-std::size_t parentLength(std::string_view path) {
-    return path.rfind('/');
-}
 
 } // namespace
 
@@ -35,8 +25,8 @@ std::optional<PathSubstitution> parsePathSubstitution(std::string_view text) {
     std::size_t const equals = text.find('=');
     if (equals == std::string_view::npos || equals == 0)
         return std::nullopt;
-    return PathSubstitution{std::string(withoutSlashes(text.substr(0, equals))),
-                            std::string(withoutSlashes(text.substr(equals + 1)))};
+    return PathSubstitution{std::string(withoutSlashesAtEnd(text.substr(0, equals))),
+                            std::string(withoutSlashesAtEnd(text.substr(equals + 1)))};
 }
 
 void LearnedPaths::learn(std::string_view recorded, std::string_view found) {

@@ -1,9 +1,10 @@
 #include "search/sysroot.h"
 
+#include "search/path_text.h"
+
 #include <toolbelt2/path.h>
 
 #include <filesystem>
-#include <string_view>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -16,12 +17,6 @@ namespace {
 
 /// As many as the kernel follows, path_resolution(7).
 constexpr int c_maxLinks = 40;
-
-std::string withoutSlashes(std::string path) {
-    while (!path.empty() && path.back() == '/')
-        path.pop_back();
-    return path;
-}
 
 /// Puts the components of a path on a stack, the first one on top.
 void push(std::string_view path, std::vector<std::string>& stack) {
@@ -37,10 +32,10 @@ void push(std::string_view path, std::vector<std::string>& stack) {
 
 } // namespace
 
-Sysroot::Sysroot(std::string root) : m_root(withoutSlashes(std::move(root))) {
+Sysroot::Sysroot(std::string_view root) : m_root(withoutSlashesAtEnd(root)) {
     std::error_code error;
     if (!m_root.empty())
-        m_canonicalRoot = withoutSlashes(fs::canonical(m_root, error).string());
+        m_canonicalRoot = withoutSlashesAtEnd(fs::canonical(m_root, error).string());
 }
 
 std::string Sysroot::resolve(std::string const& path) const {

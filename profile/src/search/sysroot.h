@@ -5,6 +5,7 @@
 #include <lokata/profile/export.h>
 
 #include <string>
+#include <string_view>
 
 namespace lokata::profile {
 
@@ -13,7 +14,7 @@ namespace lokata::profile {
 class Sysroot {
 public:
     /// `root` may be empty; then nothing lies inside.
-    explicit Sysroot(std::string root);
+    explicit Sysroot(std::string_view root);
 
     /// A path as it is, unless it lies below the root: then without links, each of them followed as
     /// a process does whose root directory this is, so that an absolute link does not lead out and

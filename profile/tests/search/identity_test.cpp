@@ -27,7 +27,7 @@ protected:
     Identity m_identity;
 };
 
-TEST_F(IdentityTest, ABinaryIsProvenOrRefusedByItsBuildId) {
+TEST_F(IdentityTest, ABinaryIsProvenOrRejectedByItsBuildId) {
     BinaryValidator validator(m_cache, c_id);
     EXPECT_EQ(verdict(validator, binary("right", c_id)), vrValid);
     EXPECT_EQ(m_identity.actual, "0102030405060708");
@@ -52,7 +52,7 @@ TEST_F(IdentityTest, ABinaryIsProvenOrRefusedByItsBuildId) {
     EXPECT_EQ(verdict(nothingRecorded, m_tree.path("text")), vrUndecided);
 }
 
-TEST_F(IdentityTest, ADamagedFileOfTheRightBuildIdIsRefusedByEveryJudge) {
+TEST_F(IdentityTest, ADamagedFileOfTheRightBuildIdIsRejectedByEveryJudge) {
     std::string const whole = symbols("whole", c_id);
     std::string const damaged = m_tree.file("damaged", LK_2_13::test::contentOf(whole));
     auto const size = std::filesystem::file_size(damaged);
@@ -78,7 +78,7 @@ TEST_F(IdentityTest, ADamagedFileOfTheRightBuildIdIsRefusedByEveryJudge) {
     EXPECT_EQ(verdict(linked, odd), vrValid) << "nothing of it is missing";
 }
 
-TEST_F(IdentityTest, WhatIsNoStoredFileOrAGiantIsRefusedUnread) {
+TEST_F(IdentityTest, WhatIsNoStoredFileOrAGiantIsRejectedUnread) {
     std::string const giant = m_tree.file("giant.c", "int main;");
     std::filesystem::resize_file(giant, std::uint64_t{10} << 30);
     std::string const pipe = m_tree.path("pipe");

@@ -32,7 +32,7 @@ protected:
     std::unique_ptr<SearchSupport> m_support;
 };
 
-TEST_F(ModuleSearchTest, AMovedBinaryIsProvenAndItsRebuiltNamesakeRefused) {
+TEST_F(ModuleSearchTest, AMovedBinaryIsProvenAndItsRebuiltNamesakeRejected) {
     searchIn("first");
     searchIn("second");
     std::string const rebuilt = binary("first/deep/tool", c_otherId);
@@ -145,8 +145,8 @@ std::vector<std::string> describe(FileResolution const& outcome) {
     std::vector<std::string> result;
     if (outcome.found())
         result = {outcome.path, std::to_string(outcome.step)};
-    for (JudgedCandidate const& refused : outcome.rejected)
-        result.push_back(refused.path + " " + refused.message);
+    for (JudgedCandidate const& candidate : outcome.rejected)
+        result.push_back(candidate.path + " " + candidate.message);
     return result;
 }
 
