@@ -35,10 +35,15 @@ bool isCopyWhole(IChecksumCalculator& calculator, std::string const& copy,
 }
 
 bool copy(char const* source, std::string const& target) {
+    namespace fs = boost::filesystem;
     boost::system::error_code error;
-    boost::filesystem::copy_file(source, target,
-                                 boost::filesystem::copy_options::overwrite_existing, error);
-    return !error;
+    fs::copy_file(source, target, fs::copy_options::overwrite_existing, error);
+    if (error)
+        return false;
+    // A copy would run with the rights of the archive's owner. One that lies where modes cannot be
+    // changed is a copy all the same.
+    fs::permissions(target, fs::remove_perms | fs::set_uid_on_exe | fs::set_gid_on_exe, error);
+    return true;
 }
 
 } // namespace

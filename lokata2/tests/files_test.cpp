@@ -29,8 +29,10 @@ protected:
 TEST_F(Archiving, CopiesEachVersionOfANameOnceAndThenKeepsTheSourceInAnyCase) {
     std::string const source = m_tree.file("name", "one");
     std::string const first = m_root + "/binaries/name/f97c5d29941bfb1b2fdab0874906ab82/name";
+    fs::permissions(source, fs::perms(06755));
     EXPECT_EQ(archive(source, "binaries"), afOk);
     EXPECT_EQ(m_archived, first);
+    EXPECT_EQ(fs::status(first).permissions(), fs::perms(0755));
     EXPECT_EQ(test::contentOf(first), "one");
     std::ofstream(first) << "not compared";
     m_archived.clear();

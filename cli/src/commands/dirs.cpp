@@ -58,6 +58,8 @@ bool changeStore(std::string const& file,
                  std::function<bool(IEditableSearchDirContainer&)> const& change) {
     std::error_code error;
     std::filesystem::create_directories(std::filesystem::absolute(file).parent_path(), error);
+    if (error)
+        throw Failure(file + ": its directory cannot be made: " + error.message());
     optstore2::store_lock_t const lock(file.c_str());
     auto const storage = std::make_shared<StagedStorage>(openStore(file));
     bool const isChanged = change(*IPersistentSearchDirContainer::create(storage));

@@ -31,6 +31,7 @@ SearchSession::SearchSession(SearchOptions const& options, History history) : m_
     registerCallbacks(history);
     auto const environment = m_setup.environment(options.kernel_release);
     m_pCopies = std::make_unique<profile::ArchivedCopyValidator>(environment);
+    m_validator.setInner(m_pCopies.get());
     m_pSearch = IFileSearch::create(environment);
 }
 
@@ -70,11 +71,11 @@ SearchRecord SearchSession::find(SearchRequest const& request, IValidatorCallbac
     char const* const checksum = orNull(request.checksum);
     char const* const suggestion = orNull(request.suggestion);
     if (request.category == scBinaryFiles)
-        m_pSearch->findBinFile(name, m_pCopies.get(), suggestion, 0);
+        m_pSearch->findBinFile(name, &m_validator, suggestion, 0);
     else if (request.category == scSymbolFiles)
-        m_pSearch->findSymFile(name, binary, checksum, m_pCopies.get(), suggestion, nullptr);
+        m_pSearch->findSymFile(name, binary, checksum, &m_validator, suggestion, nullptr);
     else
-        m_pSearch->findSrcFile(name, binary, checksum, m_pCopies.get(), suggestion);
+        m_pSearch->findSrcFile(name, binary, checksum, &m_validator, suggestion);
     return m_recorder.take();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "search/checksum_histories.h"
+#include "search/kernel_copies.h"
 #include "search/search_record.h"
 #include "search/search_recorder.h"
 #include "search/search_setup.h"
@@ -46,6 +47,7 @@ private:
     LK_2_13::ObjectPtr<ChecksumHistories> m_pHistories;
     LK_2_13::ObjectPtr<LK_2_13::ISearchManipulator> m_pManipulator;
     std::unique_ptr<profile::ArchivedCopyValidator> m_pCopies;
+    KernelCopies m_validator; ///< the outermost of them
     LK_2_13::ObjectPtr<LK_2_13::IFileSearch> m_pSearch;
 };
 

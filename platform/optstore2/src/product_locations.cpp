@@ -33,8 +33,13 @@ class ProductLocations : public IProductLocations {
 public:
     char const* getTempDirectory() override;
     void setTempDirectory(char const* directory) override;
+    std::string faultOfTempDirectory() override;
 
 private:
+    std::filesystem::path directory() const TOOLBELT2_REQUIRES(m_lock) {
+        return m_directory ? *m_directory : defaultDirectory();
+    }
+
     log4cplus::Logger const m_logger = logmast_1::log::configureComponentLogger("optstore2");
 
     toolbelt2::mutex_t m_lock;
@@ -45,18 +50,24 @@ private:
 
 char const* ProductLocations::getTempDirectory() {
     toolbelt2::mutex_guard_t const guard(m_lock);
-    std::filesystem::path const directory = m_directory ? *m_directory : defaultDirectory();
-    std::string const fault = preparePrivateDirectory(directory);
+    std::filesystem::path const wanted = directory();
+    std::string const fault = preparePrivateDirectory(wanted);
     if (!fault.empty()) {
-        LOG4CPLUS_ERROR(m_logger, "No temporary directory: " << directory << ": " << fault);
+        LOG4CPLUS_ERROR(m_logger, "No temporary directory: " << wanted << ": " << fault);
         return "";
     }
-    return m_given.insert(directory.string()).first->c_str();
+    return m_given.insert(wanted.string()).first->c_str();
 }
 
 void ProductLocations::setTempDirectory(char const* directory) {
     toolbelt2::mutex_guard_t const guard(m_lock);
     m_directory = directory != nullptr ? std::optional(directoryItself(directory)) : std::nullopt;
+}
+
+std::string ProductLocations::faultOfTempDirectory() {
+    toolbelt2::mutex_guard_t const guard(m_lock);
+    std::string const fault = preparePrivateDirectory(directory());
+    return fault.empty() || directory().empty() ? fault : directory().string() + ": " + fault;
 }
 
 } // namespace

@@ -30,7 +30,7 @@ enum class ReasonKey {
     elf_segment_cut,      ///< Its number, where it ends, where the file does.
     elf_segment_damaged,  ///< Its number.
     module_signature_cut, ///< Where it starts, where the file ends.
-    kernel_cache_missing,
+    kernel_cache_missing, ///< What stands against the directory for them.
     kernel_image_unread,
     // Why the sources of a file cannot be told.
     sources_unusable, ///< Why.
@@ -99,7 +99,7 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::elf_segment_cut, "ElfSegmentCut", 3},
     {ReasonKey::elf_segment_damaged, "ElfSegmentDamaged", 1},
     {ReasonKey::module_signature_cut, "ModuleSignatureCut", 2},
-    {ReasonKey::kernel_cache_missing, "KernelCacheMissing", 0},
+    {ReasonKey::kernel_cache_missing, "KernelCacheMissing", 1},
     {ReasonKey::kernel_image_unread, "KernelImageUnread", 0},
     {ReasonKey::sources_unusable, "SourcesUnusable", 1},
     {ReasonKey::sources_relocatable, "SourcesRelocatable", 0},

@@ -24,9 +24,11 @@ constexpr std::uint64_t c_maxImage = 1U << 30;
 /// "vmlinux_cache/MD5/vmlinux" below the private directory: the library looks there for the
 /// unpacked copy of an image that it meets.
 UnpackedKernel cacheEntry(std::string const& image) {
-    std::string const root = optstore2::IProductLocations::get()->getTempDirectory();
+    auto& locations = *optstore2::IProductLocations::get();
+    std::string const root = locations.getTempDirectory();
     if (root.empty())
-        return {"", reasonText(ReasonKey::kernel_cache_missing)};
+        return {"",
+                reasonText(ReasonKey::kernel_cache_missing, {locations.faultOfTempDirectory()})};
     if (std::string obstacle = obstacleToReading(image, c_maxImage); !obstacle.empty())
         return {"", std::move(obstacle)};
     auto const checksum =

@@ -2,6 +2,8 @@
 
 #include <optstore2/export.h>
 
+#include <string>
+
 namespace optstore2 {
 
 /// Where the product keeps its files. One object serves the process; it is safe from any thread.
@@ -28,6 +30,10 @@ public:
     /// path counts from the current directory of this call. Nothing is tested or made before the
     /// next `getTempDirectory`.
     virtual void setTempDirectory(char const* directory) = 0;
+
+    /// What stands against that directory, for a person: its path and the reason. Empty if
+    /// `getTempDirectory` gives one, which is prepared as there.
+    virtual std::string faultOfTempDirectory() = 0;
 };
 
 } // namespace optstore2
