@@ -9,13 +9,19 @@ namespace lokata::unpack {
 
 std::optional<Compression> packingOf(std::string_view content) {
     // Looser than where a stream is searched for, so that what else is wrong is told.
-    if (startsWith(content, c_gzipMark))
-        return Compression::gzip;
-    if (startsWith(content, c_xzMark))
-        return Compression::xz;
-    if (startsWith(content, c_zstdMark) || isSkippableFrame(content))
-        return Compression::zstd;
-    return std::nullopt;
+    for (Form const& form : c_forms)
+        if (!form.ending.empty() && startsWith(content, form.mark))
+            return form.compression;
+    return isSkippableFrame(content) ? std::optional(Compression::zstd) : std::nullopt;
+}
+
+std::string_view withoutPackedEnding(std::string_view fileName) {
+    for (Form const& form : c_forms) {
+        std::size_t const kept = fileName.size() - std::min(fileName.size(), form.ending.size());
+        if (!form.ending.empty() && fileName.substr(kept) == form.ending)
+            return fileName.substr(0, kept);
+    }
+    return fileName;
 }
 
 Unpacked unpackMemory(std::string_view packed, std::uint64_t limit) {

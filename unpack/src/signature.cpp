@@ -1,26 +1,14 @@
 #include "signature.h"
 
+#include <algorithm>
 #include <array>
+#include <iterator>
 
 namespace lokata::unpack {
 
 namespace {
 
 using namespace std::string_view_literals;
-
-struct Signature {
-    std::string_view mark;
-    Compression compression;
-};
-
-// Sources, beside those of the header: doc/lz4_Frame_format.md of LZ4 (legacy frame), and the
-// headers that bzip2 and lzop write. That of lzma is no mark, see below.
-constexpr Signature c_signatures[]{
-    {c_gzipMark, Compression::gzip},   {c_xzMark, Compression::xz},
-    {c_zstdMark, Compression::zstd},   {"\x02\x21\x4c\x18"sv, Compression::lz4},
-    {"BZh"sv, Compression::bzip2},     {"\x89LZO\0\r\n\x1a\n"sv, Compression::lzo},
-    {"\x5d\0\0"sv, Compression::lzma},
-};
 
 // The header of an .lzma file has no magic number: properties (0x5d is what every encoder
 // writes by default), dictionary size, unpacked size or all ones. Source: doc/lzma-file-format.txt
@@ -52,23 +40,10 @@ bool isConfirmed(std::string_view bytes, Compression compression) {
 } // namespace
 
 char const* compressionName(Compression compression) {
-    switch (compression) {
-    case Compression::gzip:
-        return "gzip";
-    case Compression::xz:
-        return "xz";
-    case Compression::zstd:
-        return "zstd";
-    case Compression::lz4:
-        return "lz4";
-    case Compression::bzip2:
-        return "bzip2";
-    case Compression::lzma:
-        return "lzma";
-    case Compression::lzo:
-        return "lzo";
-    }
-    return "unknown";
+    return std::find_if(
+               std::begin(c_forms), std::end(c_forms),
+               [&](Form const& form) { return form.compression == compression; })
+        ->name;
 }
 
 bool startsWith(std::string_view bytes, std::string_view prefix) {
@@ -85,8 +60,8 @@ std::uint64_t littleEndianAt(std::string_view bytes, std::size_t offset, std::si
 std::size_t findSignatureByte(std::string_view bytes, std::size_t from) {
     static constexpr auto c_begins = [] {
         std::array<bool, 256> begins{};
-        for (Signature const& signature : c_signatures)
-            begins[static_cast<unsigned char>(signature.mark[0])] = true;
+        for (Form const& form : c_forms)
+            begins[static_cast<unsigned char>(form.mark[0])] = true;
         return begins;
     }();
     while (from < bytes.size() && !c_begins[static_cast<unsigned char>(bytes[from])])
@@ -95,9 +70,9 @@ std::size_t findSignatureByte(std::string_view bytes, std::size_t from) {
 }
 
 std::optional<Compression> compressionOf(std::string_view bytes) {
-    for (auto const& [mark, compression] : c_signatures)
-        if (startsWith(bytes, mark) && isConfirmed(bytes, compression))
-            return compression;
+    for (Form const& form : c_forms)
+        if (startsWith(bytes, form.mark) && isConfirmed(bytes, form.compression))
+            return form.compression;
     return std::nullopt;
 }
 

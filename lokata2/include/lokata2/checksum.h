@@ -33,7 +33,8 @@ public:
     static ObjectPtr<IChecksumCalculator> create();
 
     /// Reads the whole file at every call, with constant memory. Null for a null name, a file that
-    /// cannot be opened or read to its end, `ctCrc32` and unknown types.
+    /// cannot be opened or read to its end, `ctCrc32` and unknown types. Raises
+    /// `std::runtime_error` where a policy of the machine forbids the algorithm.
     virtual ObjectPtr<IChecksum> calculateChecksum(char const* fileName, checksum_type_t type) = 0;
     /// Takes a text as it is, of any type; nothing is parsed. Null for a null value.
     virtual ObjectPtr<IChecksum> fromString(checksum_type_t type, char const* value) = 0;

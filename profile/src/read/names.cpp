@@ -1,6 +1,7 @@
 #include "read/names.h"
 
 #include <toolbelt2/hex.h>
+#include <unpack/packed_file.h>
 
 #include <algorithm>
 #include <array>
@@ -30,13 +31,7 @@ bool startsWithAny(std::string_view text, std::initializer_list<std::string_view
 }
 
 bool isModuleFile(std::string_view name) {
-    for (std::string_view const packed : {".gz", ".xz", ".zst"}) {
-        if (endsWith(name, packed)) {
-            name.remove_suffix(packed.size());
-            break;
-        }
-    }
-    return endsWith(name, ".ko");
+    return endsWith(unpack::withoutPackedEnding(name), ".ko");
 }
 
 /// Names that the kernel gives to memory without a file of its own: fs/proc/task_mmu.c,

@@ -1,6 +1,7 @@
 #include "resolve/archive_writer.h"
 
 #include "facts/foreign_file.h"
+#include "facts/md5.h"
 #include "read/reasons.h"
 #include "search/archived_copies.h"
 

@@ -101,8 +101,9 @@ SourceList sourcesOf(ProfileResolution const& resolution, ElfFactsCache& cache) 
     }
     for (ModuleResolution const& module : resolution.modules)
         for (std::uint32_t const index : module.module.source_files)
-            list.addName(resolution.profile.source_files.at(index), module,
-                         buildIdOf(module, cache));
+            if (index < resolution.profile.source_files.size())
+                list.addName(resolution.profile.source_files[index], module,
+                             buildIdOf(module, cache));
     return list;
 }
 
@@ -184,7 +185,7 @@ std::vector<Candidate> ProfileSearch::hints(Module const& module, std::string co
         return {};
     std::vector<Candidate> result = m_kernel.image();
     // Where the recording knew the image, its name is a path.
-    if (module.name.front() == '/' && isSafeName(module.name))
+    if (isSafeName(module.name) && module.name.front() == '/')
         result.insert(result.begin(), {module.name, Place::kernel_tree});
     return result;
 }

@@ -1,12 +1,12 @@
 #include "search/archive_names.h"
 
 #include "facts/foreign_file.h"
+#include "facts/md5.h"
 #include "read/reasons.h"
 #include "search/archived_copies.h"
 
 #include <lokata/profile/archive.h>
 
-#include <toolbelt2/digest.h>
 #include <toolbelt2/directory_entries.h>
 #include <toolbelt2/hex.h>
 #include <toolbelt2/path.h>
@@ -15,7 +15,6 @@
 
 #include <algorithm>
 #include <initializer_list>
-#include <stdexcept>
 #include <string_view>
 
 namespace lokata::profile {
@@ -30,18 +29,6 @@ constexpr std::string_view c_noteSuffix = ".json";
 constexpr int c_noteVersion = 1;
 /// A name of 4096 bytes, all of them escaped, with room to spare.
 constexpr std::uint64_t c_maxNote = 1U << 15;
-constexpr std::size_t c_md5Size = 16;
-
-/// Empty if a policy of the machine forbids MD5.
-std::string md5Of(std::string_view content) {
-    try {
-        toolbelt2::md5_t digest;
-        digest.update(content.data(), content.size());
-        return digest.get_digest_base16();
-    } catch (std::runtime_error const&) {
-        return {};
-    }
-}
 
 std::string below(std::string directory, std::initializer_list<std::string_view> parts) {
     for (std::string_view const part : parts)
@@ -55,11 +42,6 @@ std::string textOf(nlohmann::json const& object, char const* member) {
     return found != object.end() && found->is_string() ? found->get<std::string>() : "";
 }
 
-bool isMd5(std::string const& text) {
-    auto const bytes = toolbelt2::from_hex(text);
-    return bytes && bytes->size() == c_md5Size && toolbelt2::to_hex(*bytes) == text;
-}
-
 std::optional<std::string> readNote(std::string const& path, std::string_view fileName) {
     if (fileName.size() != 2 * c_md5Size + c_noteSuffix.size() ||
         fileName.substr(2 * c_md5Size) != c_noteSuffix)
@@ -67,7 +49,7 @@ std::optional<std::string> readNote(std::string const& path, std::string_view fi
     ForeignFile const file(path);
     std::string content;
     if (!file.error().empty() || file.size() > c_maxNote || !file.read(0, file.size(), content) ||
-        md5Of(content) != fileName.substr(0, 2 * c_md5Size))
+        textMd5(content) != fileName.substr(0, 2 * c_md5Size))
         return std::nullopt;
     return content;
 }
@@ -102,7 +84,7 @@ Note noteOf(RecordedName const& name, std::string const& file, std::string const
         note["profile"] = name.profile;
     std::string content = note.dump() + "\n";
     return {{std::string(c_namesDirectory), std::string(category), file},
-            md5Of(content) + std::string(c_noteSuffix),
+            textMd5(content) + std::string(c_noteSuffix),
             std::move(content)};
 }
 

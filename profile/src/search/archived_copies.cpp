@@ -1,15 +1,14 @@
 #include "search/archived_copies.h"
 
+#include "facts/md5.h"
 #include "read/reasons.h"
 
 #include <lokata/profile/archived_copy_validator.h>
 
-#include <lokata2/checksum.h>
 #include <lokata2/utils.h>
 
 #include <toolbelt2/hex.h>
 
-#include <stdexcept>
 #include <string_view>
 
 #include <sys/stat.h>
@@ -19,8 +18,6 @@ namespace lokata::profile {
 using namespace LK_2_13;
 
 namespace {
-
-constexpr std::size_t c_md5Size = 16;
 
 /// Takes the last component off `path`, with the slashes before it.
 std::string_view takeLast(std::string_view& path) {
@@ -33,16 +30,6 @@ std::string_view takeLast(std::string_view& path) {
 }
 
 } // namespace
-
-std::string contentMd5(std::string const& path) {
-    try {
-        ObjectPtr<IChecksum> const checksum =
-            IChecksumCalculator::create()->calculateChecksum(path.c_str(), ctMd5);
-        return checksum ? checksum->value() : "";
-    } catch (std::runtime_error const&) {
-        return {}; // A policy of the machine forbids the algorithm.
-    }
-}
 
 std::optional<CopyPath> parseCopyPath(std::string const& path) {
     std::string_view rest = path;

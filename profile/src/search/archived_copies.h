@@ -22,9 +22,6 @@ namespace lokata::profile {
 /// read to its end.
 using ContentDigests = FileMemo<std::string>;
 
-/// See `ContentDigests`. Never throws for what a file holds.
-std::string contentMd5(std::string const& path);
-
 /// The parts of the path of a copy.
 struct CopyPath {
     std::string directory; ///< The archive's directory for the category.

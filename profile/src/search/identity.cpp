@@ -1,6 +1,7 @@
 #include "search/identity.h"
 
 #include "facts/foreign_file.h"
+#include "facts/md5.h"
 #include "read/names.h"
 #include "read/reasons.h"
 
@@ -261,11 +262,8 @@ void SourceValidator::judge(std::string const& path, JudgedCandidate& candidate)
 }
 
 void SourceValidator::judgeByMd5(std::string const& path, JudgedCandidate& candidate) const {
-    ObjectPtr<IChecksum> const actual =
-        IChecksumCalculator::create()->calculateChecksum(path.c_str(), ctMd5);
     compare(candidate,
-            {IdentityKind::source_md5, toolbelt2::to_hex(*m_expected.md5),
-             actual ? actual->value() : ""},
+            {IdentityKind::source_md5, toolbelt2::to_hex(*m_expected.md5), contentMd5(path)},
             ReasonKey::source_md5_mismatch, ReasonKey::checksum_unread, path);
     // A source of another version can still be read beside the profile.
     if (candidate.result == vrInvalid)

@@ -2,9 +2,8 @@
 
 #include "facts/elf_facts.h"
 #include "facts/foreign_file.h"
+#include "facts/md5.h"
 #include "read/reasons.h"
-
-#include <lokata2/checksum.h>
 
 #include <optstore2/product_locations.h>
 
@@ -31,11 +30,10 @@ UnpackedKernel cacheEntry(std::string const& image) {
                 reasonText(ReasonKey::kernel_cache_missing, {locations.faultOfTempDirectory()})};
     if (std::string obstacle = obstacleToReading(image, c_maxImage); !obstacle.empty())
         return {"", std::move(obstacle)};
-    auto const checksum =
-        LK_2_13::IChecksumCalculator::create()->calculateChecksum(image.c_str(), LK_2_13::ctMd5);
-    if (!checksum)
+    std::string const checksum = contentMd5(image);
+    if (checksum.empty())
         return {"", reasonText(ReasonKey::kernel_image_unread)};
-    fs::path const directory = fs::path(root) / "vmlinux_cache" / checksum->value();
+    fs::path const directory = fs::path(root) / "vmlinux_cache" / checksum;
     std::error_code error;
     fs::create_directories(directory, error);
     if (error)

@@ -4,6 +4,7 @@
 
 #include <lokata2/search_types.h>
 #include <lokata2/utils.h>
+#include <unpack/packed_file.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -19,13 +20,11 @@ constexpr std::string_view c_suffix = ".ko";
 /// What tells a module from others: its name up to ".ko", in the spelling of /proc/modules. Empty
 /// for another file.
 std::string moduleKey(std::string const& fileName) {
-    std::size_t const end = fileName.rfind(c_suffix);
-    if (end == std::string::npos)
+    std::string key(unpack::withoutPackedEnding(fileName));
+    std::size_t const end = key.size() - std::min(key.size(), c_suffix.size());
+    if (key.compare(end, std::string::npos, c_suffix) != 0)
         return {};
-    std::string_view const packing = std::string_view(fileName).substr(end + c_suffix.size());
-    if (!packing.empty() && packing != ".gz" && packing != ".xz" && packing != ".zst")
-        return {};
-    std::string key = fileName.substr(0, end);
+    key.resize(end);
     std::replace(key.begin(), key.end(), '-', '_');
     return key;
 }

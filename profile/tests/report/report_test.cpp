@@ -159,7 +159,8 @@ TEST(Words, AreThoseOfTheSchemaAndTheDocuments) {
     EXPECT_EQ(allowed(definitions + "file/properties/step"), wordsOf(c_searchSteps, true));
     EXPECT_EQ(allowed(definitions + "file/properties/confidence"), wordsOf(c_confidences, true));
 
-    std::string const page = contentOf(DOCUMENTS "/json.md");
+    std::string const html = page({});
+    std::string const document = contentOf(DOCUMENTS "/json.md");
     // With the hyphens as troff wants them.
     std::string const manual = contentOf(DOCUMENTS "/man/lokata.1");
     auto const isIn = [](std::string const& text, std::string const& word) {
@@ -169,10 +170,13 @@ TEST(Words, AreThoseOfTheSchemaAndTheDocuments) {
          {wordsOf(c_identityKinds), wordsOf(c_moduleKinds), wordsOf(c_moduleStatuses),
           wordsOf(c_places), wordsOf(c_searchSteps), wordsOf(c_confidences), wordsOf(c_severities)})
         for (std::string const& word : words)
-            EXPECT_TRUE(isIn(page, "`" + word + "`")) << word;
+            EXPECT_TRUE(isIn(document, "`" + word + "`")) << word;
+    for (std::string const& word : wordsOf(c_moduleStatuses))
+        EXPECT_TRUE(isIn(html, "[data-status=\"" + word + "\"]") && isIn(html, '"' + word + "\", "))
+            << word << " has a colour and a place in the bar";
     formatWords.erase("null");
     for (std::string const& word : formatWords) {
-        EXPECT_TRUE(isIn(page, "`" + word + "`")) << word;
+        EXPECT_TRUE(isIn(document, "`" + word + "`")) << word;
         EXPECT_TRUE(isIn(manual, std::regex_replace(word, std::regex("-"), "\\-"))) << word;
     }
 }

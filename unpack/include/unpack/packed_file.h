@@ -16,6 +16,9 @@ namespace lokata::unpack {
 /// anything else. Only the first six bytes are looked at.
 std::optional<Compression> packingOf(std::string_view content);
 
+/// The name that a file has when it is not packed: "a.ko" of "a.ko.xz". Others stay as they are.
+std::string_view withoutPackedEnding(std::string_view fileName);
+
 /// What came out of a packed file, whole or up to what is wrong with it.
 struct Unpacked {
     std::string content;

@@ -33,7 +33,8 @@ using Progress = std::function<bool(std::size_t done, std::size_t total)>;
 ///
 /// One call at a time; different resolvers may work on different threads. Beside what `progress`,
 /// the callbacks of the environment and their validators throw, functions throw std::bad_alloc
-/// only.
+/// only, and std::runtime_error where a policy of the machine forbids the MD5 by which the kernel
+/// cache knows a packed kernel.
 class LOKATA_PROFILE_EXPORT Resolver {
 public:
     /// `environment` gives search directories, archives, callbacks and steps of every search; the

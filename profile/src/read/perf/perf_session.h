@@ -1,6 +1,6 @@
 #pragma once
 
-#include "read/perf_events.h"
+#include "read/perf/perf_events.h"
 #include "read/profile_builder.h"
 
 #include <cstdint>

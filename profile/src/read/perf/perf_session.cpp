@@ -1,4 +1,4 @@
-#include "read/perf_session.h"
+#include "read/perf/perf_session.h"
 
 #include "read/names.h"
 

@@ -1,7 +1,7 @@
 #include "read/byte_source.h"
 #include "read/cursor.h"
-#include "read/perf_events.h"
-#include "read/perf_session.h"
+#include "read/perf/perf_events.h"
+#include "read/perf/perf_session.h"
 #include "read/profile_builder.h"
 #include "read/readers.h"
 

@@ -1,4 +1,4 @@
-#include "read/perf_events.h"
+#include "read/perf/perf_events.h"
 
 #include <initializer_list>
 
