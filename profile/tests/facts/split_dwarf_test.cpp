@@ -1,0 +1,106 @@
+#include "facts/split_dwarf.h"
+
+#include "support/elf_builder.h"
+#include "temp_tree.h"
+
+#include <gmock/gmock.h>
+
+namespace lokata::profile::test {
+namespace {
+
+using namespace testing;
+using LK_2_13::test::contentOf;
+using LK_2_13::test::TempTree;
+
+constexpr std::uint64_t c_id = 0x1122334455667788;
+
+std::string counted(Bytes const& content) {
+    return Bytes().u32(content.size()).raw(content.content()).content();
+}
+
+/// A unit of DWARF 5: a skeleton is of type 4, what it was taken from of type 5.
+std::string unit(int type, std::uint64_t id, std::string_view name) {
+    Bytes content;
+    content.u16(5).u8(type).u8(8).u32(0).u64(id).u8(1).text(name).text("/build");
+    return counted(content);
+}
+
+/// And one of DWARF 4, as GNU extended it.
+std::string olderSkeleton(std::uint64_t id, std::string_view name) {
+    return counted(Bytes().u16(4).u32(0).u8(8).u8(2).text(name).text("lib").u64(id));
+}
+
+/// The tag, and names and forms in order; the file names dwo_name, comp_dir, GNU_dwo_id.
+std::string abbreviations() {
+    using namespace std::string_literals;
+    return "\1\x4a\0\x76\10\x1b\10\0\0"
+           "\2\x11\0\xb0\x42\10\x1b\10\xb1\x42\7\0\0\0"s;
+}
+
+std::string describe(SplitDwarf const& split) {
+    std::string text = split.error;
+    for (SplitUnit const& each : split.units)
+        text += each.directory + " " + each.name + " " + std::to_string(each.id) + "\n";
+    return text;
+}
+
+class SplitDwarfTest : public Test {
+protected:
+    std::string program(std::string const& name, std::uint16_t type = ET_DYN) {
+        return ElfBuilder(false, type)
+            .section(".debug_abbrev", abbreviations())
+            .section(".debug_info", unit(4, c_id, "a.dwo") + olderSkeleton(7, "/out/b.dwo"))
+            .write(m_tree.path(name));
+    }
+
+    std::string package(std::uint16_t version, bool bigEndian = false) {
+        Bytes index(bigEndian);
+        version == 5 ? index.u16(5).u16(0) : index.u32(version);
+        index.u32(0).u32(2).u32(4).u64(0).u64(c_id).u64(7).u64(0);
+        index.u32(0).u32(1).u32(2).u32(0);
+        return ElfBuilder(bigEndian, ET_REL)
+            .section(".debug_cu_index", index.content())
+            .section(".debug_info.dwo", "x")
+            .write(m_tree.path("package"));
+    }
+
+    TempTree m_tree;
+};
+
+TEST_F(SplitDwarfTest, NamesTheFilesThatSkeletonsWereLeftFor) {
+    SplitDwarf const split = readSplitDwarf(program("x"));
+    EXPECT_EQ(describe(split), "/build a.dwo " + std::to_string(c_id) + "\nlib /out/b.dwo 7\n");
+    EXPECT_EQ(describe(readSplitDwarf(program("x.o", ET_REL))),
+              "  " + std::to_string(c_id) + "\n  7\n");
+    EXPECT_NE(readSplitDwarf(m_tree.file("text", "no ELF")).error, "");
+}
+
+TEST_F(SplitDwarfTest, KnowsWhatAPackageAndADwoFileHold) {
+    for (std::uint16_t const version : {2, 5})
+        for (bool const bigEndian : {false, true}) {
+            SplitContents const contents = readSplitContents(package(version, bigEndian));
+            EXPECT_THAT(contents.ids, ElementsAre(7, c_id)) << version << contents.error;
+        }
+    EXPECT_THAT(readSplitContents(package(6)).ids, IsEmpty());
+    std::string const dwo = ElfBuilder(false, ET_REL)
+                                .section(".debug_abbrev.dwo", abbreviations())
+                                .section(".debug_info.dwo", unit(5, c_id, ""))
+                                .write(m_tree.path("a.dwo"));
+    SplitContents const contents = readSplitContents(dwo);
+    EXPECT_THAT(contents.ids, ElementsAre(c_id)) << contents.error;
+    EXPECT_NE(readSplitContents(m_tree.file("text", "no ELF")).error, "");
+}
+
+TEST_F(SplitDwarfTest, SurvivesDamage) {
+    for (std::string const& path : {program("x"), package(5)}) {
+        Damage damage(contentOf(path), 3);
+        for (int round = 0; round < 200; ++round) {
+            std::string const damaged = m_tree.file("damaged", damage());
+            EXPECT_LE(readSplitDwarf(damaged).units.size(), 2U);
+            EXPECT_LE(readSplitContents(damaged).ids.size(), 4U);
+        }
+    }
+}
+
+} // namespace
+} // namespace lokata::profile::test
