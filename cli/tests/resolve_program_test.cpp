@@ -127,6 +127,19 @@ TEST_F(ResolveProgram, ARebuiltNamesakeIsRejectedWithBothBuildIds) {
     EXPECT_EQ(outcome.err, "");
 }
 
+TEST_F(ResolveProgram, SymbolsThatLackAFileAreToldWithTheReason) {
+    ElfBuilder()
+        .buildId(bytes(m_app))
+        .debugInfo()
+        .altLink("none", bytes(m_lib))
+        .write(m_place.path("moved/deep/app"));
+    std::string const input = profile::toHex(bytes(m_app)) + " /gone/app\n";
+    Outcome const outcome = resolve({"-", "-d", moved()}, input);
+    EXPECT_EQ(outcome.status, 0) << "the binary is there";
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("partly"), Not(HasSubstr("in file")),
+                                   HasSubstr("The supplementary file that the symbols need")));
+}
+
 TEST_F(ResolveProgram, DamagedInputIsResolvedAsFarAsItCanBeRead) {
     std::string const whole = perf().file(false);
     Outcome const damaged = resolve({"-", "-d", moved()}, whole.substr(0, whole.size() - 100));

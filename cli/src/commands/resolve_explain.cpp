@@ -90,14 +90,24 @@ std::string candidatesText(FileResolution const& file, bool colour) {
     return text;
 }
 
-std::string fileText(char const* title, std::optional<FileResolution> const& file, bool colour) {
+std::string fileText(std::string const& title, std::optional<FileResolution> const& file,
+                     bool colour) {
     if (!file)
-        return std::string(title) + ": not looked for\n";
-    std::string text = std::string(title) + ": " + (file->found() ? "found" : "missing") +
-                       ", expected " + identityText(file->identity) + ", " +
-                       std::to_string(file->elapsed_us) + " us\n" + candidatesText(*file, colour);
+        return title + ": not looked for\n";
+    std::string text = title + ": " + (file->found() ? "found" : "missing") + ", expected " +
+                       identityText(file->identity) + ", " + std::to_string(file->elapsed_us) +
+                       " us\n" + candidatesText(*file, colour);
     if (!file->found())
         text += "  " + missingReason(*file) + "\n";
+    return text;
+}
+
+std::string splitText(SplitResolution const& split, bool colour) {
+    std::string text = "split DWARF: " + std::to_string(split.found_units) + " of " +
+                       std::to_string(split.units) + " units found\n" +
+                       fileText("package", split.package, colour);
+    for (SplitFile const& each : split.files)
+        text += fileText(displayName(each.name), each.file, colour);
     return text;
 }
 
@@ -115,6 +125,10 @@ std::string moduleText(ModuleResolution const& resolution, bool colour) {
     text += fileText("symbols", resolution.symbols, colour);
     if (resolution.supplementary)
         text += fileText("supplementary", resolution.supplementary, colour);
+    if (resolution.split_dwarf)
+        text += splitText(*resolution.split_dwarf, colour);
+    if (std::string const reason = symbolsReason(resolution); !reason.empty())
+        text += reason + "\n";
     return text;
 }
 

@@ -121,6 +121,8 @@ std::string proofOf(ModuleResolution const& module) {
 std::string symbolsOf(ModuleResolution const& module) {
     if (!module.symbols || !module.symbols->found())
         return "-";
+    if (!symbolsReason(module).empty())
+        return "partly";
     return module.symbols->path == module.binary->path ? "in file" : "found";
 }
 
@@ -217,8 +219,18 @@ std::string moduleTable(ProfileResolution const& resolution, TableStyle const& s
     std::uint64_t const samples = allSamples(resolution);
     std::vector<Row> found;
     std::string missing;
+    auto const addReason = [&](ModuleResolution const& module, std::string const& share,
+                               std::string const& word, TextStyle textStyle,
+                               std::string const& reason) {
+        missing += (hasSamples ? share + "  " : "") +
+                   painted(padded(word, 11), textStyle, style.colour) + "  " +
+                   displayName(module.module.name) + "\n" +
+                   wrapped(reason, hasSamples ? 22 : 13, style.width) + "\n";
+    };
     for (ModuleResolution const* const module : sortedModules(resolution)) {
         std::string share = percentage(module->module.samples, samples);
+        if (std::string const reason = symbolsReason(*module); !reason.empty())
+            addReason(*module, share, "symbols", TextStyle::yellow, reason);
         if (isFound(*module)) {
             found.push_back({std::move(share),
                              {bareName(module->module.name), displayName(module->binary->path),
@@ -229,10 +241,7 @@ std::string moduleTable(ProfileResolution const& resolution, TableStyle const& s
         std::string const status(wordOf(c_moduleStatuses, module->status));
         TextStyle const textStyle =
             module->status == ModuleStatus::missing ? TextStyle::red : TextStyle::yellow;
-        missing += (hasSamples ? share + "  " : "") +
-                   painted(padded(status, 11), textStyle, style.colour) + "  " +
-                   displayName(module->module.name) + "\n" +
-                   wrapped(statusReason(*module), hasSamples ? 22 : 13, style.width) + "\n";
+        addReason(*module, share, status, textStyle, statusReason(*module));
     }
     std::string text;
     if (!found.empty())

@@ -48,6 +48,8 @@ enum class ReasonKey {
     symbol_build_id_missing,         ///< That of the binary.
     supplementary_build_id_mismatch, ///< Found, the one that the symbol file names.
     supplementary_build_id_missing,  ///< The one that the symbol file names.
+    dwo_id_mismatch,                 ///< Found, that of the skeleton.
+    dwo_id_missing,                  ///< That of the skeleton.
     debug_link_mismatch,             ///< Found, that of the debug link.
     checksum_unread,                 ///< Recorded.
     architecture_mismatch,
@@ -70,6 +72,10 @@ enum class ReasonKey {
     guest_name,
     mount_namespace_name,
     foreign_name,
+    // What of the symbols is missing.
+    supplementary_missing,
+    split_units_missing, ///< How many, of how many, the name of the first file.
+    split_units_unread,  ///< Why.
     // Why a file was not archived: its path, then the archive or the place of the copy, then what
     // the system says.
     archive_directory,
@@ -115,6 +121,8 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::symbol_build_id_missing, "SymbolBuildIdMissing", 2},
     {ReasonKey::supplementary_build_id_mismatch, "SupplementaryBuildIdMismatch", 3},
     {ReasonKey::supplementary_build_id_missing, "SupplementaryBuildIdMissing", 2},
+    {ReasonKey::dwo_id_mismatch, "DwoIdMismatch", 3},
+    {ReasonKey::dwo_id_missing, "DwoIdMissing", 2},
     {ReasonKey::debug_link_mismatch, "DebugLinkMismatch", 3},
     {ReasonKey::checksum_unread, "ChecksumUnread", 2},
     {ReasonKey::architecture_mismatch, "ArchitectureMismatch", 1},
@@ -136,6 +144,9 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::guest_name, "GuestName", 0},
     {ReasonKey::mount_namespace_name, "MountNamespaceName", 0},
     {ReasonKey::foreign_name, "ForeignName", 0},
+    {ReasonKey::supplementary_missing, "SupplementaryMissing", 0},
+    {ReasonKey::split_units_missing, "SplitUnitsMissing", 3},
+    {ReasonKey::split_units_unread, "SplitUnitsUnread", 1},
     {ReasonKey::archive_directory, "ArchiveDirectory", 3},
     {ReasonKey::archive_unread, "ArchiveUnread", 1},
     {ReasonKey::archive_copy, "ArchiveCopy", 3},

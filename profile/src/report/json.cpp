@@ -75,6 +75,28 @@ ordered_json fileJson(std::optional<FileResolution> const& file) {
     return file ? fileJson(*file) : ordered_json();
 }
 
+template <class List, class Convert>
+ordered_json arrayOf(List const& list, Convert convert) {
+    auto array = ordered_json::array();
+    for (auto const& element : list)
+        array.push_back(convert(element));
+    return array;
+}
+
+ordered_json splitJson(std::optional<SplitResolution> const& split) {
+    if (!split)
+        return {};
+    ordered_json object{{"units", split->units}, {"found_units", split->found_units}};
+    object["package"] = fileJson(split->package);
+    object["files"] = arrayOf(split->files, [](SplitFile const& each) {
+        ordered_json file;
+        putBytes(file, "name", each.name);
+        file["file"] = fileJson(each.file);
+        return file;
+    });
+    return object;
+}
+
 ordered_json moduleJson(ModuleResolution const& resolution, bool hasSamples) {
     Module const& module = resolution.module;
     ordered_json object;
@@ -89,7 +111,9 @@ ordered_json moduleJson(ModuleResolution const& resolution, bool hasSamples) {
     object["reason"] = printable(statusReason(resolution));
     object["binary"] = fileJson(resolution.binary);
     object["symbols"] = fileJson(resolution.symbols);
+    object["symbols_reason"] = printable(symbolsReason(resolution));
     object["supplementary"] = fileJson(resolution.supplementary);
+    object["split_dwarf"] = splitJson(resolution.split_dwarf);
     return object;
 }
 
@@ -116,14 +140,6 @@ ordered_json sourceJson(SourceResolution const& source) {
     putBytes(object, "module", source.module);
     object["file"] = fileJson(source.file);
     return object;
-}
-
-template <class List, class Convert>
-ordered_json arrayOf(List const& list, Convert convert) {
-    auto array = ordered_json::array();
-    for (auto const& element : list)
-        array.push_back(convert(element));
-    return array;
 }
 
 } // namespace

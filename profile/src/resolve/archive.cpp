@@ -27,7 +27,7 @@ public:
         : m_directory(directory), m_profile(profile) {}
 
     /// `files` are the bare names that a search may ask for; a file with another name gets the
-    /// first.
+    /// first. `name` is empty for a file that is never accepted without proof: it needs no note.
     void add(FileResolution const& file, search_category_t category, std::string const& name,
              BuildId const& buildId, std::vector<std::string> const& files) {
         std::string const own = utils::getFileNameOnly(file.path.c_str());
@@ -72,6 +72,16 @@ bool isFound(std::optional<FileResolution> const& file) {
     return file && file->found();
 }
 
+void archiveSplit(SplitResolution const& split, std::string const& searchable,
+                  std::string const& symbols, Archiver& archiver) {
+    if (split.package.found())
+        archiver.add(split.package, scSymbolFiles, "", {},
+                     bareNames({packageFileNames(searchable, symbols).front()}));
+    for (SplitFile const& each : split.files)
+        if (each.file.found())
+            archiver.add(each.file, scSymbolFiles, "", {}, bareNames({searchableName(each.name)}));
+}
+
 void archiveModule(ModuleResolution const& module, Archiver& archiver) {
     std::string const name = searchedName(module.module);
     std::string const searchable = searchableName(name);
@@ -91,6 +101,8 @@ void archiveModule(ModuleResolution const& module, Archiver& archiver) {
     if (isFound(module.supplementary) && symbols->alt_link)
         archiver.add(*module.supplementary, scSymbolFiles, symbols->alt_link->name,
                      symbols->alt_link->build_id, {supplementaryFileName(*symbols->alt_link)});
+    if (module.split_dwarf)
+        archiveSplit(*module.split_dwarf, searchable, module.symbols->path, archiver);
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "search/kernel_places.h"
 #include "search/module_search.h"
 #include "search/path_mapping.h"
+#include "search/split_search.h"
 
 #include <chrono>
 #include <map>
@@ -169,7 +170,9 @@ private:
     std::optional<DebugLink> debugLinkOf(FileResolution const& binary);
     static void judge(ModuleResolution& module);
     void findSymbols(ModuleResolution& module, std::vector<Candidate> const& hinted);
-    void findSupplementary(ModuleResolution& module);
+    void tryLearnedSymbols(ModuleResolution& module);
+    void completeSymbols(ModuleResolution& module);
+    static SplitOwner splitOwnerOf(ModuleResolution const& module);
 
     std::uint32_t m_process = 0; ///< Of a recording of a running one.
     SearchSupport& m_support;
@@ -252,12 +255,19 @@ void ProfileSearch::findSymbols(ModuleResolution& module, std::vector<Candidate>
         return;
     module.symbols =
         m_search.findSymbols(searchedName(module.module), binary.path, buildId, hinted);
-    findSupplementary(module);
+    completeSymbols(module);
 }
 
-void ProfileSearch::findSupplementary(ModuleResolution& module) {
-    if (module.symbols->found())
-        module.supplementary = m_search.findSupplementary(module.symbols->path);
+SplitOwner ProfileSearch::splitOwnerOf(ModuleResolution const& module) {
+    return {searchedName(module.module), module.binary->path, module.symbols->path};
+}
+
+/// Looks for what the symbols leave in other files.
+void ProfileSearch::completeSymbols(ModuleResolution& module) {
+    if (!module.symbols->found())
+        return;
+    module.supplementary = m_search.findSupplementary(module.symbols->path);
+    module.split_dwarf = findSplitDwarf(m_search, m_support, splitOwnerOf(module));
 }
 
 std::optional<DebugLink> ProfileSearch::debugLinkOf(FileResolution const& binary) {
@@ -274,6 +284,10 @@ void ProfileSearch::learn(ModuleResolution const& module) {
         for (std::string const& recorded :
              m_support.places.recordedSymbolPaths(name, debugLinkOf(*module.binary)))
             m_learned.learn(recorded, module.symbols->path);
+    if (module.split_dwarf)
+        for (SplitFile const& split : module.split_dwarf->files)
+            if (teaches(split.file))
+                m_learned.learn(searchableName(split.name), split.file.path);
 }
 
 void ProfileSearch::tryLearned(ModuleResolution& module) {
@@ -290,15 +304,25 @@ void ProfileSearch::tryLearned(ModuleResolution& module) {
         if (module.binary->found())
             findSymbols(module, {});
     }
-    if (!module.symbols || module.symbols->found())
-        return;
+    if (module.symbols && !module.symbols->found())
+        tryLearnedSymbols(module);
+    if (module.split_dwarf)
+        trySplitDwarf(
+            m_search, m_support, splitOwnerOf(module),
+            [&](std::string const& each) { return asCandidates(m_learned.candidates(each)); },
+            *module.split_dwarf);
+}
+
+void ProfileSearch::tryLearnedSymbols(ModuleResolution& module) {
+    std::string const name = searchedName(module.module);
     std::vector<std::string> paths;
     for (std::string const& recorded :
-         m_support.places.recordedSymbolPaths(searched, debugLinkOf(*module.binary)))
+         m_support.places.recordedSymbolPaths(searchableName(name), debugLinkOf(*module.binary)))
         for (std::string& path : m_learned.candidates(recorded))
             paths.push_back(std::move(path));
-    m_search.trySymbols(name, module.binary->path, buildId, asCandidates(paths), *module.symbols);
-    findSupplementary(module);
+    m_search.trySymbols(name, module.binary->path, expectedBuildId(module), asCandidates(paths),
+                        *module.symbols);
+    completeSymbols(module);
 }
 
 void ProfileSearch::learn(SourceResolution const& source) {

@@ -74,6 +74,39 @@ std::string missingReason(FileResolution const& file) {
     return displayName(named ? rejection->message : rejection->path + ": " + rejection->message);
 }
 
+namespace {
+
+std::string splitReason(SplitResolution const& split) {
+    if (split.found_units == split.units)
+        return {};
+    auto const first = std::find_if(split.files.begin(), split.files.end(),
+                                    [](SplitFile const& each) { return !each.file.found(); });
+    bool const isNamed = first != split.files.end();
+    return reasonText(ReasonKey::split_units_missing,
+                      {std::to_string(split.units - split.found_units), std::to_string(split.units),
+                       isNamed ? displayName(first->name) : "?"}) +
+           " " + (isNamed ? missingReason(first->file) : reasonText(ReasonKey::unsafe_name));
+}
+
+} // namespace
+
+std::string symbolsReason(ModuleResolution const& module) {
+    std::string text;
+    auto const add = [&](std::string const& sentence) {
+        text += (text.empty() || sentence.empty() ? "" : " ") + sentence;
+    };
+    if (module.supplementary && !module.supplementary->found())
+        add(reasonText(ReasonKey::supplementary_missing) + " " +
+            missingReason(*module.supplementary));
+    if (module.split_dwarf) {
+        add(splitReason(*module.split_dwarf));
+        if (!module.split_dwarf->error.empty())
+            add(reasonText(ReasonKey::split_units_unread,
+                           {displayName(module.split_dwarf->error)}));
+    }
+    return text;
+}
+
 std::string statusReason(ModuleResolution const& module) {
     switch (module.status) {
     case ModuleStatus::resolved:

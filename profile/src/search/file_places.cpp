@@ -208,6 +208,43 @@ std::vector<Candidate> FilePlaces::supplementary(std::string const& symbolPath,
     return result;
 }
 
+/// As gdb does: beside the file, by its own name and by that with links resolved, then by its bare
+/// name in the debug directories. For x.debug lldb takes x.dwp, too.
+std::vector<Candidate> FilePlaces::package(std::string const& name, std::string const& binaryPath,
+                                           std::string const& symbolPath) const {
+    constexpr std::string_view c_debug = ".debug";
+    std::vector<std::string> paths;
+    auto const addOnce = [&](std::string path) {
+        if (std::find(paths.begin(), paths.end(), path) == paths.end())
+            paths.push_back(std::move(path));
+    };
+    for (std::string const* const path : {&symbolPath, &binaryPath})
+        if (!path->empty())
+            for (std::string const& each : {*path, realPath(*path)})
+                addOnce(each + ".dwp");
+    std::size_t const stem = symbolPath.size() - std::min(symbolPath.size(), c_debug.size());
+    if (symbolPath.substr(stem) == c_debug)
+        addOnce(symbolPath.substr(0, stem) + ".dwp");
+    for (std::string const& dir : m_options.debug_dirs)
+        for (std::string const& each : packageFileNames(name, symbolPath))
+            addOnce(join_path(dir, getFileNameOnly(each.c_str())));
+    std::vector<Candidate> result;
+    for (std::string const& path : paths)
+        add(path, Place::split_dwarf, result);
+    addRenamed(name + ".dwp", result);
+    return result;
+}
+
+std::vector<Candidate> FilePlaces::splitUnit(std::string const& name,
+                                             std::string const& fullName) const {
+    std::vector<Candidate> result;
+    addRenamed(fullName, result);
+    if (isSafeName(name) && name.front() != '/')
+        for (std::string const& dir : m_options.debug_dirs)
+            add(join_path(dir, name), Place::split_dwarf, result);
+    return result;
+}
+
 std::vector<Candidate> FilePlaces::source(std::string const& name) const {
     std::vector<Candidate> result;
     addRenamed(name, result);
@@ -249,6 +286,16 @@ std::vector<std::string> bareNames(std::vector<std::string> names) {
 
 std::string askedName(std::string const& searchable, BuildId const& buildId) {
     return searchable.empty() ? toHex(buildId) : searchable;
+}
+
+std::vector<std::string> packageFileNames(std::string const& name, std::string const& symbolPath) {
+    std::vector<std::string> result;
+    if (std::string const searchable = searchableName(name); !searchable.empty())
+        result.push_back(searchable + ".dwp");
+    std::string const beside = getFileNameOnly(symbolPath.c_str()) + std::string(".dwp");
+    if (result.empty() || getFileNameOnly(result.front().c_str()) != beside)
+        result.push_back(beside);
+    return result;
 }
 
 std::string searchableName(std::string const& name) {

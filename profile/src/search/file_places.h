@@ -41,6 +41,12 @@ public:
     /// The cache of perf.
     std::vector<Candidate> storedSymbols(std::string const& name, BuildId const& buildId) const;
     std::vector<Candidate> supplementary(std::string const& symbolPath, AltLink const& link) const;
+    /// A package of split DWARF (.dwp). `binaryPath` is empty if the binary was not found.
+    std::vector<Candidate> package(std::string const& name, std::string const& binaryPath,
+                                   std::string const& symbolPath) const;
+    /// A .dwo file: `name` as the symbols have it, `fullName` with the directory of the
+    /// compilation.
+    std::vector<Candidate> splitUnit(std::string const& name, std::string const& fullName) const;
     std::vector<Candidate> source(std::string const& name) const;
 
 private:
@@ -73,6 +79,9 @@ std::vector<std::string> bareNames(std::vector<std::string> names);
 /// What a search asks for. Without a name that may be used, the places of the build-id are still
 /// worth a look.
 std::string askedName(std::string const& searchable, BuildId const& buildId);
+
+/// The names under which a search of the library may meet a package of split DWARF.
+std::vector<std::string> packageFileNames(std::string const& name, std::string const& symbolPath);
 
 /// The recorded name in the form in which a search may use it: normalised, without leading ".."
 /// steps. Empty if nothing of it is safe to use.

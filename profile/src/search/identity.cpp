@@ -14,8 +14,10 @@
 #include <toolbelt2/hex.h>
 
 #include <algorithm>
+#include <array>
 #include <cinttypes>
 #include <cstdio>
+#include <iterator>
 
 #include <sys/stat.h>
 
@@ -200,6 +202,56 @@ void SupplementaryValidator::judge(std::string const& path, JudgedCandidate& can
     compare(candidate, {IdentityKind::build_id, toHex(m_expected), toHex(facts->build_id)},
             ReasonKey::supplementary_build_id_mismatch, ReasonKey::supplementary_build_id_missing,
             path);
+}
+
+namespace {
+
+std::string dwoIdText(std::vector<std::uint64_t> const& ids) {
+    if (ids.empty())
+        return {};
+    std::array<char, 17> text{};
+    std::snprintf(text.data(), text.size(), "%016" PRIx64, ids.front());
+    return text.data() + (ids.size() == 1 ? "" : " +" + std::to_string(ids.size() - 1));
+}
+
+} // namespace
+
+std::shared_ptr<SplitContents const> splitContents(SplitContentsCache& cache,
+                                                   std::string const& path) {
+    return cache.get(
+        path,
+        [](std::string const& each) {
+            return std::make_shared<SplitContents const>(readSplitContents(each));
+        });
+}
+
+SplitValidator::SplitValidator(SplitContentsCache& cache, std::vector<std::uint64_t> expected,
+                               bool isPackage)
+    : m_cache(cache), m_expected(std::move(expected)), m_isPackage(isPackage) {
+    std::sort(m_expected.begin(), m_expected.end());
+    m_expected.erase(std::unique(m_expected.begin(), m_expected.end()), m_expected.end());
+}
+
+Identity SplitValidator::expected() const {
+    return {IdentityKind::dwo_id, dwoIdText(m_expected), ""};
+}
+
+void SplitValidator::judge(std::string const& path, JudgedCandidate& candidate) {
+    auto const contents = splitContents(m_cache, path);
+    if (contents->ids.empty() && !contents->error.empty())
+        return rejectUnusable(candidate, path, contents->error);
+    std::vector<std::uint64_t> held;
+    std::set_intersection(m_expected.begin(), m_expected.end(), contents->ids.begin(),
+                          contents->ids.end(), std::back_inserter(held));
+    Identity identity = expected();
+    if (m_isPackage ? held.empty() : held.size() < m_expected.size()) {
+        identity.actual = dwoIdText(contents->ids);
+        return compare(candidate, std::move(identity), ReasonKey::dwo_id_mismatch,
+                       ReasonKey::dwo_id_missing, path);
+    }
+    identity.actual = dwoIdText(held);
+    candidate.identity = std::move(identity);
+    candidate.result = vrValid;
 }
 
 namespace {

@@ -8,6 +8,7 @@
 
 #include "facts/elf_facts.h"
 #include "facts/source_files.h"
+#include "facts/split_dwarf.h"
 #include "search/archived_copies.h"
 #include "search/live_file.h"
 
@@ -98,6 +99,28 @@ private:
 
     ElfFactsCache& m_cache;
     BuildId m_expected;
+};
+
+/// What a file holds; `cache` remembers it.
+std::shared_ptr<SplitContents const> splitContents(SplitContentsCache& cache,
+                                                   std::string const& path);
+
+/// Files with split DWARF, by the dwo_id of their units. A .dwo file holds all units that are
+/// expected of it. A package holds some of them: it may come from a build before, of which
+/// debuggers still use what has not changed.
+class SplitValidator final : public IdentityValidator {
+public:
+    SplitValidator(SplitContentsCache& cache, std::vector<std::uint64_t> expected, bool isPackage);
+
+    /// What is expected, with nothing to compare.
+    Identity expected() const;
+
+private:
+    void judge(std::string const& path, JudgedCandidate& candidate) override;
+
+    SplitContentsCache& m_cache;
+    std::vector<std::uint64_t> m_expected; ///< Ascending; none twice.
+    bool m_isPackage;
 };
 
 /// Source files: by the MD5 that the compiler wrote, else by time and size, else undecided.

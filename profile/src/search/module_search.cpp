@@ -366,15 +366,40 @@ std::optional<FileResolution> ModuleSearch::findSupplementary(std::string const&
         return std::nullopt;
     AltLink const& link = *facts->alt_link;
     SupplementaryValidator validator(m_support.elf, link.build_id);
-    std::string const checksum = toHex(link.build_id);
-    std::string const asked = supplementaryFileName(link);
+    return findPart({supplementaryFileName(link)}, symbolPath,
+                    m_support.places.supplementary(symbolPath, link),
+                    expectedBuildId(link.build_id), validator);
+}
+
+FileResolution ModuleSearch::findPart(std::vector<std::string> const& names,
+                                      std::string const& owner, std::vector<Candidate> candidates,
+                                      Identity expected, IdentityValidator& validator) {
     FileResolution result;
-    result.identity = expectedBuildId(link.build_id);
-    run(result, m_support.places.supplementary(symbolPath, link), validator, [&] {
-        return m_search->findSymFile(asked.c_str(), symbolPath.c_str(), checksum.c_str(),
-                                     &validator, nullptr, nullptr);
-    });
+    result.identity = std::move(expected);
+    for (std::string const& name : names) {
+        run(result, std::exchange(candidates, {}), validator, [&] {
+            return m_search->findSymFile(name.c_str(), owner.c_str(),
+                                         textOrNull(result.identity.expected), &validator, nullptr,
+                                         nullptr);
+        });
+        if (result.found())
+            break;
+    }
     return result;
+}
+
+void ModuleSearch::tryPart(std::string const& name, std::string const& owner,
+                           std::vector<Candidate> candidates, IdentityValidator& validator,
+                           FileResolution& result) {
+    candidates = unjudged(std::move(candidates), result);
+    if (candidates.empty())
+        return;
+    auto const find = [&] {
+        return m_search->findSymFile(name.c_str(), owner.c_str(),
+                                     textOrNull(result.identity.expected), &validator, nullptr,
+                                     nullptr);
+    };
+    run(result, std::move(candidates), validator, find, false);
 }
 
 FileResolution ModuleSearch::findSource(SourceFile const& source, std::string const& binaryPath,

@@ -23,6 +23,7 @@ struct SearchSupport {
     explicit SearchSupport(PlaceOptions options) : places(std::move(options)) {}
 
     ElfFactsCache elf;
+    SplitContentsCache split;
     ContentDigests digests;
     FilePlaces places;
     DirectoryIndex directories;
@@ -64,6 +65,12 @@ public:
                                BuildId const& buildId, std::vector<Candidate> const& hints = {});
     /// Empty for a symbol file that names no supplementary file.
     std::optional<FileResolution> findSupplementary(std::string const& symbolPath);
+    /// A file that symbols are incomplete without, looked for as symbol files are. `owner` is the
+    /// file that it belongs to, `names` are tried in turn, `expected` is what the validator
+    /// compares.
+    FileResolution findPart(std::vector<std::string> const& names, std::string const& owner,
+                            std::vector<Candidate> candidates, Identity expected,
+                            IdentityValidator& validator);
     /// `module` is the build-id of the module that names the source; empty if it has none.
     FileResolution findSource(SourceFile const& source, std::string const& binaryPath,
                               BuildId const& module = {});
@@ -75,6 +82,9 @@ public:
                    LiveFile const* live = nullptr);
     void trySymbols(std::string const& name, std::string const& binaryPath, BuildId const& buildId,
                     std::vector<Candidate> candidates, FileResolution& result);
+    void tryPart(std::string const& name, std::string const& owner,
+                 std::vector<Candidate> candidates, IdentityValidator& validator,
+                 FileResolution& result);
     void trySource(SourceFile const& source, std::string const& binaryPath,
                    std::vector<Candidate> candidates, FileResolution& result);
 

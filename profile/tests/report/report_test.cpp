@@ -88,6 +88,8 @@ ProfileResolution everything() {
     all.modules[0].binary = all.modules[0].supplementary = found(c_hostile);
     all.modules[0].symbols =
         refused({candidate(c_hostile, c_hostile, {IdentityKind::none, c_hostile, c_hostile})});
+    all.modules[0].split_dwarf =
+        SplitResolution{3, 1, found(c_hostile), {{c_hostile, {1, 2}, refused({})}}, c_hostile};
     all.modules[1].binary = found("/usr/lib/a.so");
     all.modules[1].binary->confidence = cfPolicyLow;
     all.modules[2].binary = FileResolution{};
@@ -234,6 +236,25 @@ TEST(Reasons, AnotherIdentityTellsMoreThanAFileThatIsNotThere) {
     EXPECT_EQ(missingReason(refused({absent})), "\"/a\" does not exist.");
     EXPECT_EQ(mostTellingRejection(refused({})), nullptr);
     EXPECT_EQ(missingReason(found("/c")), "");
+}
+
+TEST(Reasons, SymbolsThatLackPartOfThemselvesAreNotFoundWithoutAWord) {
+    ModuleResolution whole = module("/m", ModuleStatus::resolved, 1);
+    whole.symbols = whole.supplementary = found("/m.debug");
+    whole.split_dwarf = SplitResolution{2, 2, found("/m.dwp"), {}, ""};
+    EXPECT_EQ(symbolsReason(whole), "");
+    ModuleResolution part = whole;
+    part.supplementary = refused({candidate("/c", "rebuilt")});
+    EXPECT_THAT(symbolsReason(part),
+                HasSubstr("supplementary file that the symbols need was not found. /c: rebuilt"));
+    part = whole;
+    part.split_dwarf->found_units = 1;
+    part.split_dwarf->files = {{"/\x1b.dwo", {1}, refused({})}};
+    EXPECT_THAT(symbolsReason(part),
+                AllOf(HasSubstr("1 of 2 units"), HasSubstr("\"/\\x1b.dwo\". No")));
+    part = whole;
+    part.split_dwarf->error = "cut";
+    EXPECT_THAT(symbolsReason(part), HasSubstr("cannot be told: cut."));
 }
 
 TEST(HtmlReport, HoldsTheDocumentsUnchangedWhateverTheyName) {

@@ -48,14 +48,6 @@ protected:
         profile.modules = std::move(modules);
         return resolve(std::move(profile));
     }
-    void searchOnlyIn(std::string const& archive) {
-        auto const archives = IEditableSearchDirContainer::create();
-        for (auto const& [category, word] : c_archiveCategories)
-            archives->addDirectory(category, (archive + "/" + std::string(word)).c_str(), true,
-                                   false);
-        m_environment->setArchiveDirs(ObjectPtr<ISearchDirContainer>(archives));
-        m_environment->setSearchDirs(nullptr);
-    }
     ModuleResolution resolveOne(Module single) {
         return resolve(std::vector<Module>{std::move(single)}).modules.at(0);
     }

@@ -88,6 +88,18 @@ TEST_F(FilePlacesTest, ARelativeSupplementaryLinkStartsAtTheRealSymbolFile) {
                 ElementsAre(m_tree.path("bin/../.dwz/s")));
 }
 
+TEST_F(FilePlacesTest, SplitDwarfLiesWhereDebuggersLook) {
+    EXPECT_THAT(paths(places().package("/bin/ls", "/none/ls", "/s/ls.debug")),
+                ElementsAre("/s/ls.debug.dwp", "/none/ls.dwp", "/s/ls.dwp", "/d/ls.dwp",
+                            "/d/ls.debug.dwp"));
+    EXPECT_THAT(paths(places().splitUnit("obj/a.dwo", "/b/obj/a.dwo")),
+                ElementsAre("/d/obj/a.dwo"));
+    EXPECT_THAT(paths(places().splitUnit("../a.dwo", "/b/a.dwo")), IsEmpty());
+    m_options.sysroot = "/root";
+    EXPECT_THAT(paths(places().splitUnit("/b/a.dwo", "/b/a.dwo")), ElementsAre("/root/b/a.dwo"));
+    EXPECT_THAT(paths(places().package("/bin/ls", "", "/s/x")), Contains("/root/bin/ls.dwp"));
+}
+
 TEST_F(FilePlacesTest, OptionsAreReadFromTheirTexts) {
     addDebugDirs(m_options.debug_dirs, "/a::/b:");
     EXPECT_THAT(m_options.debug_dirs, ElementsAre("/d", "/a", "/b"));

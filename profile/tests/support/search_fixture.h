@@ -5,6 +5,8 @@
 #include "search/file_places.h"
 #include "temp_tree.h"
 
+#include <lokata/profile/archive.h>
+
 #include <gtest/gtest.h>
 
 #include <lokata2/lokata2.h>
@@ -24,6 +26,14 @@ protected:
 
     void searchIn(char const* directory, bool recursive = true) {
         m_dirs->addDirectory(LK_2_13::scAllFiles, m_tree.dir(directory).c_str(), recursive, false);
+    }
+    void searchOnlyIn(std::string const& archive) {
+        auto const archives = LK_2_13::IEditableSearchDirContainer::create();
+        for (auto const& [category, word] : c_archiveCategories)
+            archives->addDirectory(category, (archive + "/" + std::string(word)).c_str(), true,
+                                   false);
+        m_environment->setArchiveDirs(LK_2_13::ObjectPtr<LK_2_13::ISearchDirContainer>(archives));
+        m_environment->setSearchDirs(nullptr);
     }
     LK_2_13::ObjectPtr<LK_2_13::ISearchEnv> environment() const { return m_environment; }
 

@@ -55,9 +55,9 @@ struct ArchiveOutcome {
 };
 
 /// Copies every file found into the archive below `directory`, which is made if it is missing. Each
-/// goes to its category, supplementary files to the symbols, under the name by which a search with
-/// that archive alone looks for it, and with a note of its recorded name. Symbols that stand in the
-/// binary itself need no copy.
+/// goes to its category, supplementary files and those with split DWARF to the symbols, under the
+/// name by which a search with that archive alone looks for it, and with a note of its recorded
+/// name. Symbols that stand in the binary itself need no copy.
 LOKATA_PROFILE_EXPORT ArchiveOutcome archiveFiles(ProfileResolution const& resolution,
                                                   std::string const& directory);
 

@@ -23,6 +23,7 @@ enum class Place {
     binary_itself,   ///< The symbols stand in the binary.
     debug_link,      ///< Where .gnu_debuglink leads.
     alt_link,        ///< Where .gnu_debugaltlink leads.
+    split_dwarf,     ///< Where debuggers look for .dwo files and packages of them.
     kernel_tree,     ///< Where a system keeps its kernel and the modules of it.
     live_process,    ///< Where a running process has the file that it mapped.
     archive_name,    ///< An archive that knows for which recorded name it holds a copy.
@@ -39,6 +40,7 @@ constexpr Word<Place> c_places[]{
     {Place::binary_itself, "binary-itself"},
     {Place::debug_link, "debug-link"},
     {Place::alt_link, "alt-link"},
+    {Place::split_dwarf, "split-dwarf"},
     {Place::kernel_tree, "kernel-tree"},
     {Place::live_process, "live-process"},
     {Place::archive_name, "archive-name"},

@@ -48,6 +48,8 @@ enum class IdentityKind {
     source_md5,       ///< Hexadecimal digits; of a source, or of a damaged copy in an archive.
     time_and_size,    ///< "SECONDS s, SIZE bytes", a part that is not recorded left out.
     device_and_inode, ///< "MAJOR:MINOR INODE" as /proc/PID/maps has them.
+    /// Sixteen hexadecimal digits; of several the smallest, and " +N" for N others.
+    dwo_id,
 };
 
 constexpr Word<IdentityKind> c_identityKinds[]{
@@ -58,6 +60,7 @@ constexpr Word<IdentityKind> c_identityKinds[]{
     {IdentityKind::source_md5, "md5"},
     {IdentityKind::time_and_size, "time-and-size"},
     {IdentityKind::device_and_inode, "device-and-inode"},
+    {IdentityKind::dwo_id, "dwo-id"},
 };
 
 /// What was compared. `actual` is empty for a file that carries no such value.
@@ -96,6 +99,25 @@ struct FileResolution {
     bool found() const { return !path.empty(); }
 };
 
+/// A file that holds split DWARF.
+struct SplitFile {
+    std::string name; ///< As the symbols name it, below the directory of the compilation.
+    std::vector<std::uint64_t> dwo_ids{}; ///< Of the units that it is to hold.
+    FileResolution file{};
+};
+
+/// Split DWARF: units of debug information that the symbols of a module leave in other files.
+struct SplitResolution {
+    std::uint64_t units = 0;
+    /// Those that a file holds which was found, proven by their dwo_id.
+    std::uint64_t found_units = 0;
+    /// Of the .dwo files (.dwp). One that was found holds some of the units, or all.
+    FileResolution package;
+    /// The .dwo files of units that are in no package; by name, one entry a name.
+    std::vector<SplitFile> files;
+    std::string error; ///< Why not all units could be told, for a person.
+};
+
 enum class ModuleStatus {
     resolved,    ///< The binary was found and its identity is proven.
     unproven,    ///< The binary was found, but nothing recorded could prove it.
@@ -116,6 +138,7 @@ struct ModuleResolution {
     std::optional<FileResolution> binary;        ///< Empty if none was looked for.
     std::optional<FileResolution> symbols;       ///< Empty if none was looked for.
     std::optional<FileResolution> supplementary; ///< Empty if the symbol file names none.
+    std::optional<SplitResolution> split_dwarf;  ///< Empty if the symbols are not split.
 };
 
 /// A source file that a resolved module names.
@@ -156,6 +179,10 @@ LOKATA_PROFILE_EXPORT JudgedCandidate const* mostTellingRejection(FileResolution
 
 /// Why a file was not found, for a person and printable; empty if it was.
 LOKATA_PROFILE_EXPORT std::string missingReason(FileResolution const& file);
+
+/// What of the debug information is missing though symbols were found, for a person and printable;
+/// empty if nothing is.
+LOKATA_PROFILE_EXPORT std::string symbolsReason(ModuleResolution const& module);
 
 /// Why a module is not resolved, for a person and printable; empty if it is.
 LOKATA_PROFILE_EXPORT std::string statusReason(ModuleResolution const& module);

@@ -71,6 +71,11 @@
     return file.confidence === "cfValidated" ? state("resolved", "Proven") : state("unproven");
   }
 
+  function symbolsState(module) {
+    if (!module.symbols) return "";
+    return module.symbols_reason ? state("unproven", "Incomplete") : fileState(module.symbols);
+  }
+
   function facts(pairs) {
     const list = make("dl", { class: "facts" });
     for (const [term, text, look] of pairs) {
@@ -119,12 +124,19 @@
   function details(module) {
     const cards = Object.entries(roles).filter(([role]) => module[role])
       .map(([role, title]) => fileCard(title, module[role]));
+    const split = module.split_dwarf;
+    if (split) {
+      cards.push(fileCard("Package of split DWARF", split.package),
+        ...split.files.map(({ name, file }) => fileCard(splitPath(name)[1], file)));
+    }
     return [
       facts([
         ["Recorded as", module.name, "path"],
         ["Build-id", module.build_id || "none recorded", module.build_id ? "mono" : "dim"],
         ["Kind", readable(module.kind)],
         ["Why", module.binary ? null : module.reason],
+        ["Symbols", module.symbols_reason],
+        ["Split DWARF", split && `${count(split.found_units)} of ${plural(split.units, "unit")} found`],
         ["Samples", module.samples === null ? null : `${count(module.samples)}, and ${count(module.caller_samples)} as a caller`],
         ["Process", module.pid],
         ["Mount namespace", module.mount_namespace],
@@ -139,7 +151,7 @@
     { key: "status", title: "Status", value: (entry) => rank.indexOf(entry.module.status) },
     { key: "file", title: "File found, or why not", value: (entry) => entry.fileText },
     { key: "proof", title: "Proof", value: (entry) => proof(entry.module.binary) },
-    { key: "symbols", title: "Symbols", value: (entry) => (entry.module.symbols ? (entry.module.symbols.path ? 1 : 0) : 2) },
+    { key: "symbols", title: "Symbols", value: (entry) => (!entry.module.symbols ? 3 : !entry.module.symbols.path ? 0 : entry.module.symbols_reason ? 1 : 2) },
   ];
 
   let entries = [];
@@ -186,7 +198,7 @@
       cell("status", null, state(module.status)),
       fileCell(module),
       proofCell(module),
-      cell("symbols", null, module.symbols ? fileState(module.symbols) : ""));
+      cell("symbols", { title: module.symbols_reason }, symbolsState(module)));
   }
 
   function toggle(entry, open) {
