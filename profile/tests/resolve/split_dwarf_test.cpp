@@ -21,7 +21,6 @@ protected:
     SplitDwarfOfAModule() {
         m_tree.file("build/a.cpp", "int b(int); int main(int count, char**) { return b(count); }");
         writeSecond("int b(int x) { return x; }");
-        m_environment->setSearchDirs(nullptr);
     }
 
     void writeSecond(char const* content) { m_tree.file("build/b.cpp", content); }
@@ -84,6 +83,20 @@ TEST_F(SplitDwarfOfAModule, IsFoundByItsIdsAndToldWhereItIsMissing) {
         EXPECT_EQ(m_last.modules[0].split_dwarf->files[1].file.place, Place::substitute_path);
         m_options.substitutions.clear();
     }
+}
+
+TEST_F(SplitDwarfOfAModule, IsFoundWhereItsNeighboursTeach) {
+    for (char const* const unit : {"a", "b"})
+        ASSERT_TRUE(run(std::string("mkdir of_") + unit + " && " + COMPILER +
+                        " -g -gsplit-dwarf -c " + unit + ".cpp -o of_" + unit + "/x.o"));
+    ASSERT_TRUE(run(COMPILER + std::string(" of_a/x.o of_b/x.o -o app")));
+    m_tree.dir("moved");
+    for (char const* const directory : {"of_a", "of_b"})
+        fs::rename(m_tree.path(std::string("build/") + directory),
+                   m_tree.path(std::string("moved/") + directory));
+    searchIn("moved/of_a", false);
+    EXPECT_EQ(found(), "2 of 2: x.dwo x.dwo");
+    EXPECT_EQ(m_last.modules[0].split_dwarf->files[1].file.place, Place::learned_path);
 }
 
 TEST_F(SplitDwarfOfAModule, MayLieInAPackageAndWhatThatLacksBesideIt) {
