@@ -92,7 +92,7 @@ class Place:
         noise = random.Random(1).randbytes(1 << 21)
         self.kernel = b"\x7fELF\x02\x01\x01" + noise * 8
         self.inputs = {"big": noise * 8, "vmlinuz": b"boot" * 128 + gzip.compress(self.kernel, 1),
-                       "requests": b"bin vmlinuz\n" + b"bin big\nbin absent\n" * 20000,
+                       "requests": b"bin vmlinuz\n" + b"bin big\nbin absent\n" * 1500,
                        "list": (self.path("tool") + "\n").encode() * 2, "tool": self.tool()}
         for name in self.inputs:
             self.restore(name)
@@ -212,11 +212,12 @@ def strike_by_signals(place, tally, count):
         number = (*CATCHABLE, signal.SIGKILL)[i // 7 % 4]
         place.clean(out)
         place.prepare(out)
-        duration = durations.get(name) or durations.setdefault(name, duration_of(place, words))
-        place.clean(out)
-        place.prepare(out)
+        if name not in durations:
+            durations[name] = duration_of(place, words)
+            place.clean(out)
+            place.prepare(out)
         process = place.start(words)
-        time.sleep(random.uniform(0, duration))
+        time.sleep(random.uniform(0, durations[name]))
         process.send_signal(number)
         error = judge(place, tally, "signals", name, out, process, number == signal.SIGKILL)
         tally.strike("signals", process.returncode == -number)

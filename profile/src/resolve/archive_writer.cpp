@@ -49,9 +49,9 @@ std::string textOf(std::runtime_error const& error) {
 void makeDirectory(std::string const& directory, std::string const& archive) {
     if (::mkdir(directory.c_str(), 0777) == 0)
         return;
-    int const error = errno;
+    int const error = errno == EEXIST ? ENOTDIR : errno;
     struct stat status {};
-    if (error != EEXIST || ::lstat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
+    if (error != ENOTDIR || ::lstat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
         throw CopyFailure{ReasonKey::archive_directory, archive, systemText(error)};
 }
 

@@ -18,13 +18,12 @@ namespace optstore2 {
 class OPTSTORE2_EXPORT store_lock_t {
 public:
     /// Enough for many to take their turns. Who holds the lock for longer is stopped, or hangs.
-    static constexpr std::chrono::milliseconds DEFAULT_PATIENCE{30000};
+    static constexpr std::chrono::milliseconds c_patience{30000};
 
     /// Waits until the lock of a store file (not null) is free. Not recursive: a thread that holds
     /// it and asks again waits in vain. Throws storage_error if the lock file cannot be created or
     /// locked, or is no plain file, and after `patience`, with the number of the holder.
-    explicit store_lock_t(char const* storeFile,
-                          std::chrono::milliseconds patience = DEFAULT_PATIENCE);
+    explicit store_lock_t(char const* storeFile, std::chrono::milliseconds patience = c_patience);
 
 private:
     void wait(char const* storeFile, std::chrono::milliseconds patience) const;
