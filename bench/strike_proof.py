@@ -290,25 +290,28 @@ def strike_by_want_of_room(place, tally, count):
 
 
 def kill_writers(place, tally, count, out):
-    """Adds to a store, and to a new one from time to time. Whatever was said to be done is there."""
+    """Adds to a store, and to a new one from time to time, until `count` writers were killed in time.
+    Whatever was said to be done is there."""
     store, done, tried, duration = None, set(), set(), 0.02
     dice = random.Random(out)
-    for i in range(count):
-        if i % 10 == 0 and dice.random() < 0.5 or store is None:
-            store, done, tried = "%s/store%d" % (out, i), set(), set()
-        directory = "bin=/%d" % i
+    kills = turn = 0
+    while kills < count:
+        if turn % 10 == 0 and dice.random() < 0.5 or store is None:
+            store, done, tried = "%s/store%d" % (out, turn), set(), set()
+        turn += 1
+        directory = "bin=/%d" % turn
         tried.add(directory)
-        started = time.monotonic()
         process = place.start(["dirs", "add", "--store", store, directory])
         time.sleep(dice.uniform(0, duration))
         process.kill()
         process.communicate()
-        tally.strike("kills", process.returncode == -9)
+        tally.strike("kills", process.returncode == -signal.SIGKILL)
         if process.returncode == 0:
             done.add(directory)
-            duration = 0.9 * duration + 0.1 * (time.monotonic() - started)
+            duration *= 0.95
         else:
-            duration = min(1, duration * 1.02)
+            kills += 1
+            duration *= 1.01
         listing = subprocess.run([place.program, "dirs", "list", "--store", store],
                                  capture_output=True, env=place.environment, check=False)
         stored = set(listing.stdout.decode().split())
