@@ -367,7 +367,7 @@ def run_in_strange_surroundings(place, tally):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("--program", default="build/release/bin/lokata")
-    parser.add_argument("--signals", type=int, default=280)
+    parser.add_argument("--signals", type=int, default=336)
     parser.add_argument("--cuts", type=int, default=504)
     parser.add_argument("--kills", type=int, default=4000)
     parser.add_argument("--seed", type=int, default=1)

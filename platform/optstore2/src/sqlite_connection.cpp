@@ -37,7 +37,9 @@ void sqlite_connection_t::fail() const {
         throw storage_error(m_file, "out of memory");
     std::string reason = sqlite3_errmsg(m_pDatabase.get());
     int const kind = sqlite3_errcode(m_pDatabase.get()) & 0xFF;
-    int const ofSystem = sqlite3_system_errno(m_pDatabase.get());
+    int ofSystem = sqlite3_system_errno(m_pDatabase.get());
+    if (ofSystem == 0) // As for a commit.
+        sqlite3_file_control(m_pDatabase.get(), "main", SQLITE_FCNTL_LAST_ERRNO, &ofSystem);
     if ((kind == SQLITE_IOERR || kind == SQLITE_CANTOPEN) && ofSystem != 0)
         reason += ": " + std::generic_category().message(ofSystem);
     throw storage_error(m_file, reason);
