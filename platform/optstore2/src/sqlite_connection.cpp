@@ -36,12 +36,14 @@ void sqlite_connection_t::fail() const {
     if (!m_pDatabase)
         throw storage_error(m_file, "out of memory");
     std::string reason = sqlite3_errmsg(m_pDatabase.get());
-    int const kind = sqlite3_errcode(m_pDatabase.get()) & 0xFF;
-    int ofSystem = sqlite3_system_errno(m_pDatabase.get());
-    if (ofSystem == 0) // As for a commit.
-        sqlite3_file_control(m_pDatabase.get(), "main", SQLITE_FCNTL_LAST_ERRNO, &ofSystem);
-    if ((kind == SQLITE_IOERR || kind == SQLITE_CANTOPEN) && ofSystem != 0)
+    int const code = sqlite3_extended_errcode(m_pDatabase.get());
+    int const kind = code & 0xFF;
+    if (kind != SQLITE_IOERR && kind != SQLITE_CANTOPEN)
+        throw storage_error(m_file, reason);
+    if (int const ofSystem = sqlite3_system_errno(m_pDatabase.get()); ofSystem != 0)
         reason += ": " + std::generic_category().message(ofSystem);
+    else if (code == SQLITE_IOERR_WRITE) // Of a commit, which forgets what the system said.
+        reason += ": a write failed; is the disk full, or the file too large for a limit?";
     throw storage_error(m_file, reason);
 }
 
