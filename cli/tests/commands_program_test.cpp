@@ -87,12 +87,14 @@ TEST(DirsProgram, LosesNothingWhenManyAddAtOnce) {
         children.push_back(::fork());
         if (children.back() != 0)
             continue;
-        Workplace const own;
         int status = 0;
-        for (int i = 0; i < 8; ++i)
-            status |= own.run({"dirs", "add", "--store", place.path("store"),
-                               "bin=/" + std::string(1, writer) + std::to_string(i)})
-                          .status;
+        {
+            Workplace const own;
+            for (int i = 0; i < 8; ++i)
+                status |= own.run({"dirs", "add", "--store", place.path("store"),
+                                   "bin=/" + std::string(1, writer) + std::to_string(i)})
+                              .status;
+        }
         ::_exit(status);
     }
     for (pid_t const child : children) {
