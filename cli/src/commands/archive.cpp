@@ -2,6 +2,7 @@
 
 #include "console/failure.h"
 #include "console/output.h"
+#include "search/choice.h"
 #include "search/context_chain.h"
 #include "search/enumerator_names.h"
 #include "search/search_options.h"
@@ -20,7 +21,7 @@ namespace {
 struct ArchiveOptions {
     std::string file;
     std::string into;
-    std::string category = "all";
+    search_category_t category = scAllFiles;
     SearchOptions contexts;
 };
 
@@ -38,13 +39,13 @@ std::string nearestArchive(ContextChain const& chain, search_category_t category
 }
 
 int archive(ArchiveOptions const& options) {
-    search_category_t const category = *categoryOfWord(options.category);
     std::string into = options.into;
     if (into.empty() && options.contexts.contexts.empty() && options.contexts.result_dir.empty())
         throw Failure("archive: --into, --context or --result is required");
     if (into.empty())
-        into = nearestArchive(ContextChain(options.contexts), category);
-    profile::ArchivedFile const archived = profile::archiveFile(options.file, into, category);
+        into = nearestArchive(ContextChain(options.contexts), options.category);
+    profile::ArchivedFile const archived =
+        profile::archiveFile(options.file, into, options.category);
     if (archived.path.empty())
         throw Failure(archived.error);
     writeOutput(pathLine(archived.path));
@@ -65,11 +66,9 @@ void addArchiveCommand(CLI::App& program, int& exitStatus) {
     CLI::Option* const into =
         addText(command, "--into", options->into, "The archive, made if it is missing")
             ->type_name("DIR");
-    command
-        .add_option("--category", options->category,
-                    "The kind of the file: bin, sym, src or all (default all)")
-        ->type_name("WORD")
-        ->check(CLI::IsMember({"bin", "sym", "src", "all"}).description(""));
+    addChoice(command, "--category", options->category, c_categoryWords,
+              "The kind of the file: " + anyWordOf(c_categoryWords) + " (default all)")
+        ->type_name("WORD");
     addContextOptions(command, options->contexts);
     into->excludes("--context")->excludes("--result");
     command.callback([options, &exitStatus] { exitStatus = archive(*options); });

@@ -2,6 +2,7 @@
 
 #include "console/failure.h"
 #include "console/output.h"
+#include "search/choice.h"
 #include "search/enumerator_names.h"
 #include "search/search_dir_argument.h"
 #include "search/search_options.h"
@@ -12,7 +13,6 @@
 
 #include <optstore2/store_lock.h>
 
-#include <array>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -23,13 +23,10 @@ using namespace LK_2_13;
 
 namespace {
 
-constexpr std::array<search_category_t, 4> c_allCategories{scBinaryFiles, scSymbolFiles,
-                                                           scSourceFiles, scAllFiles};
-
 struct DirsOptions {
     std::string store;
     std::vector<std::string> dirs;
-    std::vector<std::string> words;
+    std::vector<search_category_t> categories; ///< empty for all
 
     std::string storeFile() const { return store.empty() ? defaultStoreFile() : store; }
 
@@ -44,11 +41,12 @@ struct DirsOptions {
         return parsed;
     }
 
-    std::vector<search_category_t> categories() const {
-        std::vector<search_category_t> named;
-        for (std::string const& word : words)
-            named.push_back(*categoryOfWord(word));
-        return named.empty() ? std::vector(c_allCategories.begin(), c_allCategories.end()) : named;
+    std::vector<search_category_t> namedCategories() const {
+        std::vector<search_category_t> named = categories;
+        if (named.empty())
+            for (auto const& word : c_categoryWords)
+                named.push_back(word.value);
+        return named;
     }
 };
 
@@ -113,7 +111,7 @@ int remove(DirsOptions const& options) {
 
 int clear(DirsOptions const& options) {
     changeStore(options.storeFile(), [&options](IEditableSearchDirContainer& stored) {
-        for (search_category_t const category : options.categories())
+        for (search_category_t const category : options.namedCategories())
             stored.clear(category);
         return true;
     });
@@ -123,7 +121,7 @@ int clear(DirsOptions const& options) {
 int list(DirsOptions const& options) {
     auto const stored = IPersistentSearchDirContainer::create(openStore(options.storeFile()));
     std::string text;
-    for (search_category_t const category : options.categories()) {
+    for (search_category_t const category : options.namedCategories()) {
         auto const records = stored->enumerate(category);
         if (!records)
             continue;
@@ -155,9 +153,9 @@ void addDirsCommand(CLI::App& program, int& exitStatus) {
             ->type_name(" ");
     };
     auto const takeWords = [&](CLI::App& action) {
-        action.add_option("WORD", options->words, "Only these lists: bin, sym, src, all")
-            ->type_name(" ")
-            ->check(CLI::IsMember({"bin", "sym", "src", "all"}).description(""));
+        addChoices(action, "WORD", options->categories, c_categoryWords,
+                   "Only these lists: " + joinedWords(c_categoryWords, ", ", ", "))
+            ->type_name(" ");
     };
     takeDirs(addAction("add", "Add directories, or flags to directories that are there", add));
     takeWords(addAction("list", "Print the directories as find takes them with -d", list));

@@ -4,6 +4,7 @@
 #include "console/failure.h"
 #include "console/output.h"
 #include "console/terminal.h"
+#include "search/choice.h"
 #include "search/enumerator_names.h"
 #include "search/search_options.h"
 #include "search/search_session.h"
@@ -20,7 +21,6 @@ using namespace LK_2_13;
 namespace {
 
 struct FindOptions {
-    std::string category;
     SearchRequest request;
     SearchOptions search;
     ValidationOptions validation;
@@ -31,7 +31,6 @@ struct FindOptions {
 
 int find(FindOptions& options) {
     SearchRequest& request = options.request;
-    request.category = *categoryOfWord(options.category);
     if (request.category == scBinaryFiles && !request.binary.empty())
         throw Failure("--binary: a binary belongs to no other binary");
 
@@ -61,10 +60,10 @@ void addFindCommand(CLI::App& program, int& exitStatus) {
     auto const options = std::make_shared<FindOptions>();
     CLI::App& command =
         *program.add_subcommand("find", "Find the file that belongs to a recorded name");
-    command.add_option("CATEGORY", options->category, "bin, sym or src: what kind of file")
+    addChoice(command, "CATEGORY", options->request.category, c_fileCategoryWords,
+              anyWordOf(c_fileCategoryWords) + ": what kind of file")
         ->required()
-        ->type_name(" ")
-        ->check(CLI::IsMember({"bin", "sym", "src"}).description(""));
+        ->type_name(" ");
     addText(command, "NAME", options->request.name, "The name as it was recorded")
         ->required()
         ->type_name(" ");

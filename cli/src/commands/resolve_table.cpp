@@ -113,9 +113,9 @@ Modules sortedModules(ProfileResolution const& resolution) {
 }
 
 std::string proofOf(ModuleResolution const& module) {
-    if (module.status == ModuleStatus::resolved)
-        return std::string(wordOf(c_identityKinds, module.binary->identity.kind));
-    return "unproven";
+    return std::string(module.status == ModuleStatus::resolved
+                           ? wordOf(c_identityKinds, module.binary->identity.kind)
+                           : wordOf(c_moduleStatuses, ModuleStatus::unproven));
 }
 
 std::string symbolsOf(ModuleResolution const& module) {
@@ -136,6 +136,14 @@ constexpr std::size_t c_moduleCell = 0;
 constexpr std::size_t c_fileCell = 1;
 constexpr std::size_t c_symbolsCell = 3;
 constexpr std::size_t c_shareWidth = 9;
+
+/// Of the longest word for a status.
+constexpr std::size_t c_statusWidth = [] {
+    std::size_t longest = 0;
+    for (auto const& status : c_moduleStatuses)
+        longest = std::max(longest, status.text.size());
+    return longest;
+}();
 
 /// Of the columns; one that is left out has none.
 using Widths = std::array<std::size_t, 5>;
@@ -222,10 +230,12 @@ std::string moduleTable(ProfileResolution const& resolution, TableStyle const& s
     auto const addReason = [&](ModuleResolution const& module, std::string const& share,
                                std::string const& word, TextStyle textStyle,
                                std::string const& reason) {
-        missing += (hasSamples ? share + "  " : "") +
-                   painted(padded(word, 11), textStyle, style.colour) + "  " +
-                   displayName(module.module.name) + "\n" +
-                   wrapped(reason, hasSamples ? 22 : 13, style.width) + "\n";
+        missing +=
+            (hasSamples ? share + "  " : "") +
+            painted(padded(word, c_statusWidth), textStyle, style.colour) + "  " +
+            displayName(module.module.name) + "\n" +
+            wrapped(reason, (hasSamples ? c_shareWidth : 0) + c_statusWidth + 2, style.width) +
+            "\n";
     };
     for (ModuleResolution const* const module : sortedModules(resolution)) {
         std::string share = percentage(module->module.samples, samples);

@@ -7,6 +7,7 @@
 #include "console/failure.h"
 #include "console/output.h"
 #include "console/terminal.h"
+#include "search/choice.h"
 #include "search/enumerator_names.h"
 #include "search/search_options.h"
 #include "search/search_session.h"
@@ -22,19 +23,16 @@ namespace {
 
 struct RunOptions {
     std::string file;
-    std::string history = "suggest";
+    History history = History::suggest;
     bool json = false;
     SearchOptions search;
 };
 
-History historyOf(std::string const& word) {
-    return word == "off" ? History::off : word == "only" ? History::only : History::suggest;
-}
-
 // Category, name and path, with tabs between them and "-" for the path of a file not found. Names
 // with a tab or a newline must not make other fields and lines.
 std::string resultLine(SearchRecord const& record) {
-    return std::string(wordOf(record.category)) + "\t" + profile::displayName(record.name) + "\t" +
+    return std::string(profile::wordOf(c_fileCategoryWords, record.category)) + "\t" +
+           profile::displayName(record.name) + "\t" +
            (record.found.empty() ? "-" : profile::displayName(record.found.front().path)) + "\n";
 }
 
@@ -48,7 +46,7 @@ SearchRecord search(SearchSession& session, SearchRequest const& request) {
 }
 
 int run(RunOptions const& options) {
-    SearchSession session(options.search, historyOf(options.history));
+    SearchSession session(options.search, options.history);
     RequestFile file(options.file);
     InterruptGuard const guard;
     ProgressLine progress;
@@ -85,12 +83,9 @@ void addRunCommand(CLI::App& program, int& exitStatus) {
             "standard input")
         ->required()
         ->type_name(" ");
-    command
-        .add_option("--history", options->history,
-                    "What becomes of a request that comes again: off searches again, suggest tries "
-                    "the earlier answer first, only tries nothing else (default suggest)")
-        ->type_name("off|suggest|only")
-        ->check(CLI::IsMember({"off", "suggest", "only"}).description(""));
+    addChoice(command, "--history", options->history, c_histories,
+              "What becomes of a request that comes again: off searches again, suggest tries the "
+              "earlier answer first, only tries nothing else (default suggest)");
     command.add_flag("--json", options->json, "Print one JSON object for each request");
     addSearchOptions(command, options->search);
     command.callback([options, &exitStatus] { exitStatus = run(*options); });

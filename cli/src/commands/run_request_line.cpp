@@ -1,5 +1,6 @@
 #include "commands/run_request_line.h"
 
+#include "search/choice.h"
 #include "search/enumerator_names.h"
 
 #include <nlohmann/json.hpp>
@@ -16,9 +17,9 @@ using namespace LK_2_13;
 namespace {
 
 search_category_t categoryOf(std::string const& word) {
-    auto const category = categoryOfWord(word);
-    if (!category || *category == scAllFiles)
-        throw MalformedLine("\"" + word + "\" is not bin, sym or src");
+    auto const category = profile::valueOf(c_fileCategoryWords, word);
+    if (!category)
+        throw MalformedLine("\"" + word + "\" is not " + anyWordOf(c_fileCategoryWords));
     return *category;
 }
 

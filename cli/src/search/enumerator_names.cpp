@@ -17,8 +17,7 @@ constexpr profile::Word<search_category_t> c_categoryNames[]{{scBinaryFiles, "sc
                                                              {scSymbolFiles, "scSymbolFiles"},
                                                              {scSourceFiles, "scSourceFiles"},
                                                              {scAllFiles, "scAllFiles"}};
-constexpr profile::Word<search_category_t> c_categoryWords[]{
-    {scBinaryFiles, "bin"}, {scSymbolFiles, "sym"}, {scSourceFiles, "src"}, {scAllFiles, "all"}};
+
 template <class Value, std::size_t n>
 std::string nameOrNumber(profile::Word<Value> const (&names)[n], Value value) {
     std::string_view const name = profile::wordOf(names, value);
@@ -41,14 +40,6 @@ std::string nameOf(confidence_t confidence) {
 
 std::string nameOf(severity_t severity) {
     return nameOrNumber(profile::c_severities, severity);
-}
-
-std::optional<search_category_t> categoryOfWord(std::string_view word) {
-    return profile::valueOf(c_categoryWords, word);
-}
-
-char const* wordOf(search_category_t category) {
-    return profile::wordOf(c_categoryWords, category).data();
 }
 
 unsigned int parseSteps(std::string_view list) {

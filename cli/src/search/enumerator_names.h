@@ -1,8 +1,9 @@
 #pragma once
 
+#include <lokata/profile/words.h>
+
 #include <lokata2/search_types.h>
 
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -15,11 +16,21 @@ std::string nameOf(LK_2_13::search_step_t step);
 std::string nameOf(LK_2_13::confidence_t confidence);
 std::string nameOf(LK_2_13::severity_t severity);
 
-/// "bin", "sym", "src" or "all".
-std::optional<LK_2_13::search_category_t> categoryOfWord(std::string_view word);
-char const* wordOf(LK_2_13::search_category_t category);
+/// The categories of a file.
+constexpr profile::Word<LK_2_13::search_category_t> c_fileCategoryWords[]{
+    {LK_2_13::scBinaryFiles, "bin"},
+    {LK_2_13::scSymbolFiles, "sym"},
+    {LK_2_13::scSourceFiles, "src"},
+};
+/// Those of a search directory.
+constexpr profile::Word<LK_2_13::search_category_t> c_categoryWords[]{
+    c_fileCategoryWords[0],
+    c_fileCategoryWords[1],
+    c_fileCategoryWords[2],
+    {LK_2_13::scAllFiles, "all"},
+};
 
-/// The union of the steps in a comma separated list of names without their "ss", as in
+/// The union of the steps in a comma separated list of names, with or without their "ss", as in
 /// "AbsoluteNameLookup,SystemDirs". Throws `Failure` for an unknown or empty name.
 unsigned int parseSteps(std::string_view list);
 

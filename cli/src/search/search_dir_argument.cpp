@@ -1,6 +1,7 @@
 #include "search/search_dir_argument.h"
 
 #include "console/failure.h"
+#include "search/choice.h"
 #include "search/enumerator_names.h"
 
 namespace lokata::cli {
@@ -16,9 +17,9 @@ SearchDirArgument parseSearchDir(std::string const& text) {
     std::string const head = text.substr(0, equals);
     std::size_t const colon = head.find(':');
 
-    auto const category = categoryOfWord(head.substr(0, colon));
+    auto const category = profile::valueOf(c_categoryWords, head.substr(0, colon));
     if (!category)
-        throw failure("the word before the directory is bin, sym, src or all");
+        throw failure("the word before the directory is " + anyWordOf(c_categoryWords));
     SearchDirArgument result{*category, false, false, text.substr(equals + 1)};
     if (result.directory.empty())
         throw failure("the directory is missing");

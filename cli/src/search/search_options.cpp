@@ -2,6 +2,8 @@
 
 #include "console/failure.h"
 #include "console/output.h"
+#include "search/choice.h"
+#include "search/enumerator_names.h"
 
 #include <filesystem>
 #include <system_error>
@@ -63,8 +65,8 @@ void addContextOptions(CLI::App& command, SearchOptions& options) {
 
 void addSearchOptions(CLI::App& command, SearchOptions& options) {
     addRepeatable(command, "-d,--search-dir", options.search_dirs,
-                  "A search directory: WORD is bin, sym, src or all, FLAGS are r (recursive) and p "
-                  "(high priority), as in sym:r=/opt/debug")
+                  "A search directory: WORD is " + anyWordOf(c_categoryWords) +
+                      ", FLAGS are r (recursive) and p (high priority), as in sym:r=/opt/debug")
         ->type_name("WORD[:FLAGS]=DIR");
     addRepeatable(command, "--archive", options.archives,
                   "An archive of files; the first is the nearest")
@@ -80,11 +82,8 @@ void addSearchOptions(CLI::App& command, SearchOptions& options) {
     addText(command, "--kernel-release", options.kernel_release,
             "The release of the kernel that ran, as uname -r gives it")
         ->type_name("TEXT");
-    command
-        .add_option("--policy", options.policy,
-                    "What becomes of a file that nothing confirms or refutes (default accept)")
-        ->type_name("accept|low|reject")
-        ->check(CLI::IsMember({"accept", "low", "reject"}).description(""));
+    addChoice(command, "--policy", options.policy, c_policies,
+              "What becomes of a file that nothing confirms or refutes (default accept)");
 }
 
 } // namespace lokata::cli

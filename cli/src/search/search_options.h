@@ -2,6 +2,8 @@
 
 #include "search/search_dir_argument.h"
 
+#include <lokata/profile/words.h>
+
 #include <lokata2/search_types.h>
 
 #include <CLI/CLI.hpp>
@@ -11,6 +13,12 @@
 #include <vector>
 
 namespace lokata::cli {
+
+constexpr profile::Word<LK_2_13::confidence_level_t> c_policies[]{
+    {LK_2_13::clAccept, "accept"},
+    {LK_2_13::clAcceptLow, "low"},
+    {LK_2_13::clReject, "reject"},
+};
 
 /// Where a search looks, as the command line says it. All commands that search share it.
 struct SearchOptions {
@@ -23,7 +31,7 @@ struct SearchOptions {
     std::string cache_dir;
     std::string steps; ///< empty for the library's own choice
     std::string kernel_release;
-    std::string policy = "accept";
+    LK_2_13::confidence_level_t policy = LK_2_13::clAccept;
 };
 
 /// Declares --store.

@@ -24,6 +24,12 @@ enum class History {
     only     ///< it is tried alone
 };
 
+constexpr profile::Word<History> c_histories[]{
+    {History::off, "off"},
+    {History::suggest, "suggest"},
+    {History::only, "only"},
+};
+
 /// Runs the searches of one run of the program, one after the other, in one environment. For one
 /// thread.
 class SearchSession {

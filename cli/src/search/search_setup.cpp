@@ -7,11 +7,6 @@ namespace lokata::cli {
 
 using namespace LK_2_13;
 
-SearchSetup::FixedPolicy::FixedPolicy(std::string const& level)
-    : m_level(level == "reject" ? clReject
-              : level == "low"  ? clAcceptLow
-                                : clAccept) {}
-
 SearchSetup::SearchSetup(SearchOptions const& options)
     : m_chain(options), m_policy(options.policy) {
     requireDirectory("--result", options.result_dir);

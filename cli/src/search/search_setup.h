@@ -29,7 +29,7 @@ public:
 private:
     class FixedPolicy : public LK_2_13::IConfidenceLevelPolicyCallback {
     public:
-        explicit FixedPolicy(std::string const& level);
+        explicit FixedPolicy(LK_2_13::confidence_level_t level) : m_level(level) {}
         ~FixedPolicy() override { disconnectHandlers(); }
         LK_2_13::confidence_level_t getConfidenceLevel(LK_2_13::search_category_t,
                                                        unsigned int) override {

@@ -23,8 +23,4 @@ struct MapsLine {
 /// Empty for a line of another form.
 std::optional<MapsLine> parseMapsLine(std::string_view line);
 
-/// Notes in a profile that was read out of `descriptor` the process whose list of mappings that is:
-/// /proc/PID/maps itself, by whatever path it was opened, and no copy of it.
-void noteLiveProcess(int descriptor, Profile& profile);
-
 } // namespace lokata::profile

@@ -98,6 +98,14 @@ std::uint32_t processOf(int descriptor) {
     return size < 0 ? 0 : processOf({path.data(), static_cast<std::size_t>(size)});
 }
 
+/// Notes the process whose list of mappings that is: /proc/PID/maps itself, by whatever path it was
+/// opened, and no copy of it.
+void noteLiveProcess(int descriptor, Profile& profile) {
+    profile.live_process = processOf(descriptor);
+    for (Module& module : profile.modules)
+        module.pid = profile.live_process;
+}
+
 } // namespace
 
 std::optional<MapsLine> parseMapsLine(std::string_view line) {
@@ -117,15 +125,10 @@ std::optional<MapsLine> parseMapsLine(std::string_view line) {
     return mapping;
 }
 
-void noteLiveProcess(int descriptor, Profile& profile) {
-    if (profile.format != "maps")
-        return;
-    profile.live_process = processOf(descriptor);
-    for (Module& module : profile.modules)
-        module.pid = profile.live_process;
-}
-
-extern FormatReader const c_maps{
-    {"maps", "the mappings of a process, as /proc/PID/maps"}, isMaps, readMaps};
+extern FormatReader const c_maps{{"maps", "the mappings of a process, as /proc/PID/maps"},
+                                 isMaps,
+                                 readMaps,
+                                 nullptr,
+                                 noteLiveProcess};
 
 } // namespace lokata::profile

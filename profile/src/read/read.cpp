@@ -1,7 +1,6 @@
 #include <lokata/profile/read.h>
 
 #include "read/byte_source.h"
-#include "read/maps.h"
 #include "read/profile_builder.h"
 #include "read/readers.h"
 
@@ -137,7 +136,9 @@ Profile readProfileFile(std::string const& path, ReadOptions const& options) {
     if (error != 0 && content.empty())
         return failed(0, std::string("cannot be read: ") + std::strerror(error));
     auto profile = readProfile(content, options);
-    noteLiveProcess(file, profile);
+    FormatReader const* const reader = readerOfWord(profile.format);
+    if (reader != nullptr && reader->noteFile != nullptr)
+        reader->noteFile(file, profile);
     if (error != 0) {
         profile.errors.push_back(
             {content.size(), std::string("reading stopped: ") + std::strerror(error)});
