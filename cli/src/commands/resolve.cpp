@@ -208,7 +208,8 @@ void addResolveCommand(CLI::App& program, int& exitStatus) {
     CLI::App& command = *program.add_subcommand(
         "resolve", "Find the files of the modules in recorded profiles, and prove them");
     addRepeatable(command, "INPUT", options->inputs,
-                  "A profile: perf.data, a list of modules, /proc/PID/maps, a core, pprof; - is "
+                  "A profile: perf.data, a list of modules, /proc/PID/maps, a core, pprof, "
+                  "gperftools; - is "
                   "standard input (default perf.data)")
         ->allow_extra_args()
         ->type_name(" ");

@@ -7,6 +7,7 @@ namespace lokata::profile {
 
 extern FormatReader const c_perfData;
 extern FormatReader const c_core;
+extern FormatReader const c_gperftools;
 extern FormatReader const c_pprof;
 extern FormatReader const c_maps;
 extern FormatReader const c_unstripList;
@@ -18,7 +19,7 @@ namespace {
 /// What begins with a mark of its own comes first, then texts by the form of their lines, the
 /// loosest last, then the plain message of pprof: it has no mark, and text can read as one.
 constexpr FormatReader const* c_readers[]{
-    &c_perfData, &c_core, &c_maps, &c_unstripList, &c_buildIdList, &c_pathList, &c_pprof,
+    &c_perfData, &c_core, &c_gperftools, &c_maps, &c_unstripList, &c_buildIdList, &c_pathList, &c_pprof,
 };
 
 template <class Condition>

@@ -57,6 +57,22 @@ std::string packZstd(std::string_view content, ZSTD_EndDirective end) {
 
 } // namespace
 
+namespace {
+
+/// Two stacks, one of them 3 times, and a sample outside of all mappings.
+std::string gperftools(unsigned word, bool bigEndian) {
+    Bytes out(bigEndian);
+    for (std::uint64_t const slot :
+         {0, 3, 0, 10000, 0, 3, 2, 0x1010, 0x3000, 2, 1, 0x2010, 1, 1, 0x9000, 0, 1, 0})
+        out.integer(slot, word);
+    return out
+        .raw("build=/opt/b\n1000-2000 r-xp 00000000 fe:00 12 $build/app\n"
+             "2000-3000 r-xp 00000000 fe:00 13 /lib/libx.so\n3000-4000 rw-p 00000000 00:00 0\n")
+        .content();
+}
+
+} // namespace
+
 std::string buildId(char first, std::size_t size) {
     std::string id;
     for (std::size_t i = 0; i < size; ++i)
@@ -143,6 +159,8 @@ std::vector<Input> const& inputs() {
         {"paths", "list", "/usr/bin/app\nlibx.so\n"},
         {"core", "wide", CoreFile{true, false, {{"/bin/app", buildId('c')}}}.content()},
         {"core", "narrow", CoreFile{false, true, {{"/bin/app", buildId('c')}}}.content()},
+        {"gperftools", "wide", gperftools(8, false)},
+        {"gperftools", "narrow", gperftools(4, true)},
         {"pprof", "plain", pprof()},
         {"pprof", "gzipped", gzip(pprof())},
     };
