@@ -40,7 +40,7 @@ int main(int argc, char** argv) {
     std::string const elf = elfFile();
     write(corpus / "elf", "linked", elf);
     for (auto const& [name, packed] :
-         {std::pair("gzip", gzip(elf)), std::pair("xz", xz(elf)), std::pair("zstd", zstdFile(elf))})
+         {std::pair("gzip", gzip(elf)), std::pair("xz", xz(elf)), std::pair("zstd", zstd(elf))})
         write(corpus / "kernel", name, packed);
     write(corpus / "kernel", "appended", "boot code " + gzip(elf));
     write(corpus / "requests", "both-forms",

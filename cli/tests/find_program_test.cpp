@@ -1,17 +1,12 @@
 #include "program_harness.h"
 
 #include "support/elf_builder.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "unprivileged.h"
 
 #include <nlohmann/json.hpp>
 
-#include <filesystem>
-
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 namespace lokata::cli::test {
@@ -20,7 +15,7 @@ using namespace testing;
 
 namespace {
 
-class FindProgram : public testing::Test {
+class FindProgram : public ProgramTest {
 protected:
     /// `find` with the steps that look where the test says, and not in the system.
     Outcome find(std::vector<std::string> arguments) const {
@@ -28,7 +23,7 @@ protected:
         arguments.insert(arguments.end(),
                          {"--steps", "ArchiveSearchDirs,HighPrioritySearchDirs,CacheSearchDir,"
                                      "AbsoluteNameLookup,LowPrioritySearchDirs"});
-        return m_place.run(arguments);
+        return run(arguments);
     }
 
     nlohmann::json findJson(std::vector<std::string> arguments) const {
@@ -40,23 +35,14 @@ protected:
         auto const file = findJson(std::move(arguments))["found"].at(0);
         return file["step"].get<std::string>() + " " + file["path"].get<std::string>();
     }
-
-    Workplace m_place;
 };
 
 TEST_F(FindProgram, PrintsThePathAloneAndNothingWhenThereIsNone) {
-    std::string const file = m_place.file("lib/deep/libz.so.1");
-    std::string const dir = "bin:r=" + m_place.path("lib");
-
-    auto const found = m_place.run({"find", "bin", "libz.so.1", "-d", dir});
-    EXPECT_EQ(found.status, 0);
-    EXPECT_EQ(found.out, file + "\n");
-    EXPECT_EQ(found.err, "");
-
-    auto const missing = m_place.run({"find", "bin", "no-such", "-d", dir});
-    EXPECT_EQ(missing.status, 1);
-    EXPECT_EQ(missing.out + missing.err, "");
-    EXPECT_FALSE(fs::exists(m_place.path("config"))) << "a search makes no store";
+    file("lib/deep/libz.so.1");
+    EXPECT_EQ(run({"find", "bin", "libz.so.1", "-d", "bin:r=lib"}).text(),
+              "0\nlib/deep/libz.so.1\n");
+    EXPECT_EQ(run({"find", "bin", "no-such", "-d", "bin:r=lib"}).text(), "1\n");
+    EXPECT_FALSE(fs::exists(path("config"))) << "a search makes no store";
 }
 
 TEST_F(FindProgram, NamesTheArgumentAtFaultInOneLine) {
@@ -88,7 +74,7 @@ TEST_F(FindProgram, NamesTheArgumentAtFaultInOneLine) {
                                                           {"--nonsense", ""}})
         wrong.push_back({{"find", "bin", "x", option, value}, option == "-d" ? value : option});
     for (auto const& [arguments, fault] : wrong) {
-        auto const outcome = m_place.run(arguments);
+        auto const outcome = run(arguments);
         EXPECT_EQ(outcome.status, 2) << fault;
         EXPECT_EQ(outcome.out, "") << fault;
         EXPECT_THAT(outcome.err, StartsWith("lokata: "));
@@ -99,216 +85,170 @@ TEST_F(FindProgram, NamesTheArgumentAtFaultInOneLine) {
 
 TEST_F(FindProgram, WarnsOfListedDirectoriesThatAreNotThere) {
     for (std::string const option : {"--search-dir", "--archive", "--context"}) {
-        auto const outcome =
-            find({"bin", "x", option, option == "--search-dir" ? "bin=nowhere" : "nowhere"});
-        EXPECT_EQ(outcome.status, 1);
-        EXPECT_EQ(outcome.err,
-                  "lokata: warning: " + option + ": \"nowhere\": No such file or directory\n");
+        std::string const value = option == "--search-dir" ? "bin=nowhere" : "nowhere";
+        EXPECT_EQ(find({"bin", "x", option, value}).text(),
+                  "1\nlokata: warning: " + option + ": \"nowhere\": No such file or directory\n");
     }
 }
 
 TEST_F(FindProgram, StepsUpInANameLeadNowhere) {
-    m_place.file("secret");
-    m_place.dir("lib/deep");
-    std::string const kept = m_place.file("lib/a/secret");
-    auto const find = [this](std::string const& name) {
-        auto const outcome =
-            m_place.run({"run", "-", "-d", "bin=lib/deep", "-d", "bin=lib"}, "bin " + name + "\n");
-        EXPECT_EQ(outcome.out,
-                  "bin\t" + name + "\t" + (outcome.status == 0 ? "lib/a/secret" : "-") + "\n");
-        return outcome.status == 0;
+    file("secret");
+    dir("lib/deep");
+    file("lib/a/secret");
+    auto const search = [this](char const* name) {
+        return find({"bin", name, "-d", "bin=lib/deep", "-d", "bin=lib"}).text();
     };
-    EXPECT_FALSE(find("../secret") || find("../../secret") || find("a/../../../secret"));
-    EXPECT_FALSE(find("..") || find("../.."));
-    EXPECT_TRUE(find("../a/secret") && find("b/../a/secret"));
+    for (char const* const name : {"../secret", "../../secret", "a/../../../secret", "..", "../.."})
+        EXPECT_EQ(search(name), "1\n") << name;
+    for (char const* const name : {"../a/secret", "b/../a/secret"})
+        EXPECT_EQ(search(name), "0\nlib/a/secret\n");
 }
 
 TEST_F(FindProgram, JudgesSymbolsByTheBuildIdOfTheirBinary) {
     profile::BuildId const wanted(20, 0xaa);
-    auto const elf = [this](std::string const& name, profile::BuildId const& id, bool debugInfo) {
-        profile::test::ElfBuilder builder;
-        builder.buildId(id);
-        (debugInfo ? builder.debugInfo() : builder).write(m_place.file(name));
-        return m_place.path(name);
+    auto const elf = [this](std::string const& name, profile::BuildId const& id) {
+        return profile::test::ElfBuilder().buildId(id).debugInfo().write(file(name));
     };
-    std::string const binary = elf("app", wanted, false);
-    std::string const other = elf("1/app.debug", profile::BuildId(20, 0xbb), true);
-    std::string const right = elf("2/app.debug", wanted, true);
-    std::vector<std::string> const dirs{"-d", "all=" + m_place.path("1"), "-d",
-                                        "all=" + m_place.path("2")};
+    profile::test::ElfBuilder().buildId(wanted).write(file("app"));
+    elf("1/app.debug", profile::BuildId(20, 0xbb));
+    elf("2/app.debug", wanted);
+    file("text");
     std::string const expected = "build-id:" + profile::toHex(wanted);
-    for (auto const& [options, file] :
-         std::vector<std::pair<std::vector<std::string>, std::string>>{
-             {{"--binary", "not-there"}, other},
-             {{"--binary", m_place.file("text")}, other},
-             {{"--binary", binary}, right},
-             {{"--expect", expected}, right}}) {
-        std::vector<std::string> words{"sym", "app.debug", options[0], options[1]};
-        words.insert(words.end(), dirs.begin(), dirs.end());
-        EXPECT_EQ(find(words).out, file + "\n") << options[1];
-    }
-    EXPECT_EQ(find({"bin", "app", "-d", "bin=" + m_place.path("."), "--expect", expected}).status,
-              0);
-    std::vector<std::string> words{"run", "-"};
-    words.insert(words.end(), dirs.begin(), dirs.end());
-    EXPECT_EQ(m_place.run(words, "sym app.debug app\nsym app.debug app build-id:bb\n").out,
-              "sym\tapp.debug\t" + right + "\n");
+    for (auto const& [option, value, found] :
+         {std::tuple("--binary", "not-there", "1/app.debug\n"),
+          std::tuple("--binary", "text", "1/app.debug\n"),
+          std::tuple("--binary", "app", "2/app.debug\n"),
+          std::tuple("--expect", expected.c_str(), "2/app.debug\n")})
+        EXPECT_EQ(find({"sym", "app.debug", option, value, "-d", "all=1", "-d", "all=2"}).out,
+                  found)
+            << value;
+    EXPECT_EQ(find({"bin", "app", "-d", "bin=.", "--expect", expected}).status, 0);
+    EXPECT_EQ(run({"run", "-", "-d", "all=1", "-d", "all=2"},
+                  "sym app.debug app\nsym app.debug app build-id:bb\n")
+                  .out,
+              "sym\tapp.debug\t2/app.debug\n");
 }
 
 TEST_F(FindProgram, AllPrintsTheFilesOfAllStepsInTheirOrder) {
-    std::string const low = m_place.file("low/tool");
-    std::string const high = m_place.file("high/tool");
-    std::vector<std::string> arguments{
-        "bin", "tool", "-d", "bin=" + m_place.path("low"), "-d", "all:p=" + m_place.path("high")};
-    EXPECT_EQ(find(arguments).out, high + "\n");
+    file("low/tool");
+    file("high/tool");
+    std::vector<std::string> arguments{"bin", "tool", "-d", "bin=low", "-d", "all:p=high"};
+    EXPECT_EQ(find(arguments).out, "high/tool\n");
     EXPECT_EQ(findJson(arguments)["found"].size(), 1U);
 
     arguments.emplace_back("--all");
-    EXPECT_EQ(find(arguments).out, high + "\n" + low + "\n");
-    auto const found = findJson(arguments)["found"];
-    ASSERT_EQ(found.size(), 2U);
-    EXPECT_EQ(found[0], nlohmann::json({{"path", high},
-                                        {"confidence", "cfPolicyHigh"},
-                                        {"step", "ssHighPrioritySearchDirs"}}));
-    EXPECT_EQ(found[1]["step"], "ssLowPrioritySearchDirs");
+    EXPECT_EQ(find(arguments).out, "high/tool\nlow/tool\n");
+    EXPECT_EQ(findJson(arguments)["found"], nlohmann::json::parse(R"([
+        {"path": "high/tool", "confidence": "cfPolicyHigh", "step": "ssHighPrioritySearchDirs"},
+        {"path": "low/tool", "confidence": "cfPolicyHigh", "step": "ssLowPrioritySearchDirs"}])"));
 }
 
 TEST_F(FindProgram, RejectsPipesAndDirectoriesAndPassesOverDanglingLinks) {
-    m_place.dir("dir/tool");
-    m_place.link("link/tool", "nowhere");
-    ASSERT_EQ(::mkfifo((m_place.dir("pipe") + "/tool").c_str(), 0600), 0);
-
-    auto const record =
-        findJson({"bin", "tool", "-d", "bin=" + m_place.path("dir"), "-d",
-                  "bin=" + m_place.path("pipe"), "-d", "bin=" + m_place.path("link")});
-    EXPECT_TRUE(record["found"].empty());
-    auto const& rejected = record["rejected"];
-    ASSERT_EQ(rejected.size(), 2U) << record;
-    EXPECT_EQ(rejected[0]["path"], m_place.path("dir/tool"));
-    EXPECT_EQ(rejected[1], nlohmann::json({{"path", m_place.path("pipe/tool")},
-                                           {"severity", "svError"},
-                                           {"message", "\"" + m_place.path("pipe/tool") +
-                                                           "\" is not a regular file."},
-                                           {"step", "ssLowPrioritySearchDirs"}}));
+    dir("dir/tool");
+    link("link/tool", "nowhere");
+    ASSERT_EQ(::mkfifo((dir("pipe") + "/tool").c_str(), 0600), 0);
+    EXPECT_EQ(findJson({"bin", "tool", "-d", "bin=dir", "-d", "bin=pipe", "-d", "bin=link"}),
+              nlohmann::json::parse(R"({"category": "scBinaryFiles", "name": "tool", "found": [],
+        "rejected": [{"path": "dir/tool", "severity": "svNone", "step": "ssLowPrioritySearchDirs",
+                      "message": ""},
+                     {"path": "pipe/tool", "severity": "svError", "step": "ssLowPrioritySearchDirs",
+                      "message": "\"pipe/tool\" is not a regular file."}]})"));
 }
 
 TEST_F(FindProgram, RejectsAFileThatTheUserMayNotRead) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "needs to be root, to become somebody else";
-    std::string const file = m_place.file("lib/tool");
-    fs::permissions(file, fs::perms::owner_read);
-    auto const outcome = m_place.run(
-        {"find", "bin", "tool", "--no-user", "--explain", "-d", "bin=" + m_place.path("lib")}, {},
-        [] {
-            if (::setgid(65534) != 0 || ::setuid(65534) != 0)
-                ::_exit(125);
-        });
+    fs::permissions(file("lib/tool"), fs::perms::owner_read);
+    auto const outcome =
+        run({"find", "bin", "tool", "--no-user", "--explain", "-d", "bin=lib"}, {}, becomeNobody);
     if (outcome.status == 127)
         GTEST_SKIP() << "the program cannot be run by another user from where it was built";
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err, "rejected " + file +
-                               "  [ssLowPrioritySearchDirs, svError]  The file \"" + file +
-                               "\" cannot be opened for reading.\n");
+    EXPECT_EQ(outcome.text(), "1\nrejected lib/tool  [ssLowPrioritySearchDirs, svError]  The file "
+                              "\"lib/tool\" cannot be opened for reading.\n");
 }
 
 TEST_F(FindProgram, FindsAnArchivedFileInTheArchiveStepAndInTheNearestArchiveFirst) {
     auto const archive = [this](char const* content, char const* into) {
-        std::string const file = m_place.file("tool", content);
-        auto const outcome =
-            m_place.run({"archive", file, "--into", m_place.path(into), "--category", "bin"});
-        EXPECT_EQ(outcome.status, 0) << outcome.err;
-        return outcome.out.substr(0, outcome.out.find('\n'));
+        file("tool", content);
+        return run({"archive", "tool", "--into", into, "--category", "bin"}).text();
     };
-    std::string const far = archive("content", "far");
-    EXPECT_EQ(far, m_place.path("far/binaries/tool/" + md5OfContent + "/tool"));
-    EXPECT_EQ(archive("content", "far"), far) << "once more";
-    EXPECT_EQ(found({"bin", "tool", "--archive", m_place.path("far")}),
-              "ssArchiveSearchDirs " + far);
-    EXPECT_EQ(find({"sym", "tool", "--archive", m_place.path("far")}).status, 1);
+    std::string const far = "far/binaries/tool/" + md5OfContent + "/tool";
+    std::string const near = "near/binaries/tool/" + md5OfAbc + "/tool";
+    EXPECT_EQ(archive("content", "far"), "0\n" + far + "\n");
+    EXPECT_EQ(archive("content", "far"), "0\n" + far + "\n") << "once more";
+    EXPECT_EQ(found({"bin", "tool", "--archive", "far"}), "ssArchiveSearchDirs " + far);
+    EXPECT_EQ(find({"sym", "tool", "--archive", "far"}).status, 1);
 
-    std::string const near = archive("other content", "near");
-    for (bool const first : {true, false})
-        EXPECT_EQ(find({"bin", "tool", "--archive", m_place.path(first ? "near" : "far"),
-                        "--archive", m_place.path(first ? "far" : "near")})
-                      .out,
-                  (first ? near : far) + "\n");
+    EXPECT_EQ(archive("abc", "near"), "0\n" + near + "\n");
+    EXPECT_EQ(find({"bin", "tool", "--archive", "near", "--archive", "far"}).out, near + "\n");
+    EXPECT_EQ(find({"bin", "tool", "--archive", "far", "--archive", "near"}).out, far + "\n");
 }
 
 TEST_F(FindProgram, ADamagedCopyInAnArchiveIsRejectedWithBothValuesAndReplaced) {
-    std::string const file = m_place.file("tool");
-    fs::permissions(file, fs::perms(06755));
-    auto const archive = [&] { return m_place.run({"archive", file, "--into", "kept"}); };
-    std::string const copy = m_place.path("kept/all/tool/" + md5OfContent + "/tool");
-    ASSERT_EQ(archive().out, "kept/all/tool/" + md5OfContent + "/tool\n");
+    fs::permissions(file("tool"), fs::perms(06755));
+    auto const archive = [&] { return run({"archive", "tool", "--into", "kept"}); };
+    std::string const name = "kept/all/tool/" + md5OfContent + "/tool";
+    std::string const copy = path(name);
+    ASSERT_EQ(archive().out, name + "\n");
     EXPECT_EQ(fs::status(copy).permissions(), fs::perms(0755)) << "no set-user-ID bit";
 
-    m_place.file("kept/all/tool/" + md5OfContent + "/tool", "abc");
+    file(name, "abc");
     std::vector<std::string> const question{"bin", "tool", "--archive", "kept", "--json"};
     Outcome const damaged = find(question);
     EXPECT_EQ(damaged.status, 1);
     EXPECT_THAT(damaged.out, AllOf(HasSubstr(md5OfContent), HasSubstr(md5OfAbc)));
-    EXPECT_EQ(m_place.run({"run", "-", "--no-user", "--archive", "kept"}, "bin tool\n").out,
+    EXPECT_EQ(run({"run", "-", "--no-user", "--archive", "kept"}, "bin tool\n").out,
               "bin\ttool\t-\n");
     EXPECT_EQ(archive().status, 0);
     EXPECT_EQ(contentOf(copy), "content");
     EXPECT_EQ(find(question).status, 0);
 
     fs::remove(copy);
-    m_place.link("kept/all/tool/" + md5OfContent + "/tool", m_place.path("planted"));
+    link(name, path("planted"));
     EXPECT_EQ(archive().status, 2);
-    EXPECT_FALSE(fs::exists(m_place.path("planted"))) << "a link is not followed";
+    EXPECT_FALSE(fs::exists(path("planted"))) << "a link is not followed";
     fs::remove(copy);
     ASSERT_EQ(::mkfifo(copy.c_str(), 0644), 0);
-    EXPECT_THAT(archive().err, HasSubstr(copy.substr(m_place.path("").size())));
+    EXPECT_THAT(archive().err, HasSubstr(name));
 }
 
 TEST_F(FindProgram, ArchivesIntoTheNearestContextThatHasAnArchive) {
-    m_place.dir("child");
-    m_place.dir("parent/archive");
-    std::string const file = m_place.file("tool");
-    auto const outcome =
-        m_place.run({"archive", file, "--context", "child", "--context", m_place.path("parent")});
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    std::string const expected = m_place.path("parent/archive/all/tool/" + md5OfContent + "/tool");
-    EXPECT_EQ(outcome.out, expected + "\n");
+    dir("child");
+    dir("parent/archive");
+    file("tool");
+    std::string const expected = path("parent/archive/all/tool/" + md5OfContent + "/tool");
+    EXPECT_EQ(run({"archive", "tool", "--context", "child", "--context", "parent"}).text(),
+              "0\n" + expected + "\n");
     EXPECT_TRUE(fs::exists(expected));
-    EXPECT_EQ(find({"sym", "tool", "--context", "child", "--context", m_place.path("parent")}).out,
+    EXPECT_EQ(find({"sym", "tool", "--context", "child", "--context", "parent"}).out,
               expected + "\n");
-
-    auto const none = m_place.run({"archive", file, "--context", "child"});
-    EXPECT_EQ(none.status, 2);
-    EXPECT_EQ(none.err, "lokata: --context: none of the contexts has an archive\n");
+    EXPECT_EQ(run({"archive", "tool", "--context", "child"}).text(),
+              "2\nlokata: --context: none of the contexts has an archive\n");
 }
 
 TEST_F(FindProgram, TakesContextsThatComeTwiceForOne) {
-    m_place.file("run/binaries/tool");
-    auto const outcome = find({"bin", "tool", "--result", "run", "--context", m_place.path("run"),
+    file("run/binaries/tool");
+    auto const outcome = find({"bin", "tool", "--result", "run", "--context", path("run"),
                                "--context", "run/", "--context", "other", "--context", "run"});
-    EXPECT_EQ(outcome.out, m_place.path("run/binaries/tool") + "\n");
+    EXPECT_EQ(outcome.out, path("run/binaries/tool") + "\n");
 }
 
 TEST_F(FindProgram, NamingACacheSwitchesItsStepOnAndASuggestionComesBeforeAllSteps) {
-    std::string const cached = m_place.file("cache/tool/0123/tool");
-    std::string const suggested = m_place.file("elsewhere/renamed");
-    auto const outcome = m_place.run({"find", "bin", "tool", "--cache", m_place.path("cache")});
-    EXPECT_EQ(outcome.out, cached + "\n");
-    EXPECT_EQ(found({"bin", "tool", "--cache", m_place.path("cache")}),
-              "ssCacheSearchDir " + cached);
-    EXPECT_EQ(found({"bin", "tool", "--cache", m_place.path("cache"), "--suggest", suggested}),
+    file("cache/tool/0123/tool");
+    std::string const suggested = file("elsewhere/renamed");
+    EXPECT_EQ(run({"find", "bin", "tool", "--cache", "cache"}).out, "cache/tool/0123/tool\n");
+    EXPECT_EQ(found({"bin", "tool", "--cache", "cache"}), "ssCacheSearchDir cache/tool/0123/tool");
+    EXPECT_EQ(found({"bin", "tool", "--cache", "cache", "--suggest", suggested}),
               "ssAskUser " + suggested);
 }
 
 TEST_F(FindProgram, SaysWhatWasExpectedAndWhatWasFound) {
-    auto const fileOf = [this](char const* name, time_t time) {
-        std::string file = m_place.file(name);
+    for (auto const& [name, time] : {std::pair("src/main.c", 1000), std::pair("built", 900)}) {
         timespec const times[2] = {{time, 0}, {time, 0}};
-        EXPECT_EQ(::utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
-        return file;
-    };
-    std::string const file = fileOf("src/main.c", 1000);
-    std::string const reference = fileOf("built", 900);
+        ASSERT_EQ(::utimensat(AT_FDCWD, file(name).c_str(), times, 0), 0);
+    }
     auto const rejected = [&](std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), {"src", "main.c", "-d", "src=" + m_place.path("src")});
+        arguments.insert(arguments.begin(), {"src", "main.c", "-d", "src=src"});
         auto const record = findJson(arguments);
         if (record["rejected"].empty())
             return record["found"][0]["confidence"].get<std::string>();
@@ -323,12 +263,11 @@ TEST_F(FindProgram, SaysWhatWasExpectedAndWhatWasFound) {
                                                           ", found " + md5OfContent + ")")));
     EXPECT_EQ(rejected({"--expect-mtime", "1000", "--expect-size", "7"}), "cfValidated");
     EXPECT_THAT(rejected({"--expect-mtime", "999"}), HasSubstr("(expected time 999, found 1000)"));
-    EXPECT_EQ(rejected({"--expect-mtime", "999", "--except-dir", m_place.path("src")}),
-              "cfValidated");
+    EXPECT_EQ(rejected({"--expect-mtime", "999", "--except-dir", "src"}), "cfValidated");
     EXPECT_THAT(rejected({"--expect-size", "8"}), HasSubstr("(expected 8 bytes, found 7)"));
-    EXPECT_THAT(rejected({"--not-newer-than", reference}),
+    EXPECT_THAT(rejected({"--not-newer-than", "built"}),
                 HasSubstr("(expected time 900 or before, found 1000)"));
-    EXPECT_EQ(rejected({"--not-newer-than", file, "--policy", "reject"}), "cfValidated");
+    EXPECT_EQ(rejected({"--not-newer-than", "src/main.c", "--policy", "reject"}), "cfValidated");
     EXPECT_EQ(rejected({"--policy", "low"}), "cfPolicyLow");
     EXPECT_EQ(rejected({"--policy", "reject"}), "svNone ");
     // A file that can be opened, but not read from its start.
@@ -338,23 +277,22 @@ TEST_F(FindProgram, SaysWhatWasExpectedAndWhatWasFound) {
 }
 
 TEST_F(FindProgram, RunsTheKernelFallbacksOnlyForAKnownRelease) {
-    auto const log = m_place.run({"-v", "find", "bin", "vmlinux", "--kernel-release",
-                                  "0.0-lokata-test", "--steps", "AbsoluteNameLookup"});
+    auto const log = run({"-v", "find", "bin", "vmlinux", "--kernel-release", "0.0-lokata-test",
+                          "--steps", "AbsoluteNameLookup"});
     EXPECT_EQ(log.status, 1);
     EXPECT_THAT(log.err, HasSubstr("Searching bin file:/boot/vmlinuz-0.0-lokata-test"));
     EXPECT_THAT(log.err, Not(HasSubstr("ENTER: ")));
-    auto const trace = m_place.run({"-vv", "find", "bin", "vmlinux", "--steps", "AskUser"});
+    auto const trace = run({"-vv", "find", "bin", "vmlinux", "--steps", "AskUser"});
     EXPECT_THAT(trace.err, HasSubstr("ENTER: "));
     EXPECT_THAT(trace.err, Not(HasSubstr("/boot/vmlinuz-")));
 }
 
 TEST_F(FindProgram, FailsWhenNobodyReadsItsAnswer) {
-    m_place.file("lib/tool");
-    auto const outcome =
-        m_place.run({"find", "bin", "tool", "-d", "bin=" + m_place.path("lib")}, {}, [] {
-            int const full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
-            ::dup2(full, STDOUT_FILENO);
-        });
+    file("lib/tool");
+    auto const outcome = run({"find", "bin", "tool", "-d", "bin=lib"}, {}, [] {
+        int const full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+        ::dup2(full, STDOUT_FILENO);
+    });
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.err, StartsWith("lokata: standard output: "));
 }

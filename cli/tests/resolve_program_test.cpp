@@ -3,12 +3,8 @@
 #include "support/elf_builder.h"
 #include "support/inputs.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <nlohmann/json.hpp>
 
-#include <filesystem>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -19,6 +15,7 @@ using namespace testing;
 namespace {
 
 using namespace profile::test;
+using nlohmann::json;
 using profile::BuildId;
 
 BuildId bytes(std::string const& text) {
@@ -26,25 +23,25 @@ BuildId bytes(std::string const& text) {
 }
 
 /// Two modules, recorded below a directory that is not there any more.
-class ResolveProgram : public testing::Test {
+class ResolveProgram : public ProgramTest {
 protected:
     ResolveProgram() {
         elf("moved/deep/app", m_app, false);
         elf("moved/deep/libx.so", m_lib, true);
-        m_place.dir("debug");
+        dir("debug");
     }
 
     void elf(std::string const& name, std::string const& id, bool debugInfo) const {
         ElfBuilder builder;
         builder.buildId(bytes(id));
-        (debugInfo ? builder.debugInfo() : builder).write(m_place.file(name));
+        (debugInfo ? builder.debugInfo() : builder).write(file(name));
     }
     Outcome resolve(std::vector<std::string> words, std::string const& input = {}) const {
         words.insert(words.begin(),
-                     {"resolve", "--no-user", "--debug-file-directory", m_place.path("debug")});
-        return m_place.run(words, input);
+                     {"resolve", "--no-user", "--debug-file-directory", path("debug")});
+        return run(words, input);
     }
-    std::string moved() const { return "bin:r=" + m_place.path("moved"); }
+    std::string moved() const { return "bin:r=" + path("moved"); }
 
     PerfFile perf() const {
         PerfFile perf;
@@ -63,7 +60,6 @@ protected:
 
     std::string const m_app = buildId('a');
     std::string const m_lib = buildId('x');
-    Workplace m_place;
 };
 
 TEST_F(ResolveProgram, EveryKindOfInputNamesTheMovedFiles) {
@@ -78,13 +74,11 @@ TEST_F(ResolveProgram, EveryKindOfInputNamesTheMovedFiles) {
     for (auto const& [format, content] : inputs) {
         Outcome const outcome = resolve({"-", "--json", "-d", moved()}, content);
         EXPECT_EQ(outcome.status, 0) << format << outcome.err;
-        auto const document = nlohmann::json::parse(outcome.out);
-        EXPECT_EQ(document["format"], format);
-        auto const& module = document["modules"][0];
-        EXPECT_EQ(module["name"], "/gone/app") << format;
-        EXPECT_EQ(module["status"], "resolved") << format;
-        EXPECT_EQ(module["binary"]["path"], m_place.path("moved/deep/app")) << format;
-        EXPECT_EQ(module["binary"]["identity"]["actual"], app) << format;
+        json const document = json::parse(outcome.out);
+        json const& module = document["modules"][0];
+        EXPECT_EQ(json({document["format"], module["name"], module["status"],
+                        module["binary"]["path"], module["binary"]["identity"]["actual"]}),
+                  json({format, "/gone/app", "resolved", path("moved/deep/app"), app}));
     }
 }
 
@@ -101,7 +95,7 @@ TEST_F(ResolveProgram, NamesWithoutBuildIdAreAcceptedAsThePolicySays) {
 
 TEST_F(ResolveProgram, ARebuiltNamesakeIsRejectedWithBothBuildIds) {
     elf("moved/deep/app", buildId('b'), false);
-    std::string const file = m_place.file("perf.data", perf().file());
+    file("perf.data", perf().file());
     Outcome const outcome = resolve({"-d", moved()});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.out, AllOf(HasSubstr(profile::toHex(bytes(m_app))),
@@ -111,18 +105,18 @@ TEST_F(ResolveProgram, ARebuiltNamesakeIsRejectedWithBothBuildIds) {
     EXPECT_THAT(outcome.out, HasSubstr("1 of 2 resolved (25.00% of samples)"));
     EXPECT_THAT(outcome.out, Not(HasSubstr("\033"))) << "no colour where no terminal is";
 
-    Outcome const explained = resolve({file, "-d", moved(), "--explain", "app"});
-    EXPECT_THAT(explained.out, AllOf(HasSubstr("rejected " + m_place.path("moved/deep/app") +
-                                               "  [LowPrioritySearchDirs]"),
-                                     HasSubstr("nothing  [AbsoluteNameLookup]"),
-                                     HasSubstr("no file"), Not(HasSubstr("libx"))));
-    EXPECT_EQ(resolve({file, "--explain", "nothing"}).status, 2);
+    Outcome const explained = resolve({"perf.data", "-d", moved(), "--explain", "app"});
+    EXPECT_THAT(explained.out,
+                AllOf(HasSubstr("rejected " + path("moved/deep/app") + "  [LowPrioritySearchDirs]"),
+                      HasSubstr("nothing  [AbsoluteNameLookup]"), HasSubstr("no file"),
+                      Not(HasSubstr("libx"))));
+    EXPECT_EQ(resolve({"perf.data", "--explain", "nothing"}).status, 2);
 
-    std::string const logged = resolve({file, "-v", "-d", moved()}).err;
+    std::string const logged = resolve({"perf.data", "-v", "-d", moved()}).err;
     std::string const step = " [ssLowPrioritySearchDirs] ";
-    EXPECT_THAT(logged, HasSubstr("INFO " + m_place.path("moved/deep/app") + step +
-                                  "rejected: The build-id of "));
-    EXPECT_THAT(logged, HasSubstr("INFO " + m_place.path("moved/deep/libx.so") + step +
+    EXPECT_THAT(logged,
+                HasSubstr("INFO " + path("moved/deep/app") + step + "rejected: The build-id of "));
+    EXPECT_THAT(logged, HasSubstr("INFO " + path("moved/deep/libx.so") + step +
                                   "proven: build-id " + profile::toHex(bytes(m_lib)) + "\n"));
     EXPECT_EQ(outcome.err, "");
 }
@@ -132,7 +126,7 @@ TEST_F(ResolveProgram, SymbolsThatLackAFileAreToldWithTheReason) {
         .buildId(bytes(m_app))
         .debugInfo()
         .altLink("none", bytes(m_lib))
-        .write(m_place.path("moved/deep/app"));
+        .write(path("moved/deep/app"));
     std::string const input = profile::toHex(bytes(m_app)) + " /gone/app\n";
     Outcome const outcome = resolve({"-", "-d", moved()}, input);
     EXPECT_EQ(outcome.status, 0) << "the binary is there";
@@ -145,7 +139,7 @@ TEST_F(ResolveProgram, DamagedInputIsResolvedAsFarAsItCanBeRead) {
     Outcome const damaged = resolve({"-", "-d", moved()}, whole.substr(0, whole.size() - 100));
     EXPECT_EQ(damaged.status, 1);
     EXPECT_THAT(damaged.err, HasSubstr("standard input: at byte "));
-    EXPECT_THAT(damaged.out, HasSubstr(m_place.path("moved/deep/app")));
+    EXPECT_THAT(damaged.out, HasSubstr(path("moved/deep/app")));
 
     EXPECT_EQ(resolve({"-", "--format", "maps"}, "nothing of a map\n").status, 2)
         << "nothing could be read";
@@ -155,7 +149,7 @@ TEST_F(ResolveProgram, DamagedInputIsResolvedAsFarAsItCanBeRead) {
 
     Outcome const several = resolve({"no-such-file", "-", "--json", "-d", moved()}, whole);
     EXPECT_EQ(several.status, 2);
-    auto const unread = nlohmann::json::parse(several.out.substr(0, several.out.find('\n')));
+    auto const unread = json::parse(several.out.substr(0, several.out.find('\n')));
     EXPECT_EQ(unread["input"], "no-such-file");
     EXPECT_TRUE(unread["format"].is_null());
     EXPECT_THAT(several.out, HasSubstr("\n{\"version\""));
@@ -165,42 +159,41 @@ TEST_F(ResolveProgram, CopiedTreesAndRenamedPrefixesAreSearched) {
     std::string const list = profile::toHex(bytes(m_app)) + " /gone/app\n";
     elf("copy/gone/app", m_app, false);
     for (auto const& [option, value] : std::vector<std::pair<std::string, std::string>>{
-             {"--sysroot", m_place.path("copy")},
-             {"--symfs", m_place.path("copy")},
-             {"--symfs", m_place.path("moved/deep") + ",flat"},
-             {"--substitute-path", "/gone=" + m_place.path("moved/deep")}})
+             {"--sysroot", path("copy")},
+             {"--symfs", path("copy")},
+             {"--symfs", path("moved/deep") + ",flat"},
+             {"--substitute-path", "/gone=" + path("moved/deep")}})
         EXPECT_EQ(resolve({"-", option, value}, list).status, 0) << option;
     EXPECT_EQ(resolve({"-"}, list).status, 1);
-    EXPECT_EQ(resolve({"-", "--html", m_place.path("no/such/dir.html")}, list).status, 2);
+    EXPECT_EQ(resolve({"-", "--html", path("no/such/dir.html")}, list).status, 2);
 }
 
 TEST_F(ResolveProgram, ProfileAndArchiveAreEnoughOnAnotherMachine) {
     elf("debug/.build-id/61/" + profile::toHex(bytes(m_app)).substr(2) + ".debug", m_app, true);
-    m_place.file("src/main.cc");
-    std::string const input = m_place.file("profile.pb.gz", pprof());
-    std::string const recorded = m_place.file("perf.data", perf().file());
-    Outcome const here =
-        resolve({input, recorded, "--json", "--sources", "-d", moved(), "--substitute-path",
-                 "/build=" + m_place.path("src"), "--archive-into", m_place.path("kept/archive"),
-                 "--html", m_place.path("page.html")});
+    file("src/main.cc");
+    std::string const input = file("profile.pb.gz", pprof());
+    std::string const recorded = file("perf.data", perf().file());
+    Outcome const here = resolve({input, recorded, "--json", "--sources", "-d", moved(),
+                                  "--substitute-path", "/build=" + path("src"), "--archive-into",
+                                  path("kept/archive"), "--html", path("page.html")});
     ASSERT_EQ(here.status, 0) << here.err;
-    EXPECT_THAT(contentOf(m_place.path("page.html")), HasSubstr("/gone/app"));
+    EXPECT_THAT(contentOf(path("page.html")), HasSubstr("/gone/app"));
 
     Workplace const other;
     for (char const* const taken : {"kept", "profile.pb.gz", "perf.data"})
-        fs::rename(m_place.path(taken), other.path(taken));
+        fs::rename(path(taken), other.path(taken));
     for (char const* const gone : {"moved", "debug", "src"})
-        fs::remove_all(m_place.path(gone));
+        fs::remove_all(path(gone));
     Outcome const there = other.run({"resolve", "--no-user", "--debug-file-directory",
                                      other.path("none"), "profile.pb.gz", "perf.data", "--json",
                                      "--sources", "--archive", "kept/archive"});
     ASSERT_EQ(there.status, 0) << there.err;
 
     auto const answers = [](std::string const& lines) {
-        nlohmann::json result;
+        json result;
         std::istringstream in(lines);
         for (std::string line; std::getline(in, line);) {
-            auto const document = nlohmann::json::parse(line);
+            auto const document = json::parse(line);
             for (auto const& module : document["modules"])
                 result.push_back({module["status"], module["binary"]["identity"],
                                   module["symbols"]["identity"]});

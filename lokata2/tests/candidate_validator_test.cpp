@@ -3,7 +3,7 @@
 #include "support/callbacks.h"
 #include "support/message_directory.h"
 #include "support/retriever.h"
-#include "support/temp_tree.h"
+#include "temp_tree.h"
 
 #include <gmock/gmock.h>
 
@@ -39,7 +39,7 @@ protected:
         return verdictOf(validator.validateInternal(file.c_str(), ssCacheSearchDir));
     }
 
-    test::TempTree m_tree;
+    TempTree m_tree;
     std::string m_file = m_tree.file("file", "abc");
     std::string m_other = m_tree.file("other", "abd");
     test::Policy m_policy;

@@ -1,7 +1,7 @@
 #include "lk_context.h"
 #include "support/callbacks.h"
 #include "support/dir_records.h"
-#include "support/temp_tree.h"
+#include "temp_tree.h"
 
 #include <gtest/gtest.h>
 
@@ -192,7 +192,7 @@ TEST_F(Contexts, ACaptureCutsTheChainForItsClient) {
 }
 
 TEST_F(Contexts, ArchiveIntoTheNearestArchiveAloneWhereASearchFindsTheFile) {
-    test::TempTree const tree;
+    TempTree const tree;
     std::string const file = tree.file("libx.so", "content");
     auto const archive = [&](unsigned category) {
         return m_manager->archiveFile(*m_child, file.c_str(),
@@ -214,7 +214,7 @@ TEST_F(Contexts, ArchiveIntoTheNearestArchiveAloneWhereASearchFindsTheFile) {
 }
 
 TEST_F(Contexts, ASearchReadsAResultDirectoryBeforeNearerDirectoriesOfLowPriority) {
-    test::TempTree const tree;
+    TempTree const tree;
     for (char const* file :
          {"near/both", "run/binaries/both", "run/symbols/both", "run/symbols/symbols-only",
           "run/binaries/stripped", "run/sources/deep/main.c", "run/all/deep/any"})

@@ -2,7 +2,7 @@
 #include "on_threads.h"
 #include "support/callbacks.h"
 #include "support/dir_records.h"
-#include "support/temp_tree.h"
+#include "temp_tree.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ namespace {
 constexpr int c_rounds = 60;
 
 TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
-    test::TempTree tree;
+    TempTree tree;
     std::string const wanted = tree.file("always/wanted", "content");
     auto const manager = IResolutionContextMgr::create();
     auto const child = manager->createFileSystemContext("/child", false);

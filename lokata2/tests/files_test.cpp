@@ -1,7 +1,7 @@
 #include <lokata2/utils.h>
 
-#include "support/temp_tree.h"
-#include "support/unprivileged.h"
+#include "temp_tree.h"
+#include "unprivileged.h"
 
 #include <gtest/gtest.h>
 
@@ -21,7 +21,7 @@ protected:
                                   removeSource);
     }
 
-    test::TempTree m_tree;
+    TempTree m_tree;
     std::string m_root = m_tree.path("archive");
     std::string m_archived = "as it was";
 };
@@ -33,7 +33,7 @@ TEST_F(Archiving, CopiesEachVersionOfANameOnceAndThenKeepsTheSourceInAnyCase) {
     EXPECT_EQ(archive(source, "binaries"), afOk);
     EXPECT_EQ(m_archived, first);
     EXPECT_EQ(fs::status(first).permissions(), fs::perms(0755));
-    EXPECT_EQ(test::contentOf(first), "one");
+    EXPECT_EQ(contentOf(first), "one");
     std::ofstream(first) << "not compared";
     m_archived.clear();
     EXPECT_EQ(archive(source, "binaries", true), afAlreadyArchived);
@@ -43,9 +43,9 @@ TEST_F(Archiving, CopiesEachVersionOfANameOnceAndThenKeepsTheSourceInAnyCase) {
     m_tree.file("name", "two");
     EXPECT_EQ(archive(source, "binaries", true), afOk);
     EXPECT_EQ(m_archived, m_root + "/binaries/name/b8a9f715dbb64fd5c56e7783c6820a61/name");
-    EXPECT_EQ(test::contentOf(m_archived), "two");
+    EXPECT_EQ(contentOf(m_archived), "two");
     EXPECT_FALSE(fs::exists(source));
-    EXPECT_EQ(test::contentOf(first), "not compared");
+    EXPECT_EQ(contentOf(first), "not compared");
 }
 
 TEST_F(Archiving, FailsWithoutASourceOrADirectory) {
@@ -66,7 +66,7 @@ TEST_F(Archiving, NamesTheCopyThatFailedAndKeepsTheSource) {
     std::string const source = m_tree.file("name", "one");
     m_tree.dir("archive/name/f97c5d29941bfb1b2fdab0874906ab82");
     fs::permissions(m_tree.root(), fs::perms::all);
-    EXPECT_TRUE(test::holdsUnprivileged([&] {
+    EXPECT_TRUE(holdsUnprivileged([&] {
         return archive(source, nullptr, true) == afCopyFailed && fs::exists(source) &&
                m_archived == m_root + "/name/f97c5d29941bfb1b2fdab0874906ab82/name";
     }));

@@ -1,9 +1,10 @@
 #include "lk_search_impl.h"
 
+#include "packers.h"
 #include "support/private_dir.h"
 #include "support/scripted_search.h"
-#include "support/temp_tree.h"
-#include "support/unprivileged.h"
+#include "temp_tree.h"
+#include "unprivileged.h"
 
 #include <lokata2/checksum.h>
 #include <lokata2/utils.h>
@@ -16,7 +17,6 @@
 #include <string>
 
 #include <sys/resource.h>
-#include <zlib.h>
 
 namespace {
 
@@ -25,21 +25,6 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 
 constexpr std::size_t c_bufferSize = 0x40000;
-
-/// A gzip stream. With Z_SYNC_FLUSH for `flush` it stops behind the content and has no end.
-std::string gzip(std::string content, int flush = Z_FINISH) {
-    z_stream stream{};
-    EXPECT_EQ(deflateInit2(&stream, 9, Z_DEFLATED, MAX_WBITS + 16, 8, Z_DEFAULT_STRATEGY), Z_OK);
-    std::string result(content.size() + 1000, '\0');
-    stream.next_in = reinterpret_cast<Bytef*>(content.data());
-    stream.avail_in = static_cast<uInt>(content.size());
-    stream.next_out = reinterpret_cast<Bytef*>(result.data());
-    stream.avail_out = static_cast<uInt>(result.size());
-    deflate(&stream, flush);
-    result.resize(stream.total_out);
-    deflateEnd(&stream);
-    return result;
-}
 
 /// Text that hardly compresses, so that its stream is longer than several buffers.
 std::string longContent() {
@@ -58,10 +43,10 @@ protected:
         fs::remove(m_target);
         bool const extracted = utils::extractVmlinux(file.c_str(), m_target.c_str());
         EXPECT_EQ(extracted, fs::exists(m_target));
-        return extracted ? test::contentOf(m_target) : "none";
+        return extracted ? contentOf(m_target) : "none";
     }
 
-    test::TempTree m_tree;
+    TempTree m_tree;
     std::string m_target = m_tree.path("vmlinux");
 };
 
@@ -87,7 +72,7 @@ TEST_F(KernelExtraction, TakesWhatAStreamThatIsCutShortHoldsButNotADamagedOne) {
     EXPECT_TRUE(longContent().compare(0, part.size(), part) == 0);
     EXPECT_EQ(extract(gzip("").substr(0, 4)), "");
     std::string const full(c_bufferSize, 'x');
-    EXPECT_TRUE(extract(gzip(full, Z_SYNC_FLUSH)) == full);
+    EXPECT_TRUE(extract(gzipWithoutEnd(full)) == full);
     std::string damaged = stream;
     damaged[damaged.size() - 8] ^= 1;
     EXPECT_EQ(extract(damaged), "none");
@@ -101,7 +86,7 @@ TEST_F(KernelExtraction, RemovesATargetThatCannotBeWrittenButNoneThatItDidNotOpe
     EXPECT_TRUE(fs::is_directory(closed));
 
     fs::permissions(m_tree.root(), fs::perms::all);
-    EXPECT_TRUE(test::holdsUnprivileged([&] {
+    EXPECT_TRUE(holdsUnprivileged([&] {
         rlimit const limit{5, 5};
         std::signal(SIGXFSZ, SIG_IGN);
         return setrlimit(RLIMIT_FSIZE, &limit) == 0 &&
@@ -128,7 +113,7 @@ protected:
         return test::namesOf(*m_files.currentlyFoundValid());
     }
 
-    test::TempTree m_tree;
+    TempTree m_tree;
     test::PrivateDir m_private{m_tree.path("private")};
     test::ScriptedStrategy m_strategy;
     test::ScriptedValidator m_validator;
@@ -140,10 +125,10 @@ TEST_F(KernelSubstitution, PutsACopyThatIsUnpackedOnceInThePlaceOfTheImage) {
     std::string const cached = cachedName(file);
     EXPECT_TRUE(offer(file));
     EXPECT_THAT(found(), ElementsAre(cached));
-    EXPECT_EQ(test::contentOf(cached), "kernel");
+    EXPECT_EQ(contentOf(cached), "kernel");
     std::ofstream(cached) << "kept";
     EXPECT_FALSE(offer(image("elsewhere/vmlinuz")));
-    EXPECT_EQ(test::contentOf(cached), "kept");
+    EXPECT_EQ(contentOf(cached), "kept");
 }
 
 TEST_F(KernelSubstitution, UnpacksAnewOverACopyThatIsRejectedAndElseKeepsTheImage) {

@@ -1,6 +1,6 @@
 #include "lk_searchenv_persistent.h"
 #include "support/dir_records.h"
-#include "support/temp_tree.h"
+#include "temp_tree.h"
 
 #include <gtest/gtest.h>
 
@@ -61,7 +61,7 @@ protected:
 
     static constexpr std::uint8_t c_binaries = scBinaryFiles;
 
-    test::TempTree m_tree;
+    TempTree m_tree;
     toolbelt2::sptr_t<optstore2::IPropertyStorage> m_store;
     ObjectPtr<IPersistentSearchDirContainer> m_dirs;
 };

@@ -1,7 +1,7 @@
 #include "lk_search_manipulator.h"
 #include "on_threads.h"
 #include "support/callbacks.h"
-#include "support/temp_tree.h"
+#include "temp_tree.h"
 
 #include <lokata2/search_history.h>
 
@@ -37,7 +37,7 @@ protected:
         return association->resolvedName() == nullptr ? "none" : association->resolvedName();
     }
 
-    test::TempTree m_tree;
+    TempTree m_tree;
     ObjectPtr<IResolutionContextMgr> m_manager = IResolutionContextMgr::create();
     ObjectPtr<IResolutionContext> m_context =
         m_manager->createFileSystemContext(m_tree.path("context").c_str(), false);

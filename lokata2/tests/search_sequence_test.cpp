@@ -5,7 +5,7 @@
 #include "support/private_dir.h"
 #include "support/retriever.h"
 #include "support/scripted_search.h"
-#include "support/temp_tree.h"
+#include "temp_tree.h"
 
 #include <gmock/gmock.h>
 
@@ -24,7 +24,7 @@ using testing::StartsWith;
 
 class LazyResults : public testing::Test {
 protected:
-    test::TempTree m_tree;
+    TempTree m_tree;
     std::string m_a = m_tree.file("a");
     std::string m_b = m_tree.file("b");
     std::string m_c = m_tree.file("c");
@@ -190,7 +190,7 @@ TEST_F(SearchSequence, FilesOfARetrieverPassThroughADirectoryThatGoesWithTheSear
     auto const file = search->findBinFile("/opt/x/tool", nullptr, nullptr, 0);
     ASSERT_TRUE(file);
     EXPECT_EQ(file->searchStep(), ssAbsoluteNameLookup);
-    EXPECT_EQ(test::contentOf(file->name()), "content");
+    EXPECT_EQ(contentOf(file->name()), "content");
     ASSERT_THAT(retriever.asked[0], StartsWith("/opt/x/tool to " + m_tree.path("private/lk-")));
     std::string const target = retriever.asked[0].substr(std::strlen("/opt/x/tool to "));
     EXPECT_TRUE(std::filesystem::exists(target));

@@ -5,8 +5,8 @@
 
 #include "support/retriever.h"
 #include "support/scripted_search.h"
-#include "support/temp_tree.h"
-#include "support/unprivileged.h"
+#include "temp_tree.h"
+#include "unprivileged.h"
 
 #include <gmock/gmock.h>
 #include <lokata2/utils.h>
@@ -49,7 +49,7 @@ protected:
         return names;
     }
 
-    test::TempTree m_tree;
+    TempTree m_tree;
     Offers m_offers;
 };
 
@@ -88,7 +88,7 @@ TEST_F(DirectoryWalker, EntersEachDirectoryOnceThroughLinksAndLoops) {
     m_tree.dir("a/b");
     m_tree.link("a/b/up", "../..");
     m_tree.link("a/again", "b");
-    test::TempTree const elsewhere;
+    TempTree const elsewhere;
     m_tree.link("out", elsewhere.root());
     m_tree.file("file");
     auto const names = walked(m_tree.root(), "x");
@@ -105,7 +105,7 @@ TEST_F(DirectoryWalker, GivesUpADirectoryThatIsClosedOrHasAnEntryOfUnknownStatus
     // Two of them, for in no order may the first one end the walk.
     for (char const* name : {"closed", "locked"})
         ASSERT_EQ(chmod(m_tree.path(name).c_str(), 0311), 0);
-    EXPECT_TRUE(test::holdsUnprivileged([&] {
+    EXPECT_TRUE(holdsUnprivileged([&] {
         std::vector<std::string> const wanted{"bad/x", "closed/x", "locked/x", "x", "x"};
         std::vector<std::string> names = walked(m_tree.root(), "x");
         std::sort(names.begin(), names.end());

@@ -5,7 +5,7 @@
 #include "on_threads.h"
 #include "support/callbacks.h"
 #include "support/message_directory.h"
-#include "support/unprivileged.h"
+#include "unprivileged.h"
 
 #include <gtest/gtest.h>
 
@@ -52,7 +52,7 @@ protected:
     static constexpr char const* c_isValid = "0";
     static constexpr char const* c_isUndecided = "2";
 
-    test::TempTree m_tree;
+    TempTree m_tree;
     test::MessageDirectory m_messages;
 };
 
@@ -149,7 +149,7 @@ TEST_F(ValidatorDecorator, RejectsWhatItMayNotRead) {
     std::string const inside = m_tree.file("closed/file");
     std::filesystem::permissions(secret, std::filesystem::perms::none);
     std::filesystem::permissions(m_tree.path("closed"), std::filesystem::perms::none);
-    EXPECT_TRUE(test::holdsUnprivileged([&] {
+    EXPECT_TRUE(holdsUnprivileged([&] {
         return judge(m_decorator, secret) == "1, severity 0, " + secret + " is closed" &&
                judge(m_decorator, inside) == "1, severity 0, " + inside + " is missing" &&
                m_user.asked.empty();
@@ -175,7 +175,7 @@ std::string calculate(std::string const& file, checksum_type_t type) {
 }
 
 TEST(Checksum, IsThatOfTheWholeContentOrNone) {
-    test::TempTree const tree;
+    TempTree const tree;
     std::string const file = tree.file("blocks", std::string(10000, 'x'));
     EXPECT_EQ(calculate(file, ctMd5), "b567fcb68d8555227123ab87e255872e");
     EXPECT_EQ(calculate(file, ctSha1), "f8c5cde791c5056cf515881e701c8a9ecb439a75");
@@ -185,7 +185,7 @@ TEST(Checksum, IsThatOfTheWholeContentOrNone) {
     EXPECT_EQ(calculate(file, ctCrc32), "none");
     EXPECT_FALSE(IChecksumCalculator::create()->calculateChecksum(nullptr, ctMd5));
     std::filesystem::permissions(file, std::filesystem::perms::none);
-    EXPECT_TRUE(test::holdsUnprivileged([&] { return calculate(file, ctMd5) == "none"; }));
+    EXPECT_TRUE(holdsUnprivileged([&] { return calculate(file, ctMd5) == "none"; }));
 }
 
 TEST(ChecksumCalculator, IsOneAndNeverHandedOutWhileItGoesOnAnotherThread) {

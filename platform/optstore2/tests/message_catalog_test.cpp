@@ -1,16 +1,12 @@
 #include <optstore2/message_catalog.h>
 
-#include <toolbelt2/temporary_directory.h>
-
 #include <gtest/gtest.h>
 #include <on_threads.h>
 
 #include <atomic>
 #include <clocale>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
+#include <temp_tree.h>
 
 namespace {
 
@@ -22,21 +18,16 @@ using optstore2::setMessageDirectory;
 
 class MessageCatalog : public testing::Test {
 protected:
-    MessageCatalog() { setMessageDirectory(m_directory.c_str()); }
+    MessageCatalog() { setMessageDirectory(m_tree.root().c_str()); }
 
     ~MessageCatalog() override {
         std::setlocale(LC_MESSAGES, "C");
         setMessageDirectory(nullptr);
     }
 
-    void write(std::string const& file, std::string const& text) const {
-        std::ofstream(m_directory / file) << text;
-    }
-
     /// Puts a locale in force that need not be installed: the machine's own one under a new name.
     void setLocale(std::string const& name) const {
-        fs::path const locale = m_directory / "locales" / name;
-        fs::create_directories(locale);
+        fs::path const locale = m_tree.dir("locales/" + name);
         fs::copy("/usr/lib/locale/C.utf8/LC_MESSAGES", locale / "LC_MESSAGES",
                  fs::copy_options::recursive);
         setenv("LOCPATH", locale.parent_path().c_str(), 1);
@@ -49,13 +40,12 @@ protected:
                                   : "no catalogue";
     }
 
-    toolbelt2::temporary_directory_t const m_owner{"messages-"};
-    fs::path const m_directory = m_owner.path();
+    TempTree const m_tree;
 };
 
 TEST_F(MessageCatalog, ThatComesLateIsUsedBeforeTheInstallationsAndStaysValid) {
     EXPECT_GT(getMessageCatalog("lokata_common")->size(), 1U);
-    write("lokata_common.en.json", R"({"FileDoesNotExist": "mine"})");
+    m_tree.file("lokata_common.en.json", R"({"FileDoesNotExist": "mine"})");
     catalog_t const* const catalog = getMessageCatalog("lokata_common");
     EXPECT_EQ(text(catalog, "FileDoesNotExist"), "mine");
     EXPECT_EQ(getMessageCatalog("lokata_common"), catalog);
@@ -65,9 +55,9 @@ TEST_F(MessageCatalog, ThatComesLateIsUsedBeforeTheInstallationsAndStaysValid) {
 }
 
 TEST_F(MessageCatalog, TheLanguageOfTheProcessGoesFirstKeyByKey) {
-    write("lang.en.json", R"({"A": "en", "B": "en", "C": "en"})");
-    write("lang.de.json", R"({"A": "de", "B": "de"})");
-    write("lang.de_AT.json", R"({"A": "de_AT"})");
+    m_tree.file("lang.en.json", R"({"A": "en", "B": "en", "C": "en"})");
+    m_tree.file("lang.de.json", R"({"A": "de", "B": "de"})");
+    m_tree.file("lang.de_AT.json", R"({"A": "de_AT"})");
     auto const texts = [] {
         catalog_t const* const catalog = getMessageCatalog("lang");
         return text(catalog, "A") + ' ' + text(catalog, "B") + ' ' + text(catalog, "C");
@@ -80,19 +70,19 @@ TEST_F(MessageCatalog, TheLanguageOfTheProcessGoesFirstKeyByKey) {
 TEST_F(MessageCatalog, ABrokenFileCountsAsMissingUntilItIsMended) {
     for (char const* content :
          {"", "{\"A\": \"x\"", "[\"A\"]", "{\"A\": 1}", "{\"A\": \"\xff\"}"}) {
-        write("broken.en.json", content);
+        m_tree.file("broken.en.json", content);
         EXPECT_EQ(getMessageCatalog("broken"), nullptr) << content;
     }
-    write("broken.en.json", R"({"A": "mended"})");
+    m_tree.file("broken.en.json", R"({"A": "mended"})");
     EXPECT_EQ(text(getMessageCatalog("broken"), "A"), "mended");
 }
 
 TEST_F(MessageCatalog, IsOneObjectForAllThreadsWhileTheDirectoryChanges) {
-    write("shared.en.json", R"({"A": "x"})");
+    m_tree.file("shared.en.json", R"({"A": "x"})");
     std::atomic<int> right{0};
     onThreads(4, [&](int) {
         for (int round = 0; round < 50; ++round) {
-            setMessageDirectory(m_directory.c_str());
+            setMessageDirectory(m_tree.root().c_str());
             right += text(getMessageCatalog("shared"), "A") == "x" ? 1 : 0;
         }
     });

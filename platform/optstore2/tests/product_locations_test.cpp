@@ -1,14 +1,11 @@
 #include <optstore2/product_locations.h>
 #include <optstore2/user_directories.h>
 
-#include <toolbelt2/temporary_directory.h>
-
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <string>
 #include <sys/stat.h>
+#include <temp_tree.h>
 #include <unistd.h>
 
 namespace {
@@ -33,8 +30,8 @@ protected:
         return status.st_mode & 07777;
     }
 
-    toolbelt2::temporary_directory_t const m_owner{"locations-"};
-    fs::path const m_root = m_owner.path();
+    TempTree const m_tree;
+    fs::path const m_root = m_tree.root();
 };
 
 TEST_F(ProductLocations, TheDirectoryIsMadeForTheUserAloneWithTheOneAbove) {

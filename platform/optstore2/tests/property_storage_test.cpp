@@ -2,24 +2,14 @@
 #include <optstore2/storage_error.h>
 #include <optstore2/store_lock.h>
 
-#include <toolbelt2/descriptor.h>
-#include <toolbelt2/temporary_directory.h>
-
+#include <child_process.h>
 #include <gmock/gmock.h>
 #include <on_threads.h>
 #include <sqlite3.h>
+#include <temp_tree.h>
 
-#include <csignal>
-#include <cstdint>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
 #include <memory>
 #include <random>
-#include <stdexcept>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
@@ -42,15 +32,6 @@ protected:
         return m_error;
     }
 
-    std::string bytes() const {
-        std::ifstream input(m_store, std::ios::binary);
-        return {std::istreambuf_iterator<char>(input), {}};
-    }
-
-    void setBytes(std::string const& content) const {
-        std::ofstream(m_store, std::ios::binary | std::ios::trunc) << content;
-    }
-
     /// Runs SQL on the file as another program would.
     std::shared_ptr<sqlite3> runElsewhere(std::string const& sql) const {
         sqlite3* database = nullptr;
@@ -59,8 +40,8 @@ protected:
         return {database, &sqlite3_close};
     }
 
-    temporary_directory_t const m_directory{"store-"};
-    std::filesystem::path m_store = m_directory.path() + "/properties";
+    TempTree const m_tree;
+    std::string const m_store = m_tree.path("properties");
     std::string m_error;
 };
 
@@ -72,14 +53,8 @@ variant_bag_t text(std::string const& value) {
     return bag;
 }
 
-template <typename Operation>
-std::string reason(Operation operation) {
-    try {
-        operation();
-    } catch (storage_error const& error) {
-        return error.what();
-    }
-    return "no error";
+auto fails(std::string const& reason) {
+    return testing::ThrowsMessage<storage_error>(HasSubstr(reason));
 }
 
 TEST_F(PropertyStorage, BringsBackTypeNumbersOrderRepeatedNamesAndBytes) {
@@ -100,14 +75,14 @@ TEST_F(PropertyStorage, BringsBackTypeNumbersOrderRepeatedNamesAndBytes) {
 }
 
 TEST_F(PropertyStorage, RefusesAFileThatIsNoStoreAndLeavesItAsItIs) {
-    setBytes("my precious notes\n");
-    EXPECT_THAT(refusal(), HasSubstr(m_store.string() + ": file is not a database"));
-    EXPECT_EQ(bytes(), "my precious notes\n");
+    m_tree.file("properties", "my precious notes\n");
+    EXPECT_THAT(refusal(), HasSubstr(m_store + ": file is not a database"));
+    EXPECT_EQ(contentOf(m_store), "my precious notes\n");
     std::filesystem::remove(m_store);
     runElsewhere("CREATE TABLE property (name TEXT PRIMARY KEY, value TEXT)");
-    std::string const foreign = bytes();
+    std::string const foreign = contentOf(m_store);
     EXPECT_THAT(refusal(), HasSubstr("is the database of another program"));
-    EXPECT_EQ(bytes(), foreign);
+    EXPECT_EQ(contentOf(m_store), foreign);
 
     std::filesystem::remove(m_store);
     auto const store = open();
@@ -120,11 +95,11 @@ TEST_F(PropertyStorage, RefusesAFileThatIsNoStoreAndLeavesItAsItIs) {
 
 TEST_F(PropertyStorage, ReportsDamageAndNeverReadsItAsEmpty) {
     open()->write("a", text("some text"));
-    std::string const whole = bytes();
+    std::string const whole = contentOf(m_store);
     auto const expectRefusal = [&](std::string const& damaged, std::size_t at) {
-        setBytes(damaged);
+        m_tree.file("properties", damaged);
         EXPECT_NE(refusal(), "") << at;
-        EXPECT_EQ(bytes(), damaged);
+        EXPECT_EQ(contentOf(m_store), damaged);
     };
     // A last page that is lost holds the index alone, by which a value is looked for.
     for (std::size_t keep = 0; keep < whole.size(); keep += 61)
@@ -133,8 +108,8 @@ TEST_F(PropertyStorage, ReportsDamageAndNeverReadsItAsEmpty) {
         std::string holed = whole;
         expectRefusal(holed.replace(page, 4096, 4096, '\0'), page);
     }
-    std::filesystem::rename(m_store, m_store.string() + "-journal");
-    EXPECT_THAT(reason([&] { open()->write("a", NONE); }), HasSubstr("its journal"));
+    std::filesystem::rename(m_store, m_store + "-journal");
+    EXPECT_THAT([&] { open()->write("a", NONE); }, fails("its journal"));
 }
 
 TEST_F(PropertyStorage, ReportsAValueThatIsNoBag) {
@@ -144,8 +119,7 @@ TEST_F(PropertyStorage, ReportsAValueThatIsNoBag) {
           R"([["a",4294967296,1]])", R"([[7,3,1]])", R"([["a",12,{"bytes":[256]}]])"}) {
         store->write("a", NONE);
         runElsewhere(std::string("UPDATE property SET value = '") + value + "'");
-        EXPECT_THAT(reason([&] { store->read("a", NONE); }), HasSubstr("\"a\" is damaged"))
-            << value;
+        EXPECT_THAT([&] { store->read("a", NONE); }, fails("\"a\" is damaged")) << value;
     }
 }
 
@@ -154,12 +128,12 @@ TEST_F(PropertyStorage, ReportsALockedFileAndKeepsWhatItHolds) {
     store->write("a", text("kept"));
     {
         auto const owner = runElsewhere("BEGIN EXCLUSIVE");
-        EXPECT_THAT(reason([&] { store->read("a", NONE); }), HasSubstr("locked"));
-        EXPECT_THAT(reason([&] { store->write("a", NONE); }), HasSubstr("locked"));
+        EXPECT_THAT([&] { store->read("a", NONE); }, fails("locked"));
+        EXPECT_THAT([&] { store->write("a", NONE); }, fails("locked"));
     }
     auto const reader = runElsewhere("BEGIN; SELECT * FROM property");
     EXPECT_EQ(store->read("a", NONE), text("kept"));
-    EXPECT_THAT(reason([&] { store->write("a", NONE); }), HasSubstr("locked"));
+    EXPECT_THAT([&] { store->write("a", NONE); }, fails("locked"));
     sqlite3_exec(reader.get(), "COMMIT", nullptr, nullptr, nullptr);
     store->write("a", text("after"));
 }
@@ -180,53 +154,7 @@ TEST_F(PropertyStorage, ServesThreadsThatShareOneStore) {
 // Long enough for a loaded machine: no test waits for it to run out.
 constexpr std::chrono::milliseconds c_patience{120000};
 
-using report_t = std::function<void(std::uint64_t)>;
-
-/// A child process that reports numbers through a pipe as it goes.
-class Process {
-public:
-    explicit Process(std::function<void(report_t const&)> const& body) {
-        int ends[2];
-        if (::pipe(ends) != 0)
-            throw std::runtime_error("no pipe");
-        m_pid = ::fork();
-        if (m_pid == 0) {
-            ::close(ends[0]);
-            runAndExit(body, ends[1]);
-        }
-        ::close(ends[1]);
-        m_reports.reset(ends[0]);
-    }
-
-    bool nextReport(std::uint64_t& number) const {
-        return ::read(m_reports.get(), &number, sizeof number) == sizeof number;
-    }
-
-    int wait() const {
-        int status = -1;
-        ::waitpid(m_pid, &status, 0);
-        return status;
-    }
-
-    /// True if it had not ended before.
-    bool kill() const {
-        ::kill(m_pid, SIGKILL);
-        return WIFSIGNALED(wait());
-    }
-
-private:
-    /// What is thrown shows and ends the process, and never comes back into the test program.
-    static void runAndExit(std::function<void(report_t const&)> const& body, int end) noexcept {
-        body([end](std::uint64_t number) {
-            if (::write(end, &number, sizeof number) != sizeof number)
-                ::_exit(3);
-        });
-        ::_exit(0);
-    }
-
-    pid_t m_pid = -1;
-    descriptor_t m_reports;
-};
+using report_t = ChildProcess::report_t;
 
 class PropertyStorageProcesses : public PropertyStorage {
 protected:
@@ -252,13 +180,13 @@ protected:
 TEST_F(PropertyStorageProcesses, AKilledWriterLosesNothingThatWasWritten) {
     constexpr int c_rounds = 25;
     constexpr std::uint64_t c_steadyWrites = 150;
-    Process const steady(
+    ChildProcess const steady(
         [this](report_t const& report) { count("steady", c_steadyWrites, report); });
 
     std::minstd_rand random(1);
     std::uint64_t acknowledged = 0;
     for (int round = 0; round < c_rounds; ++round) {
-        Process const victim(
+        ChildProcess const victim(
             [this](report_t const& report) { count("victim", UINT64_MAX, report); });
         for (auto wanted = 1 + random() % 4; wanted > 0; --wanted)
             ASSERT_TRUE(victim.nextReport(acknowledged));
@@ -289,26 +217,26 @@ TEST_F(PropertyStorageProcesses, UnderTheLockNoReadModifyWriteIsLost) {
             }
         };
     };
-    Process const dying([this](report_t const& report) {
+    ChildProcess const dying([this](report_t const& report) {
         store_lock_t const lock(m_store.c_str());
         report(1);
         ::pause();
     });
     std::uint64_t ready = 0;
     ASSERT_TRUE(dying.nextReport(ready));
-    Process const first(adding("a"));
-    Process const second(adding("b"));
+    ChildProcess const first(adding("a"));
+    ChildProcess const second(adding("b"));
     EXPECT_TRUE(dying.kill()) << "its lock ends with it";
     EXPECT_EQ(first.wait(), 0);
     EXPECT_EQ(second.wait(), 0);
     EXPECT_EQ(open(c_patience)->read("list", {}).entries().size(), 2U * c_adds);
-    EXPECT_THROW(store_lock_t((m_directory.path() + "/no/file").c_str()), storage_error);
+    EXPECT_THROW(store_lock_t(m_tree.path("no/file").c_str()), storage_error);
 
     store_lock_t const held(m_store.c_str());
-    EXPECT_THAT(reason([&] { store_lock_t(m_store.c_str(), std::chrono::milliseconds(0)); }),
-                HasSubstr("process " + std::to_string(::getpid()) + " has held the lock"));
-    std::filesystem::create_symlink(m_store, m_directory.path() + "/other.lock");
-    EXPECT_THROW(store_lock_t((m_directory.path() + "/other").c_str()), storage_error);
+    EXPECT_THAT([&] { store_lock_t(m_store.c_str(), std::chrono::milliseconds(0)); },
+                fails("process " + std::to_string(::getpid()) + " has held the lock"));
+    m_tree.link("other.lock", m_store);
+    EXPECT_THROW(store_lock_t(m_tree.path("other").c_str()), storage_error);
 }
 
 } // namespace

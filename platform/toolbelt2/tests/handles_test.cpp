@@ -8,12 +8,8 @@
 
 #include <cerrno>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
 #include <sys/stat.h>
-#include <unistd.h>
+#include <temp_tree.h>
 #include <vector>
 
 namespace {
@@ -29,23 +25,14 @@ using names_t = std::vector<std::string>;
 
 class Handles : public testing::Test {
 protected:
-    fs::path file(char const* name, char const* content = "") const {
-        std::ofstream(m_root / name) << content;
-        return m_root / name;
-    }
     names_t entries() const {
         names_t names;
-        for (auto const& entry : fs::directory_iterator(m_root))
+        for (auto const& entry : fs::directory_iterator(m_tree.root()))
             names.push_back(entry.path().filename());
         return names;
     }
-    static std::string content(fs::path const& name) {
-        std::ifstream in(name);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
 
-    temporary_directory_t m_directory{"handles-"};
-    fs::path m_root = m_directory.path();
+    TempTree const m_tree;
 };
 
 bool is_open(int descriptor) {
@@ -53,7 +40,7 @@ bool is_open(int descriptor) {
 }
 
 TEST_F(Handles, ADescriptorIsClosedOnceByItsLastOwner) {
-    descriptor_t first = descriptor_t::open(file("a").c_str(), O_RDONLY);
+    descriptor_t first = descriptor_t::open(m_tree.file("a").c_str(), O_RDONLY);
     int const number = first.get();
     ASSERT_TRUE(first && is_open(number));
     {
@@ -68,21 +55,21 @@ TEST_F(Handles, ADescriptorIsClosedOnceByItsLastOwner) {
     first.reset(number);
     EXPECT_EQ(first.close(), std::errc::bad_file_descriptor);
 
-    first = descriptor_t::open((m_root / "none").c_str(), O_RDONLY);
+    first = descriptor_t::open(m_tree.path("none").c_str(), O_RDONLY);
     EXPECT_EQ(errno, ENOENT);
     EXPECT_FALSE(first);
 }
 
 TEST_F(Handles, AReadingOfADirectoryTellsAllNamesAndWhatToEnter) {
-    fs::create_directory(m_root / "directory");
-    file("plain");
-    ASSERT_EQ(::mkfifo((m_root / "pipe").c_str(), 0600), 0);
-    fs::create_symlink("directory", m_root / "link");
-    fs::create_symlink("none", m_root / "dangling");
-    fs::create_symlink("plain/none", m_root / "through");
+    m_tree.dir("directory");
+    m_tree.file("plain");
+    ASSERT_EQ(::mkfifo(m_tree.path("pipe").c_str(), 0600), 0);
+    m_tree.link("link", "directory");
+    m_tree.link("dangling", "none");
+    m_tree.link("through", "plain/none");
 
     names_t names;
-    auto const read = [&names](fs::path const& directory, bool withSubdirectories) {
+    auto const read = [&names](std::string const& directory, bool withSubdirectories) {
         names.clear();
         directory_reading_t const reading =
             read_directory(directory.c_str(), withSubdirectories,
@@ -93,42 +80,42 @@ TEST_F(Handles, AReadingOfADirectoryTellsAllNamesAndWhatToEnter) {
             subdirectories.emplace_back(name);
         return subdirectories;
     };
-    EXPECT_THAT(read(m_root, true), UnorderedElementsAre("directory", "link"));
+    EXPECT_THAT(read(m_tree.root(), true), UnorderedElementsAre("directory", "link"));
     EXPECT_THAT(names, SizeIs(6));
-    EXPECT_THAT(read(m_root, false), IsEmpty());
+    EXPECT_THAT(read(m_tree.root(), false), IsEmpty());
     EXPECT_THAT(names, SizeIs(6));
 
-    fs::create_symlink("self", m_root / "self");
-    EXPECT_THAT(read(m_root, true), IsEmpty()) << "one entry of unknown status";
+    m_tree.link("self", "self");
+    EXPECT_THAT(read(m_tree.root(), true), IsEmpty()) << "one entry of unknown status";
     EXPECT_THAT(names, SizeIs(7));
 
     for (char const* const unreadable : {"plain", "none"})
         EXPECT_FALSE(
-            read_directory((m_root / unreadable).c_str(), true, [](char const*) {}).is_complete);
+            read_directory(m_tree.path(unreadable).c_str(), true, [](char const*) {}).is_complete);
 }
 
 TEST_F(Handles, ATemporaryDirectoryGoesWithItsContentButFollowsNoLink) {
-    file("kept");
+    m_tree.file("kept");
     fs::path path;
     {
-        temporary_directory_t const directory(m_directory.path(), "t-");
+        temporary_directory_t const directory(m_tree.root(), "t-");
         path = directory.path();
         EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_all);
         fs::create_directories(path / "a/b");
-        fs::create_directory_symlink(m_root, path / "a/b/up");
+        fs::create_directory_symlink(m_tree.root(), path / "a/b/up");
     }
     EXPECT_THAT(entries(), UnorderedElementsAre("kept"));
-    EXPECT_THROW(temporary_directory_t((m_root / "none").string(), ""), std::system_error);
+    EXPECT_THROW(temporary_directory_t(m_tree.path("none"), ""), std::system_error);
 }
 
 TEST_F(Handles, APendingFileAppearsWholeOrNotAtAll) {
-    fs::path const target = file("target", "old");
+    std::string const target = m_tree.file("target", "old");
     {
         pending_file_t pending(target);
         pending.write("new");
-        EXPECT_EQ(content(target), "old");
-        EXPECT_EQ(content(pending.path()), "new");
-        EXPECT_EQ(fs::path(pending.path()).parent_path(), m_root);
+        EXPECT_EQ(contentOf(target), "old");
+        EXPECT_EQ(contentOf(pending.path()), "new");
+        EXPECT_EQ(fs::path(pending.path()).parent_path(), m_tree.root());
     }
     EXPECT_THAT(entries(), UnorderedElementsAre("target"));
 
@@ -136,34 +123,34 @@ TEST_F(Handles, APendingFileAppearsWholeOrNotAtAll) {
     pending_file_t other(target, 0640);
     pending.write("new ");
     pending.write("text");
-    EXPECT_EQ(content(target), "old");
+    EXPECT_EQ(contentOf(target), "old");
     pending.commit();
-    EXPECT_EQ(content(target), "new text");
+    EXPECT_EQ(contentOf(target), "new text");
     EXPECT_EQ(fs::status(target).permissions(), fs::perms(0600));
     other.commit();
-    EXPECT_EQ(content(target), "");
+    EXPECT_EQ(contentOf(target), "");
     EXPECT_EQ(fs::status(target).permissions(), fs::perms(0640));
     EXPECT_THAT(entries(), UnorderedElementsAre("target"));
 
     EXPECT_FALSE(pending_file_t(target).commit_as_new());
-    EXPECT_TRUE(pending_file_t(m_root / std::string(255, 'x')).commit_as_new());
+    EXPECT_TRUE(pending_file_t(m_tree.path(std::string(255, 'x'))).commit_as_new());
     EXPECT_THAT(entries(), UnorderedElementsAre("target", std::string(255, 'x')));
 }
 
 TEST_F(Handles, APendingFileTakesThePlaceOfARegularFileOnly) {
-    fs::create_symlink(file("plain", "kept"), m_root / "link");
-    fs::create_directory(m_root / "directory");
+    m_tree.link("link", m_tree.file("plain", "kept"));
+    m_tree.dir("directory");
     for (char const* const taken : {"link", "directory"})
-        EXPECT_THROW(pending_file_t(m_root / taken), std::runtime_error) << taken;
-    EXPECT_THROW(pending_file_t(m_root / "none/file"), std::system_error);
+        EXPECT_THROW(pending_file_t(m_tree.path(taken)), std::runtime_error) << taken;
+    EXPECT_THROW(pending_file_t(m_tree.path("none/file")), std::system_error);
     {
-        pending_file_t late(m_root / "late");
-        fs::create_symlink("plain", m_root / "late");
+        pending_file_t late(m_tree.path("late"));
+        m_tree.link("late", "plain");
         EXPECT_THROW(late.commit(), std::runtime_error);
     }
     EXPECT_THAT(entries(), UnorderedElementsAre("plain", "link", "directory", "late"));
-    EXPECT_TRUE(fs::is_symlink(m_root / "late"));
-    EXPECT_EQ(content(m_root / "plain"), "kept");
+    EXPECT_TRUE(fs::is_symlink(m_tree.path("late")));
+    EXPECT_EQ(contentOf(m_tree.path("plain")), "kept");
 }
 
 TEST(Hex, BytesAndDigitsComeBackFromEachOther) {

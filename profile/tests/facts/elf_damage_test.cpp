@@ -11,8 +11,6 @@ namespace lokata::profile::test {
 namespace {
 
 using namespace testing;
-using LK_2_13::test::contentOf;
-using LK_2_13::test::TempTree;
 
 /// Offsets in the headers of a 64-bit file.
 enum Field : std::size_t {

@@ -9,9 +9,6 @@
 namespace lokata::profile::test {
 namespace {
 
-using LK_2_13::test::contentOf;
-using LK_2_13::test::TempTree;
-
 class ElfFactsTest : public ::testing::Test {
 protected:
     ElfFacts factsOf(ElfBuilder const& file) { return readElfFacts(file.write(m_tree.path("x"))); }

@@ -9,9 +9,6 @@
 namespace lokata::profile::test {
 namespace {
 
-using LK_2_13::test::contentOf;
-using LK_2_13::test::TempTree;
-
 using Md5 = std::array<std::uint8_t, 16>;
 
 Md5 md5Of(std::uint8_t value) {

@@ -9,8 +9,6 @@ namespace lokata::profile::test {
 namespace {
 
 using namespace testing;
-using LK_2_13::test::contentOf;
-using LK_2_13::test::TempTree;
 
 constexpr std::uint64_t c_id = 0x1122334455667788;
 

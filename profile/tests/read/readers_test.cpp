@@ -78,7 +78,7 @@ TEST(Detection, TakesATextForTheListThatMostOfItsLinesCanBe) {
 
 TEST(Packed, EveryFormatIsReadFromEveryPackingWhoseFaultsAreTold) {
     std::pair<char const*, std::string (*)(std::string_view)> const packers[]{
-        {"gzip", gzip}, {"xz", xz}, {"zstd", zstdFile}};
+        {"gzip", gzip}, {"xz", xz}, {"zstd", zstd}};
     for (auto const& input : inputs()) {
         auto const expected = names(readProfile(input.content));
         std::string_view const content = input.content;
@@ -317,7 +317,7 @@ TEST(Names, AreShownWithoutWhatATerminalWouldObey) {
 
 class Files : public testing::Test {
 protected:
-    LK_2_13::test::TempTree const m_tree;
+    TempTree const m_tree;
     std::string const m_path = m_tree.path("input");
 };
 

@@ -20,7 +20,6 @@ using namespace lokata::profile;
 using namespace LK_2_13;
 using nlohmann::json;
 using namespace testing;
-using LK_2_13::test::contentOf;
 
 namespace {
 

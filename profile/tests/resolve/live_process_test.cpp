@@ -20,7 +20,6 @@
 namespace lokata::profile::test {
 namespace {
 
-using LK_2_13::test::contentOf;
 using namespace testing;
 
 constexpr std::size_t c_size = 4096;

@@ -14,7 +14,6 @@
 namespace lokata::profile::test {
 namespace {
 
-using LK_2_13::test::contentOf;
 using namespace testing;
 using namespace LK_2_13;
 

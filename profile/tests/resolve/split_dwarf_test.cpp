@@ -12,7 +12,6 @@ namespace lokata::profile::test {
 namespace {
 
 namespace fs = std::filesystem;
-using LK_2_13::test::contentOf;
 using namespace testing;
 
 /// A program of two units that the compiler of this machine has split.

@@ -11,7 +11,6 @@
 namespace lokata::profile::test {
 namespace {
 
-using LK_2_13::test::TempTree;
 using namespace testing;
 
 std::vector<std::string> paths(std::vector<Candidate> const& candidates, std::size_t most = 99) {

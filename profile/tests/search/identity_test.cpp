@@ -54,7 +54,7 @@ TEST_F(IdentityTest, ABinaryIsProvenOrRejectedByItsBuildId) {
 
 TEST_F(IdentityTest, ADamagedFileOfTheRightBuildIdIsRejectedByEveryJudge) {
     std::string const whole = symbols("whole", c_id);
-    std::string const damaged = m_tree.file("damaged", LK_2_13::test::contentOf(whole));
+    std::string const damaged = m_tree.file("damaged", contentOf(whole));
     auto const size = std::filesystem::file_size(damaged);
     std::filesystem::resize_file(damaged, size - 1);
 

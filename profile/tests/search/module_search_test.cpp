@@ -202,7 +202,7 @@ TEST_F(ModuleSearchTest, DirectoriesThatCannotBeListedAreStillEntered) {
     searchIn("tree");
     std::string const hidden = binary("tree/sub/tool", c_id);
     std::filesystem::permissions(m_tree.path("tree/sub"), std::filesystem::perms(0111));
-    EXPECT_TRUE(LK_2_13::test::holdsUnprivileged([&] {
+    EXPECT_TRUE(holdsUnprivileged([&] {
         FileResolution const outcome = search().findBinary("tool", c_id);
         return outcome.found() && outcome.path == hidden;
     }));

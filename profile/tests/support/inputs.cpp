@@ -2,10 +2,6 @@
 
 #include "elf_builder.h"
 
-#include <lzma.h>
-#include <zlib.h>
-#include <zstd.h>
-
 namespace lokata::profile::test {
 
 namespace {
@@ -27,7 +23,7 @@ PerfFile perfRecords(bool bigEndian) {
 std::string compressedPerf() {
     PerfFile perf;
     perf.attr(PerfFile::c_sampleType);
-    auto const packed = zstd(perfRecords(false).records());
+    auto const packed = zstdWithoutEnd(perfRecords(false).records());
     perf.record(81, 0, Bytes().raw(packed.substr(0, packed.size() / 2)));
     perf.record(81, 0, Bytes().raw(packed.substr(packed.size() / 2)));
     return perf.file();
@@ -42,17 +38,6 @@ std::string pprof() {
          {"", "samples", "count", "/bin/app", "abcdef0123", "/lib/libx.so", "src/main.cc"})
         file.string(text);
     return file.content();
-}
-
-std::string packZstd(std::string_view content, ZSTD_EndDirective end) {
-    std::string packed(ZSTD_compressBound(content.size()) + 4, '\0');
-    auto* const stream = ZSTD_createCStream();
-    ZSTD_CCtx_setParameter(stream, ZSTD_c_checksumFlag, end == ZSTD_e_end ? 1 : 0);
-    ZSTD_inBuffer in{content.data(), content.size(), 0};
-    ZSTD_outBuffer out{packed.data(), packed.size(), 0};
-    ZSTD_compressStream2(stream, &out, &in, end);
-    ZSTD_freeCStream(stream);
-    return packed.substr(0, out.pos);
 }
 
 } // namespace
@@ -78,39 +63,6 @@ std::string buildId(char first, std::size_t size) {
     for (std::size_t i = 0; i < size; ++i)
         id.push_back(static_cast<char>(first + i));
     return id;
-}
-
-std::string zstd(std::string_view content) {
-    return packZstd(content, ZSTD_e_flush);
-}
-
-std::string zstdFile(std::string_view content) {
-    return packZstd(content, ZSTD_e_end);
-}
-
-std::string xz(std::string_view content) {
-    std::string packed(lzma_stream_buffer_bound(content.size()), '\0');
-    std::size_t size = 0;
-    lzma_easy_buffer_encode(0, LZMA_CHECK_CRC32, nullptr,
-                            reinterpret_cast<std::uint8_t const*>(content.data()), content.size(),
-                            reinterpret_cast<std::uint8_t*>(packed.data()), &size, packed.size());
-    packed.resize(size);
-    return packed;
-}
-
-std::string gzip(std::string_view content) {
-    z_stream stream{};
-    deflateInit2(&stream, 9, Z_DEFLATED, MAX_WBITS + 16, 8, Z_DEFAULT_STRATEGY);
-    std::string packed(deflateBound(&stream, content.size()), '\0');
-    std::string input(content);
-    stream.next_in = reinterpret_cast<Bytef*>(input.data());
-    stream.avail_in = static_cast<uInt>(input.size());
-    stream.next_out = reinterpret_cast<Bytef*>(packed.data());
-    stream.avail_out = static_cast<uInt>(packed.size());
-    deflate(&stream, Z_FINISH);
-    packed.resize(stream.total_out);
-    deflateEnd(&stream);
-    return packed;
 }
 
 std::string CoreFile::content() const {

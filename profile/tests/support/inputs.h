@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bytes.h"
+#include "packers.h"
 #include "perf_file.h"
 
 #include <lokata/profile/profile.h>
@@ -14,14 +15,6 @@ namespace lokata::profile::test {
 
 /// A build-id of `size` bytes that all differ from zero.
 std::string buildId(char first, std::size_t size = 20);
-
-/// A zstd frame, flushed but not ended, as perf writes it into compressed records.
-std::string zstd(std::string_view content);
-
-/// Whole files, with a checksum each.
-std::string gzip(std::string_view content);
-std::string xz(std::string_view content);
-std::string zstdFile(std::string_view content);
 
 /// A core with one mapped file at each page from 0x10000 on; those with a build-id have an ELF
 /// header and a note dumped.

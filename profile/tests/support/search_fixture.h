@@ -44,7 +44,7 @@ protected:
         return ElfBuilder().buildId(id).debugInfo().write(m_tree.file(name));
     }
 
-    LK_2_13::test::TempTree m_tree;
+    TempTree m_tree;
     PlaceOptions m_options;
     LK_2_13::ObjectPtr<LK_2_13::IEditableSearchEnv> m_environment =
         LK_2_13::IEditableSearchEnv::create();

@@ -7,8 +7,6 @@
 #include <string>
 #include <string_view>
 
-namespace LK_2_13::test {
-
 /// A real directory of one test, open to all readers. Removes itself with all that is in it.
 class TempTree {
 public:
@@ -50,5 +48,3 @@ inline std::string contentOf(std::string const& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
-
-} // namespace LK_2_13::test
