@@ -5,8 +5,7 @@
 #include <lokata2/checksum.h>
 #include <lokata2/utils.h>
 #include <optstore2/product_locations.h>
-
-#include <string_view>
+#include <toolbelt2/text.h>
 
 namespace LK_2_13 {
 
@@ -19,8 +18,7 @@ bool isValid(ObjectPtr<IValidatedFile> const& validated) {
 } // namespace
 
 bool isCompressedKernelName(char const* fileName) {
-    std::string_view const prefix = VMLINUZ;
-    return paths::fileName(fileName).substr(0, prefix.size()) == prefix;
+    return toolbelt2::starts_with(paths::fileName(fileName), VMLINUZ);
 }
 
 bool substituteKernelImage(IValidatorInternal& validator, char const* fileName, unsigned int step,

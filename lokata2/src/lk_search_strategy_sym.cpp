@@ -4,6 +4,7 @@
 #include "lk_text.h"
 
 #include <lokata2/utils.h>
+#include <toolbelt2/text.h>
 
 namespace LK_2_13 {
 
@@ -70,7 +71,7 @@ search_category_t SymFileSearchStrategy::getCategorySpecific() {
 void SymFileSearchStrategy::fillSystemDirs(ISearchDirectoryContainer& container) {
     container.addSearchDirectory("/usr/lib/debug", false);
     std::string_view const name = fileToSearch();
-    if (name.substr(0, m_binaryFile.size()) == m_binaryFile)
+    if (toolbelt2::starts_with(name, m_binaryFile))
         return;
     std::string directory = "/usr/lib/debug/";
     directory += paths::parent(m_binaryFile);

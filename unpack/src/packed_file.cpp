@@ -3,6 +3,8 @@
 #include "signature.h"
 #include "stream_decoder.h"
 
+#include <toolbelt2/text.h>
+
 #include <algorithm>
 
 namespace lokata::unpack {
@@ -10,17 +12,15 @@ namespace lokata::unpack {
 std::optional<Compression> packingOf(std::string_view content) {
     // Looser than where a stream is searched for, so that what else is wrong is told.
     for (Form const& form : c_forms)
-        if (!form.ending.empty() && startsWith(content, form.mark))
+        if (!form.ending.empty() && toolbelt2::starts_with(content, form.mark))
             return form.compression;
     return isSkippableFrame(content) ? std::optional(Compression::zstd) : std::nullopt;
 }
 
 std::string_view withoutPackedEnding(std::string_view fileName) {
-    for (Form const& form : c_forms) {
-        std::size_t const kept = fileName.size() - std::min(fileName.size(), form.ending.size());
-        if (!form.ending.empty() && fileName.substr(kept) == form.ending)
-            return fileName.substr(0, kept);
-    }
+    for (Form const& form : c_forms)
+        if (!form.ending.empty() && toolbelt2::ends_with(fileName, form.ending))
+            return fileName.substr(0, fileName.size() - form.ending.size());
     return fileName;
 }
 

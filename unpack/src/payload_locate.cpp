@@ -2,6 +2,7 @@
 
 #include "signature.h"
 
+#include <toolbelt2/text.h>
 #include <unpack/packed_file.h>
 
 #include <algorithm>
@@ -13,6 +14,7 @@ namespace lokata::unpack {
 namespace {
 
 using namespace std::string_view_literals;
+using toolbelt2::starts_with;
 
 constexpr std::size_t c_scanBlock = 0x40000;
 
@@ -43,11 +45,11 @@ std::optional<Payload> payloadByHeader(ImageFile const& image) {
     char buffer[0x250];
     std::string_view const header(buffer, image.readAt(0, buffer, sizeof buffer));
 
-    if (header.size() >= 0x40 && startsWith(header, "MZ"sv) &&
-        startsWith(header.substr(4), "zimg"sv))
+    if (header.size() >= 0x40 && starts_with(header, "MZ"sv) &&
+        starts_with(header.substr(4), "zimg"sv))
         return payloadAt(image, littleEndianAt(header, 8, 4), littleEndianAt(header, 12, 4));
     if (header.size() == sizeof buffer && littleEndianAt(header, 0x1fe, 2) == 0xaa55 &&
-        startsWith(header.substr(0x202), "HdrS"sv) && littleEndianAt(header, 0x206, 2) >= 0x208 &&
+        starts_with(header.substr(0x202), "HdrS"sv) && littleEndianAt(header, 0x206, 2) >= 0x208 &&
         littleEndianAt(header, 0x24c, 4) != 0) {
         std::uint64_t const declared = littleEndianAt(header, 0x1f1, 1);
         std::uint64_t const setupSectors = declared == 0 ? 4 : declared;

@@ -1,5 +1,7 @@
 #include "signature.h"
 
+#include <toolbelt2/text.h>
+
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -9,6 +11,7 @@ namespace lokata::unpack {
 namespace {
 
 using namespace std::string_view_literals;
+using toolbelt2::starts_with;
 
 // The header of an .lzma file has no magic number: properties (0x5d is what every encoder
 // writes by default), dictionary size, unpacked size or all ones. Source: doc/lzma-file-format.txt
@@ -29,7 +32,7 @@ bool isConfirmed(std::string_view bytes, Compression compression) {
         return bytes.size() > 3 && bytes[2] == 8 && (bytes[3] & 0xe0) == 0;
     case Compression::bzip2:
         return bytes.size() > 3 && bytes[3] >= '1' && bytes[3] <= '9' &&
-               startsWith(bytes.substr(4), "\x31\x41\x59\x26\x53\x59"sv);
+               starts_with(bytes.substr(4), "\x31\x41\x59\x26\x53\x59"sv);
     case Compression::lzma:
         return isLzmaHeader(bytes);
     default:
@@ -44,10 +47,6 @@ char const* compressionName(Compression compression) {
                std::begin(c_forms), std::end(c_forms),
                [&](Form const& form) { return form.compression == compression; })
         ->name;
-}
-
-bool startsWith(std::string_view bytes, std::string_view prefix) {
-    return bytes.substr(0, prefix.size()) == prefix;
 }
 
 std::uint64_t littleEndianAt(std::string_view bytes, std::size_t offset, std::size_t count) {
@@ -71,7 +70,7 @@ std::size_t findSignatureByte(std::string_view bytes, std::size_t from) {
 
 std::optional<Compression> compressionOf(std::string_view bytes) {
     for (Form const& form : c_forms)
-        if (startsWith(bytes, form.mark) && isConfirmed(bytes, form.compression))
+        if (starts_with(bytes, form.mark) && isConfirmed(bytes, form.compression))
             return form.compression;
     return std::nullopt;
 }

@@ -33,8 +33,6 @@ constexpr Form c_forms[]{
 /// The most bytes that `compressionOf` looks at.
 constexpr std::size_t c_longestSignature = 13;
 
-bool startsWith(std::string_view bytes, std::string_view prefix);
-
 /// The little-endian number of `count` bytes (at most 8) at `offset`, which `bytes` must hold.
 std::uint64_t littleEndianAt(std::string_view bytes, std::size_t offset, std::size_t count);
 

@@ -3,6 +3,8 @@
 #include "console/terminal.h"
 #include "search/enumerator_names.h"
 
+#include <toolbelt2/path.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -74,8 +76,7 @@ std::string wrapped(std::string const& text, std::size_t indent, std::size_t wid
 }
 
 std::string bareName(std::string const& name) {
-    std::size_t const slash = name.rfind('/');
-    return displayName(slash == std::string::npos ? name : name.substr(slash + 1));
+    return displayName(toolbelt2::last_component(name));
 }
 
 std::uint64_t allSamples(ProfileResolution const& resolution) {

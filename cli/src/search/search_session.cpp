@@ -1,6 +1,7 @@
 #include "search/search_session.h"
 
 #include <lokata2/utils.h>
+#include <toolbelt2/text.h>
 
 namespace lokata::cli {
 
@@ -20,7 +21,7 @@ std::string withoutStepsUp(std::string const& name) {
     if (name.find("..") == std::string::npos)
         return name;
     std::string result = utils::getCanonicalName(name.c_str(), false);
-    while (result.compare(0, 3, "../") == 0)
+    while (toolbelt2::starts_with(result, "../"))
         result.erase(0, 3);
     return result == ".." ? "" : result;
 }

@@ -8,6 +8,7 @@
 
 #include <lokata2/checksum.h>
 #include <toolbelt2/hex.h>
+#include <toolbelt2/text.h>
 
 #include <algorithm>
 #include <array>
@@ -18,6 +19,8 @@ using namespace LK_2_13;
 
 namespace {
 
+using toolbelt2::starts_with;
+
 struct ChecksumForm {
     std::string_view prefix;
     checksum_type_t type;
@@ -27,14 +30,10 @@ struct ChecksumForm {
 constexpr std::array<ChecksumForm, 2> c_checksumForms{{{"md5:", ctMd5, 32}, {"sha1:", ctSha1, 40}}};
 constexpr std::string_view c_buildIdPrefix = "build-id:";
 
-bool startsWith(std::string_view text, std::string_view prefix) {
-    return text.substr(0, prefix.size()) == prefix;
-}
-
 ObjectPtr<IChecksum> parseChecksum(std::string_view text) {
     for (ChecksumForm const& form : c_checksumForms) {
         std::string const value(text.substr(std::min(form.prefix.size(), text.size())));
-        if (startsWith(text, form.prefix) && value.size() == form.digits &&
+        if (starts_with(text, form.prefix) && value.size() == form.digits &&
             toolbelt2::from_hex(value))
             return IChecksumCalculator::create()->fromString(form.type, value.c_str());
     }
@@ -83,10 +82,10 @@ void addValidationOptions(CLI::App& command, ValidationOptions& options) {
 }
 
 bool isExpectation(std::string const& text) {
-    return startsWith(text, c_buildIdPrefix) ||
+    return starts_with(text, c_buildIdPrefix) ||
            std::any_of(
                c_checksumForms.begin(), c_checksumForms.end(),
-               [&](ChecksumForm const& form) { return startsWith(text, form.prefix); });
+               [&](ChecksumForm const& form) { return starts_with(text, form.prefix); });
 }
 
 void ValidatorSet::add(std::unique_ptr<IValidatorCallback> validator) {
@@ -98,7 +97,7 @@ bool ValidatorSet::addExpected(std::string const& text, search_category_t catego
         add(std::make_unique<ExpectedChecksum>(category, checksum));
         return true;
     }
-    if (!startsWith(text, c_buildIdPrefix) || category == scSourceFiles)
+    if (!starts_with(text, c_buildIdPrefix) || category == scSourceFiles)
         return false;
     profile::BuildId const buildId = profile::buildIdFromHex(text.substr(c_buildIdPrefix.size()));
     if (buildId.empty())

@@ -3,6 +3,8 @@
 #include "read/cursor.h"
 #include "read/reasons.h"
 
+#include <toolbelt2/text.h>
+
 #include <algorithm>
 #include <limits>
 
@@ -15,18 +17,16 @@ namespace {
 /// The largest debug information that is read, unpacked.
 constexpr std::uint64_t c_maxDebugInfo = std::uint64_t{4} << 30;
 
-bool startsWith(std::string_view text, std::string_view start) {
-    return text.substr(0, start.size()) == start;
-}
+using toolbelt2::starts_with;
 
 /// The packed form of old of a section ".debug_x".
 bool isPackedOfOld(std::string_view name) {
-    return startsWith(name, ".zdebug_");
+    return starts_with(name, ".zdebug_");
 }
 
 /// True for ".debug_x" and for ".zdebug_x", its packed form of old, given ".debug_x".
 bool isNamed(std::string_view name, std::string_view wanted) {
-    return name == wanted || (startsWith(name, ".z") && startsWith(wanted, ".") &&
+    return name == wanted || (starts_with(name, ".z") && starts_with(wanted, ".") &&
                               name.substr(2) == wanted.substr(1));
 }
 
@@ -122,7 +122,7 @@ std::uint64_t DwarfFile::debugInfoSize() const {
     std::uint64_t sum = 0;
     for (ElfSection const& section : tables().sections) {
         std::string_view const name = tables().nameOf(section);
-        if (section.type != SHT_NOBITS && (isPackedOfOld(name) || startsWith(name, ".debug_")))
+        if (section.type != SHT_NOBITS && (isPackedOfOld(name) || starts_with(name, ".debug_")))
             sum = endOf(sum, unpackedSize(section));
     }
     return sum;

@@ -5,6 +5,8 @@
 #include "read/reasons.h"
 
 #include <lokata2/utils.h>
+#include <toolbelt2/path.h>
+#include <toolbelt2/text.h>
 
 #include <map>
 #include <set>
@@ -30,8 +32,8 @@ std::string unusable(std::string const& why) {
 
 /// "<built-in>", "<command-line>" and the like, in whatever directory they are said to be.
 bool isNoFile(std::string const& name) {
-    std::size_t const base = name.rfind('/') + 1;
-    return name[base] == '<' && name.back() == '>';
+    std::string_view const base = toolbelt2::last_component(name);
+    return toolbelt2::starts_with(base, "<") && toolbelt2::ends_with(base, ">");
 }
 
 class SourceCollector {

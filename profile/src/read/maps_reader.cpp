@@ -4,6 +4,8 @@
 #include "read/readers.h"
 #include "read/text_lines.h"
 
+#include <toolbelt2/text.h>
+
 #include <array>
 #include <charconv>
 #include <string>
@@ -78,8 +80,8 @@ bool isMaps(std::string_view content) {
 std::uint32_t processOf(std::string_view path) {
     constexpr std::string_view c_start = "/proc/";
     constexpr std::string_view c_end = "/maps";
-    if (path.substr(0, c_start.size()) != c_start || path.size() < c_start.size() + c_end.size() ||
-        path.substr(path.size() - c_end.size()) != c_end)
+    if (path.size() < c_start.size() + c_end.size() || !toolbelt2::starts_with(path, c_start) ||
+        !toolbelt2::ends_with(path, c_end))
         return 0;
     path.remove_prefix(c_start.size());
     std::uint32_t process = 0;

@@ -1,6 +1,7 @@
 #include "read/names.h"
 
 #include <toolbelt2/hex.h>
+#include <toolbelt2/text.h>
 #include <unpack/packed_file.h>
 
 #include <algorithm>
@@ -13,25 +14,20 @@ namespace lokata::profile {
 
 namespace {
 
+using toolbelt2::ends_with;
+using toolbelt2::starts_with;
+
 constexpr std::size_t c_maxPath = 4096;
 constexpr std::string_view c_deleted = " (deleted)";
-
-bool startsWith(std::string_view text, std::string_view prefix) {
-    return text.substr(0, prefix.size()) == prefix;
-}
-
-bool endsWith(std::string_view text, std::string_view suffix) {
-    return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
-}
 
 bool startsWithAny(std::string_view text, std::initializer_list<std::string_view> prefixes) {
     return std::any_of(
         prefixes.begin(), prefixes.end(),
-        [&](std::string_view prefix) { return startsWith(text, prefix); });
+        [&](std::string_view prefix) { return starts_with(text, prefix); });
 }
 
 bool isModuleFile(std::string_view name) {
-    return endsWith(unpack::withoutPackedEnding(name), ".ko");
+    return ends_with(unpack::withoutPackedEnding(name), ".ko");
 }
 
 /// Names that the kernel gives to memory without a file of its own: fs/proc/task_mmu.c,
@@ -69,13 +65,17 @@ std::size_t printableLength(std::string_view text) {
 
 } // namespace
 
-bool isSafeName(std::string_view name) {
-    if (name.empty() || name.size() > c_maxPath)
-        return false;
-    if (std::any_of(name.begin(), name.end(), [](char c) {
+bool hasControlByte(std::string_view name) {
+    return std::any_of(
+        name.begin(), name.end(),
+        [](char c) {
             auto const byte = static_cast<unsigned char>(c);
             return byte < 0x20 || byte == 0x7f;
-        }))
+        });
+}
+
+bool isSafeName(std::string_view name) {
+    if (name.empty() || name.size() > c_maxPath || hasControlByte(name))
         return false;
     for (std::size_t at = name.find(".."); at != std::string_view::npos;
          at = name.find("..", at + 1)) {
@@ -107,7 +107,7 @@ std::string displayName(std::string_view name) {
 }
 
 std::string_view withoutDeletedMark(std::string_view name) {
-    return endsWith(name, c_deleted) ? name.substr(0, name.size() - c_deleted.size()) : name;
+    return ends_with(name, c_deleted) ? name.substr(0, name.size() - c_deleted.size()) : name;
 }
 
 std::string deviceAndInode(MappedFile const& file) {
@@ -120,19 +120,30 @@ std::string deviceAndInode(MappedFile const& file) {
 ModuleKind classifyName(std::string_view name) {
     if (startsWithAny(name, {"[vdso", "linux-vdso", "linux-gate"}))
         return ModuleKind::vdso;
-    if (startsWith(name, "[vsyscall"))
+    if (starts_with(name, "[vsyscall"))
         return ModuleKind::vsyscall;
     if (isAnonymous(name))
         return ModuleKind::anonymous;
-    if (startsWith(name, "[guest.kernel"))
+    if (starts_with(name, "[guest.kernel"))
         return ModuleKind::guest_kernel;
-    if (startsWith(name, "[kernel") || name == "kernel")
+    if (starts_with(name, "[kernel") || name == "kernel")
         return ModuleKind::kernel;
-    if (startsWith(name, "bpf_prog_"))
+    if (starts_with(name, "bpf_prog_"))
         return ModuleKind::bpf;
     if (isModuleFile(name) || (name.front() == '[' && name.back() == ']' && name != "[exe]"))
         return ModuleKind::kernel_module;
-    return endsWith(name, c_deleted) ? ModuleKind::deleted_file : ModuleKind::file;
+    return ends_with(name, c_deleted) ? ModuleKind::deleted_file : ModuleKind::file;
+}
+
+bool isGuest(ModuleKind kind) {
+    switch (kind) {
+    case ModuleKind::guest_file:
+    case ModuleKind::guest_kernel:
+    case ModuleKind::guest_module:
+        return true;
+    default:
+        return false;
+    }
 }
 
 bool hasFile(ModuleKind kind) {

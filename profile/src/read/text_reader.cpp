@@ -3,6 +3,9 @@
 #include "read/readers.h"
 #include "read/text_lines.h"
 
+#include <toolbelt2/path.h>
+#include <toolbelt2/text.h>
+
 #include <algorithm>
 #include <cctype>
 
@@ -10,17 +13,9 @@ namespace lokata::profile {
 
 namespace {
 
-bool startsWith(std::string_view text, std::string_view prefix) {
-    return text.substr(0, prefix.size()) == prefix;
-}
-
-bool endsWith(std::string_view text, std::string_view suffix) {
-    return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
-}
-
-std::string_view bareName(std::string_view path) {
-    return path.substr(path.rfind('/') + 1);
-}
+using toolbelt2::ends_with;
+using toolbelt2::last_component;
+using toolbelt2::starts_with;
 
 /// perf fills the column of 40 digits with blanks for a file without a build-id.
 constexpr std::size_t c_idColumn = 40;
@@ -65,7 +60,7 @@ struct UnstripName {
 std::string_view moduleBehind(std::string_view columns) {
     if (columns == "-" || columns == ".")
         return {};
-    if (startsWith(columns, "- ") || startsWith(columns, ". "))
+    if (starts_with(columns, "- ") || starts_with(columns, ". "))
         return columns.substr(2);
     auto const start = std::min({columns.find(" /"), columns.find(" ["), columns.rfind(' ')});
     return start == std::string_view::npos ? std::string_view{} : columns.substr(start + 1);
@@ -73,10 +68,10 @@ std::string_view moduleBehind(std::string_view columns) {
 
 /// True if `columns` can be a DEBUGFILE and that module.
 bool endsInModule(std::string_view columns, std::string_view module) {
-    if (startsWith(columns, "- ") || startsWith(columns, ". "))
+    if (starts_with(columns, "- ") || starts_with(columns, ". "))
         return columns.substr(2) == module;
-    return startsWith(columns, "/") && columns.size() > module.size() + 1 &&
-           endsWith(columns, module) && columns[columns.size() - module.size() - 1] == ' ';
+    return starts_with(columns, "/") && columns.size() > module.size() + 1 &&
+           ends_with(columns, module) && columns[columns.size() - module.size() - 1] == ' ';
 }
 
 /// Reads "FILE DEBUGFILE MODULE", where each may hold blanks. MODULE is FILE once more for a
@@ -84,24 +79,24 @@ bool endsInModule(std::string_view columns, std::string_view module) {
 /// before the first border that is possible. A module with a path of its own is a file that was
 /// found elsewhere, by its build-id.
 UnstripName readUnstripNames(std::string_view columns) {
-    if (startsWith(columns, "- ") || startsWith(columns, ". "))
+    if (starts_with(columns, "- ") || starts_with(columns, ". "))
         return {moduleBehind(columns.substr(2)), false};
     auto first = std::string_view::npos;
     for (auto at = columns.find(' ', 1); at != std::string_view::npos;
          at = columns.find(' ', at + 1)) {
         auto const file = columns.substr(0, at);
         auto const rest = columns.substr(at + 1);
-        if (endsInModule(rest, file) || endsInModule(rest, bareName(file)) || rest == "- " ||
+        if (endsInModule(rest, file) || endsInModule(rest, last_component(file)) || rest == "- " ||
             rest == ". " || rest == "-" || rest == ".")
             return {file, true};
-        if (startsWith(rest, "- ") || startsWith(rest, ". ") || startsWith(rest, "/"))
+        if (starts_with(rest, "- ") || starts_with(rest, ". ") || starts_with(rest, "/"))
             first = std::min(first, at);
     }
     if (first == std::string_view::npos)
         return {};
     auto const module = moduleBehind(columns.substr(first + 1));
-    return startsWith(module, "/") ? UnstripName{module, false}
-                                   : UnstripName{columns.substr(0, first), true};
+    return starts_with(module, "/") ? UnstripName{module, false}
+                                    : UnstripName{columns.substr(0, first), true};
 }
 
 /// "START+SIZE BUILDID[@ADDRESS] FILE DEBUGFILE MODULE", as eu-unstrip --list-only shows the
@@ -133,7 +128,7 @@ LineFit fitOfUnstripLine(std::string_view line) {
 /// What only the last component of a binary's name holds: ".so" and the like, at its end or before
 /// a version or a packing.
 bool endsLikeBinary(std::string_view name) {
-    name = bareName(name);
+    name = last_component(name);
     for (std::string_view const mark : {".so", ".ko", ".debug", ".exe", ".dll"})
         for (auto at = name.find(mark); at != std::string_view::npos;
              at = name.find(mark, at + 1)) {
@@ -174,14 +169,14 @@ bool namesFile(std::string_view line) {
     case '\t':
         return false;
     case '/':
-        return startsWith(line, "//") ? isPlainWord(line.substr(2)) : !startsWith(line, "/*");
+        return starts_with(line, "//") ? isPlainWord(line.substr(2)) : !starts_with(line, "/*");
     case '[': {
         auto const end = line.find(']');
         return line == "[" || // The program.
                (end != std::string_view::npos && isPlainWord(line.substr(1, end - 1)));
     }
     default:
-        return startsWith(line, "./") || startsWith(line, "../") || isPlainWord(line) ||
+        return starts_with(line, "./") || starts_with(line, "../") || isPlainWord(line) ||
                (endsLikeBinary(line) &&
                 line.find_first_of("\"'`<>;|=(){}") == std::string_view::npos);
     }

@@ -1,5 +1,6 @@
 #include <lokata/profile/resolution.h>
 
+#include "read/names.h"
 #include "read/reasons.h"
 
 #include <algorithm>
@@ -31,15 +32,7 @@ ReasonKey notAFileReason(ModuleKind kind) {
 }
 
 ReasonKey unsupportedReason(Module const& module) {
-    switch (module.kind) {
-    case ModuleKind::guest_file:
-    case ModuleKind::guest_kernel:
-    case ModuleKind::guest_module:
-        return ReasonKey::guest_name;
-    default:
-        return module.mount_namespace != 0 ? ReasonKey::mount_namespace_name
-                                           : ReasonKey::foreign_name;
-    }
+    return isGuest(module.kind) ? ReasonKey::guest_name : ReasonKey::mount_namespace_name;
 }
 
 } // namespace

@@ -118,20 +118,17 @@ void OwnCopies::check(std::string const& md5, JudgedCandidate& candidate) const 
 }
 
 ArchiveNames::ArchiveNames(ISearchEnv* environment) {
+    if (environment == nullptr)
+        return;
     for (search_category_t const category : {scBinaryFiles, scSymbolFiles, scSourceFiles})
-        forEachArchiveDir(
-            environment, category,
-            [&](std::string_view directory) {
-                while (!directory.empty() && directory.back() == '/')
-                    directory.remove_suffix(1);
-                std::string_view const word = wordOf(c_archiveCategories, category);
-                std::size_t const parent =
-                    directory.size() - std::min(directory.size(), word.size());
-                if (directory.substr(parent) == word &&
-                    (parent == 0 || directory[parent - 1] == '/'))
-                    m_archives[category].emplace_back(parent == 0 ? "."
-                                                                  : directory.substr(0, parent));
-            });
+        forEachDirectory(environment->archiveDirs(category), [&](char const* name, bool, bool) {
+            std::string_view const directory = toolbelt2::without_slashes_at_end(name);
+            std::string_view const word = wordOf(c_archiveCategories, category);
+            if (toolbelt2::last_component(directory) != word)
+                return;
+            std::size_t const parent = directory.size() - word.size();
+            m_archives[category].emplace_back(parent == 0 ? "." : directory.substr(0, parent));
+        });
 }
 
 ArchiveNames::Notes const& ArchiveNames::notes(std::string const& archive,

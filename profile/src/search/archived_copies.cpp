@@ -46,7 +46,8 @@ ArchivedCopies::ArchivedCopies(ISearchEnv* environment, ContentDigests& digests)
         return;
     for (search_category_t const category :
          {scBinaryFiles, scSymbolFiles, scSourceFiles, scAllFiles})
-        forEachArchiveDir(environment, category, [&](char const* name) { add(name, true); });
+        forEachDirectory(environment->archiveDirs(category),
+                         [&](char const* name, bool, bool) { add(name, true); });
     if (std::string const cache = environment->cacheDir(); !cache.empty())
         add(cache, false);
 }

@@ -32,26 +32,6 @@ struct CopyPath {
 /// Empty for a path that is not of the form DIRECTORY/NAME/MD5/NAME.
 std::optional<CopyPath> parseCopyPath(std::string const& path);
 
-/// Calls `visit(char const*)` with each archive directory of the environment for the category; does
-/// nothing for a null environment.
-template <class Visit>
-void forEachArchiveDir(LK_2_13::ISearchEnv* environment, LK_2_13::search_category_t category,
-                       Visit const& visit) {
-    LK_2_13::ObjectPtr<LK_2_13::ISearchDirIterator> const directories =
-        environment == nullptr ? nullptr : environment->archiveDirs(category);
-    if (!directories)
-        return;
-    char const* name = nullptr;
-    bool recursive = false;
-    bool priority = false;
-    directories->reset();
-    while (directories->getCurrentRecord(name, recursive, priority)) {
-        visit(name);
-        if (!directories->next())
-            return;
-    }
-}
-
 /// Knows the copies in the archives of one environment, and in its cache directory, whose tree is
 /// the same below a category. Only reads; callable from any thread.
 class ArchivedCopies {

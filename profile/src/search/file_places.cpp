@@ -1,10 +1,10 @@
 #include "search/file_places.h"
 
 #include "read/names.h"
-#include "search/path_text.h"
 
 #include <lokata2/utils.h>
 #include <toolbelt2/path.h>
+#include <toolbelt2/text.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -15,6 +15,7 @@ namespace {
 
 using LK_2_13::utils::getFileNameOnly;
 using toolbelt2::join_path;
+using toolbelt2::parent_of;
 
 /// The path with its links resolved; as it is if it leads nowhere.
 std::string realPath(std::string const& path) {
@@ -155,9 +156,9 @@ std::vector<Candidate> FilePlaces::symbols(std::string const& name, std::string 
     addBuildIdTree(buildId, ".debug", result);
     bool const linked = link && isSafeBareName(link->name);
     if (linked && !binaryPath.empty())
-        addDebugLink(parentOf(realPath(binaryPath)), link->name, result);
+        addDebugLink(parent_of(realPath(binaryPath)), link->name, result);
     if (linked && isSafeName(name) && name.front() == '/')
-        addDebugLink(parentOf(name), link->name, result);
+        addDebugLink(parent_of(name), link->name, result);
     for (std::string const& path : recordedSymbolPaths(name, link))
         addRenamed(path, result);
     return result;
@@ -170,7 +171,7 @@ FilePlaces::recordedSymbolPaths(std::string const& name,
         return {};
     std::vector<std::string> result;
     if (link && isSafeBareName(link->name)) {
-        std::string const directory = parentOf(name);
+        std::string const directory = parent_of(name);
         result.push_back(join_path(directory, link->name));
         result.push_back(join_path(directory, ".debug/" + link->name));
         for (std::string const& dir : m_options.debug_dirs)
@@ -192,18 +193,14 @@ std::vector<Candidate> FilePlaces::supplementary(std::string const& symbolPath,
                                                  AltLink const& link) const {
     std::vector<Candidate> result;
     addBuildIdTree(link.build_id, ".debug", result);
-    bool const control = std::any_of(link.name.begin(), link.name.end(), [](char c) {
-        auto const byte = static_cast<unsigned char>(c);
-        return byte < 0x20 || byte == 0x7f;
-    });
-    if (link.name.empty() || control)
+    if (link.name.empty() || hasControlByte(link.name))
         return result;
     if (link.name.front() == '/') {
         add(link.name, Place::alt_link, result);
         addRenamed(link.name, result);
     } else {
         // Not held to its directory, as packagers record "../../.dwz/NAME.debug".
-        add(join_path(parentOf(realPath(symbolPath)), link.name), Place::alt_link, result);
+        add(join_path(parent_of(realPath(symbolPath)), link.name), Place::alt_link, result);
     }
     return result;
 }
@@ -222,9 +219,8 @@ std::vector<Candidate> FilePlaces::package(std::string const& name, std::string 
         if (!path->empty())
             for (std::string const& each : {*path, realPath(*path)})
                 addOnce(each + ".dwp");
-    std::size_t const stem = symbolPath.size() - std::min(symbolPath.size(), c_debug.size());
-    if (symbolPath.substr(stem) == c_debug)
-        addOnce(symbolPath.substr(0, stem) + ".dwp");
+    if (toolbelt2::ends_with(symbolPath, c_debug))
+        addOnce(symbolPath.substr(0, symbolPath.size() - c_debug.size()) + ".dwp");
     for (std::string const& dir : m_options.debug_dirs)
         for (std::string const& each : packageFileNames(name, symbolPath))
             addOnce(join_path(dir, getFileNameOnly(each.c_str())));
@@ -260,7 +256,7 @@ std::vector<std::string> symbolFileNames(std::string const& name, BuildId const&
     };
     std::string const searchable = searchableName(name);
     std::string const directory =
-        searchable.find('/') == std::string::npos ? "" : parentOf(searchable);
+        searchable.find('/') == std::string::npos ? "" : parent_of(searchable);
     if (link && isSafeBareName(link->name))
         add(join_path(directory, link->name));
     if (std::string const id = buildIdPath(buildId); !id.empty())
@@ -302,11 +298,11 @@ std::string searchableName(std::string const& name) {
     // What takes the name up to a zero byte must not see one, or it finds another file.
     bool const isWhole = name.find('\0') == std::string::npos;
     std::string result = isWhole ? LK_2_13::utils::getCanonicalName(name.c_str(), false) : name;
-    while (result.compare(0, 3, "../") == 0)
+    while (toolbelt2::starts_with(result, "../"))
         result.erase(0, 3);
     if (isSafeName(result))
         return result;
-    std::string const bare = result.substr(result.rfind('/') + 1);
+    std::string const bare(toolbelt2::last_component(result));
     return isSafeBareName(bare) ? bare : "";
 }
 

@@ -12,12 +12,15 @@
 #include <lokata2/messages.h>
 #include <lokata2/utils.h>
 #include <toolbelt2/hex.h>
+#include <toolbelt2/text.h>
 
 #include <algorithm>
 #include <array>
 #include <cinttypes>
 #include <cstdio>
+#include <filesystem>
 #include <iterator>
+#include <system_error>
 
 #include <sys/stat.h>
 
@@ -61,14 +64,13 @@ void compare(JudgedCandidate& candidate, Identity identity, ReasonKey mismatch, 
 }
 
 bool isPackedKernel(std::string const& path, ElfFacts const& facts) {
-    return !facts.error.empty() && utils::getFileNameOnly(path.c_str()).rfind(VMLINUZ, 0) == 0;
+    return !facts.error.empty() &&
+           toolbelt2::starts_with(utils::getFileNameOnly(path.c_str()), VMLINUZ);
 }
 
 bool sameFile(std::string const& a, std::string const& b) {
-    struct stat first {};
-    struct stat second {};
-    return !a.empty() && ::stat(a.c_str(), &first) == 0 && ::stat(b.c_str(), &second) == 0 &&
-           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+    std::error_code error;
+    return std::filesystem::equivalent(a, b, error);
 }
 
 } // namespace

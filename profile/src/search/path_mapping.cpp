@@ -1,6 +1,6 @@
 #include "search/path_mapping.h"
 
-#include "search/path_text.h"
+#include <toolbelt2/path.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -9,6 +9,9 @@
 namespace lokata::profile {
 
 namespace {
+
+using toolbelt2::parent_length;
+using toolbelt2::without_slashes_at_end;
 
 constexpr std::size_t c_maxTargets = 8;
 
@@ -25,8 +28,8 @@ std::optional<PathSubstitution> parsePathSubstitution(std::string_view text) {
     std::size_t const equals = text.find('=');
     if (equals == std::string_view::npos || equals == 0)
         return std::nullopt;
-    return PathSubstitution{std::string(withoutSlashesAtEnd(text.substr(0, equals))),
-                            std::string(withoutSlashesAtEnd(text.substr(equals + 1)))};
+    return PathSubstitution{std::string(without_slashes_at_end(text.substr(0, equals))),
+                            std::string(without_slashes_at_end(text.substr(equals + 1)))};
 }
 
 void LearnedPaths::learn(std::string_view recorded, std::string_view found) {
@@ -41,8 +44,8 @@ void LearnedPaths::learn(std::string_view recorded, std::string_view found) {
     std::string_view target = absolute;
     bool shared = false;
     for (;;) {
-        std::size_t const from = parentLength(recorded);
-        std::size_t const to = parentLength(target);
+        std::size_t const from = parent_length(recorded);
+        std::size_t const to = parent_length(target);
         if (from == std::string_view::npos || to == std::string_view::npos ||
             recorded.substr(from) != target.substr(to))
             break;
@@ -69,8 +72,8 @@ std::vector<std::string> LearnedPaths::ordered(Targets const& targets) {
 
 std::vector<std::string> LearnedPaths::candidates(std::string_view name) const {
     std::vector<std::string> result;
-    for (std::size_t length = parentLength(name); length != std::string_view::npos;
-         length = parentLength(name.substr(0, length))) {
+    for (std::size_t length = parent_length(name); length != std::string_view::npos;
+         length = parent_length(name.substr(0, length))) {
         auto const known = m_targets.find(name.substr(0, length));
         if (known == m_targets.end())
             continue;

@@ -1,9 +1,8 @@
 #include "search/sysroot.h"
 
-#include "search/path_text.h"
-
 #include <toolbelt2/path.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -12,6 +11,7 @@
 namespace lokata::profile {
 
 namespace fs = std::filesystem;
+using toolbelt2::without_slashes_at_end;
 
 namespace {
 
@@ -21,21 +21,19 @@ constexpr int c_maxLinks = 40;
 /// Puts the components of a path on a stack, the first one on top.
 void push(std::string_view path, std::vector<std::string>& stack) {
     while (!path.empty()) {
-        std::size_t const slash = path.rfind('/');
-        std::string_view const last =
-            slash == std::string_view::npos ? path : path.substr(slash + 1);
+        std::string_view const last = toolbelt2::last_component(path);
         if (!last.empty() && last != ".")
             stack.emplace_back(last);
-        path = path.substr(0, slash == std::string_view::npos ? 0 : slash);
+        path.remove_suffix(std::min(last.size() + 1, path.size()));
     }
 }
 
 } // namespace
 
-Sysroot::Sysroot(std::string_view root) : m_root(withoutSlashesAtEnd(root)) {
+Sysroot::Sysroot(std::string_view root) : m_root(without_slashes_at_end(root)) {
     std::error_code error;
     if (!m_root.empty())
-        m_canonicalRoot = withoutSlashesAtEnd(fs::canonical(m_root, error).string());
+        m_canonicalRoot = without_slashes_at_end(fs::canonical(m_root, error).string());
 }
 
 std::string Sysroot::resolve(std::string const& path) const {

@@ -2,6 +2,7 @@
 
 #include <toolbelt2/export.h>
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -24,5 +25,29 @@ private:
 /// empty `part` leaves `directory` with exactly one trailing separator; an empty `directory` gives
 /// `part`. Only the text is looked at.
 TOOLBELT2_EXPORT std::string join_path(std::string_view directory, std::string_view part);
+
+/// What stands behind the last slash of a path, or all of it without one; empty behind a slash at
+/// the end. Only the text is looked at, by this and by what follows.
+constexpr std::string_view last_component(std::string_view path) {
+    return path.substr(path.rfind('/') + 1);
+}
+
+/// The length of `path` in front of its last component and the slash before that; npos without a
+/// slash.
+constexpr std::size_t parent_length(std::string_view path) {
+    return path.rfind('/');
+}
+
+/// The directory that `path` lies in; "." without a slash.
+inline std::string parent_of(std::string_view path) {
+    std::size_t const length = parent_length(path);
+    if (length == std::string_view::npos)
+        return ".";
+    return length == 0 ? "/" : std::string(path.substr(0, length));
+}
+
+constexpr std::string_view without_slashes_at_end(std::string_view path) {
+    return path.substr(0, path.find_last_not_of('/') + 1);
+}
 
 } // namespace toolbelt2
