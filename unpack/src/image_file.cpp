@@ -5,25 +5,15 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <system_error>
-#include <unistd.h>
 
 namespace lokata::unpack {
-
-namespace {
-
-/// `what`, ": " and the text of the current `errno`.
-std::string withErrno(std::string const& what) {
-    return what + ": " + std::generic_category().message(errno);
-}
-
-} // namespace
 
 // O_NONBLOCK: opening a pipe must not wait for its writer.
 ImageFile::ImageFile(std::string const& path)
     : m_descriptor(toolbelt2::descriptor_t::open(path.c_str(), O_RDONLY | O_NONBLOCK)) {
     struct stat status {};
     if (!m_descriptor || ::fstat(m_descriptor.get(), &status) != 0)
-        throw Failure(withErrno("it cannot be opened"));
+        throw Failure("it cannot be opened: " + std::generic_category().message(errno));
     if (!S_ISREG(status.st_mode))
         throw Failure("it is not a regular file");
     m_size = static_cast<std::uint64_t>(status.st_size);
@@ -37,17 +27,11 @@ bool ImageFile::isSameFileAs(std::string const& path) const {
 }
 
 std::size_t ImageFile::readAt(std::uint64_t offset, void* pBuffer, std::size_t count) const {
-    std::size_t done = 0;
-    while (done < count) {
-        ssize_t const got = ::pread(m_descriptor.get(), static_cast<char*>(pBuffer) + done,
-                                    count - done, static_cast<off_t>(offset + done));
-        if (got == 0)
-            break;
-        if (got < 0 && errno != EINTR)
-            throw Failure(withErrno("it cannot be read"));
-        done += got < 0 ? 0 : static_cast<std::size_t>(got);
-    }
-    return done;
+    std::error_code error;
+    std::size_t const got = toolbelt2::read_at(m_descriptor.get(), offset, pBuffer, count, error);
+    if (error)
+        throw Failure("it cannot be read: " + error.message());
+    return got;
 }
 
 std::string_view RangeReader::next() {

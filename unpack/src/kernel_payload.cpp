@@ -4,6 +4,7 @@
 #include "payload_decode.h"
 #include "payload_locate.h"
 
+#include <toolbelt2/descriptor.h>
 #include <toolbelt2/pending_file.h>
 
 #include <algorithm>
@@ -112,15 +113,6 @@ std::string refusal(std::string const& image, std::string const& reason) {
     return "cannot unpack " + image + ": " + reason;
 }
 
-void writeAll(int descriptor, std::string_view bytes) {
-    while (!bytes.empty()) {
-        ssize_t const written = ::write(descriptor, bytes.data(), bytes.size());
-        if (written < 0 && errno != EINTR)
-            throw std::system_error(errno, std::generic_category(), "it cannot be written");
-        bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
-    }
-}
-
 // Takes the unpacked bytes, one part after the other.
 using Writer = std::function<void(std::string_view)>;
 
@@ -186,7 +178,10 @@ UnpackResult unpackKernel(std::string const& image, int descriptor, std::uint64_
     return unpackWith(
         image, maxSize,
         [&](ImageFile const&, auto const& unpackInto) {
-            unpackInto([&](std::string_view bytes) { writeAll(descriptor, bytes); });
+            unpackInto([&](std::string_view bytes) {
+                if (std::error_code const error = toolbelt2::write_all(descriptor, bytes))
+                    throw std::system_error(error, "it cannot be written");
+            });
         });
 }
 

@@ -6,10 +6,10 @@
 #include <lokata2/checksum.h>
 
 #include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace lokata::cli {
@@ -43,7 +43,7 @@ std::string whyUnreadable(std::string const& file) {
     errno = 0;
     std::ifstream input(file, std::ios::binary);
     input.get();
-    return errno != 0 ? std::strerror(errno) : "cannot be read to its end";
+    return errno != 0 ? std::generic_category().message(errno) : "cannot be read to its end";
 }
 
 int checksum(ChecksumOptions const& options) {

@@ -4,7 +4,7 @@
 #include "console/failure.h"
 
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 
 #include <sys/stat.h>
 
@@ -14,7 +14,7 @@ RequestFile::RequestFile(std::string const& name)
     : m_name(name == "-" ? "standard input" : name)
     , m_pFile(name == "-" ? stdin : std::fopen(name.c_str(), "re")) {
     if (m_pFile == nullptr)
-        throw Failure(name + ": " + std::strerror(errno));
+        throw Failure(name + ": " + std::generic_category().message(errno));
 }
 
 RequestFile::~RequestFile() {
@@ -34,7 +34,7 @@ bool RequestFile::next(std::string& line) {
             line += static_cast<char>(c);
     }
     if (std::ferror(m_pFile) != 0 && errno != EINTR)
-        throw Failure(m_name + ": " + std::strerror(errno));
+        throw Failure(m_name + ": " + std::generic_category().message(errno));
     if (std::ferror(m_pFile) != 0 || m_bytesRead == start)
         return false;
     ++m_lineNumber;

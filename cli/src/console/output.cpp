@@ -5,22 +5,18 @@
 
 #include <lokata/profile/profile.h>
 
-#include <cerrno>
+#include <toolbelt2/descriptor.h>
+
 #include <cstdio>
-#include <cstring>
+#include <system_error>
 
 #include <unistd.h>
 
 namespace lokata::cli {
 
 void writeOutput(std::string_view bytes) {
-    while (!bytes.empty()) {
-        ssize_t const written = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
-        if (written >= 0)
-            bytes.remove_prefix(static_cast<std::size_t>(written));
-        else if (errno != EINTR)
-            throw Failure("standard output: " + std::string(std::strerror(errno)));
-    }
+    if (std::error_code const error = toolbelt2::write_all(STDOUT_FILENO, bytes))
+        throw Failure("standard output: " + error.message());
 }
 
 std::string printable(std::string_view text) {

@@ -97,15 +97,9 @@ void pending_file_t::require_replaceable_target() const {
 }
 
 void pending_file_t::write(void const* data, std::size_t size) {
-    auto const* bytes = static_cast<char const*>(data);
-    while (size > 0) {
-        ssize_t const written = ::write(m_descriptor.get(), bytes, size);
-        if (written < 0 && errno != EINTR)
-            fail(errno);
-        auto const step = static_cast<std::size_t>(std::max<ssize_t>(written, 0));
-        bytes += step;
-        size -= step;
-    }
+    if (std::error_code const error =
+            write_all(m_descriptor.get(), {static_cast<char const*>(data), size}))
+        fail(error.value());
 }
 
 void pending_file_t::finish_content(durability_t durability) {

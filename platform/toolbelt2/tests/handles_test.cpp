@@ -60,6 +60,19 @@ TEST_F(Handles, ADescriptorIsClosedOnceByItsLastOwner) {
     EXPECT_FALSE(first);
 }
 
+TEST_F(Handles, BytesAreReadAndWrittenToTheEndOrToTheFirstFailure) {
+    auto const file = descriptor_t::open(m_tree.file("a").c_str(), O_RDWR);
+    EXPECT_FALSE(write_all(file.get(), "content"));
+    std::string bytes(10, '-');
+    std::error_code error;
+    EXPECT_EQ(read_at(file.get(), 3, bytes.data(), bytes.size(), error), 4U);
+    EXPECT_EQ(bytes, "tent------");
+    EXPECT_FALSE(error);
+    EXPECT_EQ(read_at(-1, 0, bytes.data(), 1, error), 0U);
+    EXPECT_EQ(error, std::errc::bad_file_descriptor);
+    EXPECT_EQ(write_all(-1, "x"), std::errc::bad_file_descriptor);
+}
+
 TEST_F(Handles, AReadingOfADirectoryTellsAllNamesAndWhatToEnter) {
     m_tree.dir("directory");
     m_tree.file("plain");

@@ -24,17 +24,6 @@ constexpr std::uint64_t c_maxSection = 1U << 20;
 constexpr std::uint64_t c_maxNotes = 16U << 20;
 constexpr std::uint64_t c_crcBlock = 1U << 18;
 
-BuildId buildIdIn(std::string const& notes, bool bigEndian, std::uint64_t alignment) {
-    BuildId found;
-    eachNote(notes, bigEndian, alignment,
-             [&](std::uint32_t type, std::string_view owner, std::string_view content) {
-                 if (isBuildIdNote(type, owner))
-                     found = buildIdOf(content);
-                 return !found.empty();
-             });
-    return found;
-}
-
 class FactsReader {
 public:
     FactsReader(ForeignFile const& file, ElfTables const& tables, ElfFacts& facts)
@@ -118,7 +107,7 @@ private:
         m_notesRead += size;
         std::string bytes;
         if (m_file.read(offset, size, bytes))
-            m_facts.build_id = buildIdIn(bytes, m_tables.big_endian, alignment);
+            m_facts.build_id = buildIdOf(buildIdInNotes(bytes, m_tables.big_endian, alignment));
     }
 
     /// A name, null bytes up to a multiple of four, the checksum.

@@ -78,17 +78,10 @@ bool ForeignFile::read(std::uint64_t offset, std::uint64_t size, std::string& co
 
 bool ForeignFile::readRange(std::uint64_t offset, std::uint64_t size, std::string& content) const {
     content.resize(static_cast<std::size_t>(size));
-    std::size_t done = 0;
-    while (done < content.size()) {
-        auto const count = ::pread(m_descriptor.get(), content.data() + done, content.size() - done,
-                                   static_cast<off_t>(offset + done));
-        if (count > 0)
-            done += static_cast<std::size_t>(count);
-        else if (count == 0 || errno != EINTR)
-            break;
-    }
-    content.resize(done);
-    return done == size;
+    std::error_code error;
+    content.resize(
+        toolbelt2::read_at(m_descriptor.get(), offset, content.data(), content.size(), error));
+    return content.size() == size;
 }
 
 std::uint64_t ForeignFile::nextStored(std::uint64_t offset) const {

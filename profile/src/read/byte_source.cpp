@@ -1,8 +1,9 @@
 #include "read/byte_source.h"
 
+#include <toolbelt2/descriptor.h>
+
 #include <algorithm>
-#include <cerrno>
-#include <unistd.h>
+#include <system_error>
 
 namespace lokata::profile {
 
@@ -15,16 +16,8 @@ std::string_view FileSource::bytes(std::uint64_t offset, std::uint64_t count,
                                    std::string& buffer) const {
     std::uint64_t const available = offset < m_size ? m_size - offset : 0;
     buffer.resize(static_cast<std::size_t>(std::min(count, available)));
-    std::size_t got = 0;
-    while (got < buffer.size()) {
-        auto const one = ::pread(m_descriptor, buffer.data() + got, buffer.size() - got,
-                                 static_cast<off_t>(offset + got));
-        if (one == 0 || (one < 0 && errno != EINTR))
-            break;
-        if (one > 0)
-            got += static_cast<std::size_t>(one);
-    }
-    buffer.resize(got);
+    std::error_code error;
+    buffer.resize(toolbelt2::read_at(m_descriptor, offset, buffer.data(), buffer.size(), error));
     return buffer;
 }
 

@@ -2,8 +2,6 @@
 
 #include "read/notes.h"
 
-#include <lokata/profile/build_id.h>
-
 #include <algorithm>
 
 namespace lokata::profile {
@@ -27,15 +25,9 @@ std::string buildIdInImage(std::string_view image) {
             header.p_type != PT_NOTE || header.p_offset >= image.size())
             continue;
         auto const size = std::min<std::uint64_t>(header.p_filesz, image.size() - header.p_offset);
-        eachNote(
+        found = buildIdInNotes(
             image.substr(static_cast<std::size_t>(header.p_offset), static_cast<std::size_t>(size)),
-            bigEndian, header.p_align,
-            [&](std::uint32_t type, std::string_view owner, std::string_view content) {
-                bool const match = isBuildIdNote(type, owner) && isBuildId(content);
-                if (match)
-                    found.assign(content);
-                return match;
-            });
+            bigEndian, header.p_align);
     }
     return found;
 }

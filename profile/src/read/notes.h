@@ -4,6 +4,8 @@
 
 #include "read/cursor.h"
 
+#include <lokata/profile/build_id.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <string_view>
@@ -37,6 +39,19 @@ void eachNote(std::string_view notes, bool bigEndian, std::uint64_t alignment, T
         if (!cursor.ok() || take(type, owner, content))
             return;
     }
+}
+
+/// The first build-id among the notes, in raw bytes; empty if there is none.
+inline std::string_view buildIdInNotes(std::string_view notes, bool bigEndian,
+                                       std::uint64_t alignment) {
+    std::string_view found;
+    eachNote(notes, bigEndian, alignment,
+             [&](std::uint32_t type, std::string_view owner, std::string_view content) {
+                 if (isBuildIdNote(type, owner) && isBuildId(content))
+                     found = content;
+                 return !found.empty();
+             });
+    return found;
 }
 
 } // namespace lokata::profile

@@ -10,10 +10,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <optional>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -119,7 +119,7 @@ Profile readProfileFile(std::string const& path, ReadOptions const& options) {
     int const file = path == "-" ? STDIN_FILENO : owned.get();
     struct stat status {};
     if (file < 0 || ::fstat(file, &status) != 0)
-        return failed(0, std::string("cannot be opened: ") + std::strerror(errno));
+        return failed(0, "cannot be opened: " + std::generic_category().message(errno));
     auto const size = static_cast<std::uint64_t>(status.st_size);
     bool const isPlain = S_ISREG(status.st_mode) && size > 0 && ::lseek(file, 0, SEEK_CUR) == 0;
     std::string content;
@@ -134,14 +134,14 @@ Profile readProfileFile(std::string const& path, ReadOptions const& options) {
     }
     auto const error = readStream(file, options.max_stream, content);
     if (error != 0 && content.empty())
-        return failed(0, std::string("cannot be read: ") + std::strerror(error));
+        return failed(0, "cannot be read: " + std::generic_category().message(error));
     auto profile = readProfile(content, options);
     FormatReader const* const reader = readerOfWord(profile.format);
     if (reader != nullptr && reader->noteFile != nullptr)
         reader->noteFile(file, profile);
     if (error != 0) {
         profile.errors.push_back(
-            {content.size(), std::string("reading stopped: ") + std::strerror(error)});
+            {content.size(), "reading stopped: " + std::generic_category().message(error)});
     }
     return profile;
 }

@@ -35,10 +35,6 @@ struct CopyFailure {
     std::string why;
 };
 
-std::string systemText(int error) {
-    return std::generic_category().message(error);
-}
-
 /// Of a pending file.
 std::string textOf(std::runtime_error const& error) {
     auto const* const ofSystem = dynamic_cast<std::system_error const*>(&error);
@@ -52,7 +48,8 @@ void makeDirectory(std::string const& directory, std::string const& archive) {
     int const error = errno == EEXIST ? ENOTDIR : errno;
     struct stat status {};
     if (error != ENOTDIR || ::lstat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
-        throw CopyFailure{ReasonKey::archive_directory, archive, systemText(error)};
+        throw CopyFailure{ReasonKey::archive_directory, archive,
+                          std::generic_category().message(error)};
 }
 
 template <class Parts>

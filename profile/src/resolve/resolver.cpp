@@ -3,6 +3,7 @@
 #include "read/names.h"
 #include "resolve/profile_id.h"
 #include "resolve/searched_name.h"
+#include "search/elapsed.h"
 #include "search/kernel_places.h"
 #include "search/module_search.h"
 #include "search/path_mapping.h"
@@ -20,21 +21,8 @@ using namespace LK_2_13;
 
 namespace {
 
-std::uint64_t microsecondsSince(std::chrono::steady_clock::time_point start) {
-    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(
-                                          std::chrono::steady_clock::now() - start)
-                                          .count());
-}
-
 bool isForeignName(Module const& module) {
-    switch (module.kind) {
-    case ModuleKind::guest_file:
-    case ModuleKind::guest_kernel:
-    case ModuleKind::guest_module:
-        return true;
-    default:
-        return module.mount_namespace != 0;
-    }
+    return isGuest(module.kind) || module.mount_namespace != 0;
 }
 
 /// Modules of one key are the same file, whatever else was recorded of them.

@@ -12,11 +12,11 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <system_error>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <unistd.h>
 
 namespace lokata::profile {
 
@@ -131,10 +131,10 @@ BuildId LiveFile::buildIdInMemory() const {
     if (!mapping || !memory)
         return {};
     std::string image(std::min(mapping->end - mapping->start, c_noteWindow), '\0');
-    auto const size =
-        ::pread(memory.get(), image.data(), image.size(), static_cast<off_t>(mapping->start));
-    return size <= 0 ? BuildId()
-                     : buildIdOf(buildIdInImage({image.data(), static_cast<std::size_t>(size)}));
+    std::error_code error;
+    image.resize(
+        toolbelt2::read_at(memory.get(), mapping->start, image.data(), image.size(), error));
+    return image.empty() ? BuildId() : buildIdOf(buildIdInImage(image));
 }
 
 } // namespace lokata::profile

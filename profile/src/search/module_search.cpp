@@ -2,6 +2,7 @@
 
 #include "read/names.h"
 #include "read/reasons.h"
+#include "search/elapsed.h"
 #include "search/log.h"
 #include "search/search_overlay.h"
 
@@ -267,10 +268,7 @@ void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestion
             result.steps.push_back(step);
     std::move(record.suggestions.begin(), record.suggestions.end(),
               std::back_inserter(result.suggested));
-    result.elapsed_us +=
-        static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(
-                                       std::chrono::steady_clock::now() - start)
-                                       .count());
+    result.elapsed_us += microsecondsSince(start);
 }
 
 FileResolution ModuleSearch::findBinary(std::string const& name, BuildId const& buildId,

@@ -2,6 +2,9 @@
 
 #include <toolbelt2/export.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -49,5 +52,14 @@ public:
 private:
     int m_descriptor = -1;
 };
+
+/// Reads up to `size` bytes from `offset` on, as pread(2) does, and goes on where a signal or the
+/// file system gives fewer at once. Fewer come only at the end of the file, and on a failure, which
+/// `error` then tells. Callable from any thread.
+TOOLBELT2_EXPORT std::size_t read_at(int descriptor, std::uint64_t offset, void* buffer,
+                                     std::size_t size, std::error_code& error);
+
+/// Writes all bytes, as write(2) does. After an error a part of them may be written.
+TOOLBELT2_EXPORT std::error_code write_all(int descriptor, std::string_view bytes);
 
 } // namespace toolbelt2
