@@ -4,15 +4,11 @@
 #include "payload_decode.h"
 #include "payload_locate.h"
 
-#include <toolbelt2/descriptor.h>
 #include <toolbelt2/pending_file.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <functional>
+#include <optional>
+#include <stdexcept>
 #include <string_view>
-#include <system_error>
-#include <unistd.h>
 
 namespace lokata::unpack {
 
@@ -24,6 +20,10 @@ constexpr std::size_t c_head = 64;
 
 // Far above the handful of false signatures in a real image; bounds the work on a made-up one.
 constexpr int c_maxCandidates = 256;
+
+/// What is inside: an ELF file (a vmlinux or a module), or the flat boot image that arm64, riscv
+/// and loongarch kernels are packed from. A flat image carries no build-id note.
+enum class KernelKind { elf, boot_image };
 
 // Sources: the ELF identification of elf(5); for the flat images Linux, Documentation/arch:
 // arm64/booting.rst, riscv/boot-image-header.rst, loongarch/booting.rst.
@@ -49,33 +49,26 @@ std::optional<KernelKind> kindOfPayload(ImageFile const& image, Payload const& p
     return kernelKindOf(head);
 }
 
-struct Found {
-    std::optional<Payload> payload; ///< Unset if the file itself is the kernel.
-    KernelKind kind;
-};
-
 // A packed flat kernel is left to the scan: boot loaders want device trees behind it.
-std::optional<Found> findInPackedFile(ImageFile const& image) {
+std::optional<Payload> findInPackedFile(ImageFile const& image) {
     auto const payload = packedFile(image);
-    if (!payload)
-        return std::nullopt;
     try {
-        if (kindOfPayload(image, *payload) == KernelKind::elf)
-            return Found{payload, KernelKind::elf};
+        if (payload && kindOfPayload(image, *payload) == KernelKind::elf)
+            return payload;
     } catch (Failure const&) {
         // The scan meets the same, and tells it if it finds nothing else.
     }
     return std::nullopt;
 }
 
-Found findByScan(ImageFile const& image) {
-    std::optional<Found> found;
+Payload findByScan(ImageFile const& image) {
+    std::optional<Payload> found;
     std::string reason;
     int tried = 0;
     scanForPayloads(image, [&](Payload const& payload) {
         try {
-            if (auto const kind = kindOfPayload(image, payload))
-                found = Found{payload, *kind};
+            if (kindOfPayload(image, payload))
+                found = payload;
         } catch (Failure const& failure) {
             // Most likely a false signature: the search for the real one goes on. That of lzo is
             // too long to be there by chance.
@@ -87,102 +80,50 @@ Found findByScan(ImageFile const& image) {
     if (found)
         return *found;
     char head[c_head];
-    if (auto const kind = kernelKindOf({head, image.readAt(0, head, sizeof head)}))
-        return {std::nullopt, *kind};
+    if (kernelKindOf({head, image.readAt(0, head, sizeof head)}))
+        throw Failure("it is not compressed");
     throw Failure("it holds no compressed kernel that can be unpacked" +
                   (reason.empty() ? "" : " (" + reason + ")"));
 }
 
-Found find(ImageFile const& image) {
+Payload find(ImageFile const& image) {
     auto const payload = payloadByHeader(image);
     if (!payload) {
         auto const packed = findInPackedFile(image);
         return packed ? *packed : findByScan(image);
     }
-    auto const kind = kindOfPayload(image, *payload);
-    if (!kind) {
+    if (!kindOfPayload(image, *payload)) {
         throw Failure(std::string("it holds a ") + compressionName(payload->compression) +
                       " stream that is neither an ELF file nor a kernel image when unpacked");
     }
-    return {payload, *kind};
-}
-
-char const* const c_notCompressed = "it is not compressed";
-
-std::string refusal(std::string const& image, std::string const& reason) {
-    return "cannot unpack " + image + ": " + reason;
-}
-
-// Takes the unpacked bytes, one part after the other.
-using Writer = std::function<void(std::string_view)>;
-
-// Finds the kernel in an image and lets `unpack` hand it on: to be called with the image and with
-// what unpacks it into a writer.
-template <typename Unpack>
-UnpackResult unpackWith(std::string const& path, std::uint64_t maxSize, Unpack const& unpack) {
-    UnpackResult result;
-    try {
-        ImageFile const image(path);
-        Found const found = find(image);
-        result.kind = found.kind;
-        if (!found.payload)
-            throw Failure(c_notCompressed);
-        result.compression = found.payload->compression;
-        unpack(image, [&](Writer const& write) {
-            decodePayload(image, *found.payload, [&](std::string_view bytes) {
-                if (bytes.size() > maxSize - result.size)
-                    throw Failure("its kernel has more than " + std::to_string(maxSize) +
-                                  " bytes when unpacked");
-                result.size += bytes.size();
-                write(bytes);
-                return true;
-            });
-        });
-        result.ok = true;
-    } catch (std::runtime_error const& failure) {
-        result.message = refusal(path, failure.what());
-    }
-    return result;
+    return *payload;
 }
 
 } // namespace
 
-FindResult findPayload(std::string const& image) {
-    FindResult result;
-    try {
-        Found const found = find(ImageFile(image));
-        result.payload = found.payload;
-        result.kind = found.kind;
-        if (!found.payload)
-            result.message = refusal(image, c_notCompressed);
-    } catch (Failure const& failure) {
-        result.message = refusal(image, failure.what());
-    }
-    return result;
-}
-
 UnpackResult unpackKernel(std::string const& image, std::string const& target,
                           std::uint64_t maxSize) {
-    return unpackWith(
-        image, maxSize,
-        [&](ImageFile const& file, auto const& unpackInto) {
-            if (file.isSameFileAs(target))
-                throw Failure(target + " is the image itself");
-            toolbelt2::pending_file_t output(target);
-            unpackInto([&](std::string_view bytes) { output.write(bytes); });
-            output.commit();
+    UnpackResult result;
+    try {
+        ImageFile const file(image);
+        Payload const payload = find(file);
+        if (file.isSameFileAs(target))
+            throw Failure(target + " is the image itself");
+        toolbelt2::pending_file_t output(target);
+        decodePayload(file, payload, [&](std::string_view bytes) {
+            if (bytes.size() > maxSize - result.size)
+                throw Failure("its kernel has more than " + std::to_string(maxSize) +
+                              " bytes when unpacked");
+            result.size += bytes.size();
+            output.write(bytes);
+            return true;
         });
-}
-
-UnpackResult unpackKernel(std::string const& image, int descriptor, std::uint64_t maxSize) {
-    return unpackWith(
-        image, maxSize,
-        [&](ImageFile const&, auto const& unpackInto) {
-            unpackInto([&](std::string_view bytes) {
-                if (std::error_code const error = toolbelt2::write_all(descriptor, bytes))
-                    throw std::system_error(error, "it cannot be written");
-            });
-        });
+        output.commit();
+        result.ok = true;
+    } catch (std::runtime_error const& failure) {
+        result.message = "cannot unpack " + image + ": " + failure.what();
+    }
+    return result;
 }
 
 } // namespace lokata::unpack

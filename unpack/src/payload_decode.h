@@ -1,8 +1,8 @@
 #pragma once
 
 #include "image_file.h"
+#include "payload_locate.h"
 #include "stream_decoder.h"
-#include <unpack/kernel_payload.h>
 
 namespace lokata::unpack {
 

@@ -1,12 +1,24 @@
 #pragma once
 
 #include "image_file.h"
-#include <unpack/kernel_payload.h>
 
+#include <unpack/compression.h>
+
+#include <cstdint>
 #include <functional>
 #include <optional>
 
 namespace lokata::unpack {
+
+/// The compressed kernel inside an image.
+struct Payload {
+    Compression compression;
+    std::uint64_t offset; ///< first byte in the image file
+    std::uint64_t end;    ///< behind the last byte that may belong to it
+    /// True for a file that was packed as a whole: its streams make up all of the file. Otherwise
+    /// the kernel is one stream, and something else may follow.
+    bool is_whole_file;
+};
 
 /// The payload that the image's own header points to, or unset if the image has no such header.
 /// Throws `Failure` if the header points outside of the file or to data of an unknown form.

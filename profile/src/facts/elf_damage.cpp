@@ -72,10 +72,11 @@ private:
     /// it with a line that tells it from other bytes.
     void checkSignature() {
         constexpr std::string_view c_last = "~Module signature appended~\n";
+        constexpr std::string_view c_ofModules = ".modinfo";
         bool isModule = false;
         std::uint64_t end = m_tables.end;
         for (ElfSection const& section : m_tables.sections) {
-            isModule = isModule || m_tables.nameOf(section) == c_moduleInfo;
+            isModule = isModule || m_tables.nameOf(section) == c_ofModules;
             if (isHeld(section))
                 end = std::max(end, section.offset + section.size);
         }

@@ -32,8 +32,6 @@ public:
     void read() {
         m_facts.damage = damageOf(m_file, m_tables);
         m_facts.machine = m_tables.machine;
-        m_facts.elf_class = m_tables.wide ? ELFCLASS64 : ELFCLASS32;
-        m_facts.kind = kindOf(m_tables.type);
         for (ElfSection const& section : m_tables.sections)
             readSection(section);
         // On some machines a linkage table of a whole file is empty, too.
@@ -45,26 +43,8 @@ public:
     }
 
 private:
-    static ElfKind kindOf(unsigned type) {
-        switch (type) {
-        case ET_EXEC:
-        case ET_DYN:
-            return ElfKind::program;
-        case ET_REL:
-            return ElfKind::object;
-        case ET_CORE:
-            return ElfKind::core;
-        default:
-            return ElfKind::other;
-        }
-    }
-
     void readSection(ElfSection const& section) {
         std::string_view const name = m_tables.nameOf(section);
-        if (name == "__ksymtab" && m_facts.kind == ElfKind::program)
-            m_facts.kind = ElfKind::kernel;
-        if (name == c_moduleInfo && m_facts.kind == ElfKind::object)
-            m_facts.kind = ElfKind::kernel_module;
         if ((section.flags & SHF_EXECINSTR) != 0)
             (section.type == SHT_NOBITS ? m_facts.lacks_code : m_hasCode) = true;
         if (section.type == SHT_NOBITS || section.size == 0)

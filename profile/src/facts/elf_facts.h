@@ -34,15 +34,6 @@ struct AltLink {
     BuildId build_id;
 };
 
-enum class ElfKind {
-    program, ///< An executable, a shared library, or a symbol file of one.
-    kernel,
-    kernel_module,
-    object, ///< A relocatable file that is no kernel module.
-    core,
-    other,
-};
-
 struct ElfFacts {
     /// There is a stored file that can be opened, of whatever content.
     bool is_file = false;
@@ -63,9 +54,7 @@ struct ElfFacts {
     bool lacks_code = false;
     /// The packed symbol table .gnu_debugdata.
     bool has_mini_debug_info = false;
-    ElfKind kind = ElfKind::other;
-    std::uint16_t machine = 0;  ///< EM_...
-    std::uint8_t elf_class = 0; ///< ELFCLASS...
+    std::uint16_t machine = 0; ///< EM_...
 };
 
 /// Opens the file once, reads headers, notes and link sections.

@@ -13,9 +13,6 @@
 
 namespace lokata::profile {
 
-/// The section that kernel modules have and other relocatable files have not.
-constexpr std::string_view c_moduleInfo = ".modinfo";
-
 struct ElfSection {
     std::uint32_t name = 0; ///< An offset into `ElfTables::names`.
     std::uint32_t type = 0; ///< SHT_...
@@ -40,13 +37,13 @@ struct ElfSegment {
 struct ElfTables {
     /// What of the tables cannot be read; empty if nothing. The others hold what could be.
     std::string damage;
-    bool wide = false;
+    bool wide = false; ///< Of 64 bits.
     bool big_endian = false;
     std::uint16_t type = 0; ///< ET_...
     std::uint16_t machine = 0;
     std::vector<ElfSection> sections; ///< With the empty one at their start.
     std::vector<ElfSegment> segments;
-    std::string names;
+    std::string names;     ///< The content of the section that holds the names of all.
     std::uint64_t end = 0; ///< Behind the last of the tables.
 
     /// Empty for a name that lies outside of the table.

@@ -11,7 +11,8 @@ namespace {
 constexpr std::size_t c_maxErrors = 100;
 constexpr std::size_t c_maxName = 64UL * 1024;
 
-/// Whose key changes is of perf, which tells no files apart by their numbers.
+/// For modules whose key changes later. Only the readers of perf.data have such, and their keys
+/// hold no `mapped_file`.
 ModuleKey keyOf(Module const& one) {
     return {one.name, one.kind, bytesOf(one.build_id), one.mount_namespace};
 }
@@ -133,7 +134,7 @@ void ProfileBuilder::error(std::uint64_t offset, std::string message) {
 }
 
 void ProfileBuilder::errorOnce(std::uint64_t offset, std::string const& message) {
-    if (m_told.emplace(message, true).second)
+    if (m_told.insert(message).second)
         error(offset, message);
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace lokata::profile {
 
@@ -20,7 +21,7 @@ struct ModuleKey {
     std::optional<MappedFile> mapped_file{}; ///< Where files of one name are told apart by it.
 };
 
-/// The raw bytes of a build-id, as long as it lives.
+/// The raw bytes of a build-id, good for as long as that lives.
 inline std::string_view bytesOf(BuildId const& buildId) {
     return {reinterpret_cast<char const*>(buildId.data()), buildId.size()};
 }
@@ -33,7 +34,7 @@ public:
 
     explicit ProfileBuilder(ReadOptions const& options);
 
-    /// The index of the module, added if new; none when the limit on names is reached.
+    /// The index of the module, added if new; `c_none` when the limit on names is reached.
     std::uint32_t module(ModuleKey const& key);
 
     /// As module(), but never adds.
@@ -42,11 +43,13 @@ public:
     /// Gives a module a build-id, so that module() finds it under the new key.
     void setBuildId(std::uint32_t index, std::string_view buildId);
 
-    /// Makes names of that mount namespace, unless it is 0, the recording machine's own. Indices
-    /// of modules hold no longer.
+    /// Takes that mount namespace for the recording machine's own: its modules lose the number, and
+    /// those that then are the same become one. 0 changes nothing. Indices of modules hold no
+    /// longer.
     void setHostNamespace(std::uint64_t inode);
 
-    /// Notes that functions of the module come from the file; for none, only that it exists.
+    /// Notes that functions of the module come from the file; for `c_none`, only that the file
+    /// exists.
     void addSource(std::uint32_t module, std::string_view file);
 
     void error(std::uint64_t offset, std::string message);
@@ -68,7 +71,7 @@ private:
     Profile m_profile;
     std::unordered_map<std::string, std::uint32_t> m_modules;
     std::unordered_map<std::string, std::uint32_t> m_sources;
-    std::unordered_map<std::string, bool> m_told;
+    std::unordered_set<std::string> m_told;
     std::uint64_t m_names = 0;
     std::uint64_t m_droppedErrors = 0;
 };

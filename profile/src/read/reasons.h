@@ -71,7 +71,6 @@ enum class ReasonKey {
     no_file_behind,
     guest_name,
     mount_namespace_name,
-    foreign_name,
     // What of the symbols is missing.
     supplementary_missing,
     split_units_missing, ///< How many, of how many, the name of the first file.
@@ -143,7 +142,6 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::no_file_behind, "NoFileBehind", 0},
     {ReasonKey::guest_name, "GuestName", 0},
     {ReasonKey::mount_namespace_name, "MountNamespaceName", 0},
-    {ReasonKey::foreign_name, "ForeignName", 0},
     {ReasonKey::supplementary_missing, "SupplementaryMissing", 0},
     {ReasonKey::split_units_missing, "SplitUnitsMissing", 3},
     {ReasonKey::split_units_unread, "SplitUnitsUnread", 1},

@@ -56,16 +56,6 @@ TEST_F(ElfFactsTest, CountsAsDebugInformationOnlyWhatHasContent) {
     EXPECT_TRUE(facts.has_symbol_table && facts.has_mini_debug_info && !facts.has_debug_info);
 }
 
-TEST_F(ElfFactsTest, TellsKernelsAndModulesFromPrograms) {
-    auto const kindOf = [&](std::uint16_t type, char const* section) {
-        return factsOf(ElfBuilder(false, type).section(section, "x")).kind;
-    };
-    EXPECT_EQ(kindOf(ET_EXEC, "__ksymtab"), ElfKind::kernel);
-    EXPECT_EQ(kindOf(ET_REL, ".modinfo"), ElfKind::kernel_module);
-    EXPECT_EQ(kindOf(ET_REL, ".text"), ElfKind::object);
-    EXPECT_EQ(kindOf(ET_DYN, ".modinfo"), ElfKind::program);
-}
-
 TEST_F(ElfFactsTest, SaysWhyAFileIsUnreadable) {
     EXPECT_EQ(readElfFacts(m_tree.file("text", "#!/bin/sh\n")).error, "it is not an ELF file");
     EXPECT_EQ(readElfFacts(m_tree.file("empty")).error, "it is not an ELF file");
