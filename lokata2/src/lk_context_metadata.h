@@ -86,7 +86,8 @@ class SearchDirKeyIterator : public RefCountImpl<ISearchDirKeyIterator> {
 public:
     using search_dirs_t = std::map<std::string, ObjectPtr<ISearchDirContainer>>;
 
-    /// Takes `lock` shared, for as long as it lives. Both belong to a metadata that outlives it.
+    /// Takes `lock` shared, for as long as it lives. Both belong to a metadata that must outlive
+    /// it.
     SearchDirKeyIterator(search_dirs_t const& searchDirs, ISpinSharedLock* lock);
     ~SearchDirKeyIterator() override;
 

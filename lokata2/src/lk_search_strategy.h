@@ -10,7 +10,7 @@ namespace LK_2_13 {
 /// thread and keeps nothing between its operations: calling one twice repeats its walk.
 class BasicFileSearchStrategy : public IFileSearchStrategy, public ISearchDirectoryFindCallback {
 public:
-    /// `env` may be null; it is not owned and outlives the strategy. `fileName` is a canonical
+    /// `env` may be null; it is not owned and must outlive the strategy. `fileName` is a canonical
     /// name; null counts as empty.
     BasicFileSearchStrategy(ISearchEnv* env, char const* fileName);
 

@@ -9,8 +9,8 @@ namespace LK_2_13 {
 /// bare name without extension is a kernel module in the system directories.
 class BinFileSearchStrategy final : public BasicFileSearchStrategy {
 public:
-    /// `tempDir` takes what a retriever fetches; empty or null if there is none. The validator
-    /// outlives the strategy.
+    /// `tempDir` takes what a retriever fetches; empty or null if there is none. The validator must
+    /// outlive the strategy.
     BinFileSearchStrategy(ISearchEnv* env, char const* fileName, IValidator& validator,
                           char const* tempDir);
 

@@ -8,7 +8,7 @@ namespace LK_2_13 {
 class SrcFileSearchStrategy final : public BasicFileSearchStrategy {
 public:
     /// `binaryFile` is a canonical name, `checksum` that of the binary as the caller gave it; null
-    /// counts as empty. The validator outlives the strategy.
+    /// counts as empty. The validator must outlive the strategy.
     SrcFileSearchStrategy(ISearchEnv* env, char const* fileName, char const* binaryFile,
                           char const* checksum, IValidator& validator);
 

@@ -10,7 +10,8 @@ namespace LK_2_13 {
 class SymFileSearchStrategy final : public BasicFileSearchStrategy {
 public:
     /// `binaryFile` is a canonical name, `checksum` that of the binary as the caller gave it; null
-    /// counts as empty. The validator outlives the strategy; the progress callback is only kept.
+    /// counts as empty. The validator must outlive the strategy; the progress callback is only
+    /// kept.
     SymFileSearchStrategy(ISearchEnv* env, char const* fileName, char const* binaryFile,
                           char const* checksum, IValidator& validator,
                           ISymSrvDownloadProgressCallback* downloadCallback);

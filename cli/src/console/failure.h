@@ -4,8 +4,8 @@
 
 namespace lokata::cli {
 
-/// The exit statuses of the program. An interrupted one ends by the signal, which shells show as
-/// 130.
+/// The exit statuses of the program. `esInterrupted` is a mark between its parts only: the process
+/// then ends by the signal itself, which shells show as this number.
 enum ExitStatus : int { esDone = 0, esNotFound = 1, esFailed = 2, esInterrupted = 130 };
 
 /// Ends a command with `esFailed`. The text is one line for the user that names the argument or

@@ -5,11 +5,11 @@
 namespace lokata::cli {
 
 /// Unpacks each packed kernel image that a search is about to accept. The library would do so
-/// itself, but writes the copy under its final name, so that a program that is killed leaves a part,
-/// which the next search takes for the kernel.
+/// itself, but writes the copy under its final name, so that a program that is killed leaves a
+/// part, which the next search takes for the kernel.
 class KernelCopies final : public LK_2_13::IValidatorCallback {
 public:
-    /// What judges the candidates. Not null by the time of a search, and outlives it.
+    /// What judges the candidates. It must be set by the time of a search, and outlive it.
     void setInner(LK_2_13::IValidatorCallback* inner) { m_inner = inner; }
 
     LK_2_13::validation_result_t validate(char const* fileName,

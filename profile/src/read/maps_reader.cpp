@@ -35,8 +35,8 @@ std::optional<std::uint64_t> decimalOf(std::string_view text) {
 LineFit fitOf(std::string_view line) {
     if (parseMapsLine(line))
         return LineFit::certain;
-    bool const isRange = addressPairOf(word(line), '-').has_value();
-    auto const access = word(line);
+    bool const isRange = hexPairOf(takeWord(line), '-').has_value();
+    auto const access = takeWord(line);
     return isAccess(access) || (isRange && access.size() == 4) ? LineFit::likely : LineFit::foreign;
 }
 
@@ -112,11 +112,11 @@ void noteLiveProcess(int descriptor, Profile& profile) {
 
 std::optional<MapsLine> parseMapsLine(std::string_view line) {
     auto rest = line;
-    auto const range = addressPairOf(word(rest), '-');
-    auto const access = word(rest);
-    auto const offset = addressOf(word(rest));
-    auto const device = addressPairOf(word(rest), ':');
-    auto const inode = decimalOf(word(rest));
+    auto const range = hexPairOf(takeWord(rest), '-');
+    auto const access = takeWord(rest);
+    auto const offset = hexNumberOf(takeWord(rest));
+    auto const device = hexPairOf(takeWord(rest), ':');
+    auto const inode = decimalOf(takeWord(rest));
     bool const isComplete = range && isAccess(access) && offset && device && inode;
     if (!isComplete || rest.find('\0') != std::string_view::npos)
         return std::nullopt;

@@ -37,14 +37,14 @@ std::string_view trimLeft(std::string_view text) {
     return start == std::string_view::npos ? std::string_view{} : text.substr(start);
 }
 
-std::string_view word(std::string_view& rest) {
+std::string_view takeWord(std::string_view& rest) {
     rest = trimLeft(rest);
     auto const taken = rest.substr(0, rest.find_first_of(c_blank));
     rest.remove_prefix(taken.size());
     return taken;
 }
 
-std::optional<std::uint64_t> addressOf(std::string_view text) {
+std::optional<std::uint64_t> hexNumberOf(std::string_view text) {
     if (text.substr(0, 2) == "0x")
         text.remove_prefix(2);
     std::uint64_t value = 0;
@@ -55,13 +55,13 @@ std::optional<std::uint64_t> addressOf(std::string_view text) {
     return value;
 }
 
-std::optional<std::pair<std::uint64_t, std::uint64_t>> addressPairOf(std::string_view text,
-                                                                     char separator) {
+std::optional<std::pair<std::uint64_t, std::uint64_t>> hexPairOf(std::string_view text,
+                                                                 char separator) {
     auto const middle = text.find(separator);
     if (middle == std::string_view::npos)
         return std::nullopt;
-    auto const first = addressOf(text.substr(0, middle));
-    auto const second = addressOf(text.substr(middle + 1));
+    auto const first = hexNumberOf(text.substr(0, middle));
+    auto const second = hexNumberOf(text.substr(middle + 1));
     if (!first || !second)
         return std::nullopt;
     return std::pair(*first, *second);

@@ -36,14 +36,14 @@ private:
 std::string_view trimLeft(std::string_view text);
 
 /// The next word, taken off the front of `rest`.
-std::string_view word(std::string_view& rest);
+std::string_view takeWord(std::string_view& rest);
 
 /// A hexadecimal number that is all of `text`, with or without 0x; empty for other texts.
-std::optional<std::uint64_t> addressOf(std::string_view text);
+std::optional<std::uint64_t> hexNumberOf(std::string_view text);
 
 /// Two of them with the separator between.
-std::optional<std::pair<std::uint64_t, std::uint64_t>> addressPairOf(std::string_view text,
-                                                                     char separator);
+std::optional<std::pair<std::uint64_t, std::uint64_t>> hexPairOf(std::string_view text,
+                                                                 char separator);
 
 /// A name as the kernel shows it: a line feed as "\012", and nothing else that way
 /// (fs/proc/task_mmu.c), so other backslashes stand for themselves.

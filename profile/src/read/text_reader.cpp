@@ -24,7 +24,7 @@ constexpr std::size_t c_idColumn = 40;
 bool readBuildIdLine(std::string_view line, ProfileBuilder& builder) {
     auto rest = line;
     bool const unknown = line.find_first_not_of(' ') > c_idColumn;
-    auto const id = unknown ? BuildId() : buildIdFromHex(word(rest));
+    auto const id = unknown ? BuildId() : buildIdFromHex(takeWord(rest));
     auto const name = trimLeft(rest);
     if ((id.empty() && !unknown) || name.empty())
         return false;
@@ -40,7 +40,7 @@ LineFit fitOfBuildIdLine(std::string_view line) {
     if (line.find_first_not_of(' ') == c_idColumn + 1)
         return LineFit::likely;
     auto rest = line;
-    auto const id = word(rest);
+    auto const id = takeWord(rest);
     if (trimLeft(rest).empty() || id.size() < c_leastDamaged)
         return LineFit::foreign;
     auto const digits = static_cast<std::size_t>(
@@ -104,9 +104,9 @@ UnstripName readUnstripNames(std::string_view columns) {
 /// memory only and has the name that the kernel shows.
 bool readUnstripLine(std::string_view line, ProfileBuilder& builder) {
     auto rest = line;
-    if (!addressPairOf(word(rest), '+'))
+    if (!hexPairOf(takeWord(rest), '+'))
         return false;
-    auto const recorded = word(rest);
+    auto const recorded = takeWord(rest);
     auto const id = buildIdFromHex(recorded.substr(0, recorded.find('@')));
     if (id.empty() && recorded != "-")
         return false;
@@ -122,7 +122,7 @@ bool readUnstripLine(std::string_view line, ProfileBuilder& builder) {
 
 /// Nothing else begins so; what is damaged behind it is told line by line.
 LineFit fitOfUnstripLine(std::string_view line) {
-    return addressPairOf(word(line), '+') ? LineFit::certain : LineFit::foreign;
+    return hexPairOf(takeWord(line), '+') ? LineFit::certain : LineFit::foreign;
 }
 
 /// What only the last component of a binary's name holds: ".so" and the like, at its end or before

@@ -193,8 +193,8 @@ FileResolution ProfileSearch::findLive(Module const& module, LiveFile const& liv
     std::string const name = searchedName(module);
     std::vector<std::string> const names{module.name, std::string(withoutDeletedMark(module.name))};
     if (auto const reached = live.reached(names))
-        return m_search.findBinary(name, {}, 0, {*reached}, &live);
-    return m_search.findBinary(name, live.buildIdInMemory(), 0, live.seenByProcess(names), &live);
+        return m_search.findBinary(name, {}, {*reached}, &live);
+    return m_search.findBinary(name, live.buildIdInMemory(), live.seenByProcess(names), &live);
 }
 
 ModuleResolution ProfileSearch::resolve(Module const& module) {
@@ -219,7 +219,7 @@ ModuleResolution ProfileSearch::resolve(Module const& module) {
         for (Candidate& image : m_kernel.packedImage())
             binaryHints.push_back(std::move(image));
     result.binary =
-        live ? findLive(module, *live) : m_search.findBinary(name, module.build_id, 0, binaryHints);
+        live ? findLive(module, *live) : m_search.findBinary(name, module.build_id, binaryHints);
     judge(result);
     findSymbols(result, hinted);
     return result;
@@ -399,6 +399,7 @@ void Resolver::Impl::findSources(ProfileResolution& resolution, Progress const& 
     auto const start = std::chrono::steady_clock::now();
     ProfileSearch search(m_environment, m_support, resolution);
     SourceList const list = sourcesOf(resolution, m_support.elf);
+    resolution.sources.clear();
     for (SourceList::Entry const& entry : list.entries()) {
         resolution.sources.push_back(
             {entry.file.name, entry.module, search.findSource(entry), entry.build_id});

@@ -36,7 +36,7 @@ std::optional<CopyPath> parseCopyPath(std::string const& path);
 /// the same below a category. Only reads; callable from any thread.
 class ArchivedCopies {
 public:
-    /// `environment` may be null. `digests` outlives this object.
+    /// `environment` may be null. `digests` must outlive this object.
     ArchivedCopies(LK_2_13::ISearchEnv* environment, ContentDigests& digests);
 
     /// Rejects a copy that does not hold what its path says, and one in an archive that `own` does

@@ -11,6 +11,8 @@
 
 #include <lokata/profile/places.h>
 
+#include <initializer_list>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -65,19 +67,19 @@ private:
 };
 
 /// The names under which a search of the library may meet the symbol file of a binary: that of its
-/// debug link, that of its build-id tree, the binary's with ".debug", the binary's own. With the
-/// directory of `name` where the name is meant to stand beside the binary.
+/// debug link, that of its build-id tree, the binary's with ".debug", the binary's own. All but
+/// that of the tree have the directory of `name` before them.
 std::vector<std::string> symbolFileNames(std::string const& name, BuildId const& buildId,
                                          std::optional<DebugLink> const& link);
 
 /// The name under which a search of the library may meet a supplementary file.
 std::string supplementaryFileName(AltLink const& link);
 
-/// Names without their directories, but for those that are empty.
+/// The last components of the names, without those that are empty.
 std::vector<std::string> bareNames(std::vector<std::string> names);
 
-/// What a search asks for. Without a name that may be used, the places of the build-id are still
-/// worth a look.
+/// The name that a search of the library asks for: that of searchableName(), or where this is empty
+/// the digits of the build-id, as the places that it leads to are still worth a look.
 std::string askedName(std::string const& searchable, BuildId const& buildId);
 
 /// The names under which a search of the library may meet a package of split DWARF.

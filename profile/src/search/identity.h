@@ -4,7 +4,8 @@
 /// line table of a binary says of a source file. A rejection names the expected and the actual
 /// value, to the library by its message and to the caller by the verdicts that the validator keeps.
 ///
-/// A validator serves one search on one thread. It keeps references to what it was given.
+/// A validator serves one search on one thread. It keeps references to what it was given, which
+/// must outlive it.
 
 #include "facts/elf_facts.h"
 #include "facts/source_files.h"
@@ -24,7 +25,7 @@ namespace lokata::profile {
 /// Keeps what it judged. Subclasses say how.
 class IdentityValidator : public LK_2_13::IValidatorCallback {
 public:
-    /// Rejects besides what `copies` rejects, which outlives the validator.
+    /// Rejects besides what `copies` rejects, which must outlive the validator.
     void setArchives(ArchivedCopies const& copies) { m_copies = &copies; }
     /// Those for the name that is searched.
     void setOwnCopies(OwnCopies own) { m_own = std::move(own); }

@@ -68,7 +68,7 @@ public:
     }
     herald2::IMessenger* messenger() override { return m_pInner ? m_pInner->messenger() : nullptr; }
 
-    SearchRecord record;
+    CallbackRecord record;
 
 private:
     static ObjectPtr<IEnvironmentInfo> withKernelRelease(ObjectPtr<IEnvironmentInfo> const& info,
@@ -126,8 +126,8 @@ Place placeOf(std::string const& path, IdentityValidator const& validator,
 }
 
 /// What led to a candidate, as documents spell it.
-std::string_view originOf(std::string const& path, search_step_t step,
-                          std::vector<Candidate> const& suggestions) {
+std::string_view placeOrStep(std::string const& path, search_step_t step,
+                             std::vector<Candidate> const& suggestions) {
     return step == ssAskUser ? wordOf(c_places, placeOf(path, suggestions))
                              : wordOf(c_searchSteps, step);
 }
@@ -148,7 +148,7 @@ void accept(IValidFile const& file, IdentityValidator const& validator,
         result.place = placeOf(result.path, validator, suggestions);
     result.identity = verdict == nullptr ? Identity() : verdict->identity;
     LOKATA_PROFILE_LOG(displayName(result.path)
-                       << " [" << originOf(result.path, result.step, suggestions) << "] "
+                       << " [" << placeOrStep(result.path, result.step, suggestions) << "] "
                        << (result.confidence == cfValidated
                                ? "proven: " +
                                      std::string(wordOf(c_identityKinds, result.identity.kind)) +
@@ -175,7 +175,7 @@ void addRejected(IInvalidFile const& file, JudgedCandidate const* verdict,
                    : reasonText(isDirectory ? ReasonKey::is_directory : ReasonKey::not_proven,
                                 {file.name()});
     LOKATA_PROFILE_LOG(displayName(rejected.path)
-                       << " [" << originOf(rejected.path, rejected.step, suggestions)
+                       << " [" << placeOrStep(rejected.path, rejected.step, suggestions)
                        << "] rejected: " << displayName(rejected.message));
     result.rejected.push_back(std::move(rejected));
 }
@@ -194,13 +194,13 @@ void logUnchosen(std::vector<JudgedCandidate> const& judged, std::size_t first,
     }
 }
 
-Identity expectedBuildId(BuildId const& buildId) {
+Identity expectedIdentity(BuildId const& buildId) {
     if (buildId.empty())
         return {};
     return {IdentityKind::build_id, toHex(buildId), ""};
 }
 
-Identity expectedMd5(SourceIdentity const& source) {
+Identity expectedIdentity(SourceIdentity const& source) {
     if (!source.md5)
         return {};
     return {IdentityKind::source_md5, toolbelt2::to_hex(*source.md5), ""};
@@ -250,8 +250,8 @@ template <class Find>
 void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestions,
                        IdentityValidator& validator, Find const& find, bool runSteps) {
     auto const start = std::chrono::steady_clock::now();
-    SearchRecord& record = m_environment->record;
-    record = SearchRecord();
+    CallbackRecord& record = m_environment->record;
+    record = CallbackRecord();
     record.run_steps = runSteps;
     record.suggestions = std::move(suggestions);
     std::size_t const firstJudged = validator.judged().size();
@@ -272,10 +272,9 @@ void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestion
 }
 
 FileResolution ModuleSearch::findBinary(std::string const& name, BuildId const& buildId,
-                                        unsigned long long stepsSelector,
                                         std::vector<Candidate> const& hints, LiveFile const* live) {
     FileResolution result;
-    result.identity = expectedBuildId(buildId);
+    result.identity = expectedIdentity(buildId);
     std::string const searched = searchableName(name);
     bool const isNamed = !searched.empty() || !buildId.empty();
     if (!isNamed && hints.empty())
@@ -286,9 +285,7 @@ FileResolution ModuleSearch::findBinary(std::string const& name, BuildId const& 
     BinaryValidator validator(m_support.elf, buildId, live);
     std::vector<Candidate> const archived =
         findInArchives(scBinaryFiles, name, buildId, {asked}, validator);
-    auto const find = [&] {
-        return m_search->findBinFile(asked.c_str(), &validator, nullptr, stepsSelector);
-    };
+    auto const find = [&] { return m_search->findBinFile(asked.c_str(), &validator, nullptr, 0); };
     run(result, joined(joined(hints, m_support.places.binary(searched)), archived), validator, find,
         isNamed);
     // Copies by build-id come last: a file that lies where somebody put it says more to a person,
@@ -322,7 +319,7 @@ FileResolution ModuleSearch::findSymbols(std::string const& name, std::string co
         hints, m_support.places.symbols(searched, binaryPath, owner.build_id, owner.debug_link));
 
     FileResolution result;
-    result.identity = expectedBuildId(buildId);
+    result.identity = expectedIdentity(buildId);
     SymbolValidator validator(m_support.elf, owner);
     std::vector<std::string> const names =
         symbolFileNames(searched, owner.build_id, owner.debug_link);
@@ -366,7 +363,7 @@ std::optional<FileResolution> ModuleSearch::findSupplementary(std::string const&
     SupplementaryValidator validator(m_support.elf, link.build_id);
     return findPart({supplementaryFileName(link)}, symbolPath,
                     m_support.places.supplementary(symbolPath, link),
-                    expectedBuildId(link.build_id), validator);
+                    expectedIdentity(link.build_id), validator);
 }
 
 FileResolution ModuleSearch::findPart(std::vector<std::string> const& names,
@@ -403,7 +400,7 @@ void ModuleSearch::tryPart(std::string const& name, std::string const& owner,
 FileResolution ModuleSearch::findSource(SourceFile const& source, std::string const& binaryPath,
                                         BuildId const& module) {
     FileResolution result;
-    result.identity = expectedMd5(source.identity);
+    result.identity = expectedIdentity(source.identity);
     std::string const searched = searchableName(source.name);
     if (searched.empty())
         return result;
@@ -422,7 +419,7 @@ void ModuleSearch::trySource(SourceFile const& source, std::string const& binary
     candidates = unjudged(std::move(candidates), result);
     if (candidates.empty())
         return;
-    std::string const checksum = expectedMd5(source.identity).expected;
+    std::string const checksum = expectedIdentity(source.identity).expected;
     SourceValidator validator(source.identity);
     auto const find = [&] {
         return m_search->findSrcFile(searchableName(source.name).c_str(), textOrNull(binaryPath),

@@ -18,7 +18,7 @@
 
 namespace lokata::profile {
 
-/// What the searches of one run share. Callable from any thread; outlives its searches.
+/// What the searches of one run share. Callable from any thread; must outlive its searches.
 struct SearchSupport {
     explicit SearchSupport(PlaceOptions options) : places(std::move(options)) {}
 
@@ -53,10 +53,8 @@ public:
     ModuleSearch(ModuleSearch const&) = delete;
     ModuleSearch& operator=(ModuleSearch const&) = delete;
 
-    /// `stepsSelector` goes to the steps configurator of the environment. `hints` are tried before
-    /// all other places. `live` may be null.
+    /// `hints` are tried before all other places. `live` may be null.
     FileResolution findBinary(std::string const& name, BuildId const& buildId,
-                              unsigned long long stepsSelector = 0,
                               std::vector<Candidate> const& hints = {},
                               LiveFile const* live = nullptr);
     /// `binaryPath` is the binary that was found, empty if none; then the recorded `buildId`

@@ -54,7 +54,7 @@ ObjectPtr<IValidFile> ask(INoFilesFoundCallback& callback, RequestedFile const& 
 
 class RecordingStepsIterator final : public RefCountImpl<ISearchStepsIterator> {
 public:
-    RecordingStepsIterator(ObjectPtr<ISearchStepsIterator> const& inner, SearchRecord& record)
+    RecordingStepsIterator(ObjectPtr<ISearchStepsIterator> const& inner, CallbackRecord& record)
         : m_pInner(inner), m_record(record) {}
 
     void reset() override { m_pInner->reset(); }
@@ -69,7 +69,7 @@ public:
 
 private:
     ObjectPtr<ISearchStepsIterator> m_pInner;
-    SearchRecord& m_record;
+    CallbackRecord& m_record;
 };
 
 } // namespace

@@ -11,7 +11,7 @@
 namespace lokata::profile {
 
 /// What the callbacks of one search are told and what they saw. Belongs to one thread.
-struct SearchRecord {
+struct CallbackRecord {
     std::vector<Candidate> suggestions;
     /// False for a search that ends with its suggestions.
     bool run_steps = true;
@@ -27,7 +27,7 @@ struct SearchRecord {
 class RecordingSteps final : public LK_2_13::RefCountImpl<LK_2_13::ISearchStepsConfigurator> {
 public:
     RecordingSteps(LK_2_13::ObjectPtr<LK_2_13::ISearchStepsConfigurator> const& inner,
-                   SearchRecord& record)
+                   CallbackRecord& record)
         : m_pInner(inner), m_record(record) {}
 
     LK_2_13::ObjectPtr<LK_2_13::ISearchStepsIterator>
@@ -40,13 +40,13 @@ public:
 
 private:
     LK_2_13::ObjectPtr<LK_2_13::ISearchStepsConfigurator> m_pInner;
-    SearchRecord& m_record;
+    CallbackRecord& m_record;
 };
 
 /// Adds the suggestions of the record behind those of the environment's own callback.
 class SuggestingCallback final : public LK_2_13::SearchStartedCallback {
 public:
-    SuggestingCallback(LK_2_13::ISearchEnv* environment, SearchRecord& record)
+    SuggestingCallback(LK_2_13::ISearchEnv* environment, CallbackRecord& record)
         : m_pEnvironment(environment), m_record(record) {}
     ~SuggestingCallback() override { disconnectHandlers(); }
 
@@ -55,14 +55,14 @@ private:
                        LK_2_13::IStringContainer& suggestions) override;
 
     LK_2_13::ISearchEnv* m_pEnvironment;
-    SearchRecord& m_record;
+    CallbackRecord& m_record;
 };
 
 /// Remembers the file that the environment's own callback chooses, else the first, and gives null:
 /// so the search goes on to its last callback, the only one that sees what was rejected.
 class RememberingCallback final : public LK_2_13::FilesFoundCallback {
 public:
-    RememberingCallback(LK_2_13::ISearchEnv* environment, SearchRecord& record)
+    RememberingCallback(LK_2_13::ISearchEnv* environment, CallbackRecord& record)
         : m_pEnvironment(environment), m_record(record) {}
     ~RememberingCallback() override { disconnectHandlers(); }
 
@@ -71,13 +71,13 @@ private:
                                                        LK_2_13::IValidFileIterator& files) override;
 
     LK_2_13::ISearchEnv* m_pEnvironment;
-    SearchRecord& m_record;
+    CallbackRecord& m_record;
 };
 
 /// Takes down the rejected files and gives back the file that was chosen, if there is one.
 class RecordingCallback final : public LK_2_13::NoFilesFoundCallback {
 public:
-    RecordingCallback(LK_2_13::ISearchEnv* environment, SearchRecord& record)
+    RecordingCallback(LK_2_13::ISearchEnv* environment, CallbackRecord& record)
         : m_pEnvironment(environment), m_record(record) {}
     ~RecordingCallback() override { disconnectHandlers(); }
 
@@ -88,7 +88,7 @@ private:
                  LK_2_13::IValidFileIterator& validFiles) override;
 
     LK_2_13::ISearchEnv* m_pEnvironment;
-    SearchRecord& m_record;
+    CallbackRecord& m_record;
 };
 
 } // namespace lokata::profile

@@ -17,6 +17,8 @@
 /// and whose file it is: the build-id of the module, or else the profile. It leads a search to the
 /// copy and keeps the copy from being taken for another name, but it proves nothing: the copy is
 /// judged as it would be anywhere else, and what was unproven when it was archived stays so.
+///
+/// All functions are callable from any thread and throw std::bad_alloc only.
 
 #include <lokata/profile/resolution.h>
 

@@ -15,7 +15,8 @@ namespace lokata::profile {
 /// what its path ARCHIVE/CATEGORY/NAME/MD5/NAME says, with both values as the reason. Each file is
 /// read once, until it changes. The resolver does so by itself; this is for searches beside it.
 ///
-/// For one search at a time; outlives the searches that it was passed to.
+/// For one search at a time; must outlive the searches that it was passed to. Beside what the
+/// environment and the inner validator throw, functions throw std::bad_alloc only.
 class LOKATA_PROFILE_EXPORT ArchivedCopyValidator final : public LK_2_13::IValidatorCallback {
 public:
     /// Takes the archives that `environment` has now; it may be null.
@@ -24,7 +25,8 @@ public:
     ArchivedCopyValidator(ArchivedCopyValidator const&) = delete;
     ArchivedCopyValidator& operator=(ArchivedCopyValidator const&) = delete;
 
-    /// The client's own judgement, which comes first and outlives the next searches; null for none.
+    /// The client's own judgement, which comes first; null for none. It must outlive the searches
+    /// that follow.
     void setInner(LK_2_13::IValidatorCallback* inner) { m_inner = inner; }
 
     LK_2_13::validation_result_t validate(char const* fileName,

@@ -11,12 +11,12 @@ namespace lokata::profile {
 
 struct UnpackedKernel {
     std::string path;  ///< Of the unpacked kernel; empty without one.
-    std::string error; ///< Why there is none, in one sentence for a person.
+    std::string error; ///< Why there is none, for a person.
 };
 
 /// Unpacks an image, unless a whole copy of its kernel is there already; a damaged copy is
 /// replaced. The copy appears whole or not at all. Callable from any thread and process at the same
-/// time: each writes a file of its own, and the last one stays.
+/// time: each writes a file of its own, and the last one stays. Throws std::bad_alloc only.
 LOKATA_PROFILE_EXPORT UnpackedKernel unpackedKernel(std::string const& image);
 
 } // namespace lokata::profile

@@ -1,6 +1,7 @@
 #pragma once
 
 /// Where the file of a module may lie beside the directories that a search of the library walks.
+/// All functions are callable from any thread and throw std::bad_alloc only.
 
 #include <lokata/profile/words.h>
 
@@ -85,7 +86,8 @@ struct PlaceOptions {
 /// Adds the directories of a list with colons; empty parts are skipped.
 LOKATA_PROFILE_EXPORT void addDebugDirs(std::vector<std::string>& dirs, std::string_view list);
 
-/// Reads "DIR", "DIR,flat" or "DIR,hierarchy". False for another word behind the comma, or no DIR.
+/// Reads "DIR", "DIR,flat" or "DIR,hierarchy" into `symfs` and `symfs_flat`. False for another word
+/// behind the comma, or no DIR; `options` then stay as they are.
 LOKATA_PROFILE_EXPORT bool parseSymfs(std::string_view text, PlaceOptions& options);
 
 } // namespace lokata::profile

@@ -26,15 +26,17 @@ struct FormatName {
 /// All kinds, in the order in which detectFormat() asks for them.
 LOKATA_PROFILE_EXPORT std::vector<FormatName> formats();
 
-/// Limits that keep a hostile input from taking the machine, all in bytes, but for `max_expansion`.
+/// How an input is read. The limits keep a hostile one from taking the machine; all are in bytes,
+/// but for `max_expansion`.
 struct ReadOptions {
     std::string format; ///< The word of one of formats(); empty: found by content.
     std::uint64_t max_stream = 1ULL << 30;   ///< What is read whole: all but perf.data and cores.
     std::uint64_t max_unpacked = 256U << 20; ///< A packed input, unpacked into memory.
     std::uint64_t max_inflated = 4ULL << 30; ///< Compressed records in all, never held at once.
-    std::uint64_t max_expansion = 100;       ///< Times the packed size, and 16 MiB more.
-    std::uint64_t max_names = 256U << 20;    ///< Names and build-ids kept in the result.
-    std::uint64_t max_pending = 256U << 20;  ///< Events held back to bring them into order.
+    /// What comes out of a packed input is at most so many times its size, and 16 MiB more.
+    std::uint64_t max_expansion = 100;
+    std::uint64_t max_names = 256U << 20;   ///< Names and build-ids kept in the result.
+    std::uint64_t max_pending = 256U << 20; ///< Events held back to bring them into order.
 };
 
 /// The word of the content's format, or of what is packed in it within the default limits; empty

@@ -11,8 +11,8 @@
 
 namespace lokata::profile {
 
-/// Raised when a document could mislead who knows only the former version. New members alone do
-/// not raise it.
+/// Of the documents. Raised when a program that was written for the former version could misread a
+/// new one; new members alone do not raise it.
 constexpr int c_jsonReportVersion = 1;
 
 /// One document on one line, without a newline behind it: the documents of several inputs make JSON

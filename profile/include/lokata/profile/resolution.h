@@ -83,8 +83,9 @@ struct JudgedCandidate {
 
 /// The search for one file of a module.
 struct FileResolution {
-    std::string
-        path; ///< Canonical. Empty if no candidate was accepted; then the next three say nothing.
+    /// Canonical. Empty if no candidate was accepted; then `confidence`, `step` and `place` say
+    /// nothing.
+    std::string path;
     LK_2_13::confidence_t confidence = LK_2_13::cfValidated;
     LK_2_13::search_step_t step = LK_2_13::ssAskUser;
     Place place = Place::search_step; ///< What led to the file.
@@ -137,7 +138,7 @@ struct ModuleResolution {
     ModuleStatus status = ModuleStatus::missing;
     std::optional<FileResolution> binary;        ///< Empty if none was looked for.
     std::optional<FileResolution> symbols;       ///< Empty if none was looked for.
-    std::optional<FileResolution> supplementary; ///< Empty if the symbol file names none.
+    std::optional<FileResolution> supplementary; ///< Empty without symbols, or if they name none.
     std::optional<SplitResolution> split_dwarf;  ///< Empty if the symbols are not split.
 };
 

@@ -49,7 +49,8 @@ public:
     /// `input` is the name of the input as the result shall tell it.
     ProfileResolution resolve(Profile profile, std::string input, Progress const& progress = {});
 
-    /// Adds the source files that the resolved modules and the profile itself name.
+    /// Looks for the source files that the resolved modules and the profile itself name. What an
+    /// earlier call found is replaced.
     void findSources(ProfileResolution& resolution, Progress const& progress = {});
 
 private:
