@@ -80,7 +80,7 @@ FormatReader const* readerOfParts(FileSource const& file, ReadOptions const& opt
     if (beginning.empty() || unpack::packingOf(beginning))
         return nullptr;
     FormatReader const* const reader = readerOf(beginning, options);
-    return reader != nullptr && reader->readParts != nullptr ? reader : nullptr;
+    return reader != nullptr && reader->read_parts != nullptr ? reader : nullptr;
 }
 
 Profile readUnwrapped(std::string_view content, ReadOptions const& options) {
@@ -126,7 +126,7 @@ Profile readProfileFile(std::string const& path, ReadOptions const& options) {
     if (isPlain) {
         FileSource const source(file, size);
         if (FormatReader const* const reader = readerOfParts(source, options)) {
-            Profile profile = reader->readParts(source, options);
+            Profile profile = reader->read_parts(source, options);
             profile.format = reader->name.word;
             return profile;
         }
@@ -137,8 +137,8 @@ Profile readProfileFile(std::string const& path, ReadOptions const& options) {
         return failed(0, "cannot be read: " + std::generic_category().message(error));
     auto profile = readProfile(content, options);
     FormatReader const* const reader = readerOfWord(profile.format);
-    if (reader != nullptr && reader->noteFile != nullptr)
-        reader->noteFile(file, profile);
+    if (reader != nullptr && reader->note_file != nullptr)
+        reader->note_file(file, profile);
     if (error != 0) {
         profile.errors.push_back(
             {content.size(), "reading stopped: " + std::generic_category().message(error)});

@@ -19,10 +19,10 @@ struct FormatReader {
     /// Gives a profile whose format is still to be filled in.
     Profile (*read)(std::string_view content, ReadOptions const& options);
     /// The same from a source of which only parts are read; null for formats that need it all.
-    Profile (*readParts)(ByteSource const& source, ReadOptions const& options) = nullptr;
+    Profile (*read_parts)(ByteSource const& source, ReadOptions const& options) = nullptr;
     /// Notes in a profile what its content does not tell, but the file that it was read out of;
     /// null for formats without that.
-    void (*noteFile)(int descriptor, Profile& profile) = nullptr;
+    void (*note_file)(int descriptor, Profile& profile) = nullptr;
 };
 
 /// The reader of content, or of a word; null if there is none.
