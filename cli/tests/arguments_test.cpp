@@ -93,15 +93,15 @@ TEST(RequestLine, RejectsWhatIsNoRequest) {
         EXPECT_THROW(parseRequestLine(line), MalformedLine) << line;
 }
 
-TEST(JsonLine, IsUtf8AndKeepsItsKeysWhateverANameHolds) {
+TEST(JsonLine, IsAsciiAndKeepsItsKeysWhateverANameHolds) {
     SearchRecord const record{
         scBinaryFiles,
         "a\xff\"b",
         {{"/x\xfe", cfPolicyHigh, ssHighPrioritySearchDirs}},
         {{"/y", vrInvalid, svError, static_cast<search_step_t>(512), "no", {}}}};
     std::string const line = jsonLine(record);
-    EXPECT_EQ(line, "{\"category\":\"scBinaryFiles\",\"name\":\"a\xEF\xBF\xBD\\\"b\",\"found\":[{"
-                    "\"path\":\"/x\xEF\xBF\xBD\",\"confidence\":\"cfPolicyHigh\",\"step\":"
+    EXPECT_EQ(line, "{\"category\":\"scBinaryFiles\",\"name\":\"a\\ufffd\\\"b\",\"found\":[{"
+                    "\"path\":\"/x\\ufffd\",\"confidence\":\"cfPolicyHigh\",\"step\":"
                     "\"ssHighPrioritySearchDirs\"}],\"rejected\":[{\"path\":\"/y\",\"severity\":"
                     "\"svError\",\"message\":\"no\",\"step\":\"512\"}]}\n");
 }

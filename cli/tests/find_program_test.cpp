@@ -48,6 +48,7 @@ TEST_F(FindProgram, PrintsThePathAloneAndNothingWhenThereIsNone) {
 TEST_F(FindProgram, NamesTheArgumentAtFaultInOneLine) {
     std::vector<std::pair<std::vector<std::string>, std::string>> wrong{
         {{}, "subcommand"},
+        {{"archive", "/etc/passwd", "--result", "nowhere"}, "--result: \"nowhere\""},
         {{"find", "bin"}, "NAME"},
         {{"find", "all", "x"}, "CATEGORY"},
         {{"find", "bin", ""}, "NAME"},
@@ -84,7 +85,7 @@ TEST_F(FindProgram, NamesTheArgumentAtFaultInOneLine) {
 }
 
 TEST_F(FindProgram, WarnsOfListedDirectoriesThatAreNotThere) {
-    for (std::string const option : {"--search-dir", "--archive", "--context"}) {
+    for (std::string const option : {"--search-dir", "--archive", "--context", "--except-dir"}) {
         std::string const value = option == "--search-dir" ? "bin=nowhere" : "nowhere";
         EXPECT_EQ(find({"bin", "x", option, value}).text(),
                   "1\nlokata: warning: " + option + ": \"nowhere\": No such file or directory\n");

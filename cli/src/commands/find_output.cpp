@@ -51,7 +51,8 @@ std::string jsonLine(SearchRecord const& record) {
                               {"name", record.name},
                               {"found", std::move(found)},
                               {"rejected", std::move(rejected)}};
-    return object.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+    // In ASCII, so that no character of a name directs a terminal.
+    return object.dump(-1, ' ', true, ordered_json::error_handler_t::replace) + "\n";
 }
 
 } // namespace lokata::cli

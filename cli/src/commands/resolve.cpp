@@ -61,6 +61,7 @@ profile::PlaceOptions placesOf(ResolveOptions const& options) {
         auto const substitution = profile::parsePathSubstitution(text);
         if (!substitution)
             throw Failure("--substitute-path: \"" + text + "\": the form is FROM=TO");
+        warnOfMissingDirectory("--substitute-path", substitution->to);
         places.substitutions.push_back(*substitution);
     }
     if (std::string const home = optstore2::homeDirectory(); !home.empty())

@@ -65,7 +65,7 @@ int run(RunOptions const& options) {
             writeOutput(options.json ? jsonLine(record) : resultLine(record));
         } catch (MalformedLine const& error) {
             progress.clear();
-            reportError(file.place() + ": " + error.what());
+            reportError(file.place() + ": " + error.text);
             status = esFailed;
         }
         progress.show(++requests, file.bytesRead(), file.size());

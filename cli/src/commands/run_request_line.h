@@ -6,15 +6,19 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace lokata::cli {
 
 /// In bytes. Enough for two names of 4096 bytes with every byte escaped.
 constexpr std::size_t c_maxRequestLine = 65536;
 
-/// Its text says what is wrong with a line, but not which line it is.
+/// Says what is wrong with a line, but not which line it is.
 struct MalformedLine : std::runtime_error {
-    using std::runtime_error::runtime_error;
+    explicit MalformedLine(std::string reason)
+        : std::runtime_error(reason), text(std::move(reason)) {}
+
+    std::string text; ///< Whole where `what` ends: parts of the line may hold null bytes.
 };
 
 /// Reads one line of a file of requests, without its newline. Two forms may be mixed:

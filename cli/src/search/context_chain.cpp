@@ -39,6 +39,7 @@ ContextChain::ContextChain(SearchOptions const& options)
         append(new NamelessContext("archive " + std::to_string(m_contexts.size())));
         m_pManager->registerArchiveDir(*m_contexts.back(), archive.c_str());
     }
+    requireDirectory("--result", options.result_dir);
     if (!options.result_dir.empty())
         append(m_pManager->createResultDirectoryContext(absolute(options.result_dir).c_str()));
     for (std::string const& directory : options.contexts) {

@@ -9,7 +9,6 @@ using namespace LK_2_13;
 
 SearchSetup::SearchSetup(SearchOptions const& options)
     : m_chain(options), m_policy(options.policy) {
-    requireDirectory("--result", options.result_dir);
     requireDirectory("--cache", options.cache_dir);
     registerDirs(options);
     registerSteps(options);

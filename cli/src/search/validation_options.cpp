@@ -130,6 +130,9 @@ ValidatorSet createValidators(ValidationOptions const& options, SearchRequest co
     if (!options.not_newer_than.empty() && request.category != scSourceFiles)
         throw Failure("--not-newer-than: only source files are compared with another file's time");
 
+    for (std::string const& directory : options.except_dirs)
+        warnOfMissingDirectory("--except-dir", directory);
+
     ValidatorSet validators;
     for (std::string const& text : options.expected)
         if (!validators.addExpected(text, request.category))
