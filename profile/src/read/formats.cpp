@@ -19,7 +19,8 @@ namespace {
 /// What begins with a mark of its own comes first, then texts by the form of their lines, the
 /// loosest last, then the plain message of pprof: it has no mark, and text can read as one.
 constexpr FormatReader const* c_readers[]{
-    &c_perfData, &c_core, &c_gperftools, &c_maps, &c_unstripList, &c_buildIdList, &c_pathList, &c_pprof,
+    &c_perfData,    &c_core,        &c_gperftools, &c_maps,
+    &c_unstripList, &c_buildIdList, &c_pathList,   &c_pprof,
 };
 
 template <class Condition>
