@@ -59,6 +59,7 @@ enum class ReasonKey {
     copy_damaged,         ///< The MD5 found, the one in the path.
     copy_of_other,
     copy_ambiguous, ///< How many copies.
+    leads_out,
     is_directory,
     not_proven,
     rejected, ///< For a rejection that came without a reason.
@@ -131,6 +132,7 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::copy_damaged, "CopyDamaged", 3},
     {ReasonKey::copy_of_other, "CopyOfOther", 1},
     {ReasonKey::copy_ambiguous, "CopyAmbiguous", 2},
+    {ReasonKey::leads_out, "LeadsOut", 1},
     {ReasonKey::is_directory, "IsDirectory", 1},
     {ReasonKey::not_proven, "NotProven", 1},
     {ReasonKey::rejected, "Rejected", 1},

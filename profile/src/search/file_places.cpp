@@ -54,11 +54,10 @@ bool parseSymfs(std::string_view text, PlaceOptions& options) {
     return true;
 }
 
-FilePlaces::FilePlaces(PlaceOptions options)
-    : m_options(std::move(options)), m_sysroot(m_options.sysroot) {}
+FilePlaces::FilePlaces(PlaceOptions options) : m_options(std::move(options)), m_trees(m_options) {}
 
 void FilePlaces::add(std::string const& path, Place place, std::vector<Candidate>& result) const {
-    std::string resolved = m_sysroot.resolve(path);
+    std::string resolved = m_trees.resolve(path);
     if (!resolved.empty())
         result.push_back({std::move(resolved), place});
 }

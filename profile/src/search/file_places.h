@@ -7,7 +7,7 @@
 /// Names out of recorded files enter a path only after isSafeName() or isSafeBareName().
 
 #include "facts/elf_facts.h"
-#include "search/sysroot.h"
+#include "search/copied_trees.h"
 
 #include <lokata/profile/places.h>
 
@@ -24,6 +24,7 @@ public:
     explicit FilePlaces(PlaceOptions options);
 
     PlaceOptions const& options() const { return m_options; }
+    CopiedTrees const& trees() const { return m_trees; }
 
     /// Where the name leads: renamed, and in copied trees.
     std::vector<Candidate> binary(std::string const& name) const;
@@ -63,7 +64,7 @@ private:
                       std::vector<Candidate>& result) const;
 
     PlaceOptions m_options;
-    Sysroot m_sysroot;
+    CopiedTrees m_trees;
 };
 
 /// The names under which a search of the library may meet the symbol file of a binary: that of its

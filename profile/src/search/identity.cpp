@@ -79,9 +79,13 @@ validation_result_t IdentityValidator::validate(char const* fileName,
                                                 IErrorInfoContainer& errorInfo) {
     JudgedCandidate candidate;
     candidate.path = utils::getCanonicalName(fileName, false);
-    judge(fileName, candidate);
-    if (m_copies != nullptr)
-        m_copies->check(fileName, m_own, candidate);
+    if (m_trees != nullptr && m_trees->leadsOut(fileName)) {
+        reject(candidate, svError, reasonText(ReasonKey::leads_out, {fileName}));
+    } else {
+        judge(fileName, candidate);
+        if (m_copies != nullptr)
+            m_copies->check(fileName, m_own, candidate);
+    }
     if (candidate.result == vrInvalid) {
         errorInfo.setSeverity(candidate.severity);
         errorInfo.setErrorMessage(candidate.message.c_str());

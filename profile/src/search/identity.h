@@ -11,6 +11,7 @@
 #include "facts/source_files.h"
 #include "facts/split_dwarf.h"
 #include "search/archived_copies.h"
+#include "search/copied_trees.h"
 #include "search/live_file.h"
 
 #include <lokata/profile/resolution.h>
@@ -27,6 +28,8 @@ class IdentityValidator : public LK_2_13::IValidatorCallback {
 public:
     /// Rejects besides what `copies` rejects, which must outlive the validator.
     void setArchives(ArchivedCopies const& copies) { m_copies = &copies; }
+    /// Rejects unread what leads out of `trees`, which must outlive the validator.
+    void setTrees(CopiedTrees const& trees) { m_trees = &trees; }
     /// Those for the name that is searched.
     void setOwnCopies(OwnCopies own) { m_own = std::move(own); }
 
@@ -44,6 +47,7 @@ protected:
 
 private:
     ArchivedCopies const* m_copies = nullptr;
+    CopiedTrees const* m_trees = nullptr;
     OwnCopies m_own;
     std::vector<JudgedCandidate> m_judged;
 };

@@ -49,7 +49,7 @@ void addModules(std::string const& directory, std::multimap<std::string, std::st
 
 KernelPlaces::KernelPlaces(PlaceOptions const& options, std::string const& release)
     : m_roots{""}
-    , m_sysroot(options.sysroot)
+    , m_trees(options)
     , m_debugDirs(options.debug_dirs)
     , m_release(isSafeBareName(release) ? release : "") {
     for (std::string const& root : {options.sysroot, options.symfs})
@@ -58,7 +58,7 @@ KernelPlaces::KernelPlaces(PlaceOptions const& options, std::string const& relea
 }
 
 void KernelPlaces::add(std::string const& path, std::vector<Candidate>& result) const {
-    std::string resolved = m_sysroot.resolve(path);
+    std::string resolved = m_trees.resolve(path);
     if (!resolved.empty())
         result.push_back({std::move(resolved), Place::kernel_tree});
 }
@@ -98,8 +98,7 @@ std::vector<Candidate> KernelPlaces::module(std::string const& name) {
         m_modules.emplace();
         for (std::string const& root : m_roots)
             for (char const* const part : {"/kernel", "/updates", "/extra"})
-                addModules(m_sysroot.resolve(root + "/lib/modules/" + m_release + part),
-                           *m_modules);
+                addModules(m_trees.resolve(root + "/lib/modules/" + m_release + part), *m_modules);
     }
     auto const [first, last] = m_modules->equal_range(key);
     for (auto module = first; module != last; ++module)

@@ -2,8 +2,8 @@
 
 /// Where a Linux system keeps the image and the loadable modules of its kernel.
 
+#include "search/copied_trees.h"
 #include "search/file_places.h"
-#include "search/sysroot.h"
 
 #include <toolbelt2/mutex.h>
 
@@ -34,7 +34,7 @@ private:
     void add(std::string const& path, std::vector<Candidate>& result) const;
 
     std::vector<std::string> m_roots;
-    Sysroot m_sysroot;
+    CopiedTrees m_trees;
     std::vector<std::string> m_debugDirs;
     std::string m_release;
 

@@ -256,6 +256,7 @@ void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestion
     record.suggestions = std::move(suggestions);
     std::size_t const firstJudged = validator.judged().size();
     validator.setArchives(m_copies);
+    validator.setTrees(m_support.places.trees());
     ObjectPtr<IValidFile> const file = find();
     for (ObjectPtr<IInvalidFile> const& rejected : record.rejected)
         addRejected(*rejected, validator.verdictOn(rejected->name()), record.suggestions, result);

@@ -122,21 +122,28 @@ TEST(PathSubstitution, ReplacesWholeComponentsOnly) {
         EXPECT_FALSE(parsePathSubstitution(wrong)) << wrong;
 }
 
-TEST_F(FilePlacesTest, LinksInTheSysrootNeverLeadOutOfIt) {
-    m_options.sysroot = m_tree.path("root");
+TEST_F(FilePlacesTest, LinksInACopiedTreeNeverLeadOutOfIt) {
     std::string const inside = m_tree.file("root/real/lib/x.so");
     m_tree.link("root/lib", "/real/lib");
     m_tree.link("root/up", "../../../real");
     m_tree.link("root/circle", "/circle");
-    m_tree.link("root/out.so", "/bin/sh");
+    std::string const out = m_tree.link("root/out.so", "/bin/sh");
+    std::string const alias = m_tree.link("alias", m_tree.path("root"));
     auto const first = [&](char const* name) {
         std::vector<std::string> const found = paths(places().binary(name));
         return found.empty() ? "" : found.front();
     };
-    EXPECT_EQ(first("/lib/x.so"), inside);
-    EXPECT_EQ(first("/up/lib/x.so"), inside) << "\"..\" stops at the root";
-    EXPECT_EQ(first("/out.so"), m_tree.path("root/bin/sh"));
-    EXPECT_EQ(first("/circle/x.so"), "");
+    for (std::string PlaceOptions::*const tree : {&PlaceOptions::sysroot, &PlaceOptions::symfs}) {
+        m_options.sysroot.clear();
+        m_options.*tree = m_tree.path("root");
+        EXPECT_EQ(first("/lib/x.so"), inside);
+        EXPECT_EQ(first("/up/lib/x.so"), inside) << "\"..\" stops at the root";
+        EXPECT_EQ(first("/out.so"), m_tree.path("root/bin/sh"));
+        EXPECT_EQ(first("/circle/x.so"), "");
+        EXPECT_TRUE(places().trees().leadsOut(alias + "/out.so"));
+        EXPECT_TRUE(places().trees().leadsOut(out));
+        EXPECT_FALSE(places().trees().leadsOut(inside));
+    }
 }
 
 TEST(LearnedPaths, TeachTheNeighboursWhateverTheOrder) {

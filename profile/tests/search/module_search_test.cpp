@@ -98,6 +98,17 @@ TEST_F(ModuleSearchTest, ARejectionHasAReasonAlsoWhereTheLibraryGivesNone) {
               "Nothing recorded proves \"" + path + "\", and only proven files are accepted.");
 }
 
+TEST_F(ModuleSearchTest, NoStepFollowsALinkOutOfTheSysroot) {
+    m_options.sysroot = m_tree.path("root");
+    std::string const app = binary("root/usr/lib/app", c_id);
+    std::string const link = m_tree.link("root/usr/lib/app.debug", symbols("host.debug", c_id));
+    FileResolution const outcome = search().findSymbols("/usr/lib/app", app, c_id);
+    EXPECT_FALSE(outcome.found());
+    EXPECT_THAT(outcome.rejected, Contains(AllOf(Field(&JudgedCandidate::path, link),
+                                                 Field(&JudgedCandidate::message,
+                                                       HasSubstr("leads out of the copied")))));
+}
+
 TEST_F(ModuleSearchTest, SymbolsOutOfTheCacheOfPerfComeLast) {
     m_options.perf_cache = m_tree.path("cache");
     searchIn("sym");

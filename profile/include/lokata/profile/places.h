@@ -72,7 +72,8 @@ struct PlaceOptions {
     std::vector<std::string> debug_dirs{"/usr/lib/debug"};
     /// The root of a copied file system; empty without one. Links in it are followed inside of it.
     std::string sysroot;
-    /// As `--symfs` of perf: a copied tree, or with `symfs_flat` one directory with all files.
+    /// As `--symfs` of perf: a copied tree, of which the same holds, or with `symfs_flat` one
+    /// directory with all files.
     std::string symfs;
     bool symfs_flat = false;
     std::vector<PathSubstitution> substitutions;
