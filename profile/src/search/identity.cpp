@@ -121,8 +121,13 @@ void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate)
         judgeAsMapped(path, candidate);
     auto facts = m_cache.facts(path);
     if (m_expected.empty() || candidate.result == vrValid) {
-        if (candidate.result != vrInvalid && (!facts->is_file || !facts->damage.empty()))
-            rejectUnusable(candidate, path, facts->error + facts->damage);
+        if (candidate.result == vrInvalid)
+            return;
+        if (!facts->is_file || !facts->damage.empty())
+            return rejectUnusable(candidate, path, facts->error + facts->damage);
+        // Else the library would take what lies in the place of the copy as it is.
+        if (isPackedKernel(path, *facts))
+            static_cast<void>(unpackedKernel(path));
         return;
     }
     candidate.identity = {IdentityKind::build_id, toHex(m_expected), ""};

@@ -1,15 +1,17 @@
 #include <lokata/profile/kernel_cache.h>
 
-#include "facts/elf_facts.h"
+#include "facts/file_memo.h"
 #include "facts/foreign_file.h"
 #include "facts/md5.h"
 #include "read/reasons.h"
 
 #include <optstore2/product_locations.h>
 
+#include <toolbelt2/pending_file.h>
 #include <unpack/kernel_payload.h>
 
 #include <filesystem>
+#include <stdexcept>
 
 namespace lokata::profile {
 
@@ -19,6 +21,8 @@ namespace {
 
 /// In bytes, packed; real ones have a tenth of that.
 constexpr std::uint64_t c_maxImage = 1U << 30;
+
+constexpr char const* c_copyName = "vmlinux";
 
 /// "vmlinux_cache/MD5/vmlinux" below the private directory: the library looks there for the
 /// unpacked copy of an image that it meets.
@@ -38,23 +42,65 @@ UnpackedKernel cacheEntry(std::string const& image) {
     fs::create_directories(directory, error);
     if (error)
         return {"", directory.string() + ": " + error.message()};
-    return {(directory / "vmlinux").string(), ""};
+    return {(directory / c_copyName).string(), ""};
 }
 
-/// A flat boot image has no tables to judge it by, so that its copy is never taken as it lies.
-bool isWhole(std::string const& path) {
-    ElfFacts const facts = readElfFacts(path);
-    return facts.error.empty() && facts.damage.empty();
+/// Longer than any note; in bytes.
+constexpr std::uint64_t c_maxNote = 128;
+
+/// Beside the copy, in the form of md5sum(1). Written after the copy.
+std::string notePath(std::string const& copy) {
+    return copy + ".md5";
+}
+
+std::string noteOn(std::string const& copy) {
+    std::string const checksum = contentMd5(copy);
+    return checksum.empty() ? "" : checksum + "  " + c_copyName + "\n";
+}
+
+/// Whether the copy is still what it was unpacked to. A copy without a note is somebody else's.
+bool isAsNoted(std::string const& copy) {
+    if (!obstacleToReading(copy, unpack::c_maxKernel).empty())
+        return false;
+    ForeignFile const file(notePath(copy));
+    std::string note;
+    return file.error().empty() && file.size() <= c_maxNote && file.read(0, file.size(), note) &&
+           !note.empty() && note == noteOn(copy);
+}
+
+/// Asked once for each content in a run.
+bool isTrusted(std::string const& copy) {
+    static FileMemo<bool> memo;
+    return memo.get(copy, isAsNoted);
+}
+
+/// Why there is no copy now, or the empty text.
+std::string fill(std::string const& image, std::string const& copy) {
+    unpack::UnpackResult const result = unpack::unpackKernel(image, copy);
+    if (!result.ok) {
+        // What stood there must not be taken instead.
+        std::error_code ignored;
+        fs::remove(copy, ignored);
+        return result.message;
+    }
+    try {
+        toolbelt2::pending_file_t note(notePath(copy));
+        note.write(noteOn(copy));
+        note.commit();
+    } catch (std::runtime_error const&) {
+        // Then it is unpacked anew by the next run.
+    }
+    return {};
 }
 
 } // namespace
 
 UnpackedKernel unpackedKernel(std::string const& image) {
     UnpackedKernel entry = cacheEntry(image);
-    if (entry.path.empty() || isWhole(entry.path))
+    if (entry.path.empty() || isTrusted(entry.path))
         return entry;
-    unpack::UnpackResult const result = unpack::unpackKernel(image, entry.path);
-    return result.ok ? entry : UnpackedKernel{"", result.message};
+    std::string error = fill(image, entry.path);
+    return error.empty() ? entry : UnpackedKernel{"", std::move(error)};
 }
 
 } // namespace lokata::profile

@@ -118,9 +118,17 @@ TEST_F(ResolverTest, AKernelImageIsWhatIsInIt) {
     std::string const copy = found.binary->path;
     EXPECT_EQ(copy.rfind(m_tree.path("private/vmlinux_cache"), 0), 0U) << copy;
 
-    std::filesystem::resize_file(copy, std::filesystem::file_size(copy) / 2);
-    EXPECT_EQ(resolveOne(kernel).status, ModuleStatus::resolved) << "a half copy is made anew";
-    EXPECT_TRUE(readElfFacts(copy).damage.empty());
+    std::string const whole = contentOf(copy);
+    std::string otherKernel = contentOf(ElfBuilder().buildId(c_otherId).write(m_tree.file("k")));
+    for (std::string const& wrong : {whole.substr(0, whole.size() / 2), whole + "1", otherKernel}) {
+        std::ofstream(copy) << wrong;
+        EXPECT_EQ(resolveOne(kernel).status, ModuleStatus::resolved);
+        EXPECT_EQ(contentOf(copy), whole) << "made anew";
+    }
+    std::filesystem::remove(copy + ".md5");
+    std::ofstream(copy) << whole + "1";
+    EXPECT_EQ(resolveOne(module("[kernel.kallsyms]", {}, ModuleKind::kernel)).binary->path, copy);
+    EXPECT_EQ(contentOf(copy), whole) << "somebody else's, of which nothing was noted";
 
     std::string const plain = binary("root/boot/vmlinuz-" + c_release, c_id);
     EXPECT_EQ(resolveOne(kernel).binary->path, plain);

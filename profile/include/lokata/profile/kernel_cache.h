@@ -14,8 +14,9 @@ struct UnpackedKernel {
     std::string error; ///< Why there is none, for a person.
 };
 
-/// Unpacks an image, unless a whole copy of its kernel is there already; a damaged copy is
-/// replaced. The copy appears whole or not at all. Callable from any thread and process at the same
+/// Unpacks an image, unless a copy of its kernel is there already, with beside it, in
+/// "vmlinux.md5", the MD5 that it still has; any other copy is replaced. The copy appears whole or
+/// not at all, and the note after it. Callable from any thread and process at the same
 /// time: each writes a file of its own, and the last one stays. Throws std::bad_alloc only.
 LOKATA_PROFILE_EXPORT UnpackedKernel unpackedKernel(std::string const& image);
 
