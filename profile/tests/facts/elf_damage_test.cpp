@@ -5,31 +5,13 @@
 
 #include <gmock/gmock.h>
 
+#include <cstddef>
 #include <set>
 
 namespace lokata::profile::test {
 namespace {
 
 using namespace testing;
-
-/// Offsets in the headers of a 64-bit file.
-enum Field : std::size_t {
-    e_phoff = 32,
-    e_version = 20,
-    e_ehsize = 52,
-    e_phentsize = 54,
-    e_phnum = 56,
-    e_shentsize = 58,
-    e_shnum = 60,
-    e_shstrndx = 62,
-    sh_name = 0,
-    sh_type = 4,
-    sh_size = 32,
-    sh_link = 40,
-    sh_info = 44,
-    sh_addralign = 48,
-    sh_entsize = 56,
-};
 
 class ElfDamageTest : public Test {
 protected:
@@ -52,10 +34,11 @@ protected:
     static std::string withSegment(std::string content, std::uint32_t type, std::uint64_t offset,
                                    std::uint64_t address, std::uint64_t size,
                                    std::uint64_t memory) {
-        content = with(with(content, e_phoff, content.size(), 8), e_phentsize, 56, 2);
+        content = with(with(content, offsetof(Elf64_Ehdr, e_phoff), content.size(), 8),
+                       offsetof(Elf64_Ehdr, e_phentsize), 56, 2);
         Bytes header;
         programHeader(header, true, type, 0, offset, address, size, memory);
-        return with(content, e_phnum, 1, 2) + header.content();
+        return with(content, offsetof(Elf64_Ehdr, e_phnum), 1, 2) + header.content();
     }
 
     TempTree m_tree;
@@ -98,25 +81,25 @@ TEST_F(ElfDamageTest, TablesThatContradictThemselvesOrTheFormatAreDamage) {
     for (auto const& [at, value, size] : std::vector<std::tuple<std::size_t, int, unsigned>>{
              {EI_CLASS, 3, 1},
              {EI_DATA, 0, 1},
-             {e_version, 0, 4},
-             {e_ehsize, 63, 2},
-             {e_shentsize, 40, 2},
-             {e_shnum, 6, 2},
-             {e_shnum, 0, 2},
-             {e_shstrndx, 5, 2},
-             {e_shstrndx, 1, 2},
-             {e_phnum, 1, 2},
-             {of(0) + sh_type, SHT_PROGBITS, 4},
-             {of(1) + sh_type, SHT_NULL, 4},
-             {of(1) + sh_name, 4711, 4},
-             {of(1) + sh_link, 5, 4},
-             {of(1) + sh_addralign, 3, 8},
-             {of(1) + sh_entsize, 5, 8},
-             {of(2) + sh_entsize, 23, 8},
-             {of(2) + sh_size, 40, 8},
-             {of(2) + sh_link, 1, 4},
-             {of(3) + sh_size, 5, 8},
-             {of(4) + sh_size, 0, 8},
+             {offsetof(Elf64_Ehdr, e_version), 0, 4},
+             {offsetof(Elf64_Ehdr, e_ehsize), 63, 2},
+             {offsetof(Elf64_Ehdr, e_shentsize), 40, 2},
+             {offsetof(Elf64_Ehdr, e_shnum), 6, 2},
+             {offsetof(Elf64_Ehdr, e_shnum), 0, 2},
+             {offsetof(Elf64_Ehdr, e_shstrndx), 5, 2},
+             {offsetof(Elf64_Ehdr, e_shstrndx), 1, 2},
+             {offsetof(Elf64_Ehdr, e_phnum), 1, 2},
+             {of(0) + offsetof(Elf64_Shdr, sh_type), SHT_PROGBITS, 4},
+             {of(1) + offsetof(Elf64_Shdr, sh_type), SHT_NULL, 4},
+             {of(1) + offsetof(Elf64_Shdr, sh_name), 4711, 4},
+             {of(1) + offsetof(Elf64_Shdr, sh_link), 5, 4},
+             {of(1) + offsetof(Elf64_Shdr, sh_addralign), 3, 8},
+             {of(1) + offsetof(Elf64_Shdr, sh_entsize), 5, 8},
+             {of(2) + offsetof(Elf64_Shdr, sh_entsize), 23, 8},
+             {of(2) + offsetof(Elf64_Shdr, sh_size), 40, 8},
+             {of(2) + offsetof(Elf64_Shdr, sh_link), 1, 4},
+             {of(3) + offsetof(Elf64_Shdr, sh_size), 5, 8},
+             {of(4) + offsetof(Elf64_Shdr, sh_size), 0, 8},
          })
         EXPECT_NE(damage(with(whole, at, value, size)), "") << at << " " << value;
     for (char const* const overwritten : {"name", "symbol", ".text"}) {
@@ -129,13 +112,17 @@ TEST_F(ElfDamageTest, TablesThatContradictThemselvesOrTheFormatAreDamage) {
 TEST_F(ElfDamageTest, CountsThatDoNotFitIntoTheHeaderAreReadBehindIt) {
     std::string whole = content(ElfBuilder().buildId(BuildId(20, 1)));
     auto const headers = whole.size() - std::size_t{3} * 64;
-    whole = with(with(whole, e_shnum, 0, 2), e_shstrndx, SHN_XINDEX, 2);
-    whole = with(with(whole, headers + sh_size, 3, 8), headers + sh_link, 2, 4);
+    whole = with(with(whole, offsetof(Elf64_Ehdr, e_shnum), 0, 2), offsetof(Elf64_Ehdr, e_shstrndx),
+                 SHN_XINDEX, 2);
+    whole = with(with(whole, headers + offsetof(Elf64_Shdr, sh_size), 3, 8),
+                 headers + offsetof(Elf64_Shdr, sh_link), 2, 4);
     EXPECT_EQ(damage(whole), "");
-    EXPECT_NE(damage(with(whole, headers + sh_size, 4, 8)), "");
-    EXPECT_NE(damage(with(whole, headers + sh_link, 3, 4)), "");
-    EXPECT_NE(damage(with(whole, headers + sh_size, 1U << 30, 8)), "");
-    EXPECT_NE(damage(with(with(whole, e_phnum, PN_XNUM, 2), headers + sh_info, 1U << 30, 4)), "");
+    EXPECT_NE(damage(with(whole, headers + offsetof(Elf64_Shdr, sh_size), 4, 8)), "");
+    EXPECT_NE(damage(with(whole, headers + offsetof(Elf64_Shdr, sh_link), 3, 4)), "");
+    EXPECT_NE(damage(with(whole, headers + offsetof(Elf64_Shdr, sh_size), 1U << 30, 8)), "");
+    EXPECT_NE(damage(with(with(whole, offsetof(Elf64_Ehdr, e_phnum), PN_XNUM, 2),
+                          headers + offsetof(Elf64_Shdr, sh_info), 1U << 30, 4)),
+              "");
 }
 
 TEST_F(ElfDamageTest, SegmentsCountWhereTheFileHoldsTheirContents) {

@@ -59,13 +59,15 @@ ElfBuilder debugInfo(std::string const& compilation = "/src",
         .section(".debug_line", lines);
 }
 
-std::string debugFile(TempTree const& tree) {
-    return debugInfo().write(tree.path("x.debug"));
-}
+class SourceFilesTest : public ::testing::Test {
+protected:
+    std::string debugFile() { return debugInfo().write(m_tree.path("x.debug")); }
 
-TEST(SourceFiles, CarryTheMd5ThatTheCompilerWrote) {
-    TempTree const tree;
-    SourceFiles const sources = readSourceFiles(debugFile(tree));
+    TempTree const m_tree;
+};
+
+TEST_F(SourceFilesTest, CarryTheMd5ThatTheCompilerWrote) {
+    SourceFiles const sources = readSourceFiles(debugFile());
     EXPECT_EQ(sources.error, "");
     ASSERT_EQ(sources.files.size(), 3U);
     // All zeros is no checksum.
@@ -77,12 +79,11 @@ TEST(SourceFiles, CarryTheMd5ThatTheCompilerWrote) {
     }
 }
 
-TEST(SourceFiles, HaveTheDirectoryOfTheirCompilationInFrontOnce) {
-    TempTree const tree;
+TEST_F(SourceFilesTest, HaveTheDirectoryOfTheirCompilationInFrontOnce) {
     auto const namesOf = [&](std::string const& compilation, std::string const& lines) {
         std::string names;
         for (SourceFile const& file :
-             readSourceFiles(debugInfo(compilation, lines).write(tree.path("x"))).files)
+             readSourceFiles(debugInfo(compilation, lines).write(m_tree.path("x"))).files)
             names += file.name + " ";
         return names;
     };
@@ -93,17 +94,15 @@ TEST(SourceFiles, HaveTheDirectoryOfTheirCompilationInFrontOnce) {
     EXPECT_EQ(namesOf("/src", older), "/src/a.c /src/lib/c.h ");
 }
 
-TEST(SourceFiles, SayWhyThereAreNone) {
-    TempTree const tree;
-    EXPECT_NE(readSourceFiles(tree.file("text", "no ELF")).error, "");
-    EXPECT_NE(readSourceFiles(tree.path("none")).error, "");
+TEST_F(SourceFilesTest, SayWhyThereAreNone) {
+    EXPECT_NE(readSourceFiles(m_tree.file("text", "no ELF")).error, "");
+    EXPECT_NE(readSourceFiles(m_tree.path("none")).error, "");
     ElfBuilder object(false, ET_REL);
-    EXPECT_NE(readSourceFiles(object.debugInfo().write(tree.path("x.o"))).error, "");
+    EXPECT_NE(readSourceFiles(object.debugInfo().write(m_tree.path("x.o"))).error, "");
 }
 
 /// libdw would read over the end of such strings, or unpack whatever is asked of it.
-TEST(SourceFiles, AreNotReadWhereStringsDoNotEndOrSizesAreAbsurd) {
-    TempTree const tree;
+TEST_F(SourceFilesTest, AreNotReadWhereStringsDoNotEndOrSizesAreAbsurd) {
     std::string const stored =
         bytes({0x78, 1, 1, 6, 0, 0xf9, 0xff}) + "no end" + bytes({7, 0xb4, 2, 0x35});
     auto const packed = [&](std::uint64_t size) {
@@ -115,24 +114,23 @@ TEST(SourceFiles, AreNotReadWhereStringsDoNotEndOrSizesAreAbsurd) {
              {".zdebug_str", packed(6)},
              {".zdebug_loc", packed(std::uint64_t{1} << 40)}}) {
         SourceFiles const sources =
-            readSourceFiles(debugInfo().section(name, content).write(tree.path("x")));
+            readSourceFiles(debugInfo().section(name, content).write(m_tree.path("x")));
         EXPECT_TRUE(sources.files.empty() && !sources.error.empty()) << name;
     }
     std::string const sound =
-        debugInfo().section(".debug_str", std::string("\0a\0", 3)).write(tree.path("x"));
+        debugInfo().section(".debug_str", std::string("\0a\0", 3)).write(m_tree.path("x"));
     EXPECT_EQ(readSourceFiles(sound).error, "");
 }
 
 /// Not what libdw would open by itself, were it a pipe.
-TEST(SourceFiles, TakeStringsFromNoOtherFileThanTheOneGiven) {
-    TempTree const tree;
+TEST_F(SourceFilesTest, TakeStringsFromNoOtherFileThanTheOneGiven) {
     BuildId const id(20, 1);
     std::string const shared = ElfBuilder()
                                    .buildId(id)
                                    .section(".debug_str", std::string("\0/shared\0", 9))
                                    .section(".debug_info", "")
                                    .section(".debug_line", lineTable())
-                                   .write(tree.path("shared"));
+                                   .write(m_tree.path("shared"));
     std::string const linked =
         ElfBuilder()
             .altLink(shared, id)
@@ -140,18 +138,17 @@ TEST(SourceFiles, TakeStringsFromNoOtherFileThanTheOneGiven) {
             .section(".debug_info",
                      counted(bytes({4, 0, 0, 0, 0, 0, 8, 1, 0, 0, 0, 0, 1, 0, 0, 0})))
             .section(".debug_line", olderLineTable({{"a.c", 0}}))
-            .write(tree.path("linked"));
+            .write(m_tree.path("linked"));
     SourceFiles const alone = readSourceFiles(linked);
     EXPECT_EQ(alone.files.at(0).name, "a.c") << alone.error;
     EXPECT_EQ(readSourceFiles(linked, shared).files.at(0).name, "/shared/a.c");
 }
 
-TEST(SourceFiles, SurviveDamage) {
-    TempTree const tree;
-    std::string const whole = contentOf(debugFile(tree));
+TEST_F(SourceFilesTest, SurviveDamage) {
+    std::string const whole = contentOf(debugFile());
     Damage damage(whole, 3);
     for (int round = 0; round < 200; ++round)
-        EXPECT_LE(readSourceFiles(tree.file("x", damage())).files.size(), whole.size());
+        EXPECT_LE(readSourceFiles(m_tree.file("x", damage())).files.size(), whole.size());
 }
 
 TEST(LineTable, HasNoFilesIfItEndsEarlyOrCountsMoreThanItHolds) {

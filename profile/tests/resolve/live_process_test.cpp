@@ -1,21 +1,16 @@
 #include <lokata/profile/resolver.h>
 
+#include "child_process.h"
 #include "search/live_file.h"
 #include "support/search_fixture.h"
 #include <lokata/profile/read.h>
 
-#include <gmock/gmock.h>
-#include <toolbelt2/descriptor.h>
-
 #include <algorithm>
-#include <cstdio>
 
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace lokata::profile::test {
 namespace {
@@ -61,8 +56,7 @@ TEST_F(LiveProcess, ProvesTheFileThatItHasMappedAndNoOther) {
     if (plain.status == ModuleStatus::unproven)
         GTEST_SKIP() << "the file system shows another device in mappings";
     EXPECT_EQ(plain.status, ModuleStatus::resolved);
-    EXPECT_EQ(plain.binary->path, path);
-    EXPECT_EQ(plain.binary->place, Place::live_process);
+    EXPECT_EQ(foundAt(*plain.binary), "live-process " + path);
     EXPECT_EQ(plain.binary->identity.kind, IdentityKind::device_and_inode);
     EXPECT_EQ(plain.module.pid, static_cast<std::uint32_t>(::getpid()));
     Profile const copy = recorded("/bin/tool", readProfile(contentOf("/proc/self/maps")));
@@ -91,39 +85,30 @@ TEST_F(LiveProcess, ShowsTheBuildIdInItsMemory) {
               readElfFacts(module.name).build_id);
 }
 
-/// The child sees another file under the name, and runs until the pipe is closed.
+/// The child sees another file under the name, and runs until it is killed.
 TEST_F(LiveProcess, LeadsIntoItsMountNamespace) {
     std::string const directory = m_tree.dir("mounted");
     std::string const here = binary("mounted/tool", c_otherId);
     std::string const there = binary("tool", c_id);
-    int ready[2];
-    int done[2];
-    ASSERT_EQ(::pipe(ready) | ::pipe(done), 0);
-    pid_t const child = ::fork();
-    if (child == 0) {
-        ::close(done[1]);
+    ChildProcess const child([&](ChildProcess::report_t const& report) {
         bool const isApart = ::unshare(CLONE_NEWNS) == 0 &&
                              ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
                              ::mount(there.c_str(), here.c_str(), nullptr, MS_BIND, nullptr) == 0 &&
                              map(here) != MAP_FAILED;
-        char const told = isApart ? 'y' : 'n';
-        char end = 0;
-        bool const isTold = ::write(ready[1], &told, 1) == 1 && ::read(done[0], &end, 1) == 0;
-        ::_exit(isTold ? 0 : 1);
-    }
-    char told = 0;
-    ASSERT_EQ(::read(ready[0], &told, 1), 1);
-    auto const maps = "/proc/" + std::to_string(child) + "/maps";
-    if (told == 'y') {
-        ModuleResolution const found = resolve(recorded("/mounted/tool", readProfileFile(maps)));
+        report(isApart ? 1 : 0);
+        ::pause();
+    });
+    std::uint64_t isApart = 0;
+    ASSERT_TRUE(child.nextReport(isApart));
+    std::string const process = "/proc/" + std::to_string(child.pid());
+    if (isApart != 0) {
+        Profile const maps = recorded("/mounted/tool", readProfileFile(process + "/maps"));
+        ModuleResolution const found = resolve(maps);
         EXPECT_EQ(found.status, ModuleStatus::resolved);
-        EXPECT_EQ(found.binary->path, "/proc/" + std::to_string(child) + "/root" + here);
+        EXPECT_EQ(found.binary->path, process + "/root" + here);
     }
-    ::close(done[1]);
-    ::waitpid(child, nullptr, 0);
-    for (int const end : {ready[0], ready[1], done[0]})
-        ::close(end);
-    if (told != 'y')
+    child.kill();
+    if (isApart == 0)
         GTEST_SKIP() << "no mount namespace may be made";
 }
 

@@ -5,11 +5,7 @@
 #include "support/search_fixture.h"
 #include <lokata/profile/archive.h>
 
-#include <gmock/gmock.h>
-
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 
 namespace lokata::profile::test {
 namespace {
@@ -90,11 +86,9 @@ TEST_F(ResolverTest, TheKernelIsThatOfTheRecordedRelease) {
     ModuleResolution const kernel =
         resolveOne(module("[kernel.kallsyms]", c_id, ModuleKind::kernel));
     ASSERT_EQ(kernel.status, ModuleStatus::resolved);
-    EXPECT_EQ(kernel.binary->path, real);
-    EXPECT_EQ(kernel.binary->place, Place::kernel_tree);
+    EXPECT_EQ(foundAt(*kernel.binary), "kernel-tree " + real);
     EXPECT_EQ(kernel.symbols->path, real);
-    ASSERT_THAT(kernel.binary->rejected, SizeIs(1));
-    EXPECT_EQ(kernel.binary->rejected[0].identity.actual, "09090909");
+    EXPECT_THAT(rejections(*kernel.binary), ElementsAre(HasSubstr(" 09090909: ")));
 }
 
 TEST_F(ResolverTest, AKernelImageIsWhatIsInIt) {
@@ -108,15 +102,14 @@ TEST_F(ResolverTest, AKernelImageIsWhatIsInIt) {
     packed("root/boot/vmlinuz-" + c_release, c_otherId);
     ModuleResolution const missing = resolveOne(kernel);
     EXPECT_EQ(missing.status, ModuleStatus::missing);
-    ASSERT_THAT(missing.binary->rejected, SizeIs(1));
-    EXPECT_EQ(missing.binary->rejected[0].identity.actual, "09090909");
+    EXPECT_THAT(rejections(*missing.binary), ElementsAre(HasSubstr(" 09090909: ")));
 
     packed("root/boot/vmlinuz-" + c_release, c_id);
     ModuleResolution const found = resolveOne(kernel);
     EXPECT_EQ(found.status, ModuleStatus::resolved);
-    EXPECT_EQ(found.binary->place, Place::kernel_tree);
+    EXPECT_THAT(foundAt(*found.binary),
+                StartsWith("kernel-tree " + m_tree.path("private/vmlinux_cache")));
     std::string const copy = found.binary->path;
-    EXPECT_EQ(copy.rfind(m_tree.path("private/vmlinux_cache"), 0), 0U) << copy;
 
     std::string const whole = contentOf(copy);
     std::string otherKernel = contentOf(ElfBuilder().buildId(c_otherId).write(m_tree.file("k")));
@@ -140,9 +133,8 @@ TEST_F(ResolverTest, AKernelModuleIsKnownByBothSpellingsAndRefusedWhilePacked) {
     Module const recorded = module("[snd_hda]", c_id, ModuleKind::kernel_module);
     ModuleResolution const missing = resolveOne(recorded);
     EXPECT_EQ(missing.status, ModuleStatus::missing);
-    ASSERT_THAT(missing.binary->rejected, SizeIs(1));
-    EXPECT_EQ(missing.binary->rejected[0].path, packed);
-    EXPECT_THAT(missing.binary->rejected[0].message, HasSubstr("xz"));
+    EXPECT_THAT(rejections(*missing.binary),
+                ElementsAre(AllOf(StartsWith(packed + " : "), ContainsRegex(": .*xz"))));
 
     std::string const plain = binary(modules + "b/snd-hda.ko", c_id);
     EXPECT_EQ(resolveOne(recorded).binary->path, plain);
@@ -168,9 +160,8 @@ TEST_F(ResolverTest, WhatProvenFilesTeachFindsTheMissingInAnyOrder) {
                                 module("/build/lib/x.so", c_id)};
     for (int order = 0; order < 2; ++order) {
         ProfileResolution const result = resolve(modules);
-        FileResolution const& found = *result.modules.at(static_cast<std::size_t>(order)).binary;
-        EXPECT_EQ(found.path, next);
-        EXPECT_EQ(found.place, Place::learned_path);
+        EXPECT_EQ(foundAt(*result.modules.at(static_cast<std::size_t>(order)).binary),
+                  "learned-path " + next);
         ASSERT_THAT(result.learned, SizeIs(1));
         EXPECT_EQ(result.learned[0].from + " " + result.learned[0].to,
                   "/build " + m_tree.path("tree"));
@@ -301,8 +292,7 @@ TEST_F(NamesakesInArchives, ACopyIsNotGivenForAnotherNameOrWhereNothingTells) {
     EXPECT_EQ(answers(resolve(recorded("north"))), east);
     FileResolution const other = *resolveOne(module("/c/tool")).binary;
     EXPECT_FALSE(other.found());
-    ASSERT_THAT(other.rejected, SizeIs(2));
-    EXPECT_THAT(other.rejected[0].message, HasSubstr("for another recorded name"));
+    EXPECT_THAT(rejections(other), ElementsAre(HasSubstr("for another recorded name"), _));
 
     archive("west");
     moveOver("west", "kept");
@@ -321,8 +311,7 @@ TEST_F(ResolverTest, SourcesThatTheProfileNamesAreLookedFor) {
     profile.modules[0].source_files = {0, 1};
     ProfileResolution const result = resolve(std::move(profile));
     ASSERT_THAT(result.sources, SizeIs(2));
-    EXPECT_EQ(result.sources[0].file.path, source);
-    EXPECT_EQ(result.sources[0].file.place, Place::substitute_path);
+    EXPECT_EQ(foundAt(result.sources[0].file), "substitute-path " + source);
     EXPECT_FALSE(result.sources[1].file.found());
 }
 

@@ -3,10 +3,7 @@
 #include "support/search_fixture.h"
 #include <lokata/profile/archive.h>
 
-#include <gmock/gmock.h>
-
 #include <cstdlib>
-#include <filesystem>
 
 namespace lokata::profile::test {
 namespace {

@@ -1,16 +1,14 @@
 #include "search/module_search.h"
 
 #include "callbacks.h"
+#include "on_threads.h"
 #include "support/search_fixture.h"
 #include "unprivileged.h"
 
-#include <gmock/gmock.h>
-
+#include <atomic>
 #include <random>
-#include <thread>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace lokata::profile::test {
 namespace {
@@ -39,15 +37,12 @@ TEST_F(ModuleSearchTest, AMovedBinaryIsProvenAndItsRebuiltNamesakeRejected) {
     std::string const moved = binary("second/tool", c_id);
 
     FileResolution const outcome = search().findBinary("/gone/bin/tool", c_id);
-    ASSERT_TRUE(outcome.found());
-    EXPECT_EQ(outcome.path, moved);
+    EXPECT_EQ(foundAt(outcome), "search-step " + moved);
     EXPECT_EQ(outcome.confidence, cfValidated);
     EXPECT_EQ(outcome.step, ssLowPrioritySearchDirs);
     EXPECT_EQ(outcome.identity.actual, "0102030405060708");
-    ASSERT_THAT(outcome.rejected, SizeIs(1));
-    EXPECT_EQ(outcome.rejected[0].path, rebuilt);
-    EXPECT_EQ(outcome.rejected[0].identity.actual, "09090909");
-    EXPECT_THAT(outcome.rejected[0].message, HasSubstr("0102030405060708"));
+    EXPECT_THAT(rejections(outcome), ElementsAre(AllOf(StartsWith(rebuilt + " 09090909: "),
+                                                       HasSubstr("0102030405060708"))));
 }
 
 TEST_F(ModuleSearchTest, ACopyByBuildIdComesBehindTheSearchDirectories) {
@@ -55,10 +50,8 @@ TEST_F(ModuleSearchTest, ACopyByBuildIdComesBehindTheSearchDirectories) {
     std::string const rebuilt = binary("first/tool", c_otherId);
     std::string const copy = binary(c_byId, c_id);
     FileResolution const stored = search().findBinary("/gone/tool", c_id);
-    EXPECT_EQ(stored.path, copy);
-    EXPECT_EQ(stored.place, Place::build_id_tree);
-    ASSERT_THAT(stored.rejected, SizeIs(1));
-    EXPECT_EQ(stored.rejected[0].path, rebuilt);
+    EXPECT_EQ(foundAt(stored), "build-id-tree " + copy);
+    EXPECT_THAT(rejections(stored), ElementsAre(StartsWith(rebuilt + " ")));
 
     std::string const moved = binary("first/deep/tool", c_id);
     EXPECT_EQ(search(false).findBinary("/gone/tool", c_id).path, moved);
@@ -72,30 +65,26 @@ TEST_F(ModuleSearchTest, AStrippedNamesakeNeverHidesTheSymbolFile) {
     std::string const real = symbols("sym/b/tool.debug", c_id);
 
     FileResolution const outcome = search().findSymbols("/usr/bin/tool", stripped, {});
-    ASSERT_TRUE(outcome.found());
     EXPECT_EQ(outcome.path, real);
-    EXPECT_GE(outcome.rejected.size(), 2U);
-    EXPECT_THAT(outcome.rejected,
-                Each(Field(&JudgedCandidate::message, HasSubstr("no debug information"))));
+    EXPECT_THAT(rejections(outcome),
+                AllOf(SizeIs(Ge(2U)), Each(HasSubstr("no debug information"))));
 }
 
 TEST_F(ModuleSearchTest, ARejectionHasAReasonAlsoWhereTheLibraryGivesNone) {
     searchIn("dirs");
     m_tree.dir("dirs/tool");
     std::string const path = binary("dirs/sub/unproven", {});
-    FileResolution const directory = search().findBinary("tool", {});
-    ASSERT_THAT(directory.rejected, SizeIs(1));
-    EXPECT_THAT(directory.rejected[0].message, HasSubstr("is a directory"));
+    EXPECT_THAT(rejections(search().findBinary("tool", {})),
+                ElementsAre(HasSubstr("is a directory")));
 
     LK_2_13::test::Policy policy;
     policy.answer = [](search_category_t, unsigned) { return clReject; };
     m_environment->setConfidenceLevelPolicyCallback(
         CallbackHolder<IConfidenceLevelPolicyCallback>(&policy));
     FileResolution const unproven = search().findBinary("unproven", {});
-    ASSERT_THAT(unproven.rejected, SizeIs(1));
-    EXPECT_EQ(unproven.rejected[0].result, vrUndecided);
-    EXPECT_EQ(unproven.rejected[0].message,
-              "Nothing recorded proves \"" + path + "\", and only proven files are accepted.");
+    EXPECT_THAT(rejections(unproven), ElementsAre(path + " : Nothing recorded proves \"" + path +
+                                                  "\", and only proven files are accepted."));
+    EXPECT_EQ(unproven.rejected.at(0).result, vrUndecided);
 }
 
 TEST_F(ModuleSearchTest, NoStepFollowsALinkOutOfTheSysroot) {
@@ -113,10 +102,7 @@ TEST_F(ModuleSearchTest, SymbolsOutOfTheCacheOfPerfComeLast) {
     m_options.perf_cache = m_tree.path("cache");
     searchIn("sym");
     std::string const copy = symbols("cache/.build-id/01/02030405060708/elf", c_id);
-    FileResolution const stored = search().findSymbols("/usr/bin/tool", "", c_id);
-    ASSERT_TRUE(stored.found());
-    EXPECT_EQ(stored.path, copy);
-    EXPECT_EQ(stored.place, Place::perf_cache);
+    EXPECT_EQ(foundAt(search().findSymbols("/usr/bin/tool", "", c_id)), "perf-cache " + copy);
 
     std::string const real = symbols("sym/tool.debug", c_id);
     EXPECT_EQ(search(false).findSymbols("/usr/bin/tool", "", c_id).path, real);
@@ -125,12 +111,8 @@ TEST_F(ModuleSearchTest, SymbolsOutOfTheCacheOfPerfComeLast) {
 TEST_F(ModuleSearchTest, TheBuildIdFindsWhatNoNameLeadsTo) {
     std::string const file = binary(c_byId, c_id);
     std::string const debug = symbols(c_byId + ".debug", c_id);
-    FileResolution const unsafe = search().findBinary("/bin/a\nb", c_id);
-    FileResolution const withoutBinary = search().findSymbols("/usr/bin/tool", "", c_id);
-    ASSERT_TRUE(unsafe.found() && withoutBinary.found());
-    EXPECT_EQ(unsafe.path, file);
-    EXPECT_EQ(withoutBinary.path, debug);
-    EXPECT_EQ(withoutBinary.place, Place::build_id_tree);
+    EXPECT_EQ(foundAt(search().findBinary("/bin/a\nb", c_id)), "build-id-tree " + file);
+    EXPECT_EQ(foundAt(search().findSymbols("/usr/bin/tool", "", c_id)), "build-id-tree " + debug);
     EXPECT_FALSE(search().findBinary("/bin/a\nb", {}).found());
 }
 
@@ -150,15 +132,6 @@ TEST_F(ModuleSearchTest, TheCallbacksOfTheEnvironmentComeFirst) {
     EXPECT_EQ(search().findBinary("/bin/tool", c_id).path, suggested);
     goOn = false;
     EXPECT_FALSE(search().findSymbols("/bin/tool", "", c_id).found()) << "no step may run";
-}
-
-std::vector<std::string> describe(FileResolution const& outcome) {
-    std::vector<std::string> result;
-    if (outcome.found())
-        result = {outcome.path, std::to_string(outcome.step)};
-    for (JudgedCandidate const& candidate : outcome.rejected)
-        result.push_back(candidate.path + " " + candidate.message);
-    return result;
 }
 
 /// Random trees of few names, so that every name has many namesakes, with links across and upwards.
@@ -202,8 +175,11 @@ TEST_P(OnRandomTrees, TheIndexAnswersAsTheWalkDoes) {
     ModuleSearch plain(environment(), plainSupport, {false, ""});
     for (int i = 0; i < 30; ++i) {
         std::string const name = path(pick(3) == 0 ? "" : "/", 3) + part("xyz");
-        EXPECT_EQ(describe(indexed.findBinary(name, c_id)), describe(plain.findBinary(name, c_id)))
-            << name;
+        FileResolution const quick = indexed.findBinary(name, c_id);
+        FileResolution const walked = plain.findBinary(name, c_id);
+        EXPECT_EQ(foundAt(quick), foundAt(walked)) << name;
+        EXPECT_EQ(quick.step, walked.step) << name;
+        EXPECT_EQ(rejections(quick), rejections(walked)) << name;
     }
 }
 
@@ -224,18 +200,13 @@ TEST_F(ModuleSearchTest, ThreadsMayShareWhatSearchesNeed) {
     for (int i = 0; i < 20; ++i)
         binary("tree/sub/tool" + std::to_string(i), c_id);
     SearchSupport& shared = support();
-    std::vector<int> found(4);
-    std::vector<std::thread> threads;
-    threads.reserve(found.size());
-    for (int& count : found)
-        threads.emplace_back([&] {
-            ModuleSearch search(environment(), shared);
-            for (int i = 0; i < 20; ++i)
-                count += search.findBinary("/old/tool" + std::to_string(i), c_id).found() ? 1 : 0;
-        });
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(found, std::vector<int>(4, 20));
+    std::atomic<int> found{0};
+    onThreads(4, [&](int) {
+        ModuleSearch search(environment(), shared);
+        for (int i = 0; i < 20; ++i)
+            found += search.findBinary("/old/tool" + std::to_string(i), c_id).found() ? 1 : 0;
+    });
+    EXPECT_EQ(found, 4 * 20);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "inputs.h"
 
 #include "elf_builder.h"
+#include <lokata/profile/read.h>
 
 namespace lokata::profile::test {
 
@@ -93,6 +94,23 @@ std::string CoreFile::content() const {
         pages += page;
     }
     return out.raw(notes).raw(pages).content();
+}
+
+std::vector<std::string> summary(Profile const& profile) {
+    std::vector<std::string> lines;
+    for (auto const& one : profile.modules) {
+        auto line = one.name + " " + std::string(wordOf(c_moduleKinds, one.kind)) + " " +
+                    std::to_string(one.samples);
+        line += one.caller_samples == 0 ? "" : "+" + std::to_string(one.caller_samples);
+        line += one.build_id.empty() ? "" : " " + toHex(one.build_id).substr(0, 4);
+        line += one.mount_namespace == 0 ? "" : " in " + std::to_string(one.mount_namespace);
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::vector<std::string> summary(PerfFile const& perf) {
+    return summary(readProfile(perf.file()));
 }
 
 std::vector<Input> const& inputs() {

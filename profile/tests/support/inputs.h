@@ -75,6 +75,11 @@ private:
     Bytes m_bytes;
 };
 
+/// "name kind samples+callers buildid in namespace" of each module, what is zero left out but the
+/// samples, and of a build-id all but the first two bytes.
+std::vector<std::string> summary(Profile const& profile);
+std::vector<std::string> summary(PerfFile const& perf);
+
 /// One small valid input of every kind and variant, by a name that can be a file name.
 struct Input {
     std::string format;

@@ -7,7 +7,7 @@
 
 #include <lokata/profile/archive.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <lokata2/lokata2.h>
 
@@ -15,6 +15,19 @@ namespace lokata::profile::test {
 
 inline BuildId const c_id{1, 2, 3, 4, 5, 6, 7, 8};
 inline BuildId const c_otherId{9, 9, 9, 9};
+
+/// "PLACE PATH" of the file that was found; empty if none was.
+inline std::string foundAt(FileResolution const& file) {
+    return file.found() ? std::string(wordOf(c_places, file.place)) + " " + file.path : "";
+}
+
+/// "PATH ACTUAL: MESSAGE" of each candidate that was rejected.
+inline std::vector<std::string> rejections(FileResolution const& file) {
+    std::vector<std::string> result;
+    for (JudgedCandidate const& each : file.rejected)
+        result.push_back(each.path + " " + each.identity.actual + ": " + each.message);
+    return result;
+}
 
 /// A tree to search in, with a debug directory and an environment that so far names nothing.
 class SearchFixture : public ::testing::Test {
