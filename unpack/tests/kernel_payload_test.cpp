@@ -6,7 +6,6 @@
 #include <gmock/gmock.h>
 #include <map>
 #include <sys/stat.h>
-#include <vector>
 
 namespace {
 

@@ -58,8 +58,7 @@ TEST_F(ProductLocations, TheUsersDirectoriesAreThoseOfTheEnvironment) {
 }
 
 TEST_F(ProductLocations, WhatIsNotAPrivateDirectoryIsRefusedAndLeftAsItIs) {
-    fs::path const open = m_root / "open";
-    fs::create_directory(open);
+    fs::path const open = m_tree.dir("open");
     for (mode_t const each : {0755U, 0710U, 0701U, 0777U, 0500U}) {
         chmod(open.c_str(), each);
         EXPECT_EQ(given(open), "") << each;
@@ -68,13 +67,11 @@ TEST_F(ProductLocations, WhatIsNotAPrivateDirectoryIsRefusedAndLeftAsItIs) {
 
     fs::path const own = m_root / "own";
     ASSERT_EQ(given(own), own);
-    fs::create_directory_symlink(own, m_root / "link");
-    EXPECT_EQ(given(m_root / "link"), "");
-    EXPECT_EQ(given(m_root / "link/"), "");
-    fs::create_symlink(m_root / "nowhere", m_root / "dangling");
-    EXPECT_EQ(given(m_root / "dangling"), "");
-    EXPECT_EQ(mkfifo((m_root / "pipe").c_str(), 0700), 0);
-    EXPECT_EQ(given(m_root / "pipe"), "");
+    m_tree.link("link", "own");
+    m_tree.link("dangling", m_tree.path("nowhere"));
+    EXPECT_EQ(mkfifo(m_tree.path("pipe").c_str(), 0700), 0);
+    for (char const* const name : {"link", "link/", "dangling", "pipe"})
+        EXPECT_EQ(given(m_root / name), "") << name;
 
     fs::path const below = m_root / "above/own";
     ASSERT_EQ(given(below), below);

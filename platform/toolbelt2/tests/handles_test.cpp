@@ -10,7 +10,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <temp_tree.h>
-#include <vector>
 
 namespace {
 

@@ -24,10 +24,6 @@ std::string bytes(std::initializer_list<int> values) {
     return result;
 }
 
-std::string counted(std::string const& content) {
-    return Bytes().u32(content.size()).raw(content).content();
-}
-
 std::string fileEntry(std::string const& name, int directory, char md5) {
     return name + bytes({0, directory}) + std::string(16, md5);
 }

@@ -12,20 +12,16 @@ using namespace testing;
 
 constexpr std::uint64_t c_id = 0x1122334455667788;
 
-std::string counted(Bytes const& content) {
-    return Bytes().u32(content.size()).raw(content.content()).content();
-}
-
 /// A unit of DWARF 5: a skeleton is of type 4, what it was taken from of type 5.
 std::string unit(int type, std::uint64_t id, std::string_view name) {
     Bytes content;
     content.u16(5).u8(type).u8(8).u32(0).u64(id).u8(1).text(name).text("/build");
-    return counted(content);
+    return counted(content.content());
 }
 
 /// And one of DWARF 4, as GNU extended it.
 std::string olderSkeleton(std::uint64_t id, std::string_view name) {
-    return counted(Bytes().u16(4).u32(0).u8(8).u8(2).text(name).text("lib").u64(id));
+    return counted(Bytes().u16(4).u32(0).u8(8).u8(2).text(name).text("lib").u64(id).content());
 }
 
 /// The tag, and names and forms in order; the file names dwo_name, comp_dir, GNU_dwo_id.

@@ -10,8 +10,6 @@
 #include <valijson/schema_parser.hpp>
 #include <valijson/validator.hpp>
 
-#include <algorithm>
-#include <fstream>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -31,9 +29,9 @@ std::string const c_hostile =
 /// Empty if a document is as the schema says, else what is wrong.
 std::string violations(std::string const& document) {
     using valijson::adapters::NlohmannJsonAdapter;
-    std::ifstream file(DOCUMENTS "/resolve.schema.json");
+    json const rules = json::parse(contentOf(DOCUMENTS "/resolve.schema.json"));
     valijson::Schema schema;
-    valijson::SchemaParser().populateSchema(NlohmannJsonAdapter(json::parse(file)), schema);
+    valijson::SchemaParser().populateSchema(NlohmannJsonAdapter(rules), schema);
     valijson::ValidationResults results;
     valijson::Validator().validate(schema, NlohmannJsonAdapter(json::parse(document)), &results);
     std::string text;

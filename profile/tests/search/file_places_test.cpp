@@ -4,9 +4,6 @@
 #include "temp_tree.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <filesystem>
 
 namespace lokata::profile::test {
 namespace {

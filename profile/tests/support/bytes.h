@@ -56,6 +56,11 @@ private:
     std::string m_content;
 };
 
+/// The content behind its size.
+inline std::string counted(std::string const& content) {
+    return Bytes().u32(content.size()).raw(content).content();
+}
+
 /// Gives the content again and again, each time with some of its bytes replaced, the same ones in
 /// every run of a test.
 class Damage {
