@@ -33,7 +33,7 @@ public:
         std::string const own = utils::getFileNameOnly(file.path.c_str());
         bool const isKnown = std::find(files.begin(), files.end(), own) != files.end();
         std::string const& bare = isKnown || files.empty() ? own : files.front();
-        ArchivedFile const& copy = archive(file.path, category, bare);
+        ArchivedFile const& copy = archive(file, category, bare);
         if (copy.path.empty() || name.empty())
             return;
         std::optional<CopyPath> const parts = parseCopyPath(copy.path);
@@ -49,13 +49,13 @@ public:
 
 private:
     /// Once, however many names are recorded for it.
-    ArchivedFile const& archive(std::string const& path, search_category_t category,
+    ArchivedFile const& archive(FileResolution const& file, search_category_t category,
                                 std::string const& bare) {
-        auto const [known, isNew] = m_known.try_emplace({path, category, bare});
+        auto const [known, isNew] = m_known.try_emplace({file.path, category, bare});
         ArchivedFile& copy = known->second;
         if (!isNew)
             return copy;
-        copy = archiveFile(path, m_directory, category, bare);
+        copy = archiveFile(file.path, m_directory, category, bare, file.stamp);
         if (copy.path.empty())
             outcome.errors.push_back(copy.error);
         else

@@ -2,6 +2,7 @@
 
 #include "facts/foreign_file.h"
 #include "facts/md5.h"
+#include "facts/stamp_of.h"
 #include "read/reasons.h"
 #include "search/archived_copies.h"
 
@@ -79,7 +80,15 @@ std::string copyContent(toolbelt2::descriptor_t const& source, toolbelt2::pendin
     }
 }
 
-void writeCopy(std::string const& file, std::string const& md5, std::string const& copy) {
+/// What was judged is kept, or nothing. Looked at behind the last reading, when a change before it
+/// shows.
+void requireUnchanged(std::optional<FileStamp> const& now, std::optional<FileStamp> const& judged) {
+    if (judged && now != judged)
+        throw CopyFailure{ReasonKey::archive_changed, {}, {}};
+}
+
+void writeCopy(std::string const& file, std::string const& md5,
+               std::optional<FileStamp> const& judged, std::string const& copy) {
     auto const source = toolbelt2::descriptor_t::open(file.c_str(), O_RDONLY | O_NONBLOCK);
     struct stat status {};
     if (!source || ::fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode))
@@ -89,6 +98,9 @@ void writeCopy(std::string const& file, std::string const& md5, std::string cons
     toolbelt2::pending_file_t pending(copy, permissions);
     if (copyContent(source, pending) != md5)
         throw CopyFailure{ReasonKey::archive_changed, {}, {}};
+    struct stat after {};
+    requireUnchanged(
+        ::fstat(source.get(), &after) == 0 ? std::optional(stampOf(after)) : std::nullopt, judged);
     // Some compilers record the time of a source file. Not every file system keeps it.
     timespec const times[]{status.st_atim, status.st_mtim};
     static_cast<void>(::futimens(pending.descriptor(), times));
@@ -106,10 +118,11 @@ bool isKept(std::string const& copy, std::string const& md5) {
 }
 
 ArchivedFile keep(std::string const& file, std::string const& archive, std::string_view category,
-                  std::string const& name) {
+                  std::string const& name, std::optional<FileStamp> const& judged) {
     std::string const md5 = contentMd5(file);
     if (md5.empty())
         throw CopyFailure{ReasonKey::archive_unread, {}, {}};
+    requireUnchanged(stampOf(file), judged);
     // The archive and its categories may be links, to where there is room.
     std::string directory = toolbelt2::join_path(archive, category);
     std::error_code ignored; // Shows below.
@@ -119,18 +132,19 @@ ArchivedFile keep(std::string const& file, std::string const& archive, std::stri
     result.path = toolbelt2::join_path(directory, name);
     result.added = !isKept(result.path, md5);
     if (result.added)
-        writeCopy(file, md5, result.path);
+        writeCopy(file, md5, judged, result.path);
     return result;
 }
 
 } // namespace
 
 ArchivedFile archiveFile(std::string const& file, std::string const& directory,
-                         LK_2_13::search_category_t category, std::string const& name) {
+                         LK_2_13::search_category_t category, std::string const& name,
+                         std::optional<FileStamp> const& judged) {
     ArchivedFile failed;
     try {
         return keep(file, directory, wordOf(c_archiveCategories, category),
-                    name.empty() ? LK_2_13::utils::getFileNameOnly(file.c_str()) : name);
+                    name.empty() ? LK_2_13::utils::getFileNameOnly(file.c_str()) : name, judged);
     } catch (CopyFailure const& failure) {
         failed.error = reasonText(failure.reason, {file, failure.place, failure.why});
     } catch (std::runtime_error const& error) { // Of the pending file.

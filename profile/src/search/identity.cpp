@@ -2,6 +2,7 @@
 
 #include "facts/foreign_file.h"
 #include "facts/md5.h"
+#include "facts/stamp_of.h"
 #include "read/names.h"
 #include "read/reasons.h"
 
@@ -79,6 +80,7 @@ validation_result_t IdentityValidator::validate(char const* fileName,
                                                 IErrorInfoContainer& errorInfo) {
     JudgedCandidate candidate;
     candidate.path = utils::getCanonicalName(fileName, false);
+    candidate.stamp = stampOf(std::string(fileName));
     if (m_trees != nullptr && m_trees->leadsOut(fileName)) {
         reject(candidate, svError, reasonText(ReasonKey::leads_out, {fileName}));
     } else {

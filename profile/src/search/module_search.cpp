@@ -147,6 +147,7 @@ void accept(IValidFile const& file, IdentityValidator const& validator,
     if (result.step == ssAskUser)
         result.place = placeOf(result.path, validator, suggestions);
     result.identity = verdict == nullptr ? Identity() : verdict->identity;
+    result.stamp = verdict == nullptr ? std::nullopt : verdict->stamp;
     LOKATA_PROFILE_LOG(displayName(result.path)
                        << " [" << placeOrStep(result.path, result.step, suggestions) << "] "
                        << (result.confidence == cfValidated

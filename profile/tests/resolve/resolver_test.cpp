@@ -313,6 +313,11 @@ TEST_F(ResolverTest, SourcesThatTheProfileNamesAreLookedFor) {
     ASSERT_THAT(result.sources, SizeIs(2));
     EXPECT_EQ(foundAt(result.sources[0].file), "substitute-path " + source);
     EXPECT_FALSE(result.sources[1].file.found());
+
+    std::ofstream(source) << "int changed;";
+    EXPECT_THAT(archiveFiles(result, m_tree.path("archive")).errors,
+                ElementsAre(HasSubstr("changed")));
+    EXPECT_FALSE(std::filesystem::exists(m_tree.path("archive"))) << "another file than was judged";
 }
 
 } // namespace

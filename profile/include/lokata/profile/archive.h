@@ -23,6 +23,7 @@
 #include <lokata/profile/resolution.h>
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,11 +45,13 @@ struct ArchivedFile {
 };
 
 /// Copies a file into the archive below `directory`, which is made if it is missing. `name` is that
-/// of the copy, a bare name; empty stands for the file's own.
+/// of the copy, a bare name; empty stands for the file's own. A file that no longer has the stamp
+/// `judged`, if there is one, is not kept.
 LOKATA_PROFILE_EXPORT ArchivedFile archiveFile(std::string const& file,
                                                std::string const& directory,
                                                LK_2_13::search_category_t category,
-                                               std::string const& name = {});
+                                               std::string const& name = {},
+                                               std::optional<FileStamp> const& judged = {});
 
 struct ArchiveOutcome {
     std::size_t added = 0;           ///< Files of which no whole copy was in the archive before.
@@ -59,7 +62,8 @@ struct ArchiveOutcome {
 /// Copies every file found into the archive below `directory`, which is made if it is missing. Each
 /// goes to its category, supplementary files and those with split DWARF to the symbols, under the
 /// name by which a search with that archive alone looks for it, and with a note of its recorded
-/// name. Symbols that stand in the binary itself need no copy.
+/// name. A file that has changed since it was judged is not kept. Symbols that stand in the binary
+/// itself need no copy.
 LOKATA_PROFILE_EXPORT ArchiveOutcome archiveFiles(ProfileResolution const& resolution,
                                                   std::string const& directory);
 

@@ -4,6 +4,7 @@
 /// was proven, and why others were rejected. Plain data, filled by the resolver and read by the
 /// outputs.
 
+#include <lokata/profile/file_stamp.h>
 #include <lokata/profile/places.h>
 #include <lokata/profile/profile.h>
 #include <lokata/profile/words.h>
@@ -79,6 +80,7 @@ struct JudgedCandidate {
     LK_2_13::search_step_t step = LK_2_13::ssAskUser;
     std::string message; ///< Why it was rejected, for a person; may be empty.
     Identity identity;
+    std::optional<FileStamp> stamp{}; ///< Taken before the file was judged.
 };
 
 /// The search for one file of a module.
@@ -96,6 +98,7 @@ struct FileResolution {
     /// What was tried beside the steps of the library, in order, also where no such file exists.
     std::vector<Candidate> suggested{};
     std::vector<LK_2_13::search_step_t> steps{}; ///< Those that ran, in order.
+    std::optional<FileStamp> stamp{};            ///< Of the accepted file, before it was judged.
 
     bool found() const { return !path.empty(); }
 };
