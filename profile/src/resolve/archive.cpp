@@ -113,8 +113,9 @@ ArchiveOutcome archiveFiles(ProfileResolution const& resolution, std::string con
         archiveModule(module, archiver);
     for (SourceResolution const& source : resolution.sources)
         if (source.file.found())
-            archiver.add(source.file, scSourceFiles, source.name, source.module_build_id,
-                         bareNames({searchableName(source.name)}));
+            for (BuildId const& buildId : source.module_build_ids)
+                archiver.add(source.file, scSourceFiles, source.name, buildId,
+                             bareNames({searchableName(source.name)}));
     return std::move(archiver.outcome);
 }
 

@@ -3,6 +3,7 @@
 #include "read/names.h"
 #include "resolve/profile_id.h"
 #include "resolve/searched_name.h"
+#include "resolve/source_list.h"
 #include "search/elapsed.h"
 #include "search/kernel_places.h"
 #include "search/module_search.h"
@@ -11,7 +12,6 @@
 
 #include <chrono>
 #include <map>
-#include <set>
 #include <tuple>
 #include <utility>
 
@@ -29,71 +29,6 @@ bool isForeignName(Module const& module) {
 auto keyOf(Module const& module) {
     return std::make_tuple(module.kind, module.name, module.build_id, module.mount_namespace,
                            module.mapped_file ? deviceAndInode(*module.mapped_file) : "");
-}
-
-/// The source files that a run has yet to look for, each once.
-class SourceList {
-public:
-    struct Entry {
-        SourceFile file;
-        std::string module;
-        std::string binary;
-        BuildId build_id; ///< Of the module.
-    };
-
-    void add(SourceFile file, ModuleResolution const& module, BuildId const& buildId) {
-        SourceIdentity const& identity = file.identity;
-        if (!m_known.emplace(file.name, identity.md5, identity.modification_time, identity.size)
-                 .second)
-            return;
-        m_names.insert(file.name);
-        m_entries.push_back({std::move(file), module.module.name,
-                             module.binary ? module.binary->path : "", buildId});
-    }
-
-    /// The profile knows no identity: a name that came with one is not looked for again.
-    void addName(std::string const& name, ModuleResolution const& module, BuildId const& buildId) {
-        if (m_names.count(name) == 0)
-            add({name, {}}, module, buildId);
-    }
-
-    std::vector<Entry> const& entries() const { return m_entries; }
-
-private:
-    std::set<std::tuple<std::string, decltype(SourceIdentity::md5), std::uint64_t, std::uint64_t>>
-        m_known;
-    std::set<std::string> m_names;
-    std::vector<Entry> m_entries;
-};
-
-/// As recorded, or else as the files of the module have it.
-BuildId buildIdOf(ModuleResolution const& module, ElfFactsCache& cache) {
-    BuildId result = module.module.build_id;
-    for (auto const* const file : {&module.binary, &module.symbols})
-        if (result.empty() && *file && (*file)->found())
-            result = cache.facts((*file)->path)->build_id;
-    return result;
-}
-
-SourceList sourcesOf(ProfileResolution const& resolution, ElfFactsCache& cache) {
-    SourceList list;
-    std::set<std::string> read;
-    for (ModuleResolution const& module : resolution.modules) {
-        if (!module.symbols || !module.symbols->found() ||
-            !read.insert(module.symbols->path).second)
-            continue;
-        for (SourceFile& file :
-             readSourceFiles(module.symbols->path,
-                             module.supplementary ? module.supplementary->path : "")
-                 .files)
-            list.add(std::move(file), module, buildIdOf(module, cache));
-    }
-    for (ModuleResolution const& module : resolution.modules)
-        for (std::uint32_t const index : module.module.source_files)
-            if (index < resolution.profile.source_files.size())
-                list.addName(resolution.profile.source_files[index], module,
-                             buildIdOf(module, cache));
-    return list;
 }
 
 /// Archives and trees by build-id say nothing about where other files lie, and what nothing proved
@@ -133,11 +68,14 @@ public:
     /// Tries what was learned on what is missing.
     void tryLearned(ModuleResolution& module);
 
-    FileResolution findSource(SourceList::Entry const& source) {
-        return m_search.findSource(source.file, source.binary, source.build_id);
+    CopiesByModule archivedSources(std::string const& name) {
+        return m_search.archivedSources(name);
+    }
+    FileResolution findSource(SourceQuestion const& source) {
+        return m_search.findSource(source.file, source.binary, source.build_ids.front());
     }
     void learn(SourceResolution const& source);
-    void tryLearned(SourceFile const& source, std::string const& binary, FileResolution& file);
+    void tryLearned(SourceQuestion const& source, FileResolution& file);
 
     LearnedPaths const& learned() const { return m_learned; }
 
@@ -318,11 +256,33 @@ void ProfileSearch::learn(SourceResolution const& source) {
         m_learned.learn(searchableName(source.name), source.file.path);
 }
 
-void ProfileSearch::tryLearned(SourceFile const& source, std::string const& binary,
-                               FileResolution& file) {
+void ProfileSearch::tryLearned(SourceQuestion const& source, FileResolution& file) {
     if (!file.found())
-        m_search.trySource(source, binary,
-                           asCandidates(m_learned.candidates(searchableName(source.name))), file);
+        m_search.trySource(source.file, source.binary,
+                           asCandidates(m_learned.candidates(searchableName(source.file.name))),
+                           file);
+}
+
+/// Puts together what is one file for several questions about one name.
+void mergeEqual(std::vector<SourceQuestion> const& questions,
+                std::vector<SourceResolution>& answers) {
+    std::vector<SourceResolution> merged;
+    std::map<std::pair<std::size_t, std::string>, std::size_t> known;
+    for (std::size_t i = 0; i < answers.size(); ++i) {
+        SourceResolution& answer = answers[i];
+        if (answer.file.found()) {
+            auto const [equal, isNew] =
+                known.emplace(std::pair(questions[i].entry, answer.file.path), merged.size());
+            if (!isNew) {
+                auto& ids = merged[equal->second].module_build_ids;
+                ids.insert(ids.end(), answer.module_build_ids.begin(),
+                           answer.module_build_ids.end());
+                continue;
+            }
+        }
+        merged.push_back(std::move(answer));
+    }
+    answers = std::move(merged);
 }
 
 } // namespace
@@ -398,12 +358,15 @@ ProfileResolution Resolver::Impl::resolve(Profile profile, std::string input,
 void Resolver::Impl::findSources(ProfileResolution& resolution, Progress const& progress) {
     auto const start = std::chrono::steady_clock::now();
     ProfileSearch search(m_environment, m_support, resolution);
-    SourceList const list = sourcesOf(resolution, m_support.elf);
+    auto const questions =
+        SourceList(resolution, m_support.elf).questions([&](std::string const& name) {
+            return search.archivedSources(name);
+        });
     resolution.sources.clear();
-    for (SourceList::Entry const& entry : list.entries()) {
+    for (SourceQuestion const& question : questions) {
         resolution.sources.push_back(
-            {entry.file.name, entry.module, search.findSource(entry), entry.build_id});
-        if (progress && !progress(resolution.sources.size(), list.entries().size())) {
+            {question.file.name, question.module, search.findSource(question), question.build_ids});
+        if (progress && !progress(resolution.sources.size(), questions.size())) {
             resolution.cancelled = true;
             break;
         }
@@ -414,10 +377,10 @@ void Resolver::Impl::findSources(ProfileResolution& resolution, Progress const& 
         for (SourceResolution const& source : resolution.sources)
             search.learn(source);
         for (std::size_t i = 0; i < resolution.sources.size(); ++i)
-            search.tryLearned(list.entries()[i].file, list.entries()[i].binary,
-                              resolution.sources[i].file);
+            search.tryLearned(questions[i], resolution.sources[i].file);
         resolution.learned = search.learned().substitutions();
     }
+    mergeEqual(questions, resolution.sources);
     resolution.elapsed_us += microsecondsSince(start);
 }
 

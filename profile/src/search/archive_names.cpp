@@ -181,4 +181,16 @@ OwnCopies ArchiveNames::ownCopies(RecordedName const& asked,
     return result;
 }
 
+CopiesByModule ArchiveNames::copiesByModule(search_category_t category, std::string const& name,
+                                            std::vector<std::string> const& files) {
+    CopiesByModule result;
+    std::string const shown = displayName(name);
+    for (std::string const& archive : m_archives[category])
+        for (std::string const& file : files)
+            for (Noted const& note : notes(archive, category, file))
+                if (note.name == shown)
+                    result[note.build_id].insert(note.md5);
+    return result;
+}
+
 } // namespace lokata::profile

@@ -61,6 +61,10 @@ private:
     std::set<std::string> m_others;
 };
 
+/// The MD5s of the copies that archives hold for one name, by the build-id of the module that they
+/// were stored for; by the empty one those stored for a profile.
+using CopiesByModule = std::map<BuildId, std::set<std::string>>;
+
 /// Reads the notes in the archives of one environment, each directory of them once. For one thread
 /// at a time. Notes are foreign data; one that is not what it should be is passed over.
 class ArchiveNames {
@@ -70,6 +74,8 @@ public:
 
     /// `files` are the bare names that a copy may have.
     OwnCopies ownCopies(RecordedName const& asked, std::vector<std::string> const& files);
+    CopiesByModule copiesByModule(LK_2_13::search_category_t category, std::string const& name,
+                                  std::vector<std::string> const& files);
 
 private:
     struct Noted {

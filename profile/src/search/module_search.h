@@ -72,6 +72,10 @@ public:
     /// `module` is the build-id of the module that names the source; empty if it has none.
     FileResolution findSource(SourceFile const& source, std::string const& binaryPath,
                               BuildId const& module = {});
+    CopiesByModule archivedSources(std::string const& name) {
+        return m_names.copiesByModule(LK_2_13::scSourceFiles, name,
+                                      bareNames({searchableName(name)}));
+    }
 
     /// Looks at nothing but `candidates`, and puts what came of it behind what `result` says of the
     /// search that found nothing.

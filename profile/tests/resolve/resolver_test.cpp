@@ -286,6 +286,36 @@ TEST_F(NamesakesInArchives, EachRecordedNameOfEachProfileGetsItsOwnCopy) {
     EXPECT_EQ(answers(resolve(recorded("west"))), west);
 }
 
+TEST_F(NamesakesInArchives, ASourceIsAskedForEachBuildOfItsModuleInWhateverOrder) {
+    auto const recordedOf = [](std::vector<BuildId> const& builds) {
+        Profile profile;
+        profile.source_files = {"/a/main.c"};
+        for (BuildId const& build : builds) {
+            profile.modules.push_back(module("/a/tool", build));
+            profile.modules.back().source_files = {0};
+        }
+        return profile;
+    };
+    auto const archiveSource = [&](std::vector<BuildId> const& builds, char const* content) {
+        m_tree.file("root/a/main.c", content);
+        EXPECT_THAT(archiveFiles(resolve(recordedOf(builds)), m_tree.path("kept")).errors,
+                    IsEmpty());
+    };
+    BuildId const third{3, 3, 3, 3};
+    BuildId const unknown{4, 4, 4, 4};
+    archiveSource({c_id, third}, "first");
+    archiveSource({c_otherId}, "second");
+    std::filesystem::remove_all(m_tree.path("root"));
+    searchOnlyIn(m_tree.path("kept"));
+    std::vector<BuildId> builds{c_id, third, unknown, c_otherId};
+    do {
+        std::vector<std::string> found;
+        for (SourceResolution const& each : resolve(recordedOf(builds)).sources)
+            found.push_back(each.file.found() ? contentOf(each.file.path) : "");
+        EXPECT_THAT(found, UnorderedElementsAre("first", "second", "")) << "one for each answer";
+    } while (std::next_permutation(builds.begin(), builds.end()));
+}
+
 TEST_F(NamesakesInArchives, ACopyIsNotGivenForAnotherNameOrWhereNothingTells) {
     std::vector<std::string> const east = archive("east");
     moveOver("east", "kept");

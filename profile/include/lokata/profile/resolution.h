@@ -145,13 +145,15 @@ struct ModuleResolution {
     std::optional<SplitResolution> split_dwarf;  ///< Empty if the symbols are not split.
 };
 
-/// A source file that a resolved module names.
+/// A source file that resolved modules name. One name has several of them where the modules recorded
+/// different identities, or where archives hold different copies for them.
 struct SourceResolution {
     std::string name;   ///< As the line table or the profile names it.
     std::string module; ///< The first module that names it.
     FileResolution file;
-    /// Of that module, as recorded or else as its files have it; empty if neither tells one.
-    BuildId module_build_id{};
+    /// Of that module, as recorded or else as its files have it; empty if neither tells one. Behind
+    /// it those of the other modules with this answer, if no MD5 was recorded.
+    std::vector<BuildId> module_build_ids{};
 };
 
 struct ProfileResolution {
