@@ -17,6 +17,7 @@ namespace {
 /// The largest debug information that is read, unpacked.
 constexpr std::uint64_t c_maxDebugInfo = std::uint64_t{4} << 30;
 
+using toolbelt2::ends_with;
 using toolbelt2::starts_with;
 
 /// The packed form of old of a section ".debug_x".
@@ -102,17 +103,19 @@ std::string_view ElfSections::section(std::string_view name) const {
     return index ? sectionAt(*index) : std::string_view();
 }
 
-DwarfFile::DwarfFile(std::string const& path) : ElfSections(path) {
+DwarfFile::DwarfFile(std::string const& path, Part part) : ElfSections(path) {
     if (m_error.empty())
-        m_error = open();
+        m_error = open(part);
     if (!m_error.empty())
         m_dwarf.reset();
 }
 
-std::string DwarfFile::open() {
+std::string DwarfFile::open(Part part) {
     if (std::uint64_t const size = debugInfoSize(); size > c_maxDebugInfo)
         return reasonText(ReasonKey::too_large, {std::to_string(size)});
     hideSupplementaryLink();
+    if (part == Part::split)
+        hideUnsplitSections();
     m_dwarf.reset(dwarf_begin_elf(elf(), DWARF_C_READ, nullptr));
     m_isUnpacked.assign(m_isUnpacked.size(), true);
     return m_dwarf ? checkStrings() : dwarf_errmsg(-1);
@@ -136,6 +139,20 @@ void DwarfFile::hideSupplementaryLink() const {
             gelf_getshdr(section, &header) == nullptr)
             continue;
         header.sh_type = SHT_NOBITS;
+        gelf_update_shdr(section, &header);
+    }
+}
+
+/// libdw goes by the names of the sections, of whatever type, and prefers the part without .dwo.
+void DwarfFile::hideUnsplitSections() const {
+    for (std::size_t i = 0; i < tables().sections.size(); ++i) {
+        std::string_view const name = tables().nameOf(tables().sections[i]);
+        GElf_Shdr header{};
+        Elf_Scn* const section = elf_getscn(elf(), i);
+        if ((!starts_with(name, ".debug_") && !isPackedOfOld(name)) || ends_with(name, ".dwo") ||
+            gelf_getshdr(section, &header) == nullptr)
+            continue;
+        header.sh_name = 0; // Of no section.
         gelf_update_shdr(section, &header);
     }
 }

@@ -58,7 +58,13 @@ private:
 /// size, and its link to a supplementary file is hidden. For one thread at a time.
 class DwarfFile : public ElfSections {
 public:
-    explicit DwarfFile(std::string const& path);
+    /// libdw reads one of the two parts that a file may have, the other is then not there for it.
+    enum class Part {
+        whole, ///< What belongs to the file itself; the split part of a file that has no other.
+        split, ///< The sections of names such as .debug_info.dwo.
+    };
+
+    explicit DwarfFile(std::string const& path, Part part = Part::whole);
 
     /// Null only if there is an error.
     Dwarf* dwarf() const { return m_dwarf.get(); }
@@ -68,9 +74,10 @@ private:
         void operator()(Dwarf* dwarf) const { dwarf_end(dwarf); }
     };
 
-    std::string open();
+    std::string open(Part part);
     std::uint64_t debugInfoSize() const;
     void hideSupplementaryLink() const;
+    void hideUnsplitSections() const;
     std::string checkStrings() const;
 
     std::unique_ptr<Dwarf, EndDwarf> m_dwarf;

@@ -108,8 +108,9 @@ std::vector<std::uint64_t> idsOfIndex(std::string_view index, bool bigEndian) {
     return ids;
 }
 
+/// The units may lie beside the skeletons that were left for them, in one relocatable file.
 SplitContents contentsOfDwo(std::string const& path) {
-    DwarfFile const file(path);
+    DwarfFile const file(path, DwarfFile::Part::split);
     SplitContents result{{}, file.error()};
     Dwarf_CU* unit = nullptr;
     std::uint8_t type = 0;

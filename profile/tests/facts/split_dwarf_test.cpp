@@ -76,12 +76,15 @@ TEST_F(SplitDwarfTest, KnowsWhatAPackageAndADwoFileHold) {
             EXPECT_THAT(contents.ids, ElementsAre(7, c_id)) << version << contents.error;
         }
     EXPECT_THAT(readSplitContents(package(6)).ids, IsEmpty());
-    std::string const dwo = ElfBuilder(false, ET_REL)
-                                .section(".debug_abbrev.dwo", abbreviations())
-                                .section(".debug_info.dwo", unit(5, c_id, ""))
-                                .write(m_tree.path("a.dwo"));
-    SplitContents const contents = readSplitContents(dwo);
+    ElfBuilder file(false, ET_REL);
+    file.section(".debug_abbrev.dwo", abbreviations())
+        .section(".debug_info.dwo", unit(5, c_id, ""));
+    SplitContents contents = readSplitContents(file.write(m_tree.path("a.dwo")));
     EXPECT_THAT(contents.ids, ElementsAre(c_id)) << contents.error;
+    file.section(".debug_abbrev", abbreviations())
+        .section(".debug_info", unit(4, c_id, "a.o") + unit(4, 7, "other.o"));
+    contents = readSplitContents(file.write(m_tree.path("a.o")));
+    EXPECT_THAT(contents.ids, ElementsAre(c_id)) << "beside its skeleton" << contents.error;
     EXPECT_NE(readSplitContents(m_tree.file("text", "no ELF")).error, "");
 }
 
