@@ -19,6 +19,8 @@ using toolbelt2::starts_with;
 
 /// perf fills the column of 40 digits with blanks for a file without a build-id.
 constexpr std::size_t c_idColumn = 40;
+/// A sound build-id of so many digits is nothing else.
+constexpr std::size_t c_leastCertain = 16;
 
 /// "HEX NAME", where the name may hold blanks.
 bool readBuildIdLine(std::string_view line, ProfileBuilder& builder) {
@@ -33,10 +35,9 @@ bool readBuildIdLine(std::string_view line, ProfileBuilder& builder) {
 }
 
 /// A word of six characters of which three in four are hexadecimal digits, with a name behind it,
-/// is taken for a build-id, if a damaged one; a sound one of eight bytes is nothing else.
+/// is taken for a build-id, if a damaged one.
 LineFit fitOfBuildIdLine(std::string_view line) {
     constexpr std::size_t c_leastDamaged = 6;
-    constexpr std::size_t c_leastCertain = 16;
     if (line.find_first_not_of(' ') == c_idColumn + 1)
         return LineFit::likely;
     auto rest = line;
@@ -48,6 +49,21 @@ LineFit fitOfBuildIdLine(std::string_view line) {
     if (id.size() >= c_leastCertain && !buildIdFromHex(id).empty())
         return LineFit::certain;
     return 4 * digits >= 3 * id.size() ? LineFit::likely : LineFit::foreign;
+}
+
+/// "[ADDRESS [SIZE]] LETTER NAME", as nm and /proc/kallsyms list symbols: an address reads as a
+/// build-id, and the rest as a name.
+LineFit fitOfSymbolLine(std::string_view line) {
+    constexpr std::string_view c_letters = "-?AaBbCcDdGgIiNnpRrSsTtUuVvWw";
+    auto word = takeWord(line);
+    for (int number = 0; number < 2 && word.size() > 1 && hexNumberOf(word); ++number)
+        word = takeWord(line);
+    bool const isLetter = word.size() == 1 && c_letters.find(word) != std::string_view::npos;
+    return isLetter && !trimLeft(line).empty() ? LineFit::likely : LineFit::foreign;
+}
+
+bool isBuildIdList(std::string_view content) {
+    return isListOf(content, fitOfBuildIdLine) && !isListOf(content, fitOfSymbolLine);
 }
 
 /// What a line of eu-unstrip says of a module's name.
@@ -156,13 +172,14 @@ bool isPlainWord(std::string_view text) {
 }
 
 /// Absolute, but no comment of C or C++; below "." or ".."; a name in brackets; a plain word; or
-/// what ends like a binary and holds no character of programs and tables. Any text could be a list
-/// of names: one whose lines have none of these marks, be it a program, a table or prose, is told
-/// to be no list rather than searched for.
+/// what ends like a binary and holds no character of programs and tables; but no build-id, which
+/// lost its name. Any text could be a list of names: one whose lines have none of these marks, be
+/// it a program, a table or prose, is told to be no list rather than searched for.
 bool namesFile(std::string_view line) {
     constexpr std::size_t c_longest = 4096;
     line = withoutDeletedMark(line);
-    if (line.empty() || line.size() > c_longest)
+    if (line.empty() || line.size() > c_longest ||
+        (line.size() >= c_leastCertain && !buildIdFromHex(line).empty()))
         return false;
     switch (line.front()) {
     case ' ':
@@ -224,7 +241,7 @@ Profile readPathList(std::string_view content, ReadOptions const& options) {
 extern FormatReader const c_unstripList{
     {"unstrip", "a list of modules of eu-unstrip -n"}, isList<fitOfUnstripLine>, readUnstripList};
 extern FormatReader const c_buildIdList{
-    {"buildid-list", "a list of perf buildid-list"}, isList<fitOfBuildIdLine>, readBuildIdList};
+    {"buildid-list", "a list of perf buildid-list"}, isBuildIdList, readBuildIdList};
 extern FormatReader const c_pathList{
     {"paths", "a list of paths, one a line"}, isPathList, readPathList};
 

@@ -65,6 +65,10 @@ TEST(Detection, TakesATextForTheListThatMostOfItsLinesCanBe) {
              {"//Copyright (C)\n\nnamespace a\n{\nint b();\n}\n", "", 1},
              {"[\n  {\n    \"path\": \"/usr/lib/libx.so\"\n  }\n]\n", "", 1},
              {"#!/bin/sh\nif test -x /bin/x\nthen\n  /bin/x\nfi\n", "", 1},
+             {"0000000000001139 T main\n0000000000003df0 d _DYNAMIC\n", "", 1},
+             {"00001139 00000010 T main\n         U puts\n0000113f B a b\n", "", 1},
+             {id + "\n", "", 1},
+             {id + " \n", "", 1},
              {"\tlibc.so.6 => /lib/libc.so.6 (0x00007f0000000000)\n", "", 1}}) {
         auto const profile = readProfile(content);
         EXPECT_EQ(profile.format, format) << content;
