@@ -145,8 +145,8 @@ struct ModuleResolution {
     std::optional<SplitResolution> split_dwarf;  ///< Empty if the symbols are not split.
 };
 
-/// A source file that resolved modules name. One name has several of them where the modules recorded
-/// different identities, or where archives hold different copies for them.
+/// A source file that resolved modules name. One name has several of them where the modules
+/// recorded different identities, or where archives hold different copies for them.
 struct SourceResolution {
     std::string name;   ///< As the line table or the profile names it.
     std::string module; ///< The first module that names it.
