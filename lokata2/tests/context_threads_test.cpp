@@ -107,6 +107,7 @@ TEST(ContextThreads, DestroyWhatWasRegisteredOutsideOfTheLock) {
     auto const context = manager->createUserWideContext();
     manager->registerSearchDirs(*context, new WaitsForAnother, "key");
     manager = nullptr;
+    LKLockWrap const guard(&g_resoulutionContextMgrLock);
     EXPECT_FALSE(ResolutionContextMgr::s_instance);
 }
 
