@@ -14,10 +14,11 @@
 #include <lokata/profile/resolver.h>
 #include <optstore2/user_directories.h>
 #include <toolbelt2/pending_file.h>
+#include <toolbelt2/sink_buffer.h>
 
 #include <algorithm>
 #include <memory>
-#include <sstream>
+#include <ostream>
 #include <utility>
 
 #include <unistd.h>
@@ -93,24 +94,36 @@ bool isComplete(profile::ProfileResolution const& resolution) {
                });
 }
 
+void printTables(std::ostream& out, profile::ProfileResolution const& resolution,
+                 std::string const& title, bool colour) {
+    out << title;
+    TableStyle const style{isTerminal(STDOUT_FILENO) ? terminalWidth(STDOUT_FILENO) : 0, colour};
+    bool isAny = !title.empty();
+    isAny = writeModuleTable(out, resolution, style) || isAny;
+    if (std::string const sources = sourceTable(resolution); !sources.empty()) {
+        out << "\n" << sources;
+        isAny = true;
+    }
+    out << (isAny ? "\n" : "") << resolutionSummary(resolution);
+}
+
 void print(profile::ProfileResolution const& resolution, ResolveOptions const& options) {
     if (options.json)
-        return writeOutput(profile::toJson(resolution) + "\n");
+        return toolbelt2::write_in_blocks(writeOutput, [&](std::ostream& out) {
+            profile::writeJson(out, resolution);
+            out << "\n";
+        });
     bool const colour = wantsColour(STDOUT_FILENO);
     std::string const title =
         options.inputs.size() > 1 ? profile::displayName(resolution.input) + ":\n" : "";
-    if (!options.explain.empty()) {
-        std::string const text = moduleExplanation(resolution, options.explain, colour);
-        if (text.empty())
-            throw Failure("--explain: " + resolution.input + " has no module \"" + options.explain +
-                          "\"");
-        return writeOutput(title + text);
-    }
-    TableStyle const style{isTerminal(STDOUT_FILENO) ? terminalWidth(STDOUT_FILENO) : 0, colour};
-    std::string text = title + moduleTable(resolution, style);
-    if (std::string const sources = sourceTable(resolution); !sources.empty())
-        text += "\n" + sources;
-    writeOutput(text + (text.empty() ? "" : "\n") + resolutionSummary(resolution));
+    if (options.explain.empty())
+        return toolbelt2::write_in_blocks(
+            writeOutput, [&](std::ostream& out) { printTables(out, resolution, title, colour); });
+    std::string const text = moduleExplanation(resolution, options.explain, colour);
+    if (text.empty())
+        throw Failure("--explain: " + resolution.input + " has no module \"" + options.explain +
+                      "\"");
+    writeOutput(title + text);
 }
 
 /// False if a file could not be kept. The inputs behind this one are resolved all the same.
@@ -127,10 +140,9 @@ bool archive(profile::ProfileResolution const& resolution, std::string const& di
 
 void writePage(std::vector<profile::ProfileResolution> const& resolutions,
                std::string const& file) {
-    std::ostringstream text;
-    profile::writeHtml(text, resolutions);
     toolbelt2::pending_file_t page(file);
-    page.write(text.str());
+    toolbelt2::write_in_blocks([&page](std::string_view bytes) { page.write(bytes); },
+                               [&](std::ostream& out) { profile::writeHtml(out, resolutions); });
     page.commit();
 }
 
@@ -178,7 +190,8 @@ int resolve(ResolveOptions& options) {
             continue;
         if (!options.archive_into.empty() && !archive(resolution, options.archive_into))
             status = esFailed;
-        resolutions.push_back(std::move(resolution));
+        if (!options.html.empty())
+            resolutions.push_back(std::move(resolution));
     }
     if (!options.html.empty())
         writePage(resolutions, options.html);

@@ -49,13 +49,14 @@ std::string foundText(FileResolution const& file, bool colour) {
 /// Suggestions come first, in their order, then each step that ran with what it met. A search ends
 /// with the file that it finds.
 std::string candidatesText(FileResolution const& file, bool colour) {
+    std::vector<Candidate> const noCandidates;
     std::map<std::string, JudgedCandidate const*> rejections;
     for (JudgedCandidate const& rejected : file.rejected)
         rejections.emplace(rejected.path, &rejected);
     bool isFoundShown = false;
     std::set<std::string> shown;
     std::string text;
-    for (Candidate const& candidate : file.suggested) {
+    for (Candidate const& candidate : file.suggested ? *file.suggested : noCandidates) {
         std::string const path = LK_2_13::utils::getCanonicalName(candidate.path.c_str(), false);
         if (!shown.insert(path).second)
             continue;
@@ -71,7 +72,7 @@ std::string candidatesText(FileResolution const& file, bool colour) {
                     " " + displayName(path) + "  [" + origin + "]\n";
         }
     }
-    for (LK_2_13::search_step_t const step : file.steps) {
+    for (LK_2_13::search_step_t const step : file.steps.list()) {
         std::string const origin = nameOf(step).substr(2);
         std::string met;
         for (JudgedCandidate const& rejected : file.rejected)
@@ -90,8 +91,7 @@ std::string candidatesText(FileResolution const& file, bool colour) {
     return text;
 }
 
-std::string fileText(std::string const& title, std::optional<FileResolution> const& file,
-                     bool colour) {
+std::string fileText(std::string const& title, Boxed<FileResolution> const& file, bool colour) {
     if (!file)
         return title + ": not looked for\n";
     std::string text = title + ": " + (file->found() ? "found" : "missing") + ", expected " +

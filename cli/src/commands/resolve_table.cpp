@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <map>
 #include <numeric>
+#include <ostream>
+#include <string_view>
 #include <vector>
 
 namespace lokata::cli {
@@ -193,27 +195,114 @@ std::string stackedLines(Row const& row, bool hasSamples, std::size_t width) {
            row.cells.back();
 }
 
-std::string foundTable(std::vector<Row> const& rows, bool hasSamples, TableStyle const& style) {
-    std::array<std::string, 5> const titles{"MODULE", "FILE", "PROVEN BY", "SYMBOLS", "STEP"};
+/// Holds no text of more than one module, as a profile may have very many.
+class TableWriter {
+public:
+    TableWriter(std::ostream& out, ProfileResolution const& resolution, TableStyle const& style)
+        : m_out(out)
+        , m_style(style)
+        , m_hasSamples(resolution.profile.has_samples)
+        , m_samples(allSamples(resolution)) {}
+
+    /// False if none of the modules was found.
+    bool writeFound(Modules const& modules) const;
+    void writeReasons(ModuleResolution const& module) const;
+    void writeLearned(std::vector<PathSubstitution> const& learned) const;
+
+private:
+    static constexpr std::array<std::string_view, 5> c_titles{"MODULE", "FILE", "PROVEN BY",
+                                                              "SYMBOLS", "STEP"};
+
+    std::string shareOf(ModuleResolution const& module) const {
+        return percentage(module.module.samples, m_samples);
+    }
+    Row rowOf(ModuleResolution const& module) const;
+    Widths widthsOf(Modules const& modules) const;
+    void writeReason(ModuleResolution const& module, std::string_view word, TextStyle textStyle,
+                     std::string const& reason) const;
+
+    std::ostream& m_out;
+    TableStyle const& m_style;
+    bool m_hasSamples;
+    std::uint64_t m_samples;
+};
+
+Row TableWriter::rowOf(ModuleResolution const& module) const {
+    return {shareOf(module),
+            {bareName(module.module.name), displayName(module.binary->path), proofOf(module),
+             symbolsOf(module), originOf(*module.binary)},
+            module.status == ModuleStatus::resolved};
+}
+
+Widths TableWriter::widthsOf(Modules const& modules) const {
     Widths widths{};
-    for (std::size_t i = 0; i < titles.size(); ++i) {
-        widths[i] = lengthOf(titles[i]);
-        for (Row const& row : rows)
+    for (std::size_t i = 0; i < widths.size(); ++i)
+        widths[i] = c_titles[i].size();
+    for (ModuleResolution const* const module : modules) {
+        if (!isFound(*module))
+            continue;
+        Row const row = rowOf(*module);
+        for (std::size_t i = 0; i < widths.size(); ++i)
             widths[i] = std::max(widths[i], lengthOf(row.cells[i]));
     }
+    return widths;
+}
+
+bool TableWriter::writeFound(Modules const& modules) const {
+    if (std::none_of(modules.begin(), modules.end(),
+                     [](auto const* each) { return isFound(*each); }))
+        return false;
+    Widths widths = widthsOf(modules);
     bool const isTable =
-        style.width == 0 || fit(widths, hasSamples ? c_shareWidth : 0, style.width);
-    std::string text;
-    if (isTable)
-        text = painted(tableLine("SAMPLES", titles, widths, hasSamples), TextStyle::bold,
-                       style.colour) +
-               "\n";
-    for (Row const& row : rows)
-        text += painted(isTable ? tableLine(row.share, row.cells, widths, hasSamples)
-                                : stackedLines(row, hasSamples, style.width),
-                        row.is_proven ? TextStyle::green : TextStyle::yellow, style.colour) +
-                "\n";
-    return text;
+        m_style.width == 0 || fit(widths, m_hasSamples ? c_shareWidth : 0, m_style.width);
+    if (isTable) {
+        std::array<std::string, 5> titles;
+        std::copy(c_titles.begin(), c_titles.end(), titles.begin());
+        m_out << painted(tableLine("SAMPLES", titles, widths, m_hasSamples), TextStyle::bold,
+                         m_style.colour)
+              << "\n";
+    }
+    for (ModuleResolution const* const module : modules) {
+        if (!isFound(*module))
+            continue;
+        Row const row = rowOf(*module);
+        m_out << painted(isTable ? tableLine(row.share, row.cells, widths, m_hasSamples)
+                                 : stackedLines(row, m_hasSamples, m_style.width),
+                         row.is_proven ? TextStyle::green : TextStyle::yellow, m_style.colour)
+              << "\n";
+    }
+    return true;
+}
+
+void TableWriter::writeReason(ModuleResolution const& module, std::string_view word,
+                              TextStyle textStyle, std::string const& reason) const {
+    m_out << (m_hasSamples ? shareOf(module) + "  " : "")
+          << painted(padded(std::string(word), c_statusWidth), textStyle, m_style.colour) << "  "
+          << displayName(module.module.name) << "\n"
+          << wrapped(reason, (m_hasSamples ? c_shareWidth : 0) + c_statusWidth + 2, m_style.width)
+          << "\n";
+}
+
+/// Why something is missing, of the symbols or all; nothing where nothing is.
+void TableWriter::writeReasons(ModuleResolution const& module) const {
+    if (std::string const reason = symbolsReason(module); !reason.empty())
+        writeReason(module, "symbols", TextStyle::yellow, reason);
+    if (!isFound(module))
+        writeReason(module, wordOf(c_moduleStatuses, module.status),
+                    module.status == ModuleStatus::missing ? TextStyle::red : TextStyle::yellow,
+                    statusReason(module));
+}
+
+void TableWriter::writeLearned(std::vector<PathSubstitution> const& learned) const {
+    for (PathSubstitution const& each : learned)
+        m_out << "\nLearned: what was recorded below "
+              << displayName(each.from.empty() ? "/" : each.from) << " lies below "
+              << displayName(each.to.empty() ? "/" : each.to)
+              << (&each == &learned.back() ? "\n" : "");
+}
+
+bool hasReasons(ModuleResolution const& module) {
+    return !isFound(module) || !symbolsReason(module).empty();
 }
 
 } // namespace
@@ -223,48 +312,20 @@ std::string originOf(FileResolution const& file) {
                                             : std::string(wordOf(c_places, file.place));
 }
 
-std::string moduleTable(ProfileResolution const& resolution, TableStyle const& style) {
-    bool const hasSamples = resolution.profile.has_samples;
-    std::uint64_t const samples = allSamples(resolution);
-    std::vector<Row> found;
-    std::string missing;
-    auto const addReason = [&](ModuleResolution const& module, std::string const& share,
-                               std::string const& word, TextStyle textStyle,
-                               std::string const& reason) {
-        missing +=
-            (hasSamples ? share + "  " : "") +
-            painted(padded(word, c_statusWidth), textStyle, style.colour) + "  " +
-            displayName(module.module.name) + "\n" +
-            wrapped(reason, (hasSamples ? c_shareWidth : 0) + c_statusWidth + 2, style.width) +
-            "\n";
-    };
-    for (ModuleResolution const* const module : sortedModules(resolution)) {
-        std::string share = percentage(module->module.samples, samples);
-        if (std::string const reason = symbolsReason(*module); !reason.empty())
-            addReason(*module, share, "symbols", TextStyle::yellow, reason);
-        if (isFound(*module)) {
-            found.push_back({std::move(share),
-                             {bareName(module->module.name), displayName(module->binary->path),
-                              proofOf(*module), symbolsOf(*module), originOf(*module->binary)},
-                             module->status == ModuleStatus::resolved});
-            continue;
+bool writeModuleTable(std::ostream& out, ProfileResolution const& resolution,
+                      TableStyle const& style) {
+    Modules const modules = sortedModules(resolution);
+    TableWriter const table(out, resolution, style);
+    bool isAfterTable = table.writeFound(modules);
+    for (ModuleResolution const* const module : modules) {
+        if (isAfterTable && hasReasons(*module)) {
+            out << "\n";
+            isAfterTable = false;
         }
-        std::string const status(wordOf(c_moduleStatuses, module->status));
-        TextStyle const textStyle =
-            module->status == ModuleStatus::missing ? TextStyle::red : TextStyle::yellow;
-        addReason(*module, share, status, textStyle, statusReason(*module));
+        table.writeReasons(*module);
     }
-    std::string text;
-    if (!found.empty())
-        text += foundTable(found, hasSamples, style);
-    if (!missing.empty())
-        text += (found.empty() ? "" : "\n") + missing;
-    for (PathSubstitution const& learned : resolution.learned)
-        text += "\nLearned: what was recorded below " +
-                displayName(learned.from.empty() ? "/" : learned.from) + " lies below " +
-                displayName(learned.to.empty() ? "/" : learned.to) +
-                (&learned == &resolution.learned.back() ? "\n" : "");
-    return text;
+    table.writeLearned(resolution.learned);
+    return !modules.empty() || !resolution.learned.empty();
 }
 
 std::string sourceTable(ProfileResolution const& resolution) {

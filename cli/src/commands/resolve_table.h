@@ -3,6 +3,7 @@
 #include <lokata/profile/resolution.h>
 
 #include <cstddef>
+#include <iosfwd>
 #include <string>
 
 /// What `resolve` prints for a person. Names pass displayName(), so that a recorded one cannot
@@ -17,7 +18,9 @@ struct TableStyle {
 
 /// A line for each module that was found, most samples first, then what is missing and why, then
 /// the renamed prefixes that were learned. Memory without a file is listed only if it has samples.
-std::string moduleTable(profile::ProfileResolution const& resolution, TableStyle const& style);
+/// False if nothing was written.
+bool writeModuleTable(std::ostream& out, profile::ProfileResolution const& resolution,
+                      TableStyle const& style);
 
 /// How many of the source files of each directory were found; empty if none were looked for.
 std::string sourceTable(profile::ProfileResolution const& resolution);

@@ -6,7 +6,8 @@
 namespace lokata::cli {
 
 /// Writes all of `bytes` to standard output at once, unbuffered, so that what an interrupted
-/// program has printed ends with a whole line. Throws `Failure` if it cannot be written.
+/// program has printed ends with a whole line, if `bytes` do. Throws `Failure` if it cannot be
+/// written.
 void writeOutput(std::string_view bytes);
 
 /// The text as one line for a terminal: what could control it comes as `\xNN`, as in

@@ -1,8 +1,7 @@
 #include "read/profile_builder.h"
 
-#include "read/names.h"
-
 #include <algorithm>
+#include <tuple>
 
 namespace lokata::profile {
 
@@ -11,13 +10,33 @@ namespace {
 constexpr std::size_t c_maxErrors = 100;
 constexpr std::size_t c_maxName = 64UL * 1024;
 
-/// For modules whose key changes later. Only the readers of perf.data have such, and their keys
-/// hold no `mapped_file`.
-ModuleKey keyOf(Module const& one) {
-    return {one.name, one.kind, bytesOf(one.build_id), one.mount_namespace};
+std::string_view usableBuildId(ModuleKey const& key) {
+    return isBuildId(key.build_id) ? key.build_id : std::string_view();
 }
 
 } // namespace
+
+std::size_t hashOf(ModuleKey const& key) {
+    FieldHash hash;
+    hash.add(key.name).add(usableBuildId(key));
+    hash.add(static_cast<std::uint64_t>(key.kind)).add(key.mount_namespace);
+    if (key.mapped_file)
+        hash.add(key.mapped_file->device_major)
+            .add(key.mapped_file->device_minor)
+            .add(key.mapped_file->inode);
+    return hash.value();
+}
+
+bool operator==(ModuleKey const& left, ModuleKey const& right) {
+    auto const numbersOf = [](ModuleKey const& key) {
+        MappedFile const file = key.mapped_file.value_or(MappedFile());
+        return std::make_tuple(key.mapped_file.has_value(), file.device_major, file.device_minor,
+                               file.inode);
+    };
+    return left.kind == right.kind && left.mount_namespace == right.mount_namespace &&
+           left.name == right.name && usableBuildId(left) == usableBuildId(right) &&
+           numbersOf(left) == numbersOf(right);
+}
 
 std::uint64_t unpackLimit(ReadOptions const& options, std::uint64_t most, std::size_t packedSize) {
     constexpr std::uint64_t c_always = 16UL << 20;
@@ -27,22 +46,18 @@ std::uint64_t unpackLimit(ReadOptions const& options, std::uint64_t most, std::s
 
 ProfileBuilder::ProfileBuilder(ReadOptions const& options) : m_options(options) {}
 
-std::string ProfileBuilder::indexKey(ModuleKey const& key) {
-    // The name holds any bytes and so comes behind its length.
-    std::string text;
-    text.reserve(key.name.size() + key.build_id.size() + 32);
-    text.append(std::to_string(key.name.size())).push_back(' ');
-    text.append(key.name).push_back(static_cast<char>(key.kind));
-    text.append(std::to_string(key.mount_namespace)).push_back(' ');
-    text.append(key.mapped_file ? deviceAndInode(*key.mapped_file) : "").push_back(';');
-    if (isBuildId(key.build_id))
-        text.append(key.build_id);
-    return text;
+/// As module() was asked for it. The numbers of a file may have been noted without being asked for.
+ModuleKey ProfileBuilder::knownKey(std::uint32_t index) const {
+    ModuleKey key = keyOf(m_profile.modules[index]);
+    if (!m_tellsFilesApart)
+        key.mapped_file.reset();
+    return key;
 }
 
 bool ProfileBuilder::charge(std::size_t bytes) {
     if (bytes > m_options.max_names - m_names) {
-        errorOnce(0, "the limit on the size of all names is reached, more are left out");
+        errorOnce(0, "the limit of " + std::to_string(m_options.max_names) +
+                         " bytes on all names is reached, more are left out");
         return false;
     }
     m_names += bytes;
@@ -50,19 +65,19 @@ bool ProfileBuilder::charge(std::size_t bytes) {
 }
 
 std::uint32_t ProfileBuilder::findModule(ModuleKey const& key) const {
-    auto const found = m_modules.find(indexKey(key));
-    return found == m_modules.end() ? c_none : found->second;
+    return m_modules.find(
+        hashOf(key), [&](std::uint32_t index) { return knownKey(index) == key; });
 }
 
 std::uint32_t ProfileBuilder::module(ModuleKey const& key) {
-    auto text = indexKey(key);
-    if (auto const found = m_modules.find(text); found != m_modules.end())
-        return found->second;
+    m_tellsFilesApart = m_tellsFilesApart || key.mapped_file;
+    if (auto const found = findModule(key); found != c_none)
+        return found;
     if (key.name.size() > c_maxName) {
         errorOnce(0, "a name of more than 65536 bytes is left out");
         return c_none;
     }
-    if (!charge(2 * text.size() + sizeof(Module)))
+    if (!charge(key.name.size() + key.build_id.size() + sizeof(Module)))
         return c_none;
     Module added;
     added.name = key.name;
@@ -72,15 +87,15 @@ std::uint32_t ProfileBuilder::module(ModuleKey const& key) {
     added.mapped_file = key.mapped_file;
     auto const index = static_cast<std::uint32_t>(m_profile.modules.size());
     m_profile.modules.push_back(std::move(added));
-    m_modules.emplace(std::move(text), index);
+    m_modules.add(hashOf(key), index);
     return index;
 }
 
 void ProfileBuilder::setBuildId(std::uint32_t index, std::string_view buildId) {
-    auto& target = m_profile.modules[index];
-    m_modules.erase(indexKey(keyOf(target)));
-    target.build_id.assign(buildId.begin(), buildId.end());
-    m_modules.emplace(indexKey(keyOf(target)), index);
+    m_modules.remove(hashOf(knownKey(index)), index);
+    m_profile.modules[index].build_id.assign(buildId.begin(), buildId.end());
+    if (findModule(knownKey(index)) == c_none)
+        m_modules.add(hashOf(knownKey(index)), index);
 }
 
 void ProfileBuilder::setHostNamespace(std::uint64_t inode) {
@@ -93,10 +108,12 @@ void ProfileBuilder::setHostNamespace(std::uint64_t inode) {
     m_profile.modules = std::move(kept);
     m_modules.clear();
     for (std::uint32_t i = 0; i < m_profile.modules.size(); ++i)
-        m_modules.emplace(indexKey(keyOf(m_profile.modules[i])), i);
+        m_modules.add(hashOf(knownKey(i)), i);
     for (auto& one : own) {
         one.mount_namespace = 0;
-        auto const index = module(keyOf(one));
+        ModuleKey key = keyOf(one);
+        key.mapped_file.reset(); // Whose namespaces are told is told no files apart.
+        auto const index = module(key);
         if (index != c_none) {
             auto& target = m_profile.modules[index];
             target.samples += one.samples;
@@ -110,20 +127,21 @@ void ProfileBuilder::setHostNamespace(std::uint64_t inode) {
 void ProfileBuilder::addSource(std::uint32_t module, std::string_view file) {
     if (file.empty() || file.size() > c_maxName)
         return;
-    std::string text(file);
-    auto found = m_sources.find(text);
-    if (found == m_sources.end()) {
-        if (!charge(2 * text.size() + 2 * sizeof(std::string)))
+    std::size_t const hash = FieldHash().add(file).value();
+    auto& files = m_profile.source_files;
+    auto found = m_sources.find(hash, [&](std::uint32_t index) { return files[index] == file; });
+    if (found == c_none) {
+        if (!charge(file.size() + sizeof(std::string)))
             return;
-        m_profile.source_files.push_back(text);
-        auto const index = static_cast<std::uint32_t>(m_profile.source_files.size() - 1);
-        found = m_sources.emplace(std::move(text), index).first;
+        found = static_cast<std::uint32_t>(files.size());
+        files.emplace_back(file);
+        m_sources.add(hash, found);
     }
     if (module == c_none)
         return;
     auto& listed = m_profile.modules[module].source_files;
-    if (listed.empty() || listed.back() != found->second)
-        listed.push_back(found->second);
+    if (listed.empty() || listed.back() != found)
+        listed.push_back(found);
 }
 
 void ProfileBuilder::error(std::uint64_t offset, std::string message) {

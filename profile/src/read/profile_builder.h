@@ -1,5 +1,7 @@
 #pragma once
 
+#include "read/hashed_indices.h"
+
 #include <lokata/profile/profile.h>
 #include <lokata/profile/read.h>
 
@@ -7,7 +9,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <unordered_set>
 
 namespace lokata::profile {
@@ -26,11 +27,19 @@ inline std::string_view bytesOf(BuildId const& buildId) {
     return {reinterpret_cast<char const*>(buildId.data()), buildId.size()};
 }
 
+inline ModuleKey keyOf(Module const& module) {
+    return {module.name, module.kind, bytesOf(module.build_id), module.mount_namespace,
+            module.mapped_file};
+}
+
+std::size_t hashOf(ModuleKey const& key);
+bool operator==(ModuleKey const& left, ModuleKey const& right);
+
 /// Collects a Profile within the limits of the options: each module once, each source file once,
 /// and a bounded list of errors.
 class ProfileBuilder {
 public:
-    static constexpr std::uint32_t c_none = ~std::uint32_t{0};
+    static constexpr std::uint32_t c_none = HashedIndices::c_none;
 
     explicit ProfileBuilder(ReadOptions const& options);
 
@@ -64,14 +73,15 @@ public:
     Profile take(std::function<bool(Module const&)> const& keep = nullptr);
 
 private:
-    static std::string indexKey(ModuleKey const& key);
+    ModuleKey knownKey(std::uint32_t index) const;
     bool charge(std::size_t bytes);
 
     ReadOptions const& m_options;
     Profile m_profile;
-    std::unordered_map<std::string, std::uint32_t> m_modules;
-    std::unordered_map<std::string, std::uint32_t> m_sources;
+    HashedIndices m_modules;
+    HashedIndices m_sources;
     std::unordered_set<std::string> m_told;
+    bool m_tellsFilesApart = false; ///< Modules by their numbers, too.
     std::uint64_t m_names = 0;
     std::uint64_t m_droppedErrors = 0;
 };

@@ -141,7 +141,10 @@ Profile readProfileFile(std::string const& path, ReadOptions const& options) {
         reader->note_file(file, profile);
     if (error != 0) {
         profile.errors.push_back(
-            {content.size(), "reading stopped: " + std::generic_category().message(error)});
+            {content.size(), error == EFBIG
+                                 ? "what is beyond the limit of " +
+                                       std::to_string(options.max_stream) + " bytes is not read"
+                                 : "reading stopped: " + std::generic_category().message(error)});
     }
     return profile;
 }

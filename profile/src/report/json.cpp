@@ -1,6 +1,9 @@
 #include <lokata/profile/report.h>
 
 #include <nlohmann/json.hpp>
+#include <toolbelt2/sink_buffer.h>
+
+#include <ostream>
 
 using nlohmann::ordered_json;
 
@@ -71,7 +74,7 @@ ordered_json fileJson(FileResolution const& file) {
     return object;
 }
 
-ordered_json fileJson(std::optional<FileResolution> const& file) {
+ordered_json fileJson(Boxed<FileResolution> const& file) {
     return file ? fileJson(*file) : ordered_json();
 }
 
@@ -83,7 +86,7 @@ ordered_json arrayOf(List const& list, Convert convert) {
     return array;
 }
 
-ordered_json splitJson(std::optional<SplitResolution> const& split) {
+ordered_json splitJson(Boxed<SplitResolution> const& split) {
     if (!split)
         return {};
     ordered_json object{{"units", split->units}, {"found_units", split->found_units}};
@@ -142,9 +145,32 @@ ordered_json sourceJson(SourceResolution const& source) {
     return object;
 }
 
+ordered_json errorJson(ReadError const& error) {
+    return {{"offset", error.offset}, {"message", displayName(error.message)}};
+}
+
+ordered_json learnedJson(PathSubstitution const& learned) {
+    ordered_json object;
+    putBytes(object, "from", learned.from);
+    putBytes(object, "to", learned.to);
+    return object;
+}
+
+/// A further member of an open object, one element at a time.
+template <class List, class Convert>
+void writeArray(std::ostream& out, std::string_view key, List const& list, Convert convert) {
+    out << ",\"" << key << "\":[";
+    char const* separator = "";
+    for (auto const& element : list) {
+        out << separator << convert(element).dump();
+        separator = ",";
+    }
+    out << ']';
+}
+
 } // namespace
 
-std::string toJson(ProfileResolution const& resolution) {
+void writeJson(std::ostream& out, ProfileResolution const& resolution) {
     Profile const& profile = resolution.profile;
     ordered_json document;
     document["version"] = c_jsonReportVersion;
@@ -155,22 +181,23 @@ std::string toJson(ProfileResolution const& resolution) {
     document["architecture"] = words(profile.architecture);
     document["elapsed_us"] = resolution.elapsed_us;
     document["summary"] = summaryJson(resolution);
-    document["errors"] = arrayOf(
-        profile.errors,
-        [](ReadError const& error) {
-            return ordered_json{{"offset", error.offset}, {"message", displayName(error.message)}};
-        });
-    document["modules"] = arrayOf(resolution.modules, [&](ModuleResolution const& module) {
+    std::string beginning = document.dump();
+    beginning.pop_back(); // The brace; the lists may be too long to be held whole.
+    out << beginning;
+    writeArray(out, "errors", profile.errors, errorJson);
+    writeArray(out, "modules", resolution.modules, [&](ModuleResolution const& module) {
         return moduleJson(module, profile.has_samples);
     });
-    document["learned_paths"] = arrayOf(resolution.learned, [](PathSubstitution const& learned) {
-        ordered_json object;
-        putBytes(object, "from", learned.from);
-        putBytes(object, "to", learned.to);
-        return object;
-    });
-    document["sources"] = arrayOf(resolution.sources, sourceJson);
-    return document.dump();
+    writeArray(out, "learned_paths", resolution.learned, learnedJson);
+    writeArray(out, "sources", resolution.sources, sourceJson);
+    out << '}';
+}
+
+std::string toJson(ProfileResolution const& resolution) {
+    std::string text;
+    toolbelt2::write_in_blocks([&text](std::string_view bytes) { text += bytes; },
+                               [&](std::ostream& out) { writeJson(out, resolution); });
+    return text;
 }
 
 } // namespace lokata::profile

@@ -2,6 +2,8 @@
 
 #include "report/page/page_text.h"
 
+#include <toolbelt2/sink_buffer.h>
+
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -33,15 +35,12 @@ std::string markup(std::string_view text) {
 
 /// A script element ends at the first "</script" and turns over at "<!--", whatever the syntax
 /// inside, so no "<" may stand in its data. In JSON it can only stand within a string.
-std::string scriptData(std::string const& json) {
-    std::string result;
-    result.reserve(json.size());
-    for (char const c : json)
-        if (c == '<')
-            result += "\\u003c";
-        else
-            result += c;
-    return result;
+void writeScriptData(std::ostream& out, std::string_view json) {
+    for (std::size_t at = json.find('<'); at != std::string_view::npos; at = json.find('<')) {
+        out << json.substr(0, at) << "\\u003c";
+        json.remove_prefix(at + 1);
+    }
+    out << json;
 }
 
 void writeModuleRow(std::ostream& out, ModuleResolution const& resolution, bool hasSamples) {
@@ -71,7 +70,9 @@ void writeHtml(std::ostream& out, std::vector<ProfileResolution> const& resoluti
     writeUpTo("<!--documents-->");
     char const* separator = "[";
     for (ProfileResolution const& resolution : resolutions) {
-        out << separator << scriptData(toJson(resolution));
+        out << separator;
+        toolbelt2::write_in_blocks([&out](std::string_view bytes) { writeScriptData(out, bytes); },
+                                   [&](std::ostream& data) { writeJson(data, resolution); });
         separator = ",\n";
     }
     out << (resolutions.empty() ? "[]" : "]") << page;

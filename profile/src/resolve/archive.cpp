@@ -55,7 +55,8 @@ private:
         ArchivedFile& copy = known->second;
         if (!isNew)
             return copy;
-        copy = archiveFile(file.path, m_directory, category, bare, file.stamp);
+        copy = archiveFile(file.path, m_directory, category, bare,
+                           file.stamp ? std::optional(*file.stamp) : std::nullopt);
         if (copy.path.empty())
             outcome.errors.push_back(copy.error);
         else
@@ -68,7 +69,7 @@ private:
     std::map<std::tuple<std::string, search_category_t, std::string>, ArchivedFile> m_known;
 };
 
-bool isFound(std::optional<FileResolution> const& file) {
+bool isFound(Boxed<FileResolution> const& file) {
     return file && file->found();
 }
 

@@ -1,6 +1,8 @@
 #include <lokata/profile/resolver.h>
 
+#include "read/hashed_indices.h"
 #include "read/names.h"
+#include "read/profile_builder.h"
 #include "resolve/profile_id.h"
 #include "resolve/searched_name.h"
 #include "resolve/source_list.h"
@@ -10,9 +12,9 @@
 #include "search/path_mapping.h"
 #include "search/split_search.h"
 
+#include <algorithm>
 #include <chrono>
 #include <map>
-#include <tuple>
 #include <utility>
 
 namespace lokata::profile {
@@ -25,10 +27,27 @@ bool isForeignName(Module const& module) {
     return isGuest(module.kind) || module.mount_namespace != 0;
 }
 
-/// Modules of one key are the same file, whatever else was recorded of them.
-auto keyOf(Module const& module) {
-    return std::make_tuple(module.kind, module.name, module.build_id, module.mount_namespace,
-                           module.mapped_file ? deviceAndInode(*module.mapped_file) : "");
+/// A module that is the same file as one before it, whatever else was recorded of the two.
+struct Repeat {
+    std::size_t index;
+    std::size_t equal; ///< The first of that file.
+};
+
+/// In the order of the modules.
+std::vector<Repeat> repeatsOf(std::vector<ModuleResolution> const& modules) {
+    std::vector<Repeat> result;
+    HashedIndices known;
+    for (std::size_t i = 0; i < modules.size(); ++i) {
+        ModuleKey const key = keyOf(modules[i].module);
+        std::size_t const hash = hashOf(key);
+        std::uint32_t const equal = known.find(
+            hash, [&](std::uint32_t index) { return keyOf(modules[index].module) == key; });
+        if (equal == HashedIndices::c_none)
+            known.add(hash, i);
+        else
+            result.push_back({i, equal});
+    }
+    return result;
 }
 
 /// Archives and trees by build-id say nothing about where other files lie, and what nothing proved
@@ -63,7 +82,8 @@ public:
         m_process = resolution.profile.live_process;
     }
 
-    ModuleResolution resolve(Module const& module);
+    /// Fills the rest of `result`, of which only the module is set.
+    void resolve(ModuleResolution& result);
     void learn(ModuleResolution const& module);
     /// Tries what was learned on what is missing.
     void tryLearned(ModuleResolution& module);
@@ -135,23 +155,22 @@ FileResolution ProfileSearch::findLive(Module const& module, LiveFile const& liv
     return m_search.findBinary(name, live.buildIdInMemory(), live.seenByProcess(names), &live);
 }
 
-ModuleResolution ProfileSearch::resolve(Module const& module) {
-    ModuleResolution result;
+void ProfileSearch::resolve(ModuleResolution& result) {
+    Module const& module = result.module;
     if (!hasFile(module.kind)) {
         result.status = ModuleStatus::not_a_file;
-        return result;
+        return;
     }
     if (isForeignName(module) && module.build_id.empty()) {
         result.status = ModuleStatus::unsupported;
-        return result;
+        return;
     }
 
     std::string const name = searchedName(module);
     auto const live = liveFileOf(module);
     if (!live && module.build_id.empty() && searchableName(name).empty())
-        return result;
+        return;
     std::vector<Candidate> const hinted = hints(module, name);
-    result.module = module;
     std::vector<Candidate> binaryHints = hinted;
     if (module.kind == ModuleKind::kernel)
         for (Candidate& image : m_kernel.packedImage())
@@ -160,7 +179,6 @@ ModuleResolution ProfileSearch::resolve(Module const& module) {
         live ? findLive(module, *live) : m_search.findBinary(name, module.build_id, binaryHints);
     judge(result);
     findSymbols(result, hinted);
-    return result;
 }
 
 void ProfileSearch::judge(ModuleResolution& module) {
@@ -315,6 +333,18 @@ private:
     SearchSupport m_support;
 };
 
+namespace {
+
+/// No name is held twice, and the list of the profile is gone before the searches begin.
+void takeModules(ProfileResolution& resolution) {
+    std::vector<Module> modules = std::exchange(resolution.profile.modules, {});
+    resolution.modules.resize(modules.size());
+    for (std::size_t i = 0; i < modules.size(); ++i)
+        resolution.modules[i].module = std::move(modules[i]);
+}
+
+} // namespace
+
 ProfileResolution Resolver::Impl::resolve(Profile profile, std::string input,
                                           Progress const& progress) {
     auto const start = std::chrono::steady_clock::now();
@@ -322,21 +352,21 @@ ProfileResolution Resolver::Impl::resolve(Profile profile, std::string input,
     result.input = std::move(input);
     result.profile_id = profileId(profile);
     result.profile = std::move(profile);
-    std::vector<Module> const modules = std::exchange(result.profile.modules, {});
+    takeModules(result);
+    std::vector<Repeat> const repeats = repeatsOf(result.modules);
 
     ProfileSearch search(m_environment, m_support, result);
-    std::map<decltype(keyOf(modules.front())), std::size_t> known;
-    std::vector<std::size_t> equalTo;
-    for (Module const& module : modules) {
-        auto const [equal, isNew] = known.emplace(keyOf(module), result.modules.size());
-        equalTo.push_back(equal->second);
-        result.modules.push_back(isNew ? search.resolve(module) : ModuleResolution());
-        result.modules.back().module = module;
-        if (progress && !progress(result.modules.size(), modules.size())) {
-            result.cancelled = true;
-            break;
-        }
+    std::size_t done = 0;
+    auto repeat = repeats.begin();
+    while (done < result.modules.size() && !result.cancelled) {
+        if (repeat != repeats.end() && repeat->index == done)
+            ++repeat;
+        else
+            search.resolve(result.modules[done]);
+        ++done;
+        result.cancelled = progress && !progress(done, result.modules.size());
     }
+    result.modules.resize(done);
     // What was found teaches only when all have been asked, so that no answer depends on the order
     // of the modules.
     if (m_support.places.options().learn_paths && !result.cancelled) {
@@ -345,11 +375,12 @@ ProfileResolution Resolver::Impl::resolve(Profile profile, std::string input,
         for (ModuleResolution& module : result.modules)
             search.tryLearned(module);
     }
-    for (std::size_t i = 0; i < result.modules.size(); ++i)
-        if (equalTo[i] != i) {
-            result.modules[i] = result.modules[equalTo[i]];
-            result.modules[i].module = modules[i];
-        }
+    std::for_each(repeats.begin(), repeat, [&](Repeat const& each) {
+        ModuleResolution& module = result.modules[each.index];
+        Module own = std::move(module.module);
+        module = result.modules[each.equal];
+        module.module = std::move(own);
+    });
     result.learned = search.learned().substitutions();
     result.elapsed_us = microsecondsSince(start);
     return result;

@@ -147,7 +147,8 @@ void accept(IValidFile const& file, IdentityValidator const& validator,
     if (result.step == ssAskUser)
         result.place = placeOf(result.path, validator, suggestions);
     result.identity = verdict == nullptr ? Identity() : verdict->identity;
-    result.stamp = verdict == nullptr ? std::nullopt : verdict->stamp;
+    if (verdict != nullptr && verdict->stamp)
+        result.stamp = *verdict->stamp;
     LOKATA_PROFILE_LOG(displayName(result.path)
                        << " [" << placeOrStep(result.path, result.step, suggestions) << "] "
                        << (result.confidence == cfValidated
@@ -266,10 +267,12 @@ void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestion
     if (isLogOn())
         logUnchosen(validator.judged(), firstJudged, record.suggestions, result);
     for (search_step_t const step : record.steps)
-        if (std::find(result.steps.begin(), result.steps.end(), step) == result.steps.end())
-            result.steps.push_back(step);
-    std::move(record.suggestions.begin(), record.suggestions.end(),
-              std::back_inserter(result.suggested));
+        result.steps.add(step);
+    if (!record.suggestions.empty()) {
+        auto& suggested = result.suggested ? *result.suggested : result.suggested.emplace();
+        std::move(record.suggestions.begin(), record.suggestions.end(),
+                  std::back_inserter(suggested));
+    }
     result.elapsed_us += microsecondsSince(start);
 }
 
@@ -357,7 +360,7 @@ void ModuleSearch::trySymbols(std::string const& name, std::string const& binary
     run(result, std::move(candidates), validator, find, false);
 }
 
-std::optional<FileResolution> ModuleSearch::findSupplementary(std::string const& symbolPath) {
+Boxed<FileResolution> ModuleSearch::findSupplementary(std::string const& symbolPath) {
     auto const facts = m_support.elf.facts(symbolPath);
     if (!facts->alt_link)
         return std::nullopt;

@@ -62,7 +62,7 @@ public:
     FileResolution findSymbols(std::string const& name, std::string const& binaryPath,
                                BuildId const& buildId, std::vector<Candidate> const& hints = {});
     /// Empty for a symbol file that names no supplementary file.
-    std::optional<FileResolution> findSupplementary(std::string const& symbolPath);
+    Boxed<FileResolution> findSupplementary(std::string const& symbolPath);
     /// A file that symbols are incomplete without, looked for as symbol files are. `owner` is the
     /// file that it belongs to, `names` are tried in turn, `expected` is what the validator
     /// compares.

@@ -54,8 +54,8 @@ FileResolution findPackage(ModuleSearch& search, SearchSupport& support, SplitOw
 
 } // namespace
 
-std::optional<SplitResolution> findSplitDwarf(ModuleSearch& search, SearchSupport& support,
-                                              SplitOwner const& owner) {
+Boxed<SplitResolution> findSplitDwarf(ModuleSearch& search, SearchSupport& support,
+                                      SplitOwner const& owner) {
     SplitDwarf split = readSplitDwarf(owner.symbols);
     if (split.units.empty() && split.error.empty())
         return std::nullopt;

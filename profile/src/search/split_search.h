@@ -6,7 +6,6 @@
 #include "search/module_search.h"
 
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,8 +19,8 @@ struct SplitOwner {
 };
 
 /// Empty for symbols that leave nothing to other files.
-std::optional<SplitResolution> findSplitDwarf(ModuleSearch& search, SearchSupport& support,
-                                              SplitOwner const& owner);
+Boxed<SplitResolution> findSplitDwarf(ModuleSearch& search, SearchSupport& support,
+                                      SplitOwner const& owner);
 
 /// Looks for each .dwo file that is still missing at what `candidates` gives for its name.
 void trySplitDwarf(ModuleSearch& search, SearchSupport& support, SplitOwner const& owner,

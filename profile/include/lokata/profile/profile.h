@@ -57,6 +57,8 @@ struct Module {
     std::string name; ///< As recorded, in bytes.
     BuildId build_id; ///< Empty when none is recorded.
     ModuleKind kind = ModuleKind::file;
+    /// A process (for guests: the host's process of the machine) that mapped it; 0 when unknown.
+    std::uint32_t pid = 0;
     /// Samples taken while this module's code ran.
     std::uint64_t samples = 0;
     /// Samples in whose call chain the module appears above the sampled instruction.
@@ -66,8 +68,6 @@ struct Module {
     /// Inode of the mount namespace that the name belongs to, when it is another than the
     /// recording machine's own; else 0.
     std::uint64_t mount_namespace = 0;
-    /// A process (for guests: the host's process of the machine) that mapped it; 0 when unknown.
-    std::uint32_t pid = 0;
     /// Of the first mapping of it; empty when none is recorded.
     std::optional<MappedFile> mapped_file{};
 };

@@ -35,7 +35,9 @@ struct ReadOptions {
     std::uint64_t max_inflated = 4ULL << 30; ///< Compressed records in all, never held at once.
     /// What comes out of a packed input is at most so many times its size, and 16 MiB more.
     std::uint64_t max_expansion = 100;
-    std::uint64_t max_names = 256U << 20;   ///< Names and build-ids kept in the result.
+    /// What is kept of the input: modules, with their names and build-ids, and names of sources. A
+    /// million modules with names of 100 bytes need 225 MiB.
+    std::uint64_t max_names = 256U << 20;
     std::uint64_t max_pending = 256U << 20; ///< Events held back to bring them into order.
 };
 

@@ -4,6 +4,7 @@
 /// was proven, and why others were rejected. Plain data, filled by the resolver and read by the
 /// outputs.
 
+#include <lokata/profile/boxed.h>
 #include <lokata/profile/file_stamp.h>
 #include <lokata/profile/places.h>
 #include <lokata/profile/profile.h>
@@ -11,7 +12,10 @@
 
 #include <lokata2/search_types.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -83,6 +87,28 @@ struct JudgedCandidate {
     std::optional<FileStamp> stamp{}; ///< Taken before the file was judged.
 };
 
+/// Steps in the order in which they ran, each once. Of a size that does not count where a search is
+/// kept for each of very many files.
+class StepList {
+public:
+    void add(LK_2_13::search_step_t step) {
+        auto const end = m_steps.begin() + m_count;
+        if (std::find(m_steps.begin(), end, step) == end && m_count < m_steps.size())
+            m_steps[m_count++] = static_cast<std::uint8_t>(step);
+    }
+    std::vector<LK_2_13::search_step_t> list() const {
+        std::vector<LK_2_13::search_step_t> result;
+        for (std::size_t i = 0; i < m_count; ++i)
+            result.push_back(static_cast<LK_2_13::search_step_t>(m_steps[i]));
+        return result;
+    }
+
+private:
+    /// Steps are single bits of a byte.
+    std::array<std::uint8_t, std::size(c_searchSteps)> m_steps{};
+    std::uint8_t m_count = 0;
+};
+
 /// The search for one file of a module.
 struct FileResolution {
     /// Canonical. Empty if no candidate was accepted; then `confidence`, `step` and `place` say
@@ -91,14 +117,15 @@ struct FileResolution {
     LK_2_13::confidence_t confidence = LK_2_13::cfValidated;
     LK_2_13::search_step_t step = LK_2_13::ssAskUser;
     Place place = Place::search_step; ///< What led to the file.
+    StepList steps{};                 ///< Those that ran.
     Identity identity;                ///< Of the accepted file, else what was expected.
     /// In the order of meeting them; one entry a path.
     std::vector<JudgedCandidate> rejected;
     std::uint64_t elapsed_us = 0; ///< Wall clock time.
-    /// What was tried beside the steps of the library, in order, also where no such file exists.
-    std::vector<Candidate> suggested{};
-    std::vector<LK_2_13::search_step_t> steps{}; ///< Those that ran, in order.
-    std::optional<FileStamp> stamp{};            ///< Of the accepted file, before it was judged.
+    /// What was tried beside the steps of the library, in order, also where no such file exists;
+    /// empty if nothing was.
+    Boxed<std::vector<Candidate>> suggested{};
+    Boxed<FileStamp> stamp{}; ///< Of the accepted file, before it was judged.
 
     bool found() const { return !path.empty(); }
 };
@@ -139,10 +166,10 @@ constexpr Word<ModuleStatus> c_moduleStatuses[]{
 struct ModuleResolution {
     Module module;
     ModuleStatus status = ModuleStatus::missing;
-    std::optional<FileResolution> binary;        ///< Empty if none was looked for.
-    std::optional<FileResolution> symbols;       ///< Empty if none was looked for.
-    std::optional<FileResolution> supplementary; ///< Empty without symbols, or if they name none.
-    std::optional<SplitResolution> split_dwarf;  ///< Empty if the symbols are not split.
+    Boxed<FileResolution> binary;        ///< Empty if none was looked for.
+    Boxed<FileResolution> symbols;       ///< Empty if none was looked for.
+    Boxed<FileResolution> supplementary; ///< Empty without symbols, or if they name none.
+    Boxed<SplitResolution> split_dwarf;  ///< Empty if the symbols are not split.
 };
 
 /// A source file that resolved modules name. One name has several of them where the modules
