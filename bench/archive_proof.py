@@ -4,15 +4,16 @@
     bench/archive_proof.py [--program build/release/bin/lokata] [--binaries N]
 
 The profiles name binaries of this machine by their build-ids, and programs made here by gcc: two
-binaries of one bare name without build-ids, sources without MD5 of DWARF 4 and DWARF 5, many of one
-bare name, a symbol file that only its debug link leads to, two of one bare name without any mark, and a
-supplementary file. A second machine has other files under the same names, and one program more, as two
-profiles that record the same are one. Its archive is copied over the first. The other root is a chroot
-that holds nothing but the program, its libraries, the profiles and the archive.
+binaries of one bare name without build-ids, two builds of one recorded name, sources without MD5 of
+DWARF 4 and DWARF 5, many of one bare name, a symbol file that only its debug link leads to, two of one
+bare name without any mark, a supplementary file, and split DWARF in .dwo files and in a package. A second
+machine has other files under the same names, and one program more, as two profiles that record the same
+are one. The archives are merged in both orders, one copied over the other. The other root is a
+chroot that holds nothing but the program, its libraries, the profiles and the merged archive.
 
-Prints for binaries, symbols and sources how many of the answers are the same: the same file, or none,
-with the same status and confidence. Ends with 1 unless all are. Needs gcc and binutils, and root or user
-namespaces.
+Prints for binaries, symbols, files with split DWARF and sources how many of the answers are the same: the
+same file, or none, with the same status and confidence. Ends with 1 unless all are. Needs gcc and binutils
+with dwp, and root or user namespaces.
 """
 
 import argparse
@@ -71,6 +72,10 @@ class Machine:
         self.make_separate("linked", name, linked=True)
         for twin in ("one", "two"):
             self.make_separate(twin + "/bare", name, linked=False)
+        self.make_builds("builds/tool", name)
+        for twin in ("one", "two"):
+            self.make_split(os.path.join(directory, "split", twin), name, packed=False)
+            self.make_split(os.path.join(directory, "packed", twin), name, packed=True)
         for path in [program, *self.of_this_machine(binaries)]:
             self.identified.append((build_id(path), path))
 
@@ -104,6 +109,43 @@ class Machine:
             run("objcopy", "--add-gnu-debuglink=" + symbols, whole)
         self.named.append(whole)
 
+    def make_builds(self, program, name):
+        """Two builds that were recorded under one name. The later has replaced the earlier, of which the
+        tree of debug files keeps both files; the debug link of the later leads to its symbols."""
+        path = os.path.join(self.directory, program)
+        for build in ("earlier", "later"):
+            source = write(path + ".c", "char const n[] = \"%s %s\"; int main(void) { return *n; }\n"
+                           % (build, name))
+            compile_program(path, [source], "-gdwarf-5", "-Wl,--build-id=sha1")
+            run("objcopy", "--only-keep-debug", path, path + ".debug")
+            run("strip", path)
+            run("objcopy", "--add-gnu-debuglink=" + path + ".debug", path)
+            self.identified.append((build_id(path), path))
+            if build == "earlier":
+                kept = os.path.join(self.debug, ".build-id", build_id(path)[:2], build_id(path)[2:])
+                os.makedirs(os.path.dirname(kept))
+                os.rename(path, kept)
+                os.rename(path + ".debug", kept + ".debug")
+
+    def make_split(self, directory, name, packed):
+        """A program of two units that leave their debug information in one.dwo and two.dwo, or in
+        tool.dwp: bare names that others have, too."""
+        program = os.path.join(directory, "tool")
+        units = []
+        for unit, call in (("one", "int two(void); int main(void) { return two(); }"),
+                           ("two", "int two(void) { return __LINE__; }")):
+            source = write(os.path.join(directory, unit + ".c"), "%s // %s %s\n" % (call, directory, name)
+                           + "char const mark_%s[] = \"%s %s\";\n" % (unit, directory, name))
+            units.append(os.path.join(directory, unit + ".o"))
+            run("gcc", "-O1", "-gdwarf-5", "-gsplit-dwarf", "-c", "-o", units[-1], source)
+        run("gcc", "-Wl,--build-id=sha1", "-o", program, *units)
+        if packed:
+            parts = [unit[:-1] + "dwo" for unit in units]
+            run("dwp", "-o", program + ".dwp", *parts)
+            for part in parts:
+                os.remove(part)
+        self.identified.append((build_id(program), program))
+
     def add_supplementary(self, symbols, name):
         source = write(os.path.join(self.directory, "shared.c"), "int shared; // %s\n" % name)
         shared = compile_program(os.path.join(self.debug, ".dwz", "shared.debug"), [source], "-gdwarf-5",
@@ -133,7 +175,7 @@ class Machine:
 
 def answers(output, root):
     """For each kind of file what each recorded name was resolved to."""
-    result = {"binaries": [], "symbols": [], "sources": []}
+    result = {"binaries": [], "symbols": [], "split": [], "sources": []}
 
     def add(kind, name, status, file):
         path = file and file["path"]
@@ -147,6 +189,11 @@ def answers(output, root):
             add("binaries", module["name"], module["status"], module["binary"])
             for part in ("symbols", "supplementary"):
                 add("symbols", module["name"], part, module[part])
+            split = module["split_dwarf"]
+            if split:
+                add("split", module["name"], "%(found_units)d of %(units)d" % split, split["package"])
+                for each in split["files"]:
+                    add("split", each["name"], None, each["file"])
         for source in document["sources"]:
             add("sources", source["name"], None, source["file"])
     return result
@@ -175,7 +222,7 @@ def other_root(root, program):
             "/lokata/" + os.path.basename(program)]
 
 
-def compare(machine, here, there):
+def compare(machine, merge, here, there):
     same_everywhere = True
     for kind in here:
         pairs = list(zip(here[kind], there[kind]))
@@ -184,8 +231,8 @@ def compare(machine, here, there):
         wrong = sum(b[2] is not None and a[2] != b[2] for a, b in pairs)
         complete = len(here[kind]) == len(there[kind]) and same == len(pairs)
         same_everywhere &= complete
-        print("%-5s %-9s %5d names, %5d of them found, %5d answers the same there (%.1f %%), %d wrong files"
-              % (machine, kind, len(here[kind]), found, same, 100.0 * same / max(1, len(here[kind])), wrong))
+        print("%-5s %s %-9s %5d names, %5d of them found, %5d answers the same there (%.1f %%), %d wrong files"
+              % (machine, merge, kind, len(here[kind]), found, same, 100.0 * same / max(1, len(here[kind])), wrong))
         for a, b in [pair for pair in pairs if pair[0] != pair[1]][:3]:
             print("      here %s\n     there %s" % (a, b))
     return same_everywhere
@@ -201,7 +248,6 @@ def main():
     with tempfile.TemporaryDirectory(prefix="lokata-archive-proof-") as scratch:
         place = os.path.join(scratch, "machine")
         root = os.path.join(scratch, "root")
-        archive = os.path.join(root, "archive")
         os.makedirs(root)
         here = {}
         for name in MACHINES:
@@ -211,14 +257,16 @@ def main():
             output = resolve([program], profiles, machine.debug, "--archive-into", kept)
             here[name] = answers(output, "")
             shutil.rmtree(place)
-        for name in MACHINES:
-            run("cp", "-r", os.path.join(scratch, name) + "/.", archive)
         command = other_root(root, program)
         complete = True
-        for name in MACHINES:
-            profiles = ["/%s/%s" % (name, each) for each in ("identified", "named")]
-            output = resolve(command, profiles, "/none", "--archive", "/archive")
-            complete &= compare(name, here[name], answers(output, root))
+        for first, second in (MACHINES, MACHINES[::-1]):
+            merge = "%s-then-%s" % (first, second)
+            for name in (first, second):
+                run("cp", "-r", os.path.join(scratch, name) + "/.", os.path.join(root, merge))
+            for name in MACHINES:
+                profiles = ["/%s/%s" % (name, each) for each in ("identified", "named")]
+                output = resolve(command, profiles, "/none", "--archive", "/" + merge)
+                complete &= compare(name, merge, here[name], answers(output, root))
     print("all the same" if complete else "NOT all the same")
     return 0 if complete else 1
 

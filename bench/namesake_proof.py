@@ -1,14 +1,20 @@
 #!/usr/bin/env python3
 """Plants namesakes of all kinds around right files and counts wrong and missed answers.
 
-    bench/namesake_proof.py [--program build/release/bin/lokata] [--rounds N] [--seed N]
+    bench/namesake_proof.py [--program build/release/bin/lokata] [--rounds N] [--seed N] [--limit SECONDS]
 
-Each round makes modules whose right binary, symbol file, source or kernel lies, or does not lie, among
-namesakes in a random order: other build-ids, damage of every kind behind a readable build-id note,
-stripped files, debug files of other builds, texts, directories, pipes, devices, loops, sparse giants,
-unreadable files, other kernels, half archived copies. `lokata resolve` has to give the right file as
-proven where it is there, and nothing as proven where it is not. Runs as another user than root, so that
-unreadable files are. Needs gcc, clang (whose line tables hold checksums of sources) and binutils.
+Each round makes modules of two builds whose right binary, symbol file, source or kernel lies, or does
+not lie, among namesakes in a random order: other build-ids, damage of every kind behind a readable
+build-id note, stripped files, debug files of other builds, texts, directories, pipes, devices, loops,
+sparse giants, unreadable files, other kernels, half archived copies, altered copies in the cache of
+unpacked kernels. `lokata resolve`, `run` and `find`, asked by build-id or checksum, have to give the right
+file as proven where it is there, and nothing as proven where it is not; modules without a build-id are
+never proven, the status of a module says what its binary is, and `resolve` gives the same answers for its
+lines in another order. A category with a run above the limit of time is asked without sparse giants from
+then on. Runs as another user than root, so that unreadable files are. Needs gcc, clang (whose line
+tables hold checksums of sources) and binutils.
+
+A copy of an unpacked kernel beside a note forged to fit it is left out: that directory is the user's own.
 """
 
 import argparse
@@ -19,256 +25,195 @@ import lzma
 import os
 import random
 import shutil
-import stat
-import struct
-import subprocess
+import signal
 import sys
 import tempfile
 
-NOBODY = 65534
+from namesake_questions import Program, Score, Wanted, compare_orders, judge, judge_status
+from namesakes import Build, Planter, write
+
 RELEASE = "6.1.0-proof"
-
-
-def run(*words, **options):
-    return subprocess.run(words, check=True, stdout=subprocess.PIPE, **options).stdout
-
-
-def read(path):
-    with open(path, "rb") as file:
-        return file.read()
-
-
-def write(path, content):
-    os.makedirs(os.path.dirname(path), exist_ok=True)
-    with open(path, "wb") as file:
-        file.write(content)
-    return path
-
-
-class Build:
-    """One build: a stripped binary, its debug file, its source and a kernel, all of one build-id."""
-
-    def __init__(self, scratch, number):
-        self.id = hashlib.sha1(b"build %d" % number).hexdigest()
-        base = os.path.join(scratch, "build%d" % number)
-        self.source_path = os.path.join(base, "proof.c")
-        # One size for all, so that only the content tells them apart.
-        self.source = write(self.source_path, b"int main(void) { return %03d; }\n" % number)
-        whole = os.path.join(base, "whole")
-        run("clang", "-gdwarf-5", "-O1", "-Wl,--build-id=0x" + self.id, "-o", whole, self.source_path)
-        run("objcopy", "--only-keep-debug", whole, whole + ".debug")
-        run("strip", "-o", whole + ".stripped", whole)
-        self.debug = read(whole + ".debug")
-        self.binary = read(whole + ".stripped")
-        self.source = read(self.source_path)
-        self.kernel = read(whole)
-
-
-def sections(elf):
-    """(type, offset, size) of each section of a 64-bit little-endian file."""
-    offset, = struct.unpack_from("<Q", elf, 40)
-    size, count = struct.unpack_from("<HH", elf, 58)
-    for i in range(count):
-        kind, = struct.unpack_from("<I", elf, offset + i * size + 4)
-        at, length = struct.unpack_from("<QQ", elf, offset + i * size + 24)
-        yield kind, at, length
-
-
-def overwritten(content, start, end, byte=b"\0"):
-    return content[:start] + byte * (end - start) + content[end:]
-
-
-def without(elf, ranges):
-    for at, length in ranges:
-        elf = overwritten(elf, at, at + length, b"\xff")
-    return elf
-
-
-def damages(elf):
-    """Damaged forms of a file whose build-id note can still be read."""
-    table, = struct.unpack_from("<Q", elf, 40)
-    note_end = max(at + length for kind, at, length in sections(elf) if kind == 7 and at < 2048)
-    strings = [(at, length) for kind, at, length in sections(elf) if kind == 3 and at > note_end]
-    yield "cut", lambda: elf[:random.randrange(note_end, len(elf) - 1)]
-    yield "cut in the table", lambda: elf[:random.randrange(table, len(elf) - 1)]
-    yield "zeros behind the note", lambda: overwritten(elf, max(1024, note_end), len(elf))
-    yield "section table of zeros", lambda: overwritten(elf, table, len(elf))
-    yield "section table of ones", lambda: overwritten(elf, table, len(elf), b"\xff")
-    yield "string tables of ones", lambda: without(elf, strings)
-    yield "table outside", lambda: elf[:40] + struct.pack("<Q", len(elf) + 4096) + elf[48:]
-
-
-class Planter:
-    def __init__(self, scratch, right, other):
-        self.scratch, self.right, self.other = scratch, right, other
-        self.planted = 0
-
-    def special(self, path, kind):
-        os.makedirs(os.path.dirname(path), exist_ok=True)
-        if kind == "directory":
-            os.mkdir(path)
-        elif kind == "pipe":
-            os.mkfifo(path)
-        elif kind == "device" and os.geteuid() == 0:
-            os.mknod(path, stat.S_IFCHR | 0o666, os.makedev(1, 5))
-        elif kind == "loop":
-            os.symlink(path, path)
-        elif kind == "giant":
-            with open(path, "wb") as file:
-                file.truncate(10 << 30)
-        elif kind == "unreadable":
-            write(path, self.right.binary)
-            os.chmod(path, 0)
-        else:
-            write(path, b"text\n")
-
-    def plant(self, path, category):
-        self.planted += 1
-        specials = ["directory", "pipe", "device", "loop", "giant", "unreadable", "text"]
-        content = getattr(self.right, category)
-        choices = [(None, kind) for kind in specials]
-        choices += [(getattr(self.other, category), "other")] * 3
-        if category == "source":
-            choices += [(content[:-1], "cut"), (content.replace(b"0", b"1"), "changed")]
-        else:
-            choices += [(make, name) for name, make in damages(content)] * 2
-        if category == "debug":
-            choices += [(self.right.binary, "stripped"), (self.other.debug, "debug file of another")]
-        if category == "binary":
-            choices += [(self.right.debug, "debug file"), (self.other.kernel, "other")]
-        content, kind = random.choice(choices)
-        if content is None:
-            self.special(path, kind)
-        else:
-            write(path, content() if callable(content) else content)
-
-
-def shuffled_places(root, count):
-    places = [os.path.join(root, "place%d" % i) for i in range(count)]
-    random.shuffle(places)
-    return places
+KERNEL = "[kernel.kallsyms]"
+# The size of a sparse giant, in bytes; the content of a source is all read, since nothing else tells it.
+GIANTS = {"binaries": 3 << 30, "symbols": 3 << 30, "sources": 16 << 20, "kernels": 3 << 30}
+FOUND_SINGLY = 6  # Questions of each round that are asked by a `find` of their own.
 
 
 class Round:
-    """One run of the program over the modules of one category."""
+    """Files and questions of one category."""
 
-    def __init__(self, options, scratch, category):
-        self.options, self.category = options, category
+    def __init__(self, options, scratch, score, category, giant):
+        self.score, self.category = score, category
         self.root = tempfile.mkdtemp(dir=scratch)
-        self.right, self.other = options.builds
-        self.planter = Planter(scratch, self.right, self.other)
-        self.expected = {}
+        os.chmod(self.root, 0o755)
+        self.right, self.other, self.stranger = options.builds
+        self.planter = Planter(*options.builds, giant)
+        self.archive = os.path.join(self.root, "archive")
+        self.program = Program(options.program, options.limit, score, self.path("home"))
+        self.places = [self.path("place%d" % i) for i in range(12)]
+        random.shuffle(self.places)
+        self.wanted = []
 
-    def resolve(self, modules, *words):
-        listing = "".join("%s %s\n" % (self.right.id, name) for name in modules)
-        command = [self.options.program, "resolve", "-", "--json", "--no-user",
-                   "--debug-file-directory", os.path.join(self.root, "debug"), *words]
-        def drop():
-            if os.geteuid() == 0:
-                os.setgroups([])
-                os.setgid(NOBODY)
-                os.setuid(NOBODY)
-        environment = dict(os.environ, HOME=os.path.join(self.root, "home"))
-        os.makedirs(environment["HOME"], exist_ok=True)
-        os.chmod(environment["HOME"], 0o777)
-        result = subprocess.run(command, input=listing.encode(), stdout=subprocess.PIPE,
-                                stderr=subprocess.PIPE, preexec_fn=drop, env=environment,
-                                timeout=600)
-        if result.returncode not in (0, 1):
-            sys.exit("status %d: %s" % (result.returncode, result.stderr.decode(errors="replace")))
-        return json.loads(result.stdout)
+    def path(self, *parts):
+        return os.path.join(self.root, *parts)
 
-    def plant_around(self, name, category, places, likelihood=0.7):
+    def directories(self, word, places):
+        return [each for place in places for each in ("-d", "%s:r=%s" % (word, place))]
+
+    def plant_around(self, name, category, module=None):
         """Namesakes in all places, with the right file in one of them, or in none."""
-        self.expected[name] = None
-        chosen = random.choice(places) if random.random() < likelihood else None
-        for place in places:
+        asked = {build: Wanted(build, category, name, module) for build in (self.right, self.other)}
+        self.wanted += asked.values()
+        chosen = random.choice(self.places) if random.random() < 0.7 else None
+        for place in self.places:
             path = os.path.join(place, name.lstrip("/"))
             if place == chosen:
-                self.expected[name] = write(path, getattr(self.right, category))
+                asked[self.right].lies_at.append(write(path, self.right.content(category, name)))
             else:
-                self.planter.plant(path, category)
+                whole = self.planter.plant(path, category, name)
+                if whole in asked:
+                    asked[whole].lies_at.append(path)
 
-    def judge(self, answers, content):
-        wrong = missed = 0
-        for name, expected in self.expected.items():
-            file = answers.get(name) or {}
-            path = file.get("path")
-            proven = path is not None and file["confidence"] == "cfValidated"
-            if proven and read(path) != content:
-                wrong += 1
-                print("wrong: %s: %s" % (name, path))
-            elif expected is not None and not proven:
-                missed += 1
-                print("missed: %s: %s" % (name, expected))
-        return wrong, missed, self.planter.planted
+    def plant_half_copies(self, category, folder, names):
+        for name in names:
+            build = random.choice([self.right, self.other])
+            bare = os.path.basename(name)
+            self.planter.plant_half_copy(self.archive, folder, bare, build.content(category, name))
+
+    def resolve(self, lines, *words):
+        """The document for the lines in a random order, after comparing it with that of another."""
+        command = ["resolve", "-", "--debug-file-directory", self.path("debug"),
+                   "--archive", self.archive, *words]
+        documents = []
+        for _ in range(2):
+            random.shuffle(lines)
+            answer = self.program.documents(self.category, command, "".join(lines))
+            if answer is None:
+                return None
+            documents.append(answer[0])
+        compare_orders(self.score, self.category, *documents)
+        return documents[0]
+
+    def judge_modules(self, document, part):
+        """Judges the file of this part of each module; without a document nothing was answered."""
+        if document is None:
+            return
+        modules = {(m["build_id"], m["name"]): m for m in document["modules"]}
+        for module in document["modules"]:
+            judge_status(self.score, module)
+        for wanted in self.wanted:
+            module = modules.get((wanted.build.id, wanted.module))
+            judge(self.score, "resolve", wanted, module and module[part])
+
+    def ask_singly(self, word, checksum_of, words, name_of=lambda wanted: wanted.name, binary_of=None):
+        """Asks `run` for everything twice, so that its history answers too, and `find` for some."""
+        asked = self.wanted * 2
+        random.shuffle(asked)
+        requests = []
+        for wanted in asked:
+            request = {"category": word, "name": name_of(wanted), "checksum": checksum_of(wanted)}
+            if binary_of:
+                request["binary"] = binary_of(wanted)
+            requests.append(json.dumps(request) + "\n")
+        places = ["--archive", self.archive, *words]
+        answers = self.program.documents(self.category, ["run", "-", *places], "".join(requests))
+        for wanted, answer in zip(asked, answers or []):
+            judge(self.score, "run", wanted, answer["found"][0] if answer["found"] else None)
+        for wanted in random.sample(self.wanted, min(FOUND_SINGLY, len(self.wanted))):
+            binary = ["--binary", binary_of(wanted)] if binary_of else []
+            answer = self.program.documents(self.category, ["find", word, name_of(wanted), "--expect",
+                                             checksum_of(wanted), *binary, *places])
+            for each in answer or []:
+                judge(self.score, "find", wanted, each["found"][0] if each["found"] else None)
 
     def binaries(self):
-        places = shuffled_places(self.root, 12)
-        names = ["/opt/app/bin/tool%d" % i for i in range(25)]
+        names = ["/opt/app/bin/tool%d" % i for i in range(15)]
         for name in names:
-            self.plant_around(name, "binary", places)
-        for name in names[::5]:
-            half = self.right.binary[:random.randrange(1024, len(self.right.binary) - 1)]
-            bare = os.path.basename(name)
-            md5 = hashlib.md5(self.right.binary).hexdigest()
-            write(os.path.join(self.root, "archive/binaries", bare, md5, bare), half)
-            self.planter.planted += 1
-        words = [word for place in places for word in ("-d", "bin:r=" + place)]
-        document = self.resolve(names, "--archive", os.path.join(self.root, "archive"), *words)
-        return self.judge({m["name"]: m["binary"] for m in document["modules"]}, self.right.binary)
+            self.plant_around(name, "binary")
+        self.plant_half_copies("binary", "binaries", names[::5])
+        lines = ["%s %s\n" % (wanted.build.id, wanted.name) for wanted in self.wanted]
+        lines += ["%40s %s\n" % ("", name) for name in names[::3]]  # The same names without a build-id.
+        words = self.directories("bin", self.places)
+        self.judge_modules(self.resolve(lines, *words), "binary")
+        self.ask_singly("bin", lambda wanted: "build-id:" + wanted.build.id, words)
 
     def symbols(self):
-        places = shuffled_places(self.root, 12)
-        names = ["/opt/app/bin/tool%d" % i for i in range(25)]
+        names = ["/opt/app/bin/tool%d" % i for i in range(15)]
+        binaries = {}
         for name in names:
-            self.plant_around(name + ".debug", "debug", places)
-            write(os.path.join(self.root, "bin", name.lstrip("/")), self.right.binary)
-        words = [word for place in places for word in ("-d", "sym:r=" + place)]
-        document = self.resolve(names, "-d", "bin:r=" + os.path.join(self.root, "bin"), *words)
-        return self.judge({m["name"] + ".debug": m["symbols"] for m in document["modules"]},
-                          self.right.debug)
+            self.plant_around(name + ".debug", "debug", name)
+            for build in (self.right, self.other):
+                binaries[build, name] = write(self.path("bin", build.id, name.lstrip("/")), build.binary)
+        self.plant_half_copies("debug", "symbols", [name + ".debug" for name in names[::5]] + names[1::5])
+        lines = ["%s %s\n" % (wanted.build.id, wanted.module) for wanted in self.wanted]
+        words = self.directories("sym", self.places)
+        self.judge_modules(self.resolve(lines, *self.directories("bin", [self.path("bin")]), *words),
+                           "symbols")
+        self.ask_singly("sym", lambda wanted: "build-id:" + wanted.build.id, words,
+                        binary_of=lambda wanted: binaries[wanted.build, wanted.module])
 
     def sources(self):
-        places = shuffled_places(self.root, 12)
-        name = self.right.source_path
-        self.plant_around(name, "source", places)
-        binary = write(os.path.join(self.root, "bin/whole"), self.right.kernel)
-        words = [word for place in places for word in ("-d", "src:r=" + place)]
-        hidden = name + ".away"
-        os.rename(name, hidden)
-        try:
-            document = self.resolve([binary], "--sources", *words)
-        finally:
-            os.rename(hidden, name)
-        return self.judge({s["name"]: s["file"] for s in document["sources"]}, self.right.source)
+        for name in self.right.sources:
+            self.plant_around(name, "source")
+        self.plant_half_copies("source", "sources", list(self.right.sources)[::2])
+        binaries = [write(self.path("bin", build.id, "whole"), build.kernel)
+                    for build in (self.right, self.other)]
+        words = self.directories("src", self.places)
+        document = self.resolve([path + "\n" for path in binaries], "--sources", *words)
+        checksum = lambda wanted: hashlib.md5(wanted.build.content("source", wanted.name)).hexdigest()
+        if document is not None:
+            answers = {(s["name"], s["file"]["identity"]["expected"]): s["file"]
+                       for s in document["sources"]}
+            for wanted in self.wanted:
+                judge(self.score, "resolve", wanted, answers.get((wanted.name, checksum(wanted))))
+        self.ask_singly("src", lambda wanted: "md5:" + checksum(wanted), words)
 
     def kernels(self):
-        sysroot = os.path.join(self.root, "root")
-        packings = {"boot/vmlinuz-" + RELEASE: random.choice([gzip.compress, lzma.compress])}
-        plain = ["boot/vmlinux-" + RELEASE, "usr/lib/debug/lib/modules/%s/vmlinux" % RELEASE,
+        sysroot = self.path("root")
+        packed_name = "boot/vmlinuz-" + RELEASE
+        names = ["boot/vmlinux-" + RELEASE, "usr/lib/debug/lib/modules/%s/vmlinux" % RELEASE,
                  "lib/modules/%s/vmlinux" % RELEASE]
-        names = plain + list(packings)
-        chosen = random.choice(names + [None])
-        self.expected["[kernel.kallsyms]"] = chosen
+        asked = {build: Wanted(build, "kernel", KERNEL) for build in (self.right, self.other)}
+        self.wanted += asked.values()
+        chosen = random.choice([packed_name, packed_name, None, *names])
+        if chosen in names:
+            asked[self.right].lies_at.append(write(os.path.join(sysroot, chosen), self.right.kernel))
         for name in names:
             path = os.path.join(sysroot, name)
-            pack = packings.get(name, lambda content: content)
-            if name == chosen:
-                write(path, pack(self.right.kernel))
-            elif name in packings:
-                packed = pack(random.choice([self.other.kernel, self.right.kernel]))
-                self.planter.planted += 1
-                if random.random() < 0.5:
-                    write(path, pack(self.other.kernel))
-                else:
-                    write(path, packed[:random.randrange(64, len(packed) - 1)])
-            else:
-                self.planter.plant(path, "kernel")
-        document = self.resolve(["[kernel.kallsyms]"], "--sysroot", sysroot,
-                                "--kernel-release", RELEASE)
-        return self.judge({m["name"]: m["binary"] for m in document["modules"]},
-                          self.right.kernel)
+            whole = None if name == chosen else self.planter.plant(path, "kernel", KERNEL)
+            if whole in asked:
+                asked[whole].lies_at.append(path)
+        self.plant_packed(os.path.join(sysroot, packed_name), chosen == packed_name, asked)
+        for bare in ("vmlinux", "vmlinux-" + RELEASE):
+            self.planter.plant_half_copy(self.archive, "binaries", bare, self.right.kernel)
+        self.ask_for_kernels(sysroot)
+        for copy in self.program.kernel_copies():
+            self.planter.alter_kernel_copy(copy)
+        self.ask_for_kernels(sysroot)
+
+    def plant_packed(self, path, is_chosen, asked):
+        pack = random.choice([gzip.compress, lzma.compress])
+        if is_chosen:
+            asked[self.right].lies_at.append(write(path, pack(self.right.kernel)))
+            return
+        self.planter.planted += 1
+        build = random.choice([self.right, self.other, self.stranger])
+        packed = pack(build.kernel)
+        if build is not self.right and random.random() < 0.5:
+            write(path, packed)
+            if build in asked:
+                asked[build].lies_at.append(path)
+        elif random.random() < 0.5:
+            write(path, packed[:random.randrange(64, len(packed) - 1)])
+        else:
+            write(path, pack(random.choice(self.planter.altered("kernel", KERNEL))()))
+
+    def ask_for_kernels(self, sysroot):
+        lines = ["%s %s\n" % (wanted.build.id, KERNEL) for wanted in self.wanted]
+        release = ("--kernel-release", RELEASE)
+        self.judge_modules(self.resolve(lines, "--sysroot", sysroot, *release), "binary")
+        self.ask_singly("bin", lambda wanted: "build-id:" + wanted.build.id,
+                        [*self.directories("bin", [sysroot]), *release], lambda wanted: "vmlinux")
 
 
 def main():
@@ -277,26 +222,32 @@ def main():
     parser.add_argument("--program", default="build/release/bin/lokata")
     parser.add_argument("--rounds", type=int, default=12)
     parser.add_argument("--seed", type=int, default=random.randrange(1 << 30))
+    parser.add_argument("--limit", type=float, default=60, help="of one run, in seconds")
     options = parser.parse_args()
     options.program = os.path.abspath(options.program)
     random.seed(options.seed)
     print("seed %d" % options.seed)
+    signal.signal(signal.SIGTERM, signal.default_int_handler)
 
-    scratch = tempfile.mkdtemp()
-    os.chmod(scratch, 0o755)
-    totals = [0, 0, 0]
-    try:
-        options.builds = Build(scratch, 100), Build(scratch, 200)
-        for _ in range(options.rounds):
-            for category in ("binaries", "symbols", "sources", "kernels"):
-                this = Round(options, scratch, category)
-                os.chmod(this.root, 0o755)
-                totals = [a + b for a, b in zip(totals, getattr(this, category)())]
-                shutil.rmtree(this.root)
-    finally:
-        shutil.rmtree(scratch)
-    print("%d namesakes, %d wrong, %d missed" % (totals[2], totals[0], totals[1]))
-    return 1 if totals[0] or totals[1] else 0
+    score = Score()
+    giants = dict(GIANTS)
+    with tempfile.TemporaryDirectory() as scratch:
+        os.chmod(scratch, 0o755)
+        try:
+            options.builds = [Build(scratch, number) for number in (100, 200, 300)]
+            for _ in range(options.rounds):
+                for category in giants:
+                    this = Round(options, scratch, score, category, giants[category])
+                    getattr(this, category)()
+                    score.namesakes += this.planter.planted
+                    if this.program.timed_out:
+                        giants[category] = 0
+                    shutil.rmtree(this.root)
+        except KeyboardInterrupt:
+            print("interrupted")
+        finally:
+            is_clean = score.report()
+    return 0 if is_clean else 1
 
 
 if __name__ == "__main__":

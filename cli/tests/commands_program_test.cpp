@@ -202,6 +202,10 @@ TEST_F(UnpackKernelProgram, FillsThePlaceWhereASearchLooks) {
     std::string const unpacked = runHere({"unpack-kernel", image}).text();
     EXPECT_THAT(unpacked, StartsWith("0\n" + path("cache/vmlinux_cache/")));
     EXPECT_EQ(runHere({"find", "bin", image, "--no-user"}).text(), unpacked);
+    std::string const copy = unpacked.substr(2, unpacked.size() - 3);
+    fs::remove(copy);
+    fs::create_symlink("/dev/null", copy);
+    EXPECT_EQ(runHere({"unpack-kernel", image}).text(), unpacked) << "in the place of a link";
     EXPECT_EQ(runHere({"unpack-kernel", image, path("vmlinux")}).text(), "0\n" + path("vmlinux\n"));
     EXPECT_TRUE(contentOf(path("vmlinux")) == kernel);
     for (std::string const& bad : {image, std::string("/dev/null"), path("no/such")})

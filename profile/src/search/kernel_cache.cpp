@@ -74,8 +74,16 @@ bool isTrusted(std::string const& copy) {
     return memo.get(copy, isAsNoted);
 }
 
+/// Whatever else has the name is no copy, and nothing would be unpacked in its place.
+void removeIrregular(std::string const& copy) {
+    std::error_code ignored;
+    if (!fs::is_regular_file(fs::symlink_status(copy, ignored)))
+        fs::remove(copy, ignored);
+}
+
 /// Why there is no copy now, or the empty text.
 std::string fill(std::string const& image, std::string const& copy) {
+    removeIrregular(copy);
     unpack::UnpackResult const result = unpack::unpackKernel(image, copy);
     if (!result.ok) {
         // What stood there must not be taken instead.
