@@ -137,7 +137,8 @@ class Machine:
             source = write(os.path.join(directory, unit + ".c"), "%s // %s %s\n" % (call, directory, name)
                            + "char const mark_%s[] = \"%s %s\";\n" % (unit, directory, name))
             units.append(os.path.join(directory, unit + ".o"))
-            run("gcc", "-O1", "-gdwarf-5", "-gsplit-dwarf", "-c", "-o", units[-1], source)
+            flavour = "-gdwarf-4" if packed else "-gdwarf-5"  # dwp knows no other.
+            run("gcc", "-O1", flavour, "-gsplit-dwarf", "-c", "-o", units[-1], source)
         run("gcc", "-Wl,--build-id=sha1", "-o", program, *units)
         if packed:
             parts = [unit[:-1] + "dwo" for unit in units]

@@ -147,9 +147,11 @@ SplitContents readSplitContents(std::string const& path) {
     ElfSections const sections(path);
     std::string_view const index = sections.section(".debug_cu_index");
     SplitContents result{{}, sections.error()};
-    if (!index.empty() && sections.has(".debug_info.dwo"))
+    // Without units libdw fails, and cannot say why.
+    bool const hasUnits = sections.has(".debug_info.dwo");
+    if (hasUnits && !index.empty())
         result.ids = idsOfIndex(index, sections.tables().big_endian);
-    else if (result.error.empty())
+    else if (hasUnits && result.error.empty())
         result = contentsOfDwo(path);
     auto& ids = result.ids;
     std::sort(ids.begin(), ids.end());

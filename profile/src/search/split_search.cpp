@@ -26,7 +26,8 @@ DwoFiles dwoFilesOf(std::vector<SplitUnit> const& units, SplitContents const& pa
         if (unit.name.empty() ||
             std::binary_search(package.ids.begin(), package.ids.end(), unit.id))
             continue;
-        std::string const path = toolbelt2::join_path(unit.directory, unit.name);
+        std::string const path =
+            unit.name.front() == '/' ? unit.name : toolbelt2::join_path(unit.directory, unit.name);
         DwoFile& file = result[LK_2_13::utils::getCanonicalName(path.c_str(), false)];
         file.name = unit.name;
         file.ids.push_back(unit.id);

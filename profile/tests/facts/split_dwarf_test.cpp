@@ -77,6 +77,10 @@ TEST_F(SplitDwarfTest, KnowsWhatAPackageAndADwoFileHold) {
         }
     EXPECT_THAT(readSplitContents(package(6)).ids, IsEmpty());
     ElfBuilder file(false, ET_REL);
+    file.section(".debug_line.dwo", "x").section(".debug_cu_index", std::string(16, '\0'));
+    SplitContents const empty = readSplitContents(file.write(m_tree.path("empty.dwp")));
+    EXPECT_TRUE(empty.ids.empty() && empty.error.empty()) << "as dwp makes it" << empty.error;
+    file = ElfBuilder(false, ET_REL);
     file.section(".debug_abbrev.dwo", abbreviations())
         .section(".debug_info.dwo", unit(5, c_id, ""));
     SplitContents contents = readSplitContents(file.write(m_tree.path("a.dwo")));
