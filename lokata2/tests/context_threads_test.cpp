@@ -1,8 +1,14 @@
 #include "lk_context.h"
+#include "lk_context_metadata.h"
+#include "lk_search_history.h"
+#include "lk_searchenv_chain.h"
+#include "lk_searchenv_dirs.h"
 #include "on_threads.h"
 #include "support/callbacks.h"
 #include "support/dir_records.h"
 #include "temp_tree.h"
+
+#include <lokata2/messages.h>
 
 #include <gtest/gtest.h>
 
@@ -15,6 +21,73 @@ namespace LK_2_13 {
 namespace {
 
 constexpr int c_rounds = 60;
+
+TEST(Guards, OfMetadataStandAroundEachSlot) {
+    ObjectPtr<IMetadata> const owner(new Metadata);
+    IMetadata& metadata = *owner;
+    auto const dirs = IEditableSearchDirContainer::create();
+    test::Started started;
+    test::Found found;
+    test::NotFound notFound;
+    test::Policy policy;
+    atOnce({[&] { metadata.setSearchDirs(dirs, "key"); },
+            [&] { metadata.getSearchDirs("key"); },
+            [&] { metadata.searchDirsKeyIterator(); },
+            [&] { metadata.registerSearchStartedCallback("1", &started); },
+            [&] { metadata.registerFilesFoundCallback("2", &found); },
+            [&] { metadata.registerNoFilesFoundCallback("3", &notFound); },
+            [&] { metadata.registerConfidenceLevelPolicyCallback("4", &policy); },
+            [&] { metadata.getCallbacks("1"); },
+            [&] { metadata.setArchiveDir("/archive"); },
+            [&] { metadata.getArchiveDir(); },
+            [&] { metadata.setCapturedSearchDirs("key", ICapturedSearchDirs::create(nullptr)); },
+            [&] { metadata.getCapturedSearchDirs("key"); },
+            [&] { metadata.registerFileRetriever("key", nullptr); },
+            [&] { metadata.getFileRetriever("key"); },
+            [&] { metadata.registerSearchStepsConfigurator("key", nullptr); },
+            [&] { metadata.getSearchStepsConfigurator("key"); },
+            [&] { metadata.registerMessenger("key", nullptr); },
+            [&] { metadata.getMessenger("key"); },
+            [&] { metadata.registerEnvironmentInfo("key", nullptr); },
+            [&] { metadata.getEnvironmentInfo("key"); }});
+    metadata.setSearchDirs(nullptr, "free");
+    EXPECT_EQ(metadata.getSearchDirs("key").get(), dirs.get());
+}
+
+TEST(Guards, OfHistoriesAndDirectoryListsStandAroundEachUse) {
+    SearchHistory history;
+    FilteredDirList list;
+    EditableSearchDirContainer container;
+    SearchDirChain chain;
+    atOnce({[&] { history.addBinFileAssociation("a", "/a"); },
+            [&] { history.findBinFileAssociation("b"); },
+            [&] { history.addSymFileAssociation("a", "", "", "/a"); },
+            [&] { history.findSymFileAssociation("b", "", ""); },
+            [&] { history.addSrcFileAssociation("a", "", "", "/a"); },
+            [&] { history.findSrcFileAssociation("b", "", ""); },
+            [&] { history.clear(scAllFiles); }, [&] { list.add("/a", true, true); },
+            [&] { list.add("/b", true, true); }, [&] { list.clear(); }, [&] { list.snapshot(); },
+            [&] { container.addDirectory(scBinaryFiles, "/a", true, true); },
+            [&] { container.clear(scSymbolFiles); }, [&] { container.enumerate(scSourceFiles); },
+            [&] { chain.addItem(IEditableSearchDirContainer::create()); },
+            [&] { chain.addItem(IEditableSearchDirContainer::create()); },
+            [&] { chain.enumerate(scAllFiles); }});
+}
+
+TEST(Guards, OfTheManagerStandAroundItsContextsAndItsEnd) {
+    atOnce({[] { IMessageMgr::create(); }, [] { IMessageMgr::create(); }});
+    BasicResolutionContext child("/child");
+    BasicResolutionContext parent("/parent");
+    for (int round = 0; round < c_rounds; ++round)
+        atOnce({[] { EXPECT_TRUE(IResolutionContextMgr::create()); },
+                [] { EXPECT_TRUE(IResolutionContextMgr::create()); }});
+    auto const manager = IResolutionContextMgr::create();
+    auto& internals = static_cast<ResolutionContextMgr&>(*manager);
+    atOnce({[&] { manager->addInheritance(child, parent); },
+            [&] { internals.getParentContext(child); },
+            [&] { manager->registerCacheDir(child, "/c"); },
+            [&] { manager->registerCacheDir(parent, "/p"); }});
+}
 
 TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
     TempTree tree;
@@ -30,7 +103,6 @@ TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
     manager->addInheritance(*child, *parent);
     manager->registerArchiveDir(*child, tree.dir("archive").c_str());
 
-    test::Messenger messenger;
     auto const assemble = [&](int) {
         auto const env = manager->createSearchEnv(*child, "client", nullptr);
         std::string const found = test::dirsOf(env->searchDirs(scBinaryFiles));
@@ -48,12 +120,6 @@ TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
         more->addDirectory(scBinaryFiles, name.c_str(), false, false);
         manager->registerSearchDirs(*child, more, "own");
         dirs->addDirectory(scBinaryFiles, name.c_str(), false, false);
-        manager->registerArchiveDir(*child, tree.path("archive").c_str());
-        manager->registerMessenger(*child, "client", i % 2 == 0 ? &messenger : nullptr);
-        manager->registerEnvironmentInfo(*child, "", IEditableEnvironmentInfo::create());
-        manager->addInheritance(*child, *parent);
-    };
-    auto const capture = [&](int i) {
         manager->captureSearchDirs(*(i % 2 == 0 ? parent : child), "client");
         manager->releaseSearchDirs(*(i % 3 == 0 ? parent : child), "client");
     };
@@ -68,8 +134,8 @@ TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
         archive_result_t const result = manager->archiveFile(*child, wanted.c_str(), scSymbolFiles);
         EXPECT_TRUE(result == afOk || result == afAlreadyArchived) << result;
     };
-    std::vector<std::function<void(int)>> const jobs{assemble,  registerThings,   capture,
-                                                     comeAndGo, searchAndArchive, searchAndArchive};
+    std::vector<std::function<void(int)>> const jobs{assemble, registerThings, comeAndGo,
+                                                     searchAndArchive, searchAndArchive};
     onThreads(static_cast<int>(jobs.size()), [&](int number) {
         for (int round = 0; round < c_rounds; ++round)
             jobs.at(number)(round);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <future>
 #include <memory>
 #include <optional>
@@ -108,6 +109,49 @@ TEST(CallbackHolder, IsEmptiedByTheEndOfItsCallbackAndKeepsTheLockUsable) {
     callback.reset();
     for (Holder* holder : {&first, &second, &third})
         EXPECT_EQ(Accessor(*holder).get(), nullptr);
+}
+
+TEST(EventGenerator, GuardsItsListOfHolders) {
+    Callback callback;
+    Holder one(nullptr);
+    Holder other(nullptr);
+    EventGeneratorImpl handlers(&callback);
+    atOnce({[&] { handlers.addHandler(&one); }, [&] { handlers.addHandler(&other); },
+            [&] { handlers.removeHandler(&one); }, [&] { handlers.event(static_cast<event_t>(1)); },
+            [&] { handlers.disconnectHandlers(); }});
+}
+
+/// Is asked for its lock by whoever attaches to it.
+class AskedCallback : public Callback {
+public:
+    ~AskedCallback() override { disconnectHandlers(); }
+    ObjectPtr<ISpinSharedLock> getLock() override {
+        if (on_lock)
+            on_lock();
+        return Callback::getLock();
+    }
+    std::function<void()> on_lock;
+};
+
+TEST(EventGenerator, IsNotGoneWhileAHolderIsCopied) {
+    auto callback = std::make_unique<AskedCallback>();
+    CallbackHolder<AskedCallback> const original(callback.get());
+    std::thread goes;
+    callback->on_lock = [&] {
+        if (goes.joinable())
+            return;
+        std::promise<void> started;
+        goes = std::thread([&, going = std::move(callback)]() mutable {
+            started.set_value();
+            going.reset();
+        });
+        started.get_future().wait();
+        for (int turn = 0; turn < 1000; ++turn)
+            std::this_thread::yield();
+    };
+    CallbackHolder<AskedCallback> const copy(original);
+    goes.join();
+    EXPECT_FALSE(copy.hasCallback());
 }
 
 TEST(EventGenerator, WaitsForARunningCallBeforeItGoes) {
