@@ -41,8 +41,9 @@ TEST_F(ModuleSearchTest, AMovedBinaryIsProvenAndItsRebuiltNamesakeRejected) {
     EXPECT_EQ(outcome.confidence, cfValidated);
     EXPECT_EQ(outcome.step, ssLowPrioritySearchDirs);
     EXPECT_EQ(outcome.identity.actual, "0102030405060708");
-    EXPECT_THAT(rejections(outcome), ElementsAre(AllOf(StartsWith(rebuilt + " 09090909: "),
-                                                       HasSubstr("0102030405060708"))));
+    EXPECT_THAT(rejections(outcome),
+                ElementsAre(AllOf(StartsWith("svError " + rebuilt + " 09090909: "),
+                                  HasSubstr("0102030405060708"))));
 }
 
 TEST_F(ModuleSearchTest, ACopyByBuildIdComesBehindTheSearchDirectories) {
@@ -51,7 +52,7 @@ TEST_F(ModuleSearchTest, ACopyByBuildIdComesBehindTheSearchDirectories) {
     std::string const copy = binary(c_byId, c_id);
     FileResolution const stored = search().findBinary("/gone/tool", c_id);
     EXPECT_EQ(foundAt(stored), "build-id-tree " + copy);
-    EXPECT_THAT(rejections(stored), ElementsAre(StartsWith(rebuilt + " ")));
+    EXPECT_THAT(rejections(stored), ElementsAre(StartsWith("svError " + rebuilt + " ")));
 
     std::string const moved = binary("first/deep/tool", c_id);
     EXPECT_EQ(search(false).findBinary("/gone/tool", c_id).path, moved);
@@ -67,7 +68,7 @@ TEST_F(ModuleSearchTest, AStrippedNamesakeNeverHidesTheSymbolFile) {
     FileResolution const outcome = search().findSymbols("/usr/bin/tool", stripped, {});
     EXPECT_EQ(outcome.path, real);
     EXPECT_THAT(rejections(outcome),
-                AllOf(SizeIs(Ge(2U)), Each(HasSubstr("no debug information"))));
+                AllOf(SizeIs(Ge(2U)), Each(MatchesRegex("svError .*no debug information.*"))));
 }
 
 TEST_F(ModuleSearchTest, ARejectionHasAReasonAlsoWhereTheLibraryGivesNone) {
@@ -75,15 +76,16 @@ TEST_F(ModuleSearchTest, ARejectionHasAReasonAlsoWhereTheLibraryGivesNone) {
     m_tree.dir("dirs/tool");
     std::string const path = binary("dirs/sub/unproven", {});
     EXPECT_THAT(rejections(search().findBinary("tool", {})),
-                ElementsAre(HasSubstr("is a directory")));
+                ElementsAre(MatchesRegex("svNone .*is a directory.*")));
 
     LK_2_13::test::Policy policy;
     policy.answer = [](search_category_t, unsigned) { return clReject; };
     m_environment->setConfidenceLevelPolicyCallback(
         CallbackHolder<IConfidenceLevelPolicyCallback>(&policy));
     FileResolution const unproven = search().findBinary("unproven", {});
-    EXPECT_THAT(rejections(unproven), ElementsAre(path + " : Nothing recorded proves \"" + path +
-                                                  "\", and only proven files are accepted."));
+    EXPECT_THAT(rejections(unproven),
+                ElementsAre("svNone " + path + " : Nothing recorded proves \"" + path +
+                            "\", and only proven files are accepted."));
     EXPECT_EQ(unproven.rejected.at(0).result, vrUndecided);
 }
 

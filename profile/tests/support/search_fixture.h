@@ -21,11 +21,12 @@ inline std::string foundAt(FileResolution const& file) {
     return file.found() ? std::string(wordOf(c_places, file.place)) + " " + file.path : "";
 }
 
-/// "PATH ACTUAL: MESSAGE" of each candidate that was rejected.
+/// "SEVERITY PATH ACTUAL: MESSAGE" of each candidate that was rejected.
 inline std::vector<std::string> rejections(FileResolution const& file) {
     std::vector<std::string> result;
     for (JudgedCandidate const& each : file.rejected)
-        result.push_back(each.path + " " + each.identity.actual + ": " + each.message);
+        result.push_back(std::string(wordOf(c_severities, each.severity)) + " " + each.path + " " +
+                         each.identity.actual + ": " + each.message);
     return result;
 }
 
