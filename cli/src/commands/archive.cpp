@@ -67,7 +67,7 @@ void addArchiveCommand(CLI::App& program, int& exitStatus) {
         addText(command, "--into", options->into, "The archive, made if it is missing")
             ->type_name("DIR");
     addChoice(command, "--category", options->category, c_categoryWords,
-              "The kind of the file: " + anyWordOf(c_categoryWords) + " (default all)")
+              "The kind of the file: " + anyWordOf(c_categoryWords))
         ->type_name("WORD");
     addContextOptions(command, options->contexts);
     into->excludes("--context")->excludes("--result");

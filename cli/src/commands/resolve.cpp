@@ -26,6 +26,8 @@
 namespace lokata::cli {
 namespace {
 
+constexpr char c_defaultInput[] = "perf.data";
+
 struct ResolveOptions {
     std::vector<std::string> inputs;
     std::string format;
@@ -168,7 +170,7 @@ std::vector<std::string> formatWords() {
 
 int resolve(ResolveOptions& options) {
     if (options.inputs.empty())
-        options.inputs.emplace_back("perf.data");
+        options.inputs.emplace_back(c_defaultInput);
     SearchSetup const setup(options.search);
     profile::Resolver resolver(setup.environment(options.search.kernel_release), placesOf(options));
 
@@ -200,9 +202,9 @@ int resolve(ResolveOptions& options) {
 
 void addPlaceOptions(CLI::App& command, ResolveOptions& options) {
     addRepeatable(command, "--debug-file-directory", options.debug_dirs,
-                  "Trees of separate debug files, with colons between them (default "
-                  "/usr/lib/debug)")
-        ->type_name("DIR[:DIR]...");
+                  "Trees of separate debug files, with colons between them")
+        ->type_name("DIR[:DIR]...")
+        ->default_str(profile::PlaceOptions().debug_dirs.front());
     addText(command, "--sysroot", options.sysroot, "The root of a copied file system")
         ->type_name("DIR");
     addText(command, "--symfs", options.symfs,
@@ -223,10 +225,10 @@ void addResolveCommand(CLI::App& program, int& exitStatus) {
         "resolve", "Find the files of the modules in recorded profiles, and prove them");
     addRepeatable(command, "INPUT", options->inputs,
                   "A profile: perf.data, a list of modules, /proc/PID/maps, a core, pprof, "
-                  "gperftools; - is "
-                  "standard input (default perf.data)")
+                  "gperftools; - is standard input")
         ->allow_extra_args()
-        ->type_name(" ");
+        ->type_name("")
+        ->default_str(c_defaultInput);
     command
         .add_option("--format", options->format,
                     "What the inputs are, instead of what their content says")

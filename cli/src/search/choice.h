@@ -46,6 +46,7 @@ CLI::Option* addChoice(CLI::App& command, std::string const& name, Value& value,
     };
     return command.add_option_function<std::string>(name, set, description)
         ->type_name(joinedWords(words, "|", "|"))
+        ->default_str(std::string(profile::wordOf(words, value)))
         ->check(isWordOf(words));
 }
 

@@ -83,7 +83,7 @@ void addSearchOptions(CLI::App& command, SearchOptions& options) {
             "The release of the kernel that ran, as uname -r gives it")
         ->type_name("TEXT");
     addChoice(command, "--policy", options.policy, c_policies,
-              "What becomes of a file that nothing confirms or refutes (default accept)");
+              "What becomes of a file that nothing confirms or refutes");
 }
 
 } // namespace lokata::cli

@@ -3,7 +3,6 @@
 #include <nlohmann/json.hpp>
 
 #include <cerrno>
-#include <cstring>
 #include <dlfcn.h>
 #include <exception>
 #include <fstream>
@@ -19,7 +18,7 @@ std::optional<messages_t> readMessageFile(fs::path const& file, std::string& fau
         return std::nullopt;
     std::ifstream stream(file);
     if (!stream) {
-        fault = std::strerror(errno);
+        fault = std::generic_category().message(errno);
         return std::nullopt;
     }
     try {

@@ -1,8 +1,8 @@
 #include "private_directory.h"
 
 #include <cerrno>
-#include <cstring>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace optstore2 {
@@ -12,7 +12,7 @@ constexpr mode_t c_privateMode = S_IRWXU;
 
 std::string makeDirectory(std::filesystem::path const& directory) {
     if (mkdir(directory.c_str(), c_privateMode) != 0 && errno != EEXIST)
-        return std::strerror(errno);
+        return std::generic_category().message(errno);
     return {};
 }
 
@@ -20,7 +20,7 @@ std::string makeDirectory(std::filesystem::path const& directory) {
 std::string faultOfParent(std::filesystem::path const& parent) {
     struct stat status {};
     if (stat(parent.c_str(), &status) != 0)
-        return std::strerror(errno);
+        return std::generic_category().message(errno);
     if (status.st_uid != geteuid() && status.st_uid != 0)
         return "the directory above belongs to another user";
     if ((status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0)
@@ -32,7 +32,7 @@ std::string faultOfParent(std::filesystem::path const& parent) {
 std::string faultOfDirectory(std::filesystem::path const& directory) {
     struct stat status {};
     if (lstat(directory.c_str(), &status) != 0)
-        return std::strerror(errno);
+        return std::generic_category().message(errno);
     if (!S_ISDIR(status.st_mode))
         return "it is no directory";
     if (status.st_uid != geteuid())
