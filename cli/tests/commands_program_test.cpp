@@ -6,6 +6,7 @@
 #include "program.h"
 
 #include <algorithm>
+#include <csignal>
 
 namespace fs = std::filesystem;
 namespace lokata::cli::test {
@@ -154,18 +155,21 @@ TEST_F(RunProgram, ReportsABrokenLineWithItsNumberAndGoesOn) {
     EXPECT_THAT(outcome.out, HasSubstr("\"severity\":\"svWarning\""));
 }
 
-TEST_F(RunProgram, EndsBehindAWholeLineWhenInterrupted) {
+/// Sends SIGINT when the first of two requests was answered; gives the status and the answers.
+std::pair<int, std::string> interrupted(void (*handler)(int)) {
     int toProgram[2];
     int fromProgram[2];
-    ASSERT_EQ(::pipe(toProgram) | ::pipe(fromProgram), 0);
+    EXPECT_EQ(::pipe(toProgram) | ::pipe(fromProgram), 0);
     ChildProcess const child([&](ChildProcess::report_t const& /*report*/) {
+        std::signal(SIGINT, handler);
+        ::close(toProgram[1]);
         ::dup2(toProgram[0], STDIN_FILENO);
         ::dup2(fromProgram[1], STDOUT_FILENO);
         ::execl(LOKATA_PROGRAM, LOKATA_PROGRAM, "run", "-", "--no-user", "--steps", "AskUser",
                 nullptr);
     });
     ::close(fromProgram[1]);
-    ASSERT_EQ(::write(toProgram[1], "bin x\nbin y", 11), 11);
+    EXPECT_EQ(::write(toProgram[1], "bin x\nbin y", 11), 11);
     std::string answer;
     char c = 0;
     while (c != '\n' && ::read(fromProgram[0], &c, 1) == 1)
@@ -178,8 +182,14 @@ TEST_F(RunProgram, EndsBehindAWholeLineWhenInterrupted) {
     while (::read(fromProgram[0], &c, 1) == 1)
         answer += c;
     ::close(fromProgram[0]);
+    return {status, answer};
+}
+
+TEST_F(RunProgram, EndsBehindAWholeLineWhenInterruptedUnlessThatIsIgnored) {
+    auto const [status, answer] = interrupted(SIG_DFL);
     EXPECT_EQ(WIFSIGNALED(status) ? WTERMSIG(status) : -1, SIGINT);
     EXPECT_THAT(answer, AnyOf("bin\tx\t-\n", "bin\tx\t-\nbin\ty\t-\n"));
+    EXPECT_THAT(interrupted(SIG_IGN), Pair(1 << 8, "bin\tx\t-\nbin\ty\t-\n"));
 }
 
 /// Runs the program in this process, so that the kernel cache can be put into the workplace.

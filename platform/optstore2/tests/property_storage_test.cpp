@@ -235,6 +235,14 @@ TEST_F(PropertyStorageProcesses, UnderTheLockNoReadModifyWriteIsLost) {
     store_lock_t const held(m_store.c_str());
     EXPECT_THAT([&] { store_lock_t(m_store.c_str(), std::chrono::milliseconds(0)); },
                 fails("process " + std::to_string(::getpid()) + " has held the lock"));
+    for (auto const& [content, holder] :
+         {std::pair("", "another process has"), std::pair("12a\n", "another process has"),
+          std::pair("12\nx", "process 12 has"),
+          std::pair("1234567890123456789012345", "some other file")}) {
+        m_tree.file("properties.lock", content);
+        EXPECT_THAT([&] { store_lock_t(m_store.c_str(), std::chrono::milliseconds(0)); },
+                    fails(holder));
+    }
     m_tree.link("other.lock", m_store);
     EXPECT_THROW(store_lock_t(m_tree.path("other").c_str()), storage_error);
 }
