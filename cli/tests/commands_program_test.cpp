@@ -148,9 +148,16 @@ TEST_F(RunProgram, ReportsABrokenLineWithItsNumberAndGoesOn) {
     file("tool");
     std::string const line = "src tool /bin/x md5:";
     auto const outcome = run({"run", "-", "--json", "-d", "src=."},
-                             "src\n" + line + md5OfContent + "\n" + line + md5OfAbc);
+                             "src\n" + line + md5OfContent + "\n" + line + md5OfAbc +
+                                 R"(
+{"category":"src","name":"tool","checksum":null,"name":"a"})"
+                                 "\nsrc tool /bin/x " +
+                                 md5OfContent);
     EXPECT_EQ(outcome.status, 2);
-    EXPECT_EQ(outcome.err, "lokata: standard input:1: the name is missing\n");
+    EXPECT_THAT(outcome.err, StartsWith("lokata: standard input:1: the name is missing\n"
+                                        "lokata: standard input:4: \"name\" comes twice\n"
+                                        "lokata: standard input:5: \"" +
+                                        md5OfContent + "\" is not md5: with 32"));
     EXPECT_THAT(outcome.out, HasSubstr("\"confidence\":\"cfValidated\""));
     EXPECT_THAT(outcome.out, HasSubstr("\"severity\":\"svWarning\""));
 }

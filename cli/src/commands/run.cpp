@@ -38,9 +38,10 @@ std::string resultLine(SearchRecord const& record) {
 
 SearchRecord search(SearchSession& session, SearchRequest const& request) {
     ValidatorSet validators;
-    if (!validators.addExpected(request.checksum, request.category) &&
-        isExpectation(request.checksum))
-        throw MalformedLine("\"" + request.checksum + "\" is not " + c_expectedForms);
+    if (!request.checksum.empty())
+        if (std::string const fault = validators.addExpected(request.checksum, request.category);
+            !fault.empty())
+            throw MalformedLine(fault);
     validators.addBinary(request);
     return session.find(request, validators.empty() ? nullptr : &validators, false);
 }

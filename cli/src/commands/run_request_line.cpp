@@ -7,6 +7,7 @@
 
 #include <iomanip>
 #include <map>
+#include <set>
 #include <sstream>
 #include <vector>
 
@@ -23,10 +24,24 @@ search_category_t categoryOf(std::string const& word) {
     return *category;
 }
 
-SearchRequest parseJson(std::string const& line) {
-    auto const object = nlohmann::json::parse(line, nullptr, false);
+/// Of two members of one name the parser would take the last, and leave no trace of the other.
+nlohmann::json parseObject(std::string const& line) {
+    using nlohmann::json;
+    std::set<std::string> names;
+    auto const refuseRepeated = [&](int depth, json::parse_event_t event, json& name) {
+        if (event == json::parse_event_t::key && depth == 1 &&
+            !names.insert(name.get<std::string>()).second)
+            throw MalformedLine("\"" + name.get<std::string>() + "\" comes twice");
+        return true;
+    };
+    json object = json::parse(line, refuseRepeated, false);
     if (!object.is_object())
         throw MalformedLine("the line is no JSON object");
+    return object;
+}
+
+SearchRequest parseJson(std::string const& line) {
+    auto const object = parseObject(line);
     std::string category;
     SearchRequest request;
     std::map<std::string, std::string*> const members{{"category", &category},

@@ -30,8 +30,9 @@ struct MalformedLine : std::runtime_error {
 ///
 /// In the first, words stand between blanks; one with blanks in it stands in double quotes, with a
 /// backslash before a quote or a backslash in it. In the second, "binary" and "checksum" may be
-/// missing. Empty lines and lines that begin with # hold no request. Throws `MalformedLine` if a
-/// line has neither form, or is too long.
+/// missing, and no member comes twice. Empty lines and lines that begin with # hold no request.
+/// Throws `MalformedLine` if a line has neither form, or is too long. What a checksum says is not
+/// looked at.
 std::optional<SearchRequest> parseRequestLine(std::string const& line);
 
 } // namespace lokata::cli

@@ -81,30 +81,24 @@ void addValidationOptions(CLI::App& command, ValidationOptions& options) {
         ->type_name("DIR");
 }
 
-bool isExpectation(std::string const& text) {
-    return starts_with(text, c_buildIdPrefix) ||
-           std::any_of(
-               c_checksumForms.begin(), c_checksumForms.end(),
-               [&](ChecksumForm const& form) { return starts_with(text, form.prefix); });
-}
-
 void ValidatorSet::add(std::unique_ptr<IValidatorCallback> validator) {
     m_validators.push_back(std::move(validator));
 }
 
-bool ValidatorSet::addExpected(std::string const& text, search_category_t category) {
-    if (auto const checksum = parseChecksum(text)) {
+std::string ValidatorSet::addExpected(std::string const& text, search_category_t category) {
+    profile::BuildId buildId;
+    if (starts_with(text, c_buildIdPrefix) && category != scSourceFiles)
+        buildId = profile::buildIdFromHex(text.substr(c_buildIdPrefix.size()));
+    if (auto const checksum = parseChecksum(text))
         add(std::make_unique<ExpectedChecksum>(category, checksum));
-        return true;
-    }
-    if (!starts_with(text, c_buildIdPrefix) || category == scSourceFiles)
-        return false;
-    profile::BuildId const buildId = profile::buildIdFromHex(text.substr(c_buildIdPrefix.size()));
-    if (buildId.empty())
-        return false;
-    add(category == scBinaryFiles ? profile::createBinaryValidator(buildId)
-                                  : profile::createSymbolValidator(buildId));
-    return true;
+    else if (buildId.empty())
+        return "\"" + text +
+               "\" is not md5: with 32 or sha1: with 40 hexadecimal digits, or for a binary or its "
+               "symbols build-id: with its digits";
+    else
+        add(category == scBinaryFiles ? profile::createBinaryValidator(buildId)
+                                      : profile::createSymbolValidator(buildId));
+    return {};
 }
 
 void ValidatorSet::addBinary(SearchRequest const& request) {
@@ -135,8 +129,9 @@ ValidatorSet createValidators(ValidationOptions const& options, SearchRequest co
 
     ValidatorSet validators;
     for (std::string const& text : options.expected)
-        if (!validators.addExpected(text, request.category))
-            throw Failure("--expect: \"" + text + "\" is not " + c_expectedForms);
+        if (std::string const fault = validators.addExpected(text, request.category);
+            !fault.empty())
+            throw Failure("--expect: " + fault);
     validators.addBinary(request);
     if (options.modification_time != 0 || options.size != 0)
         validators.add(withExceptions(

@@ -24,22 +24,15 @@ struct ValidationOptions {
 
 void addValidationOptions(CLI::App& command, ValidationOptions& options);
 
-/// The forms of an expected content, as a message names them.
-constexpr char const* c_expectedForms =
-    "md5: with 32 or sha1: with 40 hexadecimal digits, or for a "
-    "binary or its symbols build-id: with its digits";
-
-/// True for a text that begins as one of these forms does.
-bool isExpectation(std::string const& text);
-
 /// Several validators as one: the first that rejects a file decides; otherwise the file is valid if
 /// any of them says so.
 class ValidatorSet : public LK_2_13::IValidatorCallback {
 public:
     void add(std::unique_ptr<LK_2_13::IValidatorCallback> validator);
-    /// Adds the validator for an expected content. False, and nothing is added, if the text has
-    /// none of the forms for this category.
-    bool addExpected(std::string const& text, LK_2_13::search_category_t category);
+    /// Adds the validator for an expected content: "md5:", "sha1:" or, for a binary or its symbols,
+    /// "build-id:" with its digits. Gives what is wrong with any other text, which adds nothing;
+    /// empty if nothing is.
+    std::string addExpected(std::string const& text, LK_2_13::search_category_t category);
     /// A symbol file is judged by its binary, if that is there and can be read.
     void addBinary(SearchRequest const& request);
     bool empty() const { return m_validators.empty(); }
