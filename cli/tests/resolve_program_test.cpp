@@ -121,17 +121,23 @@ TEST_F(ResolveProgram, ARebuiltNamesakeIsRejectedWithBothBuildIds) {
     EXPECT_EQ(outcome.err, "");
 }
 
-TEST_F(ResolveProgram, SymbolsThatLackAFileAreToldWithTheReason) {
-    ElfBuilder()
-        .buildId(bytes(m_app))
-        .debugInfo()
-        .altLink("none", bytes(m_lib))
-        .write(path("moved/deep/app"));
+TEST_F(ResolveProgram, SymbolsThatLackAFileOrTheNamesOfSourcesAreToldWithTheReason) {
     std::string const input = profile::toHex(bytes(m_app)) + " /gone/app\n";
-    Outcome const outcome = resolve({"-", "-d", moved()}, input);
-    EXPECT_EQ(outcome.status, 0) << "the binary is there";
-    EXPECT_THAT(outcome.out, AllOf(HasSubstr("partly"), Not(HasSubstr("in file")),
-                                   HasSubstr("The supplementary file that the symbols need")));
+    for (auto const& [link, reason] :
+         {std::pair("none" + std::string(1, '\0') + m_lib,
+                    "symbols      /gone/app\n             The supplementary file that the "),
+          std::pair(std::string(),
+                    "symbols      /gone/app\n             Which supplementary file the ")}) {
+        ElfBuilder()
+            .buildId(bytes(m_app))
+            .debugInfo()
+            .section(".gnu_debugaltlink", link)
+            .write(path("moved/deep/app"));
+        Outcome const outcome = resolve({"-", "--sources", "-d", moved()}, input);
+        EXPECT_EQ(outcome.status, 0) << "the binary is there";
+        EXPECT_THAT(outcome.out, AllOf(HasSubstr("partly"), Not(HasSubstr("in file")),
+                                       HasSubstr(reason), HasSubstr("sources      /gone/app\n")));
+    }
 }
 
 TEST_F(ResolveProgram, DamagedInputIsResolvedAsFarAsItCanBeRead) {

@@ -129,6 +129,8 @@ std::string moduleText(ModuleResolution const& resolution, bool colour) {
         text += splitText(*resolution.split_dwarf, colour);
     if (std::string const reason = symbolsReason(resolution); !reason.empty())
         text += reason + "\n";
+    if (resolution.sources_error)
+        text += displayName(*resolution.sources_error) + "\n";
     return text;
 }
 

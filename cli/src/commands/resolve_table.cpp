@@ -283,10 +283,12 @@ void TableWriter::writeReason(ModuleResolution const& module, std::string_view w
           << "\n";
 }
 
-/// Why something is missing, of the symbols or all; nothing where nothing is.
+/// Why something is missing, of the symbols, the names of sources or all; nothing where nothing is.
 void TableWriter::writeReasons(ModuleResolution const& module) const {
     if (std::string const reason = symbolsReason(module); !reason.empty())
         writeReason(module, "symbols", TextStyle::yellow, reason);
+    if (module.sources_error)
+        writeReason(module, "sources", TextStyle::yellow, displayName(*module.sources_error));
     if (!isFound(module))
         writeReason(module, wordOf(c_moduleStatuses, module.status),
                     module.status == ModuleStatus::missing ? TextStyle::red : TextStyle::yellow,
@@ -302,7 +304,7 @@ void TableWriter::writeLearned(std::vector<PathSubstitution> const& learned) con
 }
 
 bool hasReasons(ModuleResolution const& module) {
-    return !isFound(module) || !symbolsReason(module).empty();
+    return !isFound(module) || module.sources_error || !symbolsReason(module).empty();
 }
 
 } // namespace

@@ -47,7 +47,11 @@ private:
         std::string_view const name = m_tables.nameOf(section);
         if ((section.flags & SHF_EXECINSTR) != 0)
             (section.type == SHT_NOBITS ? m_facts.lacks_code : m_hasCode) = true;
-        if (section.type == SHT_NOBITS || section.size == 0)
+        if (section.type == SHT_NOBITS)
+            return;
+        if (name == ".gnu_debugaltlink")
+            return readAltLink(content(section));
+        if (section.size == 0)
             return;
         if (section.type == SHT_NOTE)
             readNotes(section.offset, section.size, section.alignment);
@@ -57,8 +61,6 @@ private:
             m_facts.has_mini_debug_info = true;
         else if (name == ".gnu_debuglink")
             readDebugLink(content(section));
-        else if (name == ".gnu_debugaltlink")
-            readAltLink(content(section));
         else if (isDebugInfo(name))
             m_facts.has_debug_info = true;
     }
@@ -107,6 +109,7 @@ private:
         BuildId const buildId = buildIdOf(cursor.rest());
         if (!name.empty() && !buildId.empty())
             m_facts.alt_link = AltLink{name, buildId};
+        m_facts.has_unusable_alt_link = !m_facts.alt_link;
     }
 
     ForeignFile const& m_file;

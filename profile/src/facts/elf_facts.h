@@ -46,6 +46,8 @@ struct ElfFacts {
     BuildId build_id;
     std::optional<DebugLink> debug_link;
     std::optional<AltLink> alt_link;
+    /// There is a .gnu_debugaltlink, but none that tells a name and a build-id.
+    bool has_unusable_alt_link = false;
     /// DWARF or stabs with content; a section that was emptied does not count.
     bool has_debug_info = false;
     /// A full symbol table (.symtab) with content.

@@ -74,6 +74,7 @@ enum class ReasonKey {
     mount_namespace_name,
     // What of the symbols is missing.
     supplementary_missing,
+    supplementary_unknown,
     split_units_missing, ///< How many, of how many, the name of the first file.
     split_units_unread,  ///< Why.
     // Why a file was not archived: its path, then the archive or the place of the copy, then what
@@ -145,6 +146,7 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::guest_name, "GuestName", 0},
     {ReasonKey::mount_namespace_name, "MountNamespaceName", 0},
     {ReasonKey::supplementary_missing, "SupplementaryMissing", 0},
+    {ReasonKey::supplementary_unknown, "SupplementaryUnknown", 0},
     {ReasonKey::split_units_missing, "SplitUnitsMissing", 3},
     {ReasonKey::split_units_unread, "SplitUnitsUnread", 1},
     {ReasonKey::archive_directory, "ArchiveDirectory", 3},

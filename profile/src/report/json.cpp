@@ -117,6 +117,7 @@ ordered_json moduleJson(ModuleResolution const& resolution, bool hasSamples) {
     object["symbols_reason"] = printable(symbolsReason(resolution));
     object["supplementary"] = fileJson(resolution.supplementary);
     object["split_dwarf"] = splitJson(resolution.split_dwarf);
+    object["sources_reason"] = words(resolution.sources_error ? *resolution.sources_error : "");
     return object;
 }
 

@@ -211,6 +211,8 @@ void ProfileSearch::completeSymbols(ModuleResolution& module) {
     if (!module.symbols->found())
         return;
     module.supplementary = m_search.findSupplementary(module.symbols->path);
+    module.is_supplementary_unknown =
+        m_support.elf.facts(module.symbols->path)->has_unusable_alt_link;
     module.split_dwarf = findSplitDwarf(m_search, m_support, splitOwnerOf(module));
 }
 
@@ -389,10 +391,11 @@ ProfileResolution Resolver::Impl::resolve(Profile profile, std::string input,
 void Resolver::Impl::findSources(ProfileResolution& resolution, Progress const& progress) {
     auto const start = std::chrono::steady_clock::now();
     ProfileSearch search(m_environment, m_support, resolution);
+    SourceList const list(resolution, m_support.elf);
+    for (ModuleResolution& module : resolution.modules)
+        module.sources_error = list.errorOf(module);
     auto const questions =
-        SourceList(resolution, m_support.elf).questions([&](std::string const& name) {
-            return search.archivedSources(name);
-        });
+        list.questions([&](std::string const& name) { return search.archivedSources(name); });
     resolution.sources.clear();
     for (SourceQuestion const& question : questions) {
         resolution.sources.push_back(

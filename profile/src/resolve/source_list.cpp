@@ -21,22 +21,29 @@ BuildId buildIdOf(ModuleResolution const& module, ElfFactsCache& cache) {
 SourceList::SourceList(ProfileResolution const& resolution, ElfFactsCache& cache) {
     for (ModuleResolution const& module : resolution.modules)
         addAsker(module, buildIdOf(module, cache));
-    std::set<std::string> read;
-    for (std::size_t asker = 0; asker < m_askers.size(); ++asker) {
-        ModuleResolution const& module = resolution.modules[asker];
-        if (!module.symbols || !module.symbols->found() ||
-            !read.insert(module.symbols->path).second)
-            continue;
-        for (SourceFile& file :
-             readSourceFiles(module.symbols->path,
-                             module.supplementary ? module.supplementary->path : "")
-                 .files)
-            add(std::move(file), asker);
-    }
+    for (std::size_t asker = 0; asker < m_askers.size(); ++asker)
+        readSymbols(resolution.modules[asker], asker);
     for (std::size_t asker = 0; asker < m_askers.size(); ++asker)
         for (std::uint32_t const index : resolution.modules[asker].module.source_files)
             if (index < resolution.profile.source_files.size())
                 addName(resolution.profile.source_files[index], asker);
+}
+
+void SourceList::readSymbols(ModuleResolution const& module, std::size_t asker) {
+    if (!module.symbols || !module.symbols->found() || m_errors.count(module.symbols->path) != 0)
+        return;
+    SourceFiles sources = readSourceFiles(module.symbols->path,
+                                          module.supplementary ? module.supplementary->path : "");
+    for (SourceFile& file : sources.files)
+        add(std::move(file), asker);
+    m_errors.emplace(module.symbols->path, std::move(sources.error));
+}
+
+Boxed<std::string> SourceList::errorOf(ModuleResolution const& module) const {
+    auto const error = module.symbols ? m_errors.find(module.symbols->path) : m_errors.end();
+    if (error == m_errors.end() || error->second.empty())
+        return std::nullopt;
+    return error->second;
 }
 
 void SourceList::addAsker(ModuleResolution const& module, BuildId const& buildId) {

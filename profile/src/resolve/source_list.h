@@ -30,6 +30,9 @@ public:
     /// What the symbols of the modules tell, and then what the profile itself names.
     SourceList(ProfileResolution const& resolution, ElfFactsCache& cache);
 
+    /// Why not all files that the symbols of a module name are in the list; empty if all are.
+    Boxed<std::string> errorOf(ModuleResolution const& module) const;
+
     /// Gives what archives hold under the name of a source, by module.
     using CopiesOf = std::function<CopiesByModule(std::string const& name)>;
 
@@ -50,6 +53,7 @@ private:
         std::size_t equal; ///< The first one of that build-id.
     };
 
+    void readSymbols(ModuleResolution const& module, std::size_t asker);
     void addAsker(ModuleResolution const& module, BuildId const& buildId);
     void add(SourceFile file, std::size_t asker);
     void addName(std::string const& name, std::size_t asker);
@@ -64,6 +68,7 @@ private:
              std::size_t>
         m_known;
     std::set<std::string> m_names;
+    std::map<std::string, std::string> m_errors; ///< By the symbol files that were read.
 };
 
 } // namespace lokata::profile

@@ -91,6 +91,8 @@ std::string symbolsReason(ModuleResolution const& module) {
     if (module.supplementary && !module.supplementary->found())
         add(reasonText(ReasonKey::supplementary_missing) + " " +
             missingReason(*module.supplementary));
+    if (module.is_supplementary_unknown)
+        add(reasonText(ReasonKey::supplementary_unknown));
     if (module.split_dwarf) {
         add(splitReason(*module.split_dwarf));
         if (!module.split_dwarf->error.empty())

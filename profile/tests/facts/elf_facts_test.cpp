@@ -46,6 +46,12 @@ TEST_F(ElfFactsTest, ReadsLinksInTheByteOrderOfTheFile) {
         EXPECT_EQ(facts.debug_link->crc, 0x12345678U);
         EXPECT_EQ(facts.alt_link->name, "../dwz");
         EXPECT_EQ(facts.alt_link->build_id, BuildId(20, 7));
+        EXPECT_FALSE(facts.has_unusable_alt_link || factsOf(ElfBuilder()).has_unusable_alt_link);
+    }
+    for (std::string const& content :
+         {std::string(), std::string("dwz"), std::string("dwz", 4), std::string("\0id", 3)}) {
+        ElfFacts const facts = factsOf(ElfBuilder().section(".gnu_debugaltlink", content));
+        EXPECT_TRUE(facts.has_unusable_alt_link && !facts.alt_link) << content;
     }
 }
 

@@ -87,6 +87,7 @@ ProfileResolution everything() {
         refused({candidate(c_hostile, c_hostile, {IdentityKind::none, c_hostile, c_hostile})});
     all.modules[0].split_dwarf =
         SplitResolution{3, 1, found(c_hostile), {{c_hostile, {1, 2}, refused({})}}, c_hostile};
+    all.modules[0].sources_error = c_hostile;
     all.modules[1].binary = found("/usr/lib/a.so");
     all.modules[1].binary->confidence = cfPolicyLow;
     all.modules[2].binary = FileResolution{};
@@ -244,6 +245,9 @@ TEST(Reasons, SymbolsThatLackPartOfThemselvesAreNotFoundWithoutAWord) {
     part.supplementary = refused({candidate("/c", "rebuilt")});
     EXPECT_THAT(symbolsReason(part),
                 HasSubstr("supplementary file that the symbols need was not found. /c: rebuilt"));
+    part = whole;
+    part.is_supplementary_unknown = true;
+    EXPECT_THAT(symbolsReason(part), StartsWith("Which supplementary file the symbols need"));
     part = whole;
     part.split_dwarf->found_units = 1;
     part.split_dwarf->files = {{"/\x1b.dwo", {1}, refused({})}};

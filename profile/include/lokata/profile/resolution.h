@@ -166,10 +166,15 @@ constexpr Word<ModuleStatus> c_moduleStatuses[]{
 struct ModuleResolution {
     Module module;
     ModuleStatus status = ModuleStatus::missing;
+    /// The symbols need a supplementary file, but do not tell which.
+    bool is_supplementary_unknown = false;
     Boxed<FileResolution> binary;        ///< Empty if none was looked for.
     Boxed<FileResolution> symbols;       ///< Empty if none was looked for.
     Boxed<FileResolution> supplementary; ///< Empty without symbols, or if they name none.
     Boxed<SplitResolution> split_dwarf;  ///< Empty if the symbols are not split.
+    /// Why not all source files that the symbols name could be told, for a person; empty if all
+    /// could, or if they were not asked for.
+    Boxed<std::string> sources_error;
 };
 
 /// A source file that resolved modules name. One name has several of them where the modules

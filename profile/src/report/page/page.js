@@ -136,6 +136,7 @@
         ["Kind", readable(module.kind)],
         ["Why", module.binary ? null : module.reason],
         ["Symbols", module.symbols_reason],
+        ["Sources", module.sources_reason],
         ["Split DWARF", split && `${count(split.found_units)} of ${plural(split.units, "unit")} found`],
         ["Samples", module.samples === null ? null : `${count(module.samples)}, and ${count(module.caller_samples)} as a caller`],
         ["Process", module.pid],
