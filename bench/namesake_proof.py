@@ -7,12 +7,12 @@ Each round makes modules of two builds whose right binary, symbol file, source o
 not lie, among namesakes in a random order: other build-ids, damage of every kind behind a readable
 build-id note, stripped files, debug files of other builds, texts, directories, pipes, devices, loops,
 sparse giants, unreadable files, other kernels, half archived copies, altered copies in the cache of
-unpacked kernels. `lokata resolve`, `run` and `find`, asked by build-id or checksum, have to give the right
-file as proven where it is there, and nothing as proven where it is not; modules without a build-id are
-never proven, the status of a module says what its binary is, and `resolve` gives the same answers for its
-lines in another order. A category with a run above the limit of time is asked without sparse giants from
-then on. Runs as another user than root, so that unreadable files are. Needs gcc, clang (whose line
-tables hold checksums of sources) and binutils.
+unpacked kernels. `lokata resolve`, `run` and `find`, asked by build-id, checksum or debug link, have to give
+the right file as proven where it is there, and nothing as proven where it is not; a binary without a
+build-id is never proven, the status of a module says what its binary is, and `resolve` gives the same
+answers for its lines in another order. A category with a run above the limit of time is asked without
+sparse giants from then on. Runs as another user than root, so that unreadable files are. Needs clang
+(whose line tables hold checksums of sources) and binutils.
 
 A copy of an unpacked kernel beside a note forged to fit it is left out: that directory is the user's own.
 """
@@ -30,12 +30,13 @@ import sys
 import tempfile
 
 from namesake_questions import Program, Score, Wanted, compare_orders, judge, judge_status
-from namesakes import Build, Planter, write
+from namesakes import TOOLS, Build, Planter, write
 
 RELEASE = "6.1.0-proof"
 KERNEL = "[kernel.kallsyms]"
-# The size of a sparse giant, in bytes; the content of a source is all read, since nothing else tells it.
-GIANTS = {"binaries": 3 << 30, "symbols": 3 << 30, "sources": 16 << 20, "kernels": 3 << 30}
+# The size of a sparse giant, in bytes; what only a checksum tells is all read.
+GIANTS = {"binaries": 3 << 30, "symbols": 3 << 30, "links": 16 << 20, "sources": 16 << 20,
+          "kernels": 3 << 30}
 FOUND_SINGLY = 6  # Questions of each round that are asked by a `find` of their own.
 
 
@@ -60,9 +61,11 @@ class Round:
     def directories(self, word, places):
         return [each for place in places for each in ("-d", "%s:r=%s" % (word, place))]
 
-    def plant_around(self, name, category, module=None):
-        """Namesakes in all places, with the right file in one of them, or in none."""
-        asked = {build: Wanted(build, category, name, module) for build in (self.right, self.other)}
+    def plant_around(self, name, category, module=None, of_both=True):
+        """Namesakes in all places, with the right file in one of them, or in none. `of_both`: the name
+        is asked for with both build-ids."""
+        builds = (self.right, self.other) if of_both else (self.right,)
+        asked = {build: Wanted(build, category, name, module) for build in builds}
         self.wanted += asked.values()
         chosen = random.choice(self.places) if random.random() < 0.7 else None
         for place in self.places:
@@ -102,7 +105,7 @@ class Round:
         for module in document["modules"]:
             judge_status(self.score, module)
         for wanted in self.wanted:
-            module = modules.get((wanted.build.id, wanted.module))
+            module = modules.get((wanted.build_id, wanted.module))
             judge(self.score, "resolve", wanted, module and module[part])
 
     def ask_singly(self, word, checksum_of, words, name_of=lambda wanted: wanted.name, binary_of=None):
@@ -116,18 +119,20 @@ class Round:
                 request["binary"] = binary_of(wanted)
             requests.append(json.dumps(request) + "\n")
         places = ["--archive", self.archive, *words]
-        answers = self.program.documents(self.category, ["run", "-", *places], "".join(requests))
+        answers = self.program.documents(self.category, ["run", "-", *places], "".join(requests),
+                                         len(requests))
         for wanted, answer in zip(asked, answers or []):
             judge(self.score, "run", wanted, answer["found"][0] if answer["found"] else None)
         for wanted in random.sample(self.wanted, min(FOUND_SINGLY, len(self.wanted))):
             binary = ["--binary", binary_of(wanted)] if binary_of else []
-            answer = self.program.documents(self.category, ["find", word, name_of(wanted), "--expect",
-                                             checksum_of(wanted), *binary, *places])
+            expected = ["--expect", checksum_of(wanted)] if checksum_of(wanted) else []
+            answer = self.program.documents(self.category, ["find", word, name_of(wanted), *expected,
+                                                            *binary, *places])
             for each in answer or []:
                 judge(self.score, "find", wanted, each["found"][0] if each["found"] else None)
 
     def binaries(self):
-        names = ["/opt/app/bin/tool%d" % i for i in range(15)]
+        names = ["/opt/app/bin/" + tool for tool in TOOLS]
         for name in names:
             self.plant_around(name, "binary")
         self.plant_half_copies("binary", "binaries", names[::5])
@@ -138,7 +143,7 @@ class Round:
         self.ask_singly("bin", lambda wanted: "build-id:" + wanted.build.id, words)
 
     def symbols(self):
-        names = ["/opt/app/bin/tool%d" % i for i in range(15)]
+        names = ["/opt/app/bin/" + tool for tool in TOOLS]
         binaries = {}
         for name in names:
             self.plant_around(name + ".debug", "debug", name)
@@ -151,6 +156,20 @@ class Round:
                            "symbols")
         self.ask_singly("sym", lambda wanted: "build-id:" + wanted.build.id, words,
                         binary_of=lambda wanted: binaries[wanted.build, wanted.module])
+
+    def links(self):
+        """Symbols that a checksum in the binary proves, without any build-id."""
+        binaries = {}
+        for tool in TOOLS:
+            name = "/opt/app/bin/" + tool
+            self.plant_around(name + ".debug", "linked", name, of_both=False)
+            binaries[name] = write(self.path("bin", name.lstrip("/")), self.right.linking[tool])
+        self.plant_half_copies("linked", "symbols", [name + ".debug" for name in list(binaries)[::5]])
+        words = self.directories("sym", self.places)
+        self.judge_modules(self.resolve([name + "\n" for name in binaries],
+                                        *self.directories("bin", [self.path("bin")]), *words), "symbols")
+        self.ask_singly("sym", lambda wanted: "", words,
+                        binary_of=lambda wanted: binaries[wanted.module])
 
     def sources(self):
         for name in self.right.sources:
@@ -244,7 +263,7 @@ def main():
                         giants[category] = 0
                     shutil.rmtree(this.root)
         except KeyboardInterrupt:
-            print("interrupted")
+            score.fault("failed", "interrupted")
         finally:
             is_clean = score.report()
     return 0 if is_clean else 1

@@ -17,7 +17,7 @@ class Score:
     PRINTED = 10
 
     def __init__(self):
-        self.namesakes = self.answers = 0
+        self.namesakes = self.answers = self.proven = 0
         self.faults = collections.Counter()
 
     def fault(self, kind, text):
@@ -29,7 +29,8 @@ class Score:
 
     def report(self):
         counts = ", ".join("%d %s" % (self.faults[kind], kind) for kind in FAULTS)
-        print("%d namesakes, %d answers: %s" % (self.namesakes, self.answers, counts))
+        print("%d namesakes, %d answers, %d of them proven: %s"
+              % (self.namesakes, self.answers, self.proven, counts))
         return not any(self.faults.values())
 
 
@@ -53,17 +54,19 @@ class Program:
         return [os.path.join(above, name) for above, _, names in os.walk(self.home)
                 for name in names if name == "vmlinux"]
 
-    def documents(self, category, words, text=""):
-        """What the program printed, one JSON document a line; None if it did not answer."""
+    def documents(self, category, words, text="", count=1):
+        """What the program printed, `count` JSON documents, one a line; None if it did not answer."""
         environment = {key: value for key, value in os.environ.items() if not key.startswith("XDG_")}
         command = [self.path, *words, "--no-user", "--json"]
         try:
             result = subprocess.run(command, input=text.encode(), stdout=subprocess.PIPE,
                                     stderr=subprocess.PIPE, preexec_fn=drop_privileges,
                                     env=dict(environment, HOME=self.home), timeout=self.limit)
-            if result.returncode in (0, 1):
-                return [json.loads(line) for line in result.stdout.splitlines()]
-            problem = "status %d: %s" % (result.returncode, result.stderr.decode(errors="replace").strip())
+            documents = [json.loads(line) for line in result.stdout.splitlines()]
+            if result.returncode in (0, 1) and len(documents) == count:
+                return documents
+            problem = "status %d, %d of %d answers: %s" % (result.returncode, len(documents), count,
+                                                           result.stderr.decode(errors="replace").strip())
             self.score.fault("failed", "%s %s: %s" % (words[0], category, problem))
         except subprocess.TimeoutExpired:
             self.timed_out = True
@@ -79,6 +82,7 @@ class Wanted:
     def __init__(self, build, category, name, module=None):
         self.build, self.category, self.name = build, category, name
         self.module = module or name
+        self.build_id = None if category == "linked" else build.id
         self.lies_at = []
 
 
@@ -90,16 +94,16 @@ def content_at(path):
 
 
 def judge(score, command, wanted, file):
-    """`file` is that of a document, or None. Gives whether it was said to be proven."""
+    """`file` is that of a document, or None."""
     score.answers += 1
     path = file and file["path"]
     proven = bool(path) and file["confidence"] == "cfValidated"
+    score.proven += proven
     place = "%s, %s %s of %s" % (command, wanted.category, wanted.name, wanted.build.id[:8])
     if proven and content_at(path) not in wanted.build.right_contents(wanted.category, wanted.name):
         score.fault("wrong", "%s: %s" % (place, path))
     elif wanted.lies_at and not proven:
         score.fault("missed", "%s: %s" % (place, wanted.lies_at))
-    return proven
 
 
 def judge_status(score, module):

@@ -8,6 +8,7 @@ import struct
 import subprocess
 
 SOURCES = 6
+TOOLS = ["tool%d" % i for i in range(15)]
 
 
 def run(*words, **options):
@@ -28,8 +29,9 @@ def write(path, content):
 
 class Build:
     """The files of one build, all of one build-id: a stripped binary, its debug file, its sources by
-    their recorded names, and a kernel, which has all in one. No two builds have equal files, but all
-    have the names and, for the sources, the sizes."""
+    their recorded names, and a kernel, which has all in one; and without a build-id, binaries whose
+    debug links name TOOL.debug, and the debug file of them all. No two builds have equal files, but
+    all have the names and, for the sources, the sizes."""
 
     def __init__(self, scratch, number):
         self.id = hashlib.sha1(b"build %d" % number).hexdigest()
@@ -39,22 +41,35 @@ class Build:
         for i in range(SOURCES):
             text = b"int proof%d(void) { return %03d; }\n" % (i, number)
             self.sources[write(os.path.join(base, "proof%d.c" % i), text)] = text
-        run("clang", "-gdwarf-5", "-O1", "-shared", "-Wl,--build-id=0x" + self.id, "-o", whole,
+        self.linked, _ = self.compile(whole, "none")
+        self.linking = {tool: self.link(whole + ".stripped", tool) for tool in TOOLS}
+        self.debug, self.binary = self.compile(whole, "0x" + self.id)
+        self.kernel = read(whole)
+        for path in self.sources:
+            os.remove(path)
+
+    def compile(self, whole, build_id):
+        run("clang", "-gdwarf-5", "-O1", "-shared", "-Wl,--build-id=" + build_id, "-o", whole,
             *self.sources)
         run("objcopy", "--only-keep-debug", whole, whole + ".debug")
         run("strip", "-o", whole + ".stripped", whole)
-        self.kernel = read(whole)
-        self.debug = read(whole + ".debug")
-        self.binary = read(whole + ".stripped")
-        for path in self.sources:
-            os.remove(path)
+        return read(whole + ".debug"), read(whole + ".stripped")
+
+    def link(self, stripped, tool):
+        directory = os.path.dirname(stripped)
+        symbols = write(os.path.join(directory, tool + ".debug"), self.linked)
+        target = os.path.join(directory, tool)
+        run("objcopy", "--add-gnu-debuglink=" + symbols, stripped, target)
+        return read(target)
 
     def content(self, category, name):
         return self.sources[name] if category == "source" else getattr(self, category)
 
     def right_contents(self, category, name):
-        """All that may be proven to be this file: what is not stripped is a binary and a debug file."""
-        return {self.content(category, name)} | (set() if category == "source" else {self.kernel})
+        """All that may be proven to be this file: what is not stripped is a binary and a debug file, but
+        by a checksum it is nothing but itself."""
+        by_id = category in ("binary", "debug", "kernel")
+        return {self.content(category, name)} | ({self.kernel} if by_id else set())
 
 
 def sections(elf):
@@ -80,7 +95,8 @@ def without(elf, ranges):
 def damages(elf):
     """Damaged forms of a file whose build-id note can still be read."""
     table, = struct.unpack_from("<Q", elf, 40)
-    note_end = max(at + length for kind, at, length in sections(elf) if kind == 7 and at < 2048)
+    note_end = max((at + length for kind, at, length in sections(elf) if kind == 7 and at < 2048),
+                   default=512)
     strings = [(at, length) for kind, at, length in sections(elf) if kind == 3 and at > note_end]
     return {
         "cut": lambda: elf[:random.randrange(note_end, len(elf) - 1)],
