@@ -147,12 +147,10 @@ TEST_F(RunProgram, ShowsNamesThatControlNeitherTheTerminalNorOtherLines) {
 TEST_F(RunProgram, ReportsABrokenLineWithItsNumberAndGoesOn) {
     file("tool");
     std::string const line = "src tool /bin/x md5:";
+    std::string const repeated = R"({"category":"src","name":"tool","checksum":null,"name":"a"})";
     auto const outcome = run({"run", "-", "--json", "-d", "src=."},
-                             "src\n" + line + md5OfContent + "\n" + line + md5OfAbc +
-                                 R"(
-{"category":"src","name":"tool","checksum":null,"name":"a"})"
-                                 "\nsrc tool /bin/x " +
-                                 md5OfContent);
+                             "src\n" + line + md5OfContent + "\n" + line + md5OfAbc + "\n" +
+                                 repeated + "\nsrc tool /bin/x " + md5OfContent);
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.err, StartsWith("lokata: standard input:1: the name is missing\n"
                                         "lokata: standard input:4: \"name\" comes twice\n"
