@@ -190,7 +190,7 @@ def answers(output, root):
             add("binaries", module["name"], module["status"], module["binary"])
             for part in ("symbols", "supplementary"):
                 add("symbols", module["name"], part, module[part])
-            split = module["split_dwarf"]
+            split = module.get("split_dwarf")  # Programs of old had none.
             if split:
                 add("split", module["name"], "%(found_units)d of %(units)d" % split, split["package"])
                 for each in split["files"]:

@@ -70,7 +70,7 @@ class Program:
             self.score.fault("failed", "%s %s: %s" % (words[0], category, problem))
         except subprocess.TimeoutExpired:
             self.timed_out = True
-            self.score.fault("timed out", "%s %s, after %d s" % (words[0], category, self.limit))
+            self.score.fault("timed out", "%s %s, after %g s" % (words[0], category, self.limit))
         except ValueError as error:
             self.score.fault("failed", "%s %s: no JSON: %s" % (words[0], category, error))
         return None
