@@ -1,10 +1,13 @@
 #include "lk_context.h"
 #include "support/callbacks.h"
 #include "support/dir_records.h"
+#include "support/retriever.h"
 #include "temp_tree.h"
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <stdexcept>
 #include <string>
 
 namespace LK_2_13 {
@@ -90,6 +93,33 @@ TEST_F(Contexts, AddUpDirectoriesNearestFirst) {
     EXPECT_EQ(binDirs(nullptr), "/a ;/replaced ;/p ;/b/. ;");
 }
 
+TEST_F(Contexts, RefuseANullClientByTheirResultOrRaise) {
+    IResolutionContextMgr& manager = *m_manager;
+    for (char const* const client : {"client", static_cast<char const*>(nullptr)}) {
+        for (bool const isTaken :
+             {manager.registerSearchStartedCallback(*m_child, client, nullptr),
+              manager.registerFilesFoundCallback(*m_child, client, nullptr),
+              manager.registerNoFilesFoundCallback(*m_child, client, nullptr),
+              manager.registerConfidenceLevelPolicyCallback(*m_child, client, nullptr)})
+            EXPECT_EQ(isTaken, client != nullptr);
+        std::function<bool()> const others[]{
+            [&] { return manager.registerFileRetriever(*m_child, client, nullptr); },
+            [&] { return manager.registerSearchStepsConfigurator(*m_child, client, nullptr); },
+            [&] { return manager.registerMessenger(*m_child, client, nullptr); },
+            [&] { return manager.registerEnvironmentInfo(*m_child, client, nullptr); }};
+        for (auto const& isTaken : others)
+            if (client != nullptr)
+                EXPECT_TRUE(isTaken());
+            else
+                EXPECT_THROW(isTaken(), std::logic_error);
+    }
+    EXPECT_THROW(manager.captureSearchDirs(*m_child, nullptr), std::logic_error);
+    EXPECT_THROW(manager.releaseSearchDirs(*m_child, nullptr), std::logic_error);
+    for (char const* const none : {"", static_cast<char const*>(nullptr)})
+        EXPECT_FALSE(manager.createFileSystemContext(none, true));
+    EXPECT_EQ(manager.createUserWideContext()->getUniqueID(), utils::getUserId());
+}
+
 TEST_F(Contexts, FallBackToTheEmptyKeyForHalfOfTheCallbacks) {
     test::Started started;
     test::Found found;
@@ -131,11 +161,14 @@ TEST_F(Contexts, InheritSingleValuesFromTheNearestThatHasOne) {
     m_manager->registerSearchStepsConfigurator(*m_grandparent, "client", steps);
     m_manager->registerEnvironmentInfo(*m_child, "", anyInfo);
     m_manager->registerEnvironmentInfo(*m_child, "client", exactInfo);
+    test::Retriever retriever;
+    m_manager->registerFileRetriever(*m_parent, "", &retriever);
     m_manager->registerCacheDir(*m_parent, "/near");
     m_manager->registerCacheDir(*m_parent, nullptr);
     m_manager->registerCacheDir(*m_grandparent, "/far");
     auto const made = env("client");
     EXPECT_EQ(made->messenger(), &near);
+    EXPECT_EQ(made->fileRetriever(), &retriever);
     EXPECT_EQ(made->searchStepsConfigurator().get(), steps.get());
     EXPECT_EQ(made->environmentInfo().get(), exactInfo.get());
     EXPECT_EQ(made->environmentInfo()->osType(), osLinux);

@@ -51,6 +51,10 @@ TEST(Guards, OfMetadataStandAroundEachSlot) {
             [&] { metadata.registerEnvironmentInfo("key", nullptr); },
             [&] { metadata.getEnvironmentInfo("key"); }});
     metadata.setSearchDirs(nullptr, "free");
+    char const* key = nullptr;
+    ObjectPtr<ISearchDirContainer> first;
+    EXPECT_TRUE(metadata.searchDirsKeyIterator()->getCurrentRecord(key, first));
+    EXPECT_EQ(first.get(), nullptr) << "keys come in the order of their bytes";
     EXPECT_EQ(metadata.getSearchDirs("key").get(), dirs.get());
 }
 

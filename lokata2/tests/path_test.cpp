@@ -7,6 +7,9 @@
 #include <string>
 #include <string_view>
 
+#include <pwd.h>
+#include <unistd.h>
+
 namespace {
 
 using namespace LK_2_13;
@@ -79,6 +82,18 @@ TEST(CanonicalName, KnowsWindowsSeparatorsAndEndsInOneSeparatorIfAsked) {
     EXPECT_EQ(utils::getCanonicalName("/", true), "/");
     EXPECT_EQ(utils::getCanonicalName("", true), "");
     EXPECT_EQ(utils::getCanonicalName(nullptr, true), "");
+}
+
+TEST(Names, AreTakenApartComparedAndJoinedFromPlainTexts) {
+    EXPECT_EQ(utils::getFileNameOnly("/a/b.so.1") + utils::getFileNameOnly(nullptr), "b.so.1");
+    EXPECT_EQ(utils::getFileNameBase("/a/b.so.1") + utils::getFileNameBase(nullptr), "b.so");
+    EXPECT_EQ(utils::addSubPart("/a", "b") + utils::addSubPart(nullptr, nullptr), "/a/b");
+    EXPECT_EQ(utils::toUpper("aZ-1\xe4") + utils::toUpper(nullptr), "AZ-1\xe4");
+    EXPECT_EQ(utils::compareCanonicalFileNames("a", "b"), -1);
+    EXPECT_EQ(utils::compareCanonicalFileNames("\xff", "a"), 1);
+    EXPECT_EQ(utils::compareCanonicalFileNames(nullptr, ""), 0);
+    char const* const login = getlogin();
+    EXPECT_EQ(utils::getUserId(), login != nullptr ? login : getpwuid(geteuid())->pw_name);
 }
 
 } // namespace

@@ -13,25 +13,41 @@
 namespace LK_2_13 {
 namespace {
 
-/// Searches for `name` through one context with one directory, as a client of a manipulator.
-class SearchBehavior : public ::testing::Test {
+/// Searches for files of one category through one context with one directory, as a client of a
+/// manipulator.
+class SearchBehavior : public ::testing::TestWithParam<search_category_t> {
 protected:
     void SetUp() override {
         m_tree.file("dir/present", "content");
-        m_dirs->addDirectory(scBinaryFiles, m_tree.path("dir").c_str(), false, true);
+        m_dirs->addDirectory(GetParam(), m_tree.path("dir").c_str(), false, true);
         m_manager->registerSearchDirs(*m_context, m_dirs, "dirs");
         m_manipulator = createSearchManipulatorByContext(m_context, nullptr, nullptr);
     }
 
     std::string find(char const* name, char const* clientId = "client") {
-        auto const file = m_manager->createFileSearch(*m_context, clientId, nullptr)
-                              ->findBinFile(name, nullptr, nullptr, 0);
+        auto const search = m_manager->createFileSearch(*m_context, clientId, nullptr);
+        ObjectPtr<IValidFile> file;
+        if (GetParam() == scSymbolFiles)
+            file = search->findSymFile(name, "program", "sum", nullptr, nullptr, nullptr);
+        else if (GetParam() == scSourceFiles)
+            file = search->findSrcFile(name, "program", "sum", nullptr, nullptr);
+        else
+            file = search->findBinFile(name, nullptr, nullptr, 0);
         return file ? file->name() : "";
+    }
+    /// As the callbacks are asked for a file.
+    std::string request(std::string const& name) const {
+        return std::to_string(GetParam()) + " " + name +
+               (GetParam() == scBinaryFiles ? "  " : " program sum");
     }
 
     /// The answer that is remembered for a name: "unknown" for none, "none" for no such file.
     std::string remembered(char const* name) {
-        auto const association = m_manipulator->getHistory()->findBinFileAssociation(name);
+        auto const history = m_manipulator->getHistory();
+        auto const association =
+            GetParam() == scSymbolFiles   ? history->findSymFileAssociation(name, "program", "sum")
+            : GetParam() == scSourceFiles ? history->findSrcFileAssociation(name, "program", "sum")
+                                          : history->findBinFileAssociation(name);
         if (!association)
             return "unknown";
         return association->resolvedName() == nullptr ? "none" : association->resolvedName();
@@ -45,14 +61,14 @@ protected:
     ObjectPtr<ISearchManipulator> m_manipulator;
 };
 
-TEST_F(SearchBehavior, RemembersTheFirstFileAndSuggestsItUnlessTheClientStopsTheSearch) {
+TEST_P(SearchBehavior, RemembersTheFirstFileAndSuggestsItUnlessTheClientStopsTheSearch) {
     m_manipulator->setFilesFoundBehavior("client", ffbUpdateHistory);
     m_manipulator->setSearchStartedBehavior("client", ssbSuggestFromHistory);
     std::string const present = m_tree.path("dir/present");
     EXPECT_EQ(find("present"), present);
     EXPECT_EQ(remembered("present"), present);
 
-    m_dirs->clear(scBinaryFiles);
+    m_dirs->clear(GetParam());
     EXPECT_EQ(find("present"), present) << "known from the history alone";
     EXPECT_EQ(find("present", "other"), "") << "the behaviour is that of one client";
     {
@@ -61,6 +77,7 @@ TEST_F(SearchBehavior, RemembersTheFirstFileAndSuggestsItUnlessTheClientStopsThe
         own.on_started = [&](auto&&...) { return goOn; };
         m_manipulator->setOwnSearchStartedCallback("client", &own);
         EXPECT_EQ(find("present"), present);
+        EXPECT_EQ(own.asked, request("present"));
         goOn = false;
         EXPECT_EQ(find("present"), "");
     }
@@ -70,10 +87,21 @@ TEST_F(SearchBehavior, RemembersTheFirstFileAndSuggestsItUnlessTheClientStopsThe
     test::NotFound takeFirst;
     m_manipulator->setOwnNoFilesFoundCallback("client", &takeFirst);
     EXPECT_EQ(find("present"), present);
+    EXPECT_EQ(takeFirst.asked, request("present"));
     m_manipulator->setOwnNoFilesFoundCallback("client", nullptr);
+    m_manipulator->setSearchStartedBehavior("client", ssbNoHistory);
+    m_dirs->addDirectory(GetParam(), m_tree.path("dir").c_str(), false, true);
+    test::Found refuse;
+    refuse.choose = [](auto&&) { return nullptr; };
+    m_manipulator->setOwnFilesFoundCallback("client", &refuse);
+    EXPECT_EQ(find("present"), present) << "something has to be remembered";
+    EXPECT_EQ(refuse.asked, request("present"));
+    m_manipulator->setFilesFoundBehavior("client", ffbNoHistory);
+    EXPECT_EQ(find("present"), "");
+    m_manipulator->setOwnFilesFoundCallback("client", nullptr);
 }
 
-TEST_F(SearchBehavior, AnAnswerOfNoFileStopsLaterSearches) {
+TEST_P(SearchBehavior, AnAnswerOfNoFileStopsLaterSearches) {
     m_manipulator->setNoFilesFoundBehavior("client", nfbNoHistoryUpdate);
     EXPECT_EQ(find("absent"), "");
     EXPECT_EQ(remembered("absent"), "unknown");
@@ -88,25 +116,31 @@ TEST_F(SearchBehavior, AnAnswerOfNoFileStopsLaterSearches) {
     EXPECT_EQ(find("absent"), m_tree.path("dir/absent"));
 }
 
-TEST_F(SearchBehavior, TakesItsCapturesAndCallbacksAwayWhenItGoes) {
-    EXPECT_FALSE(m_manipulator->setOwnNoFilesFoundCallback(nullptr, nullptr));
-    EXPECT_FALSE(m_manipulator->setSearchDirsBehavior(nullptr, sdbCapture));
+TEST_P(SearchBehavior, TakesItsCapturesAndCallbacksAwayWhenItGoes) {
+    for (char const* const client : {"client", static_cast<char const*>(nullptr)})
+        for (bool const isTaken : {m_manipulator->setSearchStartedBehavior(client, ssbNoHistory),
+                                   m_manipulator->setOwnSearchStartedCallback(client, nullptr),
+                                   m_manipulator->setFilesFoundBehavior(client, ffbNoHistory),
+                                   m_manipulator->setOwnFilesFoundCallback(client, nullptr),
+                                   m_manipulator->setNoFilesFoundBehavior(client, nfbNoHistory),
+                                   m_manipulator->setOwnNoFilesFoundCallback(client, nullptr),
+                                   m_manipulator->setSearchDirsBehavior(client, sdbRelease)})
+            EXPECT_EQ(isTaken, client != nullptr);
     m_manipulator->setSearchDirsBehavior("client", sdbCapture);
     m_manipulator->setSearchDirsBehavior("kept", static_cast<search_dirs_behavior_t>(2));
     m_manager->captureSearchDirs(*m_context, "kept");
     m_manipulator->setOwnFilesFoundCallback("kept", nullptr);
-    auto const search = m_manager->createFileSearch(*m_context, "kept", nullptr);
+    auto const env = m_manager->createSearchEnv(*m_context, "kept", nullptr);
     m_tree.file("late/fresh", "content");
-    m_dirs->addDirectory(scBinaryFiles, m_tree.path("late").c_str(), false, true);
+    m_dirs->addDirectory(GetParam(), m_tree.path("late").c_str(), false, true);
     EXPECT_EQ(find("fresh"), "");
     m_manipulator = nullptr;
     EXPECT_EQ(find("fresh"), m_tree.path("late/fresh"));
     EXPECT_EQ(find("fresh", "kept"), "") << "a capture of somebody else stays";
-    EXPECT_TRUE(search->findBinFile("present", nullptr, nullptr, 0))
-        << "no environment calls a callback that went";
+    EXPECT_FALSE(env->filesFoundCallback()->hasCallback());
 }
 
-TEST_F(SearchBehavior, ManipulatorsMayGoWhileSearchesRun) {
+TEST_P(SearchBehavior, ManipulatorsMayGoWhileSearchesRun) {
     constexpr int c_rounds = 30;
     std::atomic<int> found{0};
     auto const history = ISearchHistory::create();
@@ -129,6 +163,9 @@ TEST_F(SearchBehavior, ManipulatorsMayGoWhileSearchesRun) {
     EXPECT_EQ(found, 2 * c_rounds);
 }
 
+INSTANTIATE_TEST_SUITE_P(Categories, SearchBehavior,
+                         ::testing::Values(scBinaryFiles, scSymbolFiles, scSourceFiles));
+
 TEST(SearchHistory, GivesTheLastAnswerToARequestThatIsEqualInEachField) {
     auto const history = ISearchHistory::create();
     EXPECT_FALSE(history->findBinFileAssociation("a"));
@@ -139,9 +176,28 @@ TEST(SearchHistory, GivesTheLastAnswerToARequestThatIsEqualInEachField) {
     EXPECT_EQ(history->addBinFileAssociation("a", "")->resolvedName(), nullptr);
 
     history->addSymFileAssociation("ab", "c", "", "/found");
+    history->addSrcFileAssociation("ab", "c", "d", "/found");
     EXPECT_FALSE(history->findSymFileAssociation("a", "bc", ""));
     EXPECT_FALSE(history->findSymFileAssociation("AB", "c", ""));
-    EXPECT_TRUE(history->findSymFileAssociation("ab", "c", nullptr));
+    EXPECT_FALSE(history->findSrcFileAssociation("ab", "c", ""));
+
+    auto const known = [&] {
+        return std::string(history->findBinFileAssociation("a") ? "bin " : "") +
+               (history->findSymFileAssociation("ab", "c", nullptr) ? "sym " : "") +
+               (history->findSrcFileAssociation("ab", "c", "d") ? "src " : "");
+    };
+    EXPECT_EQ(known(), "bin sym src ");
+    history->clear(scSymbolFiles);
+    EXPECT_EQ(known(), "bin src ");
+    history->clear(scBinaryFiles);
+    EXPECT_EQ(known(), "src ");
+    history->clear(scSourceFiles);
+    EXPECT_EQ(known(), "");
+    history->addBinFileAssociation("a", "/one");
+    history->addSymFileAssociation("ab", "c", "", "/found");
+    history->addSrcFileAssociation("ab", "c", "d", "/found");
+    history->clear(scAllFiles);
+    EXPECT_EQ(known(), "");
 }
 
 } // namespace

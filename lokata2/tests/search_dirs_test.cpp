@@ -23,6 +23,9 @@ TEST(SearchDirList, FoldsSpellingsTurnsFlagsOnAloneAndKeepsWindowsNames) {
     for (char const* name : {"C:\\dir\\sub", "C:/dir/sub", "\\\\host\\share", "//host/share", ""})
         EXPECT_TRUE(dirs->addDirectory(scAllFiles, name, false, false));
     EXPECT_EQ(dirsOf(dirs->enumerate(scAllFiles)), "C:\\dir\\sub ;\\\\host\\share ; ;");
+    FilteredDirList list;
+    EXPECT_TRUE(list.add("/a", false, false));
+    EXPECT_FALSE(list.add("/a/.", true, false) || list.add(nullptr, true, true));
 }
 
 TEST(SearchDirContainer, TellsAnUntouchedCategoryFromAnEmptyOne) {

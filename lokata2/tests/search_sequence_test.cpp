@@ -13,6 +13,7 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
 #include <thread>
 
 namespace {
@@ -219,6 +220,33 @@ TEST_F(SearchSequence, LooksForAKernelAnewUnderTheNamesOfItsRelease) {
                 ElementsAre("/x/vmlinux", "/boot/vmlinux-no.such", "/boot/vmlinuz-no.such"));
     EXPECT_THAT(startedBy("vmlinux.1"), ElementsAre("vmlinux.1"));
     EXPECT_THAT(startedBy("vmlinux/"), ElementsAre("vmlinux"));
+
+    test::Retriever retriever;
+    retriever.local = "vmlinux";
+    m_env->setFileRetriever(&retriever);
+    m_env->setCacheDir(m_tree.dir("cache").c_str());
+    m_env->setSearchStartedCallback(CallbackHolder<ISearchStartedCallback>());
+    auto const found = IFileSearch::create(m_env)->findBinFile("vmlinux", nullptr, nullptr, 0);
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->confidence(), cfPolicyHigh);
+    EXPECT_THAT(retriever.asked, ElementsAre(StartsWith("/boot/vmlinux-no.such to ")));
+}
+
+TEST_F(LazyResults, NeedNoEnvironmentAndNoName) {
+    auto const search = IFileSearch::create(nullptr);
+    EXPECT_THROW(search->findBinFile(nullptr, nullptr, nullptr, 0), std::logic_error);
+    for (char const* const none : {"", static_cast<char const*>(nullptr), "no/such"}) {
+        EXPECT_FALSE(search->findBinFile(none != nullptr ? none : "", nullptr, nullptr, 0));
+        EXPECT_FALSE(search->findSymFile(none, "x", nullptr, nullptr, nullptr, nullptr));
+        EXPECT_FALSE(search->findSrcFile(none, nullptr, nullptr, nullptr, nullptr));
+    }
+    for (auto const& file : {search->findBinFile(m_a.c_str(), nullptr, nullptr, 0),
+                             search->findSymFile(m_a.c_str(), "", "", nullptr, nullptr, nullptr),
+                             search->findSrcFile(m_a.c_str(), "", "", nullptr, nullptr)}) {
+        ASSERT_TRUE(file);
+        EXPECT_EQ(file->searchStep(), ssAbsoluteNameLookup);
+        EXPECT_EQ(file->confidence(), cfPolicyHigh);
+    }
 }
 
 } // namespace

@@ -162,6 +162,13 @@ TEST_F(Strategies, TakeTheDirectoriesOfTheStepsPriorityAndTheFilesCategoryFirst)
     EXPECT_THAT(offered(), ElementsAre("/high/a/x.c", "/high/x.c", "/all/a/x.c", "/all/x.c"));
     EXPECT_THAT(m_offers.steps, Each(ssHighPrioritySearchDirs));
 
+    m_archiveDirs->addDirectory(scAllFiles, "/kept/all", false, false);
+    m_archiveDirs->addDirectory(scSourceFiles, "/kept/src", false, false);
+    m_offers.steps.clear();
+    EXPECT_FALSE(src("a/x.c").findInArchiveDirs(m_offers));
+    EXPECT_THAT(offered(), ElementsAre("/kept/src/x.c/x.c", "/kept/all/x.c/x.c"));
+    EXPECT_THAT(m_offers.steps, Each(ssArchiveSearchDirs));
+
     m_offers.steps.clear();
     EXPECT_FALSE(src("a/x.c").findInLowPriorityDirs(m_offers));
     EXPECT_THAT(offered(), ElementsAre("a/x.c", "x.c", "x.c", "sub/x.c"));

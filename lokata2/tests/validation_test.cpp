@@ -60,10 +60,22 @@ TEST_F(Validators, CompareAChecksumOfAnyCase) {
     std::string const file = m_tree.file("file", "one");
     auto const right =
         IChecksumCalculator::create()->fromString(ctMd5, "F97C5D29941BFB1B2FDAB0874906AB82");
-    ChecksumValidator same(scBinaryFiles, right);
-    EXPECT_EQ(judge(same, file), c_isValid);
-    EXPECT_EQ(judge(same, m_tree.path("missing")), c_isUndecided);
-    EXPECT_EQ(judge(same, m_tree.file("other", "two")), "1, severity 0, %ChecksumMismatch");
+    m_messages.putCommonCatalog(R"({"BinChecksumMismatch": "bin {arg1}",
+        "SymChecksumMismatch": "sym {arg1}", "SrcChecksumMismatch": "src {arg1}"})");
+    std::string const other = m_tree.file("other", "two");
+    for (auto const& [category, verdict] : {std::pair(scBinaryFiles, "1, severity 0, bin "),
+                                            std::pair(scSymbolFiles, "1, severity 0, sym "),
+                                            std::pair(scSourceFiles, "1, severity 1, src ")}) {
+        ChecksumValidator same(category, right);
+        EXPECT_EQ(judge(same, file), c_isValid);
+        EXPECT_EQ(judge(same, m_tree.path("missing")), c_isUndecided);
+        EXPECT_EQ(judge(same, other), verdict + other);
+    }
+    ChecksumValidator anything(scAllFiles, right);
+    EXPECT_EQ(judge(anything, other), "1, %ChecksumMismatch");
+    ChecksumValidator nothing(scBinaryFiles, nullptr);
+    EXPECT_EQ(judge(nothing, file), c_isUndecided);
+    EXPECT_FALSE(IChecksumCalculator::create()->fromString(ctMd5, nullptr));
 }
 
 TEST_F(Validators, CompareWhatIsRecordedOfTimeAndSize) {

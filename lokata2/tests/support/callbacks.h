@@ -12,7 +12,13 @@
 
 namespace LK_2_13::test {
 
-// The callbacks of a client. Each does for every category what its function says.
+// The callbacks of a client. Each does for every category what its function says, and writes down
+// what it was asked last.
+
+inline std::string textOf(RequestedFile const& file) {
+    return std::to_string(file.category) + " " + file.file_name + " " + file.binary_name + " " +
+           file.checksum;
+}
 
 /// Goes on without a function.
 class Started final : public SearchStartedCallback {
@@ -20,9 +26,11 @@ public:
     ~Started() override { disconnectHandlers(); }
 
     std::function<bool(char const*, IStringContainer&)> on_started;
+    std::string asked;
 
 private:
     bool searchStarted(RequestedFile const& file, IStringContainer& suggestions) override {
+        asked = textOf(file);
         return !on_started || on_started(file.file_name, suggestions);
     }
 };
@@ -33,9 +41,12 @@ public:
     ~Found() override { disconnectHandlers(); }
 
     std::function<ObjectPtr<IValidFile>(IValidFileIterator&)> choose;
+    std::string asked;
 
 private:
-    ObjectPtr<IValidFile> filesFound(RequestedFile const&, IValidFileIterator& files) override {
+    ObjectPtr<IValidFile> filesFound(RequestedFile const& file,
+                                     IValidFileIterator& files) override {
+        asked = textOf(file);
         return choose ? choose(files) : files.next();
     }
 };
@@ -47,11 +58,13 @@ public:
 
     std::function<ObjectPtr<IValidFile>(IValidator&, IInvalidFileIterator&, IValidFileIterator&)>
         resolve;
+    std::string asked;
 
 private:
-    ObjectPtr<IValidFile> noFilesFound(RequestedFile const&, IValidator& validator,
+    ObjectPtr<IValidFile> noFilesFound(RequestedFile const& file, IValidator& validator,
                                        IInvalidFileIterator& invalid,
                                        IValidFileIterator& valid) override {
+        asked = textOf(file);
         return resolve ? resolve(validator, invalid, valid) : valid.next();
     }
 };
