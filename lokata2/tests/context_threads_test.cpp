@@ -12,10 +12,8 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace LK_2_13 {
 namespace {
@@ -97,52 +95,31 @@ TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
     TempTree tree;
     std::string const wanted = tree.file("always/wanted", "content");
     auto const manager = IResolutionContextMgr::create();
-    auto const child = manager->createFileSystemContext("/child", false);
-    auto const parent = manager->createFileSystemContext("/parent", false);
+    auto const context = manager->createFileSystemContext("/context", false);
     auto const dirs = IEditableSearchDirContainer::create();
     std::string const always = tree.path("always");
     dirs->addDirectory(scBinaryFiles, always.c_str(), true, true);
     dirs->addDirectory(scBinaryFiles, "/fixed", false, false);
-    manager->registerSearchDirs(*parent, dirs, "always");
-    manager->addInheritance(*child, *parent);
-    manager->registerArchiveDir(*child, tree.dir("archive").c_str());
-
-    auto const assemble = [&](int) {
-        auto const env = manager->createSearchEnv(*child, "client", nullptr);
-        std::string const found = test::dirsOf(env->searchDirs(scBinaryFiles));
-        EXPECT_NE(found.find(always + " rp;/fixed ;"), std::string::npos)
-            << "each search has a cursor of its own: " << found;
-        auto* const holder = env->confidenceLevelPolicyCallback();
-        CallbackAccessor<IConfidenceLevelPolicyCallback> const accessor(*holder);
-        auto* const policy = accessor.get();
-        EXPECT_TRUE(policy == nullptr ||
-                    policy->getConfidenceLevel(scBinaryFiles, 0) == clAcceptLow);
-    };
-    auto const registerThings = [&](int i) {
-        std::string const name = "/dir" + std::to_string(i);
-        auto const more = IEditableSearchDirContainer::create();
-        more->addDirectory(scBinaryFiles, name.c_str(), false, false);
-        manager->registerSearchDirs(*child, more, "own");
-        dirs->addDirectory(scBinaryFiles, name.c_str(), false, false);
-        manager->captureSearchDirs(*(i % 2 == 0 ? parent : child), "client");
-        manager->releaseSearchDirs(*(i % 3 == 0 ? parent : child), "client");
-    };
-    auto const comeAndGo = [&](int) {
-        test::Policy policy;
-        manager->registerConfidenceLevelPolicyCallback(*child, "client", &policy);
-    };
-    auto const searchAndArchive = [&](int) {
-        auto const search = manager->createFileSearch(*child, "client", nullptr);
-        EXPECT_TRUE(search->findBinFile("wanted", nullptr, nullptr, 0));
-        // Symbols are archived beside the binaries that the search reads.
-        archive_result_t const result = manager->archiveFile(*child, wanted.c_str(), scSymbolFiles);
-        EXPECT_TRUE(result == afOk || result == afAlreadyArchived) << result;
-    };
-    std::vector<std::function<void(int)>> const jobs{assemble, registerThings, comeAndGo,
-                                                     searchAndArchive, searchAndArchive};
-    onThreads(static_cast<int>(jobs.size()), [&](int number) {
-        for (int round = 0; round < c_rounds; ++round)
-            jobs.at(number)(round);
+    manager->registerSearchDirs(*context, dirs, "always");
+    manager->registerArchiveDir(*context, tree.dir("archive").c_str());
+    onThreads(4, [&](int number) {
+        for (int round = 0; round < c_rounds; ++round) {
+            if (number == 0) {
+                test::Policy policy;
+                manager->registerConfidenceLevelPolicyCallback(*context, "client", &policy);
+                dirs->addDirectory(scBinaryFiles, std::to_string(round).c_str(), false, false);
+                manager->captureSearchDirs(*context, "client");
+                continue;
+            }
+            auto const env = manager->createSearchEnv(*context, "client", nullptr);
+            EXPECT_NE(test::dirsOf(env->searchDirs(scBinaryFiles)).find(always + " rp;/fixed ;"),
+                      std::string::npos)
+                << "each search has a cursor of its own";
+            EXPECT_TRUE(IFileSearch::create(env)->findBinFile("wanted", nullptr, nullptr, 0));
+            // Symbols are archived beside the binaries that the search reads.
+            auto const result = manager->archiveFile(*context, wanted.c_str(), scSymbolFiles);
+            EXPECT_TRUE(result == afOk || result == afAlreadyArchived) << result;
+        }
     });
 }
 

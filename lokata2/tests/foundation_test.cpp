@@ -166,6 +166,8 @@ TEST(EventGenerator, WaitsForARunningCallBeforeItGoes) {
         ASSERT_NE(accessor.get(), nullptr);
         inCall.set_value();
         going.get_future().wait();
+        for (int turn = 0; turn < 1000; ++turn)
+            std::this_thread::yield();
         EXPECT_NE(accessor.get(), nullptr) << "the callback went during its call";
         callEnded = true;
     });

@@ -1,12 +1,11 @@
-#include "lk_search_impl.h"
-
 #include "packers.h"
+#include "support/callbacks.h"
 #include "support/private_dir.h"
-#include "support/scripted_search.h"
 #include "temp_tree.h"
 #include "unprivileged.h"
 
 #include <lokata2/checksum.h>
+#include <lokata2/file_search.h>
 #include <lokata2/utils.h>
 
 #include <gmock/gmock.h>
@@ -104,63 +103,51 @@ protected:
         return m_tree.path("private/vmlinux_cache/") + checksum->value() + "/vmlinux";
     }
 
-    bool offer(std::string const& file) {
-        return m_files.validateAndAdd(file.c_str(), ssSystemDirs);
-    }
-
-    std::vector<std::string> found() {
-        m_files.currentlyFoundValid()->reset();
-        return test::namesOf(*m_files.currentlyFoundValid());
+    /// What a search makes of a file that is suggested; empty for nothing.
+    std::string offer(std::string const& file) {
+        auto const found = m_search->findBinFile("no/such", &m_user, file.c_str(), 0);
+        return found ? found->name() : "";
     }
 
     TempTree m_tree;
     test::PrivateDir m_private{m_tree.path("private")};
-    test::ScriptedStrategy m_strategy;
-    test::ScriptedValidator m_validator;
-    FoundFilesLazyIterator m_files{m_strategy, m_validator, 0};
+    test::UserValidator m_user;
+    ObjectPtr<IFileSearch> m_search = IFileSearch::create(nullptr);
 };
 
 TEST_F(KernelSubstitution, PutsACopyThatIsUnpackedOnceInThePlaceOfTheImage) {
     std::string const file = image("boot/vmlinuz-6.1");
     std::string const cached = cachedName(file);
-    EXPECT_TRUE(offer(file));
-    EXPECT_THAT(found(), ElementsAre(cached));
+    EXPECT_EQ(offer(file), cached);
     EXPECT_EQ(contentOf(cached), "kernel");
     std::ofstream(cached) << "kept";
-    EXPECT_FALSE(offer(image("elsewhere/vmlinuz")));
+    EXPECT_EQ(offer(image("elsewhere/vmlinuz")), cached);
     EXPECT_EQ(contentOf(cached), "kept");
 }
 
 TEST_F(KernelSubstitution, UnpacksAnewOverACopyThatIsRejectedAndElseKeepsTheImage) {
     std::string const file = image("vmlinuz");
     std::string const cached = cachedName(file);
-    m_validator.rejected = {cached};
-    EXPECT_TRUE(offer(file));
-    EXPECT_THAT(m_validator.asked, ElementsAre(file, cached));
-    EXPECT_FALSE(offer(file));
-    EXPECT_THAT(m_validator.asked, ElementsAre(file, cached, file, cached, cached));
-    EXPECT_THAT(found(), ElementsAre(file));
-    m_files.currentlyFoundInvalid()->reset();
-    EXPECT_FALSE(m_files.currentlyFoundInvalid()->next());
+    m_user.rejected = {cached};
+    EXPECT_EQ(offer(file), file);
+    EXPECT_THAT(m_user.asked, ElementsAre(file, cached));
+    EXPECT_EQ(offer(file), file);
+    EXPECT_THAT(m_user.asked, ElementsAre(file, cached, file, cached, cached));
 }
 
 TEST_F(KernelSubstitution, LeavesWhatCannotBeUnpackedAndWhatIsNoValidKernelByItsName) {
-    std::string const inside = image("vmlinuz/kernel");
-    std::string const middle = image("old-vmlinuz");
     std::string const rejected = image("vmlinuz.rejected");
-    m_validator.rejected = {rejected};
-    EXPECT_TRUE(offer(inside) && offer(middle));
-    EXPECT_FALSE(offer(rejected));
+    m_user.rejected = {rejected};
+    EXPECT_EQ(offer(rejected), "");
+    for (char const* const name : {"vmlinuz/kernel", "old-vmlinuz"})
+        EXPECT_EQ(offer(image(name)), m_tree.path(name));
     EXPECT_FALSE(fs::exists(m_tree.path("private/vmlinux_cache")));
 
     std::string const plain = m_tree.file("vmlinuz-plain", "no stream");
-    EXPECT_TRUE(offer(plain));
+    EXPECT_EQ(offer(plain), plain);
     EXPECT_FALSE(fs::exists(cachedName(plain)));
     m_private.set("");
-    std::string const packed = image("vmlinuz-packed");
-    EXPECT_TRUE(offer(packed));
-    EXPECT_FALSE(offer(m_tree.dir("vmlinuz-dir"))) << "lost: it has no checksum";
-    EXPECT_THAT(found(), ElementsAre(inside, middle, plain, packed));
+    EXPECT_EQ(offer(image("vmlinuz-packed")), m_tree.path("vmlinuz-packed"));
 }
 
 } // namespace

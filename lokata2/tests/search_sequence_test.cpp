@@ -1,11 +1,11 @@
-#include "lk_search.h"
-#include "lk_search_impl.h"
+#include "lk_search_types.h"
 
 #include "support/callbacks.h"
 #include "support/private_dir.h"
 #include "support/retriever.h"
-#include "support/scripted_search.h"
 #include "temp_tree.h"
+
+#include <lokata2/file_search.h>
 
 #include <gmock/gmock.h>
 
@@ -20,80 +20,17 @@ namespace {
 
 using namespace LK_2_13;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::StartsWith;
 
-class LazyResults : public testing::Test {
-protected:
-    TempTree m_tree;
-    std::string m_a = m_tree.file("a");
-    std::string m_b = m_tree.file("b");
-    std::string m_c = m_tree.file("c");
-    test::ScriptedStrategy m_strategy;
-    test::ScriptedValidator m_validator;
-};
-
-/// Counts the calls that come through the virtual table, as that after each step has to.
-class CountedCalls final : public FoundFilesLazyIterator {
-public:
-    using FoundFilesLazyIterator::FoundFilesLazyIterator;
-    ObjectPtr<IValidFile> next() override {
-        ++calls;
-        return FoundFilesLazyIterator::next();
-    }
-    int calls = 0;
-};
-
-TEST_F(LazyResults, RunsTheNextStepOnlyWhenTheFilesFoundAreUsedUp) {
-    m_strategy.candidates[ssHighPrioritySearchDirs] = {m_a, m_b};
-    m_strategy.candidates[ssLowPrioritySearchDirs] = {m_b, m_a};
-    m_strategy.candidates[ssSystemDirs] = {m_c};
-    m_validator.rejected = {m_b};
-    CountedCalls files(m_strategy, m_validator, 0x100000007);
-    EXPECT_EQ(m_strategy.selector, 0x100000007U);
-    EXPECT_THAT(m_strategy.ran, IsEmpty());
-
-    EXPECT_EQ(files.next()->name(), m_a);
-    EXPECT_EQ(m_strategy.ran.back(), ssHighPrioritySearchDirs);
-    EXPECT_EQ(files.calls, 3) << "archive directories, high priority directories, the file";
-    files.reset();
-    EXPECT_THAT(test::namesOf(files), ElementsAre(m_a, m_c));
-    EXPECT_THAT(m_strategy.ran,
-                ElementsAre(ssArchiveSearchDirs, ssHighPrioritySearchDirs, ssAbsoluteNameLookup,
-                            ssAroundBinaryLookup, ssLowPrioritySearchDirs, ssSystemDirs));
-    EXPECT_FALSE(files.next());
-    EXPECT_EQ(m_strategy.ran.size(), 6U);
-}
-
-TEST_F(LazyResults, FilesTheFirstEntryOfAPathInEachListApart) {
-    FoundFilesLazyIterator files(m_strategy, m_validator, 0);
-    std::string const otherForm = m_tree.root() + "/./a";
-    EXPECT_FALSE(files.validateAndAdd("/none", ssAbsoluteNameLookup));
-    EXPECT_TRUE(files.validateAndAdd(m_a.c_str(), ssAbsoluteNameLookup));
-    EXPECT_FALSE(files.validateAndAdd(otherForm.c_str(), ssSystemDirs));
-    m_validator.rejected = {m_a, otherForm};
-    EXPECT_FALSE(files.validateAndAdd(otherForm.c_str(), ssSystemDirs));
-    EXPECT_FALSE(files.validateAndAdd(m_a.c_str(), ssAskUser));
-    files.currentlyFoundInvalid()->reset();
-    ObjectPtr<IInvalidFile> const invalid = files.currentlyFoundInvalid()->next();
-    EXPECT_EQ(invalid->name(), m_a);
-    ObjectPtr<IValidFile> const forced = invalid->forceTreatAsValid();
-    EXPECT_EQ(forced->searchStep(), ssSystemDirs);
-    EXPECT_EQ(forced->confidence(), cfValidated);
-    EXPECT_STREQ(InvalidFile(R"(./C:\prog)", svError, "", ssAskUser).forceTreatAsValid()->name(),
-                 R"(C:\prog)");
-    EXPECT_FALSE(files.currentlyFoundInvalid()->next());
-    files.currentlyFoundValid()->reset();
-    EXPECT_THAT(test::namesOf(*files.currentlyFoundValid()), ElementsAre(m_a));
-    EXPECT_THAT(m_strategy.ran, IsEmpty());
-}
-
-class SearchSequence : public LazyResults {
+/// Looks for "tool", of which an archive and a directory of low priority each have one.
+class SearchSequence : public testing::Test {
 protected:
     SearchSequence() {
-        m_strategy.validator = &m_validator;
-        m_strategy.candidates[ssArchiveSearchDirs] = {m_a};
-        m_strategy.candidates[ssSystemDirs] = {m_b};
+        auto const archives = IEditableSearchDirContainer::create();
+        archives->addDirectory(scBinaryFiles, m_tree.path("kept").c_str(), false, false);
+        m_env->setArchiveDirs(archives);
+        m_env->setSearchDirs(m_dirs);
+        m_dirs->addDirectory(scBinaryFiles, m_tree.path("low").c_str(), false, false);
         m_env->setSearchStartedCallback(CallbackHolder<ISearchStartedCallback>(&m_started));
         listenToFound(&m_found);
     }
@@ -107,47 +44,98 @@ protected:
 
     /// The name of the result; "nothing" for none.
     std::string find(char const* suggestion = nullptr) {
-        auto const file = FileSearch(ObjectPtr<ISearchEnv>(m_env))
-                              .findFile(m_strategy, m_validator, suggestion, 5);
+        auto const file = IFileSearch::create(m_env)->findBinFile("tool", &m_user, suggestion, 0);
         return file ? file->name() : "nothing";
     }
 
+    TempTree m_tree;
+    std::string m_kept = m_tree.file("kept/tool/0/tool");
+    std::string m_low = m_tree.file("low/tool");
+    std::string m_c = m_tree.file("c");
     test::PrivateDir m_private{m_tree.path("private")};
+    ObjectPtr<IEditableSearchDirContainer> m_dirs = IEditableSearchDirContainer::create();
     ObjectPtr<IEditableSearchEnv> m_env = IEditableSearchEnv::create();
+    test::UserValidator m_user;
     test::Started m_started;
     test::Found m_found;
     test::NotFound m_notFound;
 };
 
+TEST_F(SearchSequence, RunsTheNextStepOnlyWhenTheFilesFoundAreUsedUp) {
+    std::string const high = m_tree.file("high/tool");
+    std::string const cached = m_tree.file("cache/tool/1/tool");
+    m_dirs->addDirectory(scBinaryFiles, m_tree.path("high").c_str(), false, true);
+    m_env->setCacheDir(m_tree.path("cache").c_str());
+    auto const configurator = ISearchStepsConfigurator::create();
+    configurator->setStep(ssCacheSearchDir, scBinaryFiles, true);
+    m_env->setSearchStepsConfigurator(configurator);
+    m_user.rejected = {high};
+    std::vector<unsigned> steps;
+    m_found.choose = [&](IValidFileIterator& files) {
+        EXPECT_THAT(m_user.asked, ElementsAre(m_kept));
+        while (auto const file = files.next()) {
+            EXPECT_EQ(m_user.asked.back(), file->name());
+            steps.push_back(file->searchStep());
+        }
+        EXPECT_FALSE(files.next());
+        files.reset();
+        EXPECT_THAT(test::namesOf(files), ElementsAre(m_kept, cached, m_low));
+        files.reset();
+        files.next();
+        return files.next();
+    };
+    EXPECT_EQ(find(), cached);
+    EXPECT_THAT(steps, ElementsAre(ssArchiveSearchDirs, ssCacheSearchDir, ssLowPrioritySearchDirs));
+    EXPECT_THAT(m_user.asked, ElementsAre(m_kept, high, cached, m_low));
+    m_found.choose = nullptr;
+    m_user.asked.clear();
+    EXPECT_EQ(find(), m_kept);
+    EXPECT_THAT(m_user.asked, ElementsAre(m_kept));
+}
+
+TEST_F(SearchSequence, KeepsAPathOnceInEachListHoweverItIsWritten) {
+    std::string const rejected = m_tree.file("rejected");
+    std::string const otherForm = m_tree.path("./rejected");
+    m_started.on_started = [&](char const*, IStringContainer& suggestions) {
+        for (std::string const& name :
+             {m_c, m_tree.path("./c"), rejected, otherForm, m_tree.path("none")})
+            suggestions.add(name.c_str());
+        return false;
+    };
+    m_user.rejected = {rejected, otherForm};
+    listenToNotFound();
+    m_notFound.resolve = [&](IValidator&, IInvalidFileIterator& invalid,
+                             IValidFileIterator& valid) {
+        EXPECT_THAT(test::namesOf(valid), ElementsAre(m_c));
+        auto const first = invalid.next();
+        EXPECT_FALSE(invalid.next());
+        auto const forced = first->forceTreatAsValid();
+        EXPECT_EQ(forced->searchStep(), ssAskUser);
+        EXPECT_EQ(forced->confidence(), cfValidated);
+        return forced;
+    };
+    EXPECT_EQ(find(), rejected);
+    EXPECT_STREQ(InvalidFile(R"(./C:\prog)", svError, "", ssAskUser).forceTreatAsValid()->name(),
+                 R"(C:\prog)");
+}
+
 TEST_F(SearchSequence, AValidSuggestionIsTheFirstResultUnlessTheStartIsRefused) {
     m_started.on_started = [&](char const*, IStringContainer& suggestions) {
-        suggestions.add(m_b.c_str());
+        suggestions.add(m_low.c_str());
         return true;
     };
     EXPECT_EQ(find(m_c.c_str()), m_c);
-    EXPECT_THAT(m_validator.asked, ElementsAre(m_c, m_b));
-    EXPECT_THAT(m_strategy.ran, IsEmpty());
+    EXPECT_THAT(m_user.asked, ElementsAre(m_c, m_low));
 
     m_started.on_started = [](auto&&...) { return false; };
     EXPECT_EQ(find(m_c.c_str()), "nothing");
     listenToNotFound();
     EXPECT_EQ(find(m_c.c_str()), m_c);
-    EXPECT_THAT(m_strategy.ran, IsEmpty());
-}
-
-TEST_F(SearchSequence, TheChoiceAmongFilesRunsAsManyStepsAsItPulls) {
-    EXPECT_EQ(find(), m_a);
-    EXPECT_THAT(m_strategy.ran, ElementsAre(ssArchiveSearchDirs));
-
-    m_found.choose = [](IValidFileIterator& files) {
-        files.next();
-        return files.next();
-    };
-    EXPECT_EQ(find(), m_b);
+    EXPECT_THAT(m_user.asked, ElementsAre(m_c, m_low, m_c, m_c)) << "no step ran";
 }
 
 TEST_F(SearchSequence, ARejectedChoiceEndsInTheCallbackForNothingFound) {
-    m_validator.rejected = {m_b};
+    m_user.rejected = {m_low};
     listenToNotFound();
     m_found.choose = [](IValidFileIterator& files) {
         EXPECT_EQ(test::namesOf(files).size(), 1U);
@@ -157,11 +145,11 @@ TEST_F(SearchSequence, ARejectedChoiceEndsInTheCallbackForNothingFound) {
                              IValidFileIterator& valid) {
         // Waits forever if the search still holds the callback that has had its turn.
         LKLockWrap const guard(m_found.getLock().get());
-        EXPECT_THAT(test::namesOf(valid), ElementsAre(m_a));
+        EXPECT_THAT(test::namesOf(valid), ElementsAre(m_kept));
         EXPECT_EQ(validator.validate(m_c.c_str())->validFile()->searchStep(), ssAskUser);
         return invalid.next()->forceTreatAsValid();
     };
-    EXPECT_EQ(find(), m_b);
+    EXPECT_EQ(find(), m_low);
 }
 
 TEST_F(SearchSequence, ACallbackThatGoesOnAnotherThreadIsNoLongerAsked) {
@@ -180,7 +168,7 @@ TEST_F(SearchSequence, ACallbackThatGoesOnAnotherThreadIsNoLongerAsked) {
         std::this_thread::yield();
     found.reset();
     searches.join();
-    EXPECT_EQ(find(), m_a);
+    EXPECT_EQ(find(), m_kept);
 }
 
 TEST_F(SearchSequence, FilesOfARetrieverPassThroughADirectoryThatGoesWithTheSearch) {
@@ -188,12 +176,12 @@ TEST_F(SearchSequence, FilesOfARetrieverPassThroughADirectoryThatGoesWithTheSear
     m_env->setFileRetriever(&retriever);
     m_env->setCacheDir(m_tree.dir("cache").c_str());
     auto search = IFileSearch::create(m_env);
-    auto const file = search->findBinFile("/opt/x/tool", nullptr, nullptr, 0);
+    auto const file = search->findBinFile("/opt/x/other", nullptr, nullptr, 0);
     ASSERT_TRUE(file);
     EXPECT_EQ(file->searchStep(), ssAbsoluteNameLookup);
     EXPECT_EQ(contentOf(file->name()), "content");
-    ASSERT_THAT(retriever.asked[0], StartsWith("/opt/x/tool to " + m_tree.path("private/lk-")));
-    std::string const target = retriever.asked[0].substr(std::strlen("/opt/x/tool to "));
+    ASSERT_THAT(retriever.asked[0], StartsWith("/opt/x/other to " + m_tree.path("private/lk-")));
+    std::string const target = retriever.asked[0].substr(std::strlen("/opt/x/other to "));
     EXPECT_TRUE(std::filesystem::exists(target));
     search = nullptr;
     EXPECT_FALSE(std::filesystem::exists(target));
@@ -232,7 +220,7 @@ TEST_F(SearchSequence, LooksForAKernelAnewUnderTheNamesOfItsRelease) {
     EXPECT_THAT(retriever.asked, ElementsAre(StartsWith("/boot/vmlinux-no.such to ")));
 }
 
-TEST_F(LazyResults, NeedNoEnvironmentAndNoName) {
+TEST_F(SearchSequence, NeedsNoEnvironmentAndNoName) {
     auto const search = IFileSearch::create(nullptr);
     EXPECT_THROW(search->findBinFile(nullptr, nullptr, nullptr, 0), std::logic_error);
     for (char const* const none : {"", static_cast<char const*>(nullptr), "no/such"}) {
@@ -240,9 +228,9 @@ TEST_F(LazyResults, NeedNoEnvironmentAndNoName) {
         EXPECT_FALSE(search->findSymFile(none, "x", nullptr, nullptr, nullptr, nullptr));
         EXPECT_FALSE(search->findSrcFile(none, nullptr, nullptr, nullptr, nullptr));
     }
-    for (auto const& file : {search->findBinFile(m_a.c_str(), nullptr, nullptr, 0),
-                             search->findSymFile(m_a.c_str(), "", "", nullptr, nullptr, nullptr),
-                             search->findSrcFile(m_a.c_str(), "", "", nullptr, nullptr)}) {
+    for (auto const& file : {search->findBinFile(m_c.c_str(), nullptr, nullptr, 0),
+                             search->findSymFile(m_c.c_str(), "", "", nullptr, nullptr, nullptr),
+                             search->findSrcFile(m_c.c_str(), "", "", nullptr, nullptr)}) {
         ASSERT_TRUE(file);
         EXPECT_EQ(file->searchStep(), ssAbsoluteNameLookup);
         EXPECT_EQ(file->confidence(), cfPolicyHigh);

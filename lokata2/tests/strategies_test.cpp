@@ -2,9 +2,10 @@
 #include "lk_search_strategy_bin.h"
 #include "lk_search_strategy_src.h"
 #include "lk_search_strategy_sym.h"
+#include "lk_search_validator.h"
 
+#include "support/callbacks.h"
 #include "support/retriever.h"
-#include "support/scripted_search.h"
 #include "temp_tree.h"
 #include "unprivileged.h"
 
@@ -145,7 +146,8 @@ protected:
         return dirs.names;
     }
 
-    test::ScriptedValidator m_validator;
+    test::Policy m_policy;
+    Validator m_validator{nullptr, &m_policy, scAllFiles, nullptr, ""};
     std::string m_tempDir;
     ObjectPtr<IEditableSearchDirContainer> m_searchDirs = IEditableSearchDirContainer::create();
     ObjectPtr<IEditableSearchDirContainer> m_archiveDirs = IEditableSearchDirContainer::create();

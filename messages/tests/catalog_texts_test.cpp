@@ -1,5 +1,7 @@
 #include "read/reasons.h"
 
+#include <lokata2/messages.h>
+
 #include <optstore2/message_catalog.h>
 
 #include <nlohmann/json.hpp>
@@ -28,15 +30,20 @@ keys_t reasonKeys() {
     return keys;
 }
 
+/// Those of the library, whose one text without a placeholder is that of a directory.
+keys_t libraryKeys() {
+    keys_t keys{{"", {"NoDataForSourceFileValidation"}}};
+#define ADD_KEY(Name, parameters)                                                                  \
+    keys[std::string(#Name) == "FileIsDirectoryMessage" ? "" : "{arg1}"].emplace_back(             \
+        #Name, sizeof(#Name) - sizeof("Message"));
+    LOKATA2_MESSAGES(ADD_KEY)
+#undef ADD_KEY
+    return keys;
+}
+
 /// The keys of each catalogue, by the placeholders that their texts must have; empty for none.
 std::map<std::string, keys_t> const g_keys = {
-    {"lokata_common",
-     {{"{arg1}",
-       {"BinChecksumMismatch", "SymChecksumMismatch", "SrcChecksumMismatch",
-        "ModificationTimeMismatch", "SizeMismatch", "SourceFileUpToDate", "FileIsNotReadable",
-        "FileDoesNotExist", "InvalidSymbolFile", "FileArchMismatch", "FileIsNotABinaryModule",
-        "BinFileReadingError", "BinFileUnsupportedFormat", "FileIsNotRegular"}},
-      {"", {"FileIsDirectory", "NoDataForSourceFileValidation"}}}},
+    {"lokata_common", libraryKeys()},
     {"lokata.climgr", {{"{%1}", {"%CannotMatchFileWithChecksumMismatch"}}}},
     {lokata::profile::c_reasonCatalog, reasonKeys()},
 };

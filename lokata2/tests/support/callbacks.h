@@ -7,6 +7,7 @@
 #include <herald2/messenger.h>
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -80,22 +81,32 @@ public:
     std::function<confidence_level_t(search_category_t, unsigned int)> answer;
 };
 
-/// Gives `answer`, with a reason unless it is that the file is valid.
+/// Gives `answer`, but rejects some files; with a reason unless it is that the file is valid.
 class UserValidator final : public IValidatorCallback {
 public:
     validation_result_t validate(char const* fileName, IErrorInfoContainer& errorInfo) override {
         asked.emplace_back(fileName);
-        if (answer != vrValid) {
+        validation_result_t const result = rejected.count(fileName) != 0 ? vrInvalid : answer;
+        if (result != vrValid) {
             errorInfo.setSeverity(svWarning);
             errorInfo.setErrorMessage("no match");
             errorInfo.setErrorMessage(nullptr);
         }
-        return answer;
+        return result;
     }
 
     validation_result_t answer = vrUndecided;
+    std::set<std::string> rejected;
     std::vector<std::string> asked;
 };
+
+/// The names that an iterator still gives.
+inline std::vector<std::string> namesOf(IValidFileIterator& files) {
+    std::vector<std::string> result;
+    while (auto const file = files.next())
+        result.emplace_back(file->name());
+    return result;
+}
 
 class Messenger final : public herald2::IMessenger {
 public:

@@ -9,7 +9,6 @@
 #include <temp_tree.h>
 
 #include <memory>
-#include <random>
 
 namespace {
 
@@ -156,55 +155,7 @@ constexpr std::chrono::milliseconds c_patience{120000};
 
 using report_t = ChildProcess::report_t;
 
-class PropertyStorageProcesses : public PropertyStorage {
-protected:
-    /// Writes ever higher numbers under one name, and reports each that was written.
-    void count(std::string const& name, std::uint64_t last, report_t const& report) {
-        auto const store = open(c_patience);
-        for (std::uint64_t number = stored(*store, name) + 1; number <= last; ++number) {
-            variant_bag_t bag;
-            bag.put("number", variant_t::from_bits(vtUint64, number));
-            bag.put("padding", std::string(number % 3 * 5000, 'p'));
-            store->write(name, bag);
-            report(number);
-        }
-    }
-
-    static std::uint64_t stored(IPropertyStorage const& store, std::string const& name) {
-        variant_bag_t const bag = store.read(name, {});
-        variant_t const* const number = bag.get("number");
-        return number ? number->as_uint64() : 0;
-    }
-};
-
-TEST_F(PropertyStorageProcesses, AKilledWriterLosesNothingThatWasWritten) {
-    constexpr int c_rounds = 25;
-    constexpr std::uint64_t c_steadyWrites = 150;
-    ChildProcess const steady(
-        [this](report_t const& report) { count("steady", c_steadyWrites, report); });
-
-    std::minstd_rand random(1);
-    std::uint64_t acknowledged = 0;
-    for (int round = 0; round < c_rounds; ++round) {
-        ChildProcess const victim(
-            [this](report_t const& report) { count("victim", UINT64_MAX, report); });
-        for (auto wanted = 1 + random() % 4; wanted > 0; --wanted)
-            ASSERT_TRUE(victim.nextReport(acknowledged));
-        for (auto delay = random() % 20000; delay > 0; --delay)
-            ::getppid();
-        EXPECT_TRUE(victim.kill());
-        while (victim.nextReport(acknowledged)) {
-        }
-        std::uint64_t const found = stored(*open(c_patience), "victim");
-        EXPECT_TRUE(found == acknowledged || found == acknowledged + 1)
-            << found << " after " << acknowledged << " in round " << round;
-    }
-
-    EXPECT_EQ(steady.wait(), 0);
-    EXPECT_EQ(stored(*open(c_patience), "steady"), c_steadyWrites);
-}
-
-TEST_F(PropertyStorageProcesses, UnderTheLockNoReadModifyWriteIsLost) {
+TEST_F(PropertyStorage, UnderTheLockNoReadModifyWriteIsLost) {
     constexpr int c_adds = 40;
     auto const adding = [this](std::string const& prefix) {
         return [this, prefix](report_t const&) {

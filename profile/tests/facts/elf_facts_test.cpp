@@ -89,20 +89,6 @@ TEST_F(ElfFactsTest, AHoleCountsAsItsZerosForTheChecksum) {
     EXPECT_NE(fileCrc32(path).value(), sparse);
 }
 
-/// What matters is that the sanitizers stay silent and that nothing is made up.
-TEST_F(ElfFactsTest, SurvivesTruncationsAndFlippedBytes) {
-    ElfBuilder file;
-    file.buildId(BuildId(20, 1)).debugLink("tool.debug", 1).altLink("shared", BuildId(20, 1));
-    std::string const whole = contentOf(file.symbolTable().debugInfo().write(m_tree.path("whole")));
-    for (std::size_t length = 0; length < whole.size(); length += 5) {
-        BuildId const id = readElfFacts(m_tree.file("x", whole.substr(0, length))).build_id;
-        EXPECT_TRUE(id.empty() || id == BuildId(20, 1));
-    }
-    Damage damage(whole, 4);
-    for (int round = 0; round < 200; ++round)
-        EXPECT_LE(readElfFacts(m_tree.file("x", damage())).build_id.size(), c_maxBuildId);
-}
-
 TEST_F(ElfFactsTest, TheCacheTakesARewrittenFileForAnotherOne) {
     ElfFactsCache cache;
     std::string const path = ElfBuilder().buildId(BuildId(20, 1)).write(m_tree.path("x"));

@@ -140,13 +140,6 @@ TEST_F(SourceFilesTest, TakeStringsFromNoOtherFileThanTheOneGiven) {
     EXPECT_EQ(readSourceFiles(linked, shared).files.at(0).name, "/shared/a.c");
 }
 
-TEST_F(SourceFilesTest, SurviveDamage) {
-    std::string const whole = contentOf(debugFile());
-    Damage damage(whole, 3);
-    for (int round = 0; round < 200; ++round)
-        EXPECT_LE(readSourceFiles(m_tree.file("x", damage())).files.size(), whole.size());
-}
-
 TEST(LineTable, HasNoFilesIfItEndsEarlyOrCountsMoreThanItHolds) {
     auto const filesIn = [](std::string const& table, bool bigEndian = false) {
         std::size_t files = 0;

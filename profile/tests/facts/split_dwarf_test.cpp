@@ -92,16 +92,5 @@ TEST_F(SplitDwarfTest, KnowsWhatAPackageAndADwoFileHold) {
     EXPECT_NE(readSplitContents(m_tree.file("text", "no ELF")).error, "");
 }
 
-TEST_F(SplitDwarfTest, SurvivesDamage) {
-    for (std::string const& path : {program("x"), package(5)}) {
-        Damage damage(contentOf(path), 3);
-        for (int round = 0; round < 200; ++round) {
-            std::string const damaged = m_tree.file("damaged", damage());
-            EXPECT_LE(readSplitDwarf(damaged).units.size(), 2U);
-            EXPECT_LE(readSplitContents(damaged).ids.size(), 4U);
-        }
-    }
-}
-
 } // namespace
 } // namespace lokata::profile::test

@@ -327,31 +327,6 @@ TEST_F(Files, AreReadFromAPathAndToldWhenTheyCannotBe) {
     EXPECT_THAT(names(self), Contains(std::filesystem::read_symlink("/proc/self/exe")));
 }
 
-/// The real tool, where this machine lets it record.
-TEST_F(Files, ARealRecordingAgreesWithTheToolThatWroteIt) {
-    auto const record = "perf record -q -e cpu-clock -o " + m_path +
-                        " -- sha256sum $(command -v perf) >/dev/null 2>&1";
-    auto const list = "perf buildid-list -i " + m_path + " >" + m_path + ".txt 2>/dev/null";
-    if (std::system(record.c_str()) < 0 || std::system(list.c_str()) != 0)
-        GTEST_SKIP() << "perf cannot record here";
-    auto const ours = readProfileFile(m_path);
-    EXPECT_THAT(ours.errors, IsEmpty());
-    EXPECT_TRUE(ours.has_samples);
-    for (auto const& name : names(readProfileFile(m_path + ".txt")))
-        EXPECT_THAT(names(ours), Contains(name));
-}
-
-/// What every result has to hold, however its input looks.
-void expectSound(Profile const& profile) {
-    for (auto const& one : profile.modules) {
-        ASSERT_LE(one.build_id.size(), 64U);
-        for (auto const source : one.source_files)
-            ASSERT_LT(source, profile.source_files.size());
-    }
-    for (auto const& error : profile.errors)
-        ASSERT_EQ(displayName(error.message), error.message);
-}
-
 struct Damaged : testing::TestWithParam<Input> {};
 
 TEST_P(Damaged, TruncatedInputGivesWhatIsThereAndTellsTheRest) {
@@ -362,20 +337,9 @@ TEST_P(Damaged, TruncatedInputGivesWhatIsThereAndTellsTheRest) {
     for (std::size_t size = 0; size < input.content.size(); ++size) {
         auto const cut = std::string(input.content, 0, size);
         auto const profile = readProfile(cut, options);
-        expectSound(profile);
         ASSERT_LE(profile.modules.size(), whole.modules.size() + 1);
         ASSERT_TRUE(!binary || !profile.errors.empty() || input.name == "pipe") << size;
-        expectSound(readProfile(cut));
     }
-}
-
-TEST_P(Damaged, FlippedBytesNeitherCrashNorHang) {
-    auto const& input = GetParam();
-    auto options = forcedTo(input.format);
-    options.max_unpacked = options.max_inflated = 1 << 20;
-    Damage damage(input.content, 4);
-    for (int round = 0; round < 2000; ++round)
-        expectSound(readProfile(damage(), options));
 }
 
 INSTANTIATE_TEST_SUITE_P(Inputs, Damaged, ValuesIn(inputs()), [](auto const& tested) {

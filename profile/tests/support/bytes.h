@@ -3,7 +3,6 @@
 #include <lokata/profile/export.h>
 
 #include <cstdint>
-#include <random>
 #include <string>
 #include <string_view>
 
@@ -60,24 +59,5 @@ private:
 inline std::string counted(std::string const& content) {
     return Bytes().u32(content.size()).raw(content).content();
 }
-
-/// Gives the content again and again, each time with some of its bytes replaced, the same ones in
-/// every run of a test.
-class Damage {
-public:
-    Damage(std::string content, unsigned most) : m_content(std::move(content)), m_most(most) {}
-
-    std::string operator()() {
-        auto damaged = m_content;
-        for (auto flips = 1 + m_random() % m_most; flips > 0; --flips)
-            damaged[m_random() % damaged.size()] = static_cast<char>(m_random());
-        return damaged;
-    }
-
-private:
-    std::string m_content;
-    unsigned m_most;
-    std::mt19937 m_random; // NOLINT(bugprone-random-generator-seed)
-};
 
 } // namespace lokata::profile::test
