@@ -71,6 +71,9 @@ TEST_F(Contexts, OfAResultDirectoryAreSetUpOnce) {
     auto const dirs = internals().getSearchDirs(*result, " hidden_result_dir_key");
     ASSERT_TRUE(dirs);
     EXPECT_EQ(dirsOf(dirs->enumerate(scAllFiles)), "/result/all rp;/result p;");
+    EXPECT_EQ(dirsOf(dirs->enumerate(scBinaryFiles)), "/result/binaries p;");
+    EXPECT_EQ(dirsOf(dirs->enumerate(scSymbolFiles)), "/result/symbols p;/result/binaries p;");
+    EXPECT_EQ(dirsOf(dirs->enumerate(scSourceFiles)), "/result/sources rp;");
     EXPECT_EQ(internals().getArchiveDir(*result), "/result/archive");
     m_manager->registerArchiveDir(*result, "/moved");
     auto const again = m_manager->createResultDirectoryContext("/result/");
@@ -244,35 +247,6 @@ TEST_F(Contexts, ArchiveIntoTheNearestArchiveAloneWhereASearchFindsTheFile) {
     EXPECT_TRUE(utils::isDirectory(tree.path("near/all/libx.so").c_str()));
     EXPECT_FALSE(utils::fileExists(tree.path("far/all").c_str()));
     EXPECT_EQ(archive(scAllFiles), afAlreadyArchived);
-}
-
-TEST_F(Contexts, ASearchReadsAResultDirectoryBeforeNearerDirectoriesOfLowPriority) {
-    TempTree const tree;
-    for (char const* file :
-         {"near/both", "run/binaries/both", "run/symbols/both", "run/symbols/symbols-only",
-          "run/binaries/stripped", "run/sources/deep/main.c", "run/all/deep/any"})
-        tree.file(file);
-    auto const result = m_manager->createResultDirectoryContext(tree.path("run").c_str());
-    m_manager->addInheritance(*m_child, *result);
-    registerDir(m_child, tree.path("near").c_str());
-    auto const search = m_manager->createFileSearch(*m_child, "client", nullptr);
-    auto const name = [&](ObjectPtr<IValidFile> const& file) {
-        EXPECT_TRUE(!file || file->searchStep() == ssHighPrioritySearchDirs);
-        return file ? std::string(file->name()).substr(tree.root().size()) : "none";
-    };
-    auto const bin = [&](char const* file) {
-        return name(search->findBinFile(file, nullptr, nullptr, 0));
-    };
-    auto const sym = [&](char const* file) {
-        return name(search->findSymFile(file, nullptr, nullptr, nullptr, nullptr, nullptr));
-    };
-    EXPECT_EQ(bin("both"), "/run/binaries/both");
-    EXPECT_EQ(bin("any"), "/run/all/deep/any");
-    EXPECT_EQ(bin("symbols-only"), "none");
-    EXPECT_EQ(sym("both"), "/run/symbols/both");
-    EXPECT_EQ(sym("stripped"), "/run/binaries/stripped");
-    EXPECT_EQ(name(search->findSrcFile("main.c", nullptr, nullptr, nullptr, nullptr)),
-              "/run/sources/deep/main.c");
 }
 
 } // namespace

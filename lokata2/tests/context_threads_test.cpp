@@ -123,23 +123,6 @@ TEST(ContextThreads, SearchRegisterCaptureAndArchiveAtOnce) {
     });
 }
 
-TEST(ContextThreads, NeverMeetAManagerThatIsGoing) {
-    for (int i = 0; i < c_rounds; ++i) {
-        auto last = IResolutionContextMgr::create();
-        ObjectPtr<IResolutionContextMgr> met;
-        std::thread leaver;
-        {
-            LKLockWrap const guard(&g_resoulutionContextMgrLock);
-            leaver = std::thread([&] { last = nullptr; });
-            for (int turn = 0; turn < 100; ++turn)
-                std::this_thread::yield();
-            met = IResolutionContextMgr::create();
-        }
-        leaver.join();
-        ASSERT_EQ(met.get(), IResolutionContextMgr::create().get());
-    }
-}
-
 /// Goes only when another thread has had a manager.
 class WaitsForAnother : public RefCountImpl<ISearchDirContainer> {
 public:

@@ -187,17 +187,12 @@ TEST(SearchHistory, GivesTheLastAnswerToARequestThatIsEqualInEachField) {
                (history->findSrcFileAssociation("ab", "c", "d") ? "src " : "");
     };
     EXPECT_EQ(known(), "bin sym src ");
-    history->clear(scSymbolFiles);
-    EXPECT_EQ(known(), "bin src ");
-    history->clear(scBinaryFiles);
-    EXPECT_EQ(known(), "src ");
-    history->clear(scSourceFiles);
-    EXPECT_EQ(known(), "");
-    history->addBinFileAssociation("a", "/one");
-    history->addSymFileAssociation("ab", "c", "", "/found");
-    history->addSrcFileAssociation("ab", "c", "d", "/found");
-    history->clear(scAllFiles);
-    EXPECT_EQ(known(), "");
+    for (auto const& [category, left] :
+         {std::pair(scSymbolFiles, "bin src "), std::pair(scBinaryFiles, "src "),
+          std::pair(scAllFiles, "")}) {
+        history->clear(category);
+        EXPECT_EQ(known(), left);
+    }
 }
 
 } // namespace

@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
-
 namespace lokata::profile::test {
 namespace {
 
@@ -67,16 +65,6 @@ TEST_F(ElfFactsTest, SaysWhyAFileIsUnreadable) {
     EXPECT_EQ(readElfFacts(m_tree.file("empty")).error, "it is not an ELF file");
     EXPECT_EQ(readElfFacts(m_tree.dir("dir")).error, "it is not a regular file");
     EXPECT_NE(readElfFacts(m_tree.path("none")).error, "");
-}
-
-TEST_F(ElfFactsTest, OpensNothingThatOnlyLooksLikeAFile) {
-    ASSERT_EQ(::mkfifo(m_tree.path("pipe").c_str(), 0600), 0);
-    for (std::string const& path : {m_tree.path("pipe"), std::string("/dev/zero")})
-        EXPECT_EQ(readElfFacts(path).error, "it is not a regular file");
-    for (char const* const path : {"/proc/self/mem", "/proc/self/auxv"})
-        EXPECT_EQ(readElfFacts(path).error, "the kernel makes it up while it is read");
-    EXPECT_TRUE(readElfFacts("/proc/self/exe").is_file);
-    EXPECT_FALSE(readElfFacts(m_tree.path("pipe")).is_file);
 }
 
 /// Reading the second one would take hours.

@@ -29,12 +29,7 @@ ReadOptions forcedTo(std::string const& format) {
     return options;
 }
 
-TEST(Detection, KnowsEveryKindByItsContent) {
-    for (auto const& input : inputs()) {
-        auto const profile = readProfile(input.content);
-        EXPECT_EQ(profile.format, input.format) << input.name;
-        EXPECT_THAT(profile.errors, IsEmpty()) << input.format << " " << input.name;
-    }
+TEST(Detection, KnowsNothingThatIsEmptyOrOdd) {
     EXPECT_EQ(detectFormat(std::string("\0\1\2\3", 4)), "");
     EXPECT_EQ(detectFormat(""), "");
     auto const forced = readProfile("abcdef01 /bin/app\n", forcedTo("paths"));
@@ -80,7 +75,10 @@ TEST(Packed, EveryFormatIsReadFromEveryPackingWhoseFaultsAreTold) {
     std::pair<char const*, std::string (*)(std::string_view)> const packers[]{
         {"gzip", gzip}, {"xz", xz}, {"zstd", zstd}};
     for (auto const& input : inputs()) {
-        auto const expected = names(readProfile(input.content));
+        auto const plain = readProfile(input.content);
+        EXPECT_EQ(plain.format, input.format) << input.name;
+        EXPECT_THAT(plain.errors, IsEmpty()) << input.format << " " << input.name;
+        auto const expected = names(plain);
         std::string_view const content = input.content;
         for (auto const& [word, pack] : packers) {
             SCOPED_TRACE(input.format + " " + input.name + " in " + word);
