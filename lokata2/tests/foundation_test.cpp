@@ -149,7 +149,8 @@ TEST(EventGenerator, IsNotGoneWhileAHolderIsCopied) {
         for (int turn = 0; turn < 1000; ++turn)
             std::this_thread::yield();
     };
-    CallbackHolder<AskedCallback> const copy(original);
+    CallbackHolder<AskedCallback> copy;
+    copy = original;
     goes.join();
     EXPECT_FALSE(copy.hasCallback());
 }

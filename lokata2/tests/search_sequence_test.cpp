@@ -109,7 +109,7 @@ TEST_F(SearchSequence, KeepsAPathOnceInEachListHoweverItIsWritten) {
         EXPECT_THAT(test::namesOf(valid), ElementsAre(m_c));
         auto const first = invalid.next();
         EXPECT_FALSE(invalid.next());
-        auto const forced = first->forceTreatAsValid();
+        auto forced = first->forceTreatAsValid();
         EXPECT_EQ(forced->searchStep(), ssAskUser);
         EXPECT_EQ(forced->confidence(), cfValidated);
         return forced;
