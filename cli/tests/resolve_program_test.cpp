@@ -99,8 +99,11 @@ TEST_F(ResolveProgram, ARebuiltNamesakeIsRejectedWithBothBuildIds) {
     EXPECT_THAT(outcome.out, AllOf(HasSubstr(profile::toHex(bytes(m_app))),
                                    HasSubstr(profile::toHex(bytes(buildId('b'))))));
     EXPECT_LT(outcome.out.find("libx.so"), outcome.out.find("/gone/app")) << "missing ones last";
-    EXPECT_THAT(outcome.out, HasSubstr("75.00%"));
-    EXPECT_THAT(outcome.out, HasSubstr("1 of 2 resolved (25.00% of samples)"));
+    EXPECT_THAT(outcome.out, HasSubstr(" 75.0 %  missing"));
+    EXPECT_THAT(
+        outcome.out,
+        HasSubstr("25.0 % of the samples lie in files that are found and proven; 25.0 % can "
+                  "be shown with lines\n1 of 2 resolved (25.0 % of samples), 1 missing"));
     EXPECT_THAT(outcome.out, Not(HasSubstr("\033"))) << "no colour where no terminal is";
 
     Outcome const explained = resolve({"perf.data", "-d", moved(), "--explain", "app"});
@@ -133,9 +136,32 @@ TEST_F(ResolveProgram, SymbolsThatLackAFileOrTheNamesOfSourcesAreToldWithTheReas
             .write(path("moved/deep/app"));
         Outcome const outcome = resolve({"-", "--sources", "-d", moved()}, input);
         EXPECT_EQ(outcome.status, 0) << "the binary is there";
-        EXPECT_THAT(outcome.out, AllOf(HasSubstr("partly"), Not(HasSubstr("in file")),
-                                       HasSubstr(reason), HasSubstr("sources      /gone/app\n")));
+        EXPECT_THAT(outcome.out, AllOf(HasSubstr("incomplete-lines"), HasSubstr(reason),
+                                       HasSubstr("sources      /gone/app\n"),
+                                       HasSubstr("0 of 1 modules can be shown with lines, 1 with a "
+                                                 "part of the lines")));
     }
+    EXPECT_EQ(resolve({"-", "-d", moved(), "--require", "lines"}, input).status, 1);
+}
+
+TEST_F(ResolveProgram, WhatIsRequiredDecidesTheExitStatus) {
+    ElfBuilder().buildId(bytes(m_app)).symbolTable().write(path("moved/deep/app"));
+    ElfBuilder().buildId(bytes(m_lib)).symbols(SHT_DYNSYM, STT_FUNC, 1).write(path("moved/x.so"));
+    std::string const app = profile::toHex(bytes(m_app)) + " /gone/app\n";
+    std::string const kernel = std::string(40, 'c') + " [kernel.kallsyms]\n";
+    auto const status = [&](std::string const& input, std::vector<std::string> words) {
+        words.insert(words.begin(), {"-", "-d", moved()});
+        return resolve(words, input).status;
+    };
+    EXPECT_EQ(status(app, {}), 0);
+    EXPECT_EQ(status(app, {"--require", "names"}), 0);
+    EXPECT_EQ(status(app, {"--require", "lines"}), 1);
+    std::string const exporting = profile::toHex(bytes(m_lib)) + " /gone/x.so\n";
+    EXPECT_EQ(status(exporting, {"--require", "names"}), 1);
+    EXPECT_EQ(status(app + kernel, {}), 1);
+    EXPECT_EQ(status(app + kernel, {"--user-only"}), 0);
+    EXPECT_THAT(resolve({"-", "-d", moved()}, app + exporting).out,
+                HasSubstr("0 of 2 modules can be shown with lines, 1 with names, 1 with exported"));
 }
 
 TEST_F(ResolveProgram, DamagedInputIsResolvedAsFarAsItCanBeRead) {

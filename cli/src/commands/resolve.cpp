@@ -1,10 +1,12 @@
 #include "commands/resolve.h"
 
 #include "commands/resolve_explain.h"
+#include "commands/resolve_summary.h"
 #include "commands/resolve_table.h"
 #include "console/failure.h"
 #include "console/output.h"
 #include "console/terminal.h"
+#include "search/choice.h"
 #include "search/search_options.h"
 #include "search/search_setup.h"
 
@@ -42,6 +44,8 @@ struct ResolveOptions {
     bool json = false;
     std::string html;
     std::string explain;
+    VerdictScope scope;
+    bool all = false;
 };
 
 profile::PlaceOptions placesOf(ResolveOptions const& options) {
@@ -85,28 +89,18 @@ profile::Profile read(std::string const& input, std::string const& format) {
     return profile;
 }
 
-bool isComplete(profile::ProfileResolution const& resolution) {
-    return resolution.profile.errors.empty() &&
-           std::all_of(
-               resolution.modules.begin(), resolution.modules.end(),
-               [](profile::ModuleResolution const& module) {
-                   return module.status == profile::ModuleStatus::resolved ||
-                          module.status == profile::ModuleStatus::unproven ||
-                          module.status == profile::ModuleStatus::not_a_file;
-               });
-}
-
 void printTables(std::ostream& out, profile::ProfileResolution const& resolution,
-                 std::string const& title, bool colour) {
+                 std::string const& title, ResolveOptions const& options, bool colour) {
     out << title;
-    TableStyle const style{isTerminal(STDOUT_FILENO) ? terminalWidth(STDOUT_FILENO) : 0, colour};
+    TableStyle const style{isTerminal(STDOUT_FILENO) ? terminalWidth(STDOUT_FILENO) : 0, colour,
+                           options.all};
     bool isAny = !title.empty();
     isAny = writeModuleTable(out, resolution, style) || isAny;
     if (std::string const sources = sourceTable(resolution); !sources.empty()) {
         out << "\n" << sources;
         isAny = true;
     }
-    out << (isAny ? "\n" : "") << resolutionSummary(resolution);
+    out << (isAny ? "\n" : "") << resolutionSummary(resolution, options.scope);
 }
 
 void print(profile::ProfileResolution const& resolution, ResolveOptions const& options) {
@@ -119,8 +113,9 @@ void print(profile::ProfileResolution const& resolution, ResolveOptions const& o
     std::string const title =
         options.inputs.size() > 1 ? profile::displayName(resolution.input) + ":\n" : "";
     if (options.explain.empty())
-        return toolbelt2::write_in_blocks(
-            writeOutput, [&](std::ostream& out) { printTables(out, resolution, title, colour); });
+        return toolbelt2::write_in_blocks(writeOutput, [&](std::ostream& out) {
+            printTables(out, resolution, title, options, colour);
+        });
     std::string const text = moduleExplanation(resolution, options.explain, colour);
     if (text.empty())
         throw Failure("--explain: " + resolution.input + " has no module \"" + options.explain +
@@ -185,7 +180,7 @@ int resolve(ResolveOptions& options) {
             continue;
         profile::ProfileResolution resolution =
             resolve(resolver, std::move(profile), input, options.sources);
-        if (!isComplete(resolution))
+        if (!isComplete(resolution, options.scope))
             status = std::max<int>(status, esNotFound);
         print(resolution, options);
         if (resolution.profile.format.empty())
@@ -247,6 +242,13 @@ void addResolveCommand(CLI::App& program, int& exitStatus) {
             "Show every step and candidate for one module: its name, last component or build-id")
         ->type_name("MODULE")
         ->excludes(json);
+    addChoice(command, "--require", options->scope.requirement, c_requirements,
+              "What each module must have for the exit status 0: its file, names of functions, or "
+              "all lines")
+        ->default_str(std::string(profile::wordOf(c_requirements, Requirement::file)));
+    command.add_flag("--user-only", options->scope.user_only,
+                     "Leave the kernel and its modules out of the count");
+    command.add_flag("--all", options->all, "List modules without samples, too")->excludes(json);
     addSearchOptions(command, options->search);
     command.callback([options, &exitStatus] { exitStatus = resolve(*options); });
 }

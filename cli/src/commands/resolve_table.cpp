@@ -1,18 +1,20 @@
 #include "commands/resolve_table.h"
 
+#include "commands/resolve_summary.h"
 #include "console/terminal.h"
+#include "console/text_layout.h"
 #include "search/enumerator_names.h"
 
 #include <toolbelt2/path.h>
+#include <toolbelt2/text.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdio>
 #include <map>
-#include <numeric>
 #include <ostream>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace lokata::cli {
@@ -23,91 +25,23 @@ namespace {
 
 using Modules = std::vector<ModuleResolution const*>;
 
-/// In code points, which is close enough to columns for the names of files.
-std::size_t lengthOf(std::string const& text) {
-    return static_cast<std::size_t>(std::count_if(
-        text.begin(), text.end(), [](char c) { return (c & 0xc0) != 0x80; }));
+bool hasSamples(Module const& module) {
+    return module.samples > 0 || module.caller_samples > 0;
 }
 
-std::string padded(std::string const& text, std::size_t width) {
-    std::size_t const length = lengthOf(text);
-    return length < width ? text + std::string(width - length, ' ') : text;
-}
-
-/// Where the code point number `count` of the text begins.
-std::size_t offsetOfColumn(std::string const& text, std::size_t count) {
-    std::size_t at = 0;
-    for (; count > 0 && at < text.size(); --count)
-        do
-            ++at;
-        while (at < text.size() && (text[at] & 0xc0) == 0x80);
-    return at;
-}
-
-/// Ends with what tells one path from another.
-std::string cutAtFront(std::string const& text, std::size_t width) {
-    std::size_t const length = lengthOf(text);
-    return length <= width || width < 2
-               ? text
-               : "…" + text.substr(offsetOfColumn(text, length - width + 1));
-}
-
-std::string cutAtEnd(std::string const& text, std::size_t width) {
-    return lengthOf(text) <= width || width < 2
-               ? text
-               : text.substr(0, offsetOfColumn(text, width - 1)) + "…";
-}
-
-/// Broken at blanks; words that are too long stay whole. A width of 0 keeps one line.
-std::string wrapped(std::string const& text, std::size_t indent, std::size_t width) {
-    std::string const margin(indent, ' ');
-    std::string result = margin;
-    std::size_t column = indent;
-    for (std::size_t at = 0; at < text.size();) {
-        std::size_t const end = std::min(text.find(' ', at), text.size());
-        std::string const word = text.substr(at, end - at);
-        if (column > indent && width > 0 && column + 1 + lengthOf(word) > width) {
-            result += "\n" + margin;
-            column = indent;
-        }
-        result += (column > indent ? " " : "") + word;
-        column += lengthOf(word) + (column > indent ? 1 : 0);
-        at = end + 1;
-    }
-    return result;
-}
-
-std::string bareName(std::string const& name) {
-    return displayName(toolbelt2::last_component(name));
-}
-
-std::uint64_t allSamples(ProfileResolution const& resolution) {
-    return std::accumulate(
-        resolution.modules.begin(), resolution.modules.end(),
-        resolution.profile.unattributed_samples,
-        [](std::uint64_t sum, ModuleResolution const& each) { return sum + each.module.samples; });
-}
-
-std::string percentage(std::uint64_t part, std::uint64_t whole) {
-    std::array<char, 32> text{};
-    double const share =
-        whole == 0 ? 0 : 100.0 * static_cast<double>(part) / static_cast<double>(whole);
-    std::snprintf(text.data(), text.size(), "%6.2f%%", share);
-    return text.data();
-}
-
-bool isListed(ModuleResolution const& module) {
-    return module.status != ModuleStatus::not_a_file || module.module.samples > 0;
+/// `isCounted` leaves out what has no samples.
+bool isListed(ModuleResolution const& module, bool isCounted) {
+    return hasSamples(module.module) || (!isCounted && module.status != ModuleStatus::not_a_file);
 }
 
 bool isFound(ModuleResolution const& module) {
     return module.binary && module.binary->found();
 }
 
-Modules sortedModules(ProfileResolution const& resolution) {
+Modules sortedModules(ProfileResolution const& resolution, bool isCounted) {
     Modules modules;
     for (ModuleResolution const& module : resolution.modules)
-        if (isListed(module))
+        if (isListed(module, isCounted))
             modules.push_back(&module);
     std::stable_sort(modules.begin(), modules.end(), [](auto const* left, auto const* right) {
         return left->module.samples > right->module.samples;
@@ -122,23 +56,77 @@ std::string proofOf(ModuleResolution const& module) {
 }
 
 std::string symbolsOf(ModuleResolution const& module) {
-    if (!module.symbols || !module.symbols->found())
-        return "-";
-    if (!symbolsReason(module).empty())
-        return "partly";
-    return module.symbols->path == module.binary->path ? "in file" : "found";
+    std::string_view const level = wordOf(c_symbolLevels, module.level);
+    bool const isOwn = module.level == SymbolLevel::none || isLevelProven(module) ||
+                       module.status == ModuleStatus::unproven;
+    return std::string(level) + (isOwn ? "" : ", unproven");
 }
+
+TextStyle styleOf(ModuleResolution const& module) {
+    switch (module.level) {
+    case SymbolLevel::lines:
+        return isLevelProven(module) ? TextStyle::green : TextStyle::yellow;
+    case SymbolLevel::incomplete_lines:
+    case SymbolLevel::names:
+        return TextStyle::yellow;
+    default:
+        return TextStyle::red;
+    }
+}
+
+/// Tells modules apart whose names have the same last component: by as many more of the components
+/// as it takes, and those of one name by the beginnings of their build-ids.
+class ShortNames {
+public:
+    explicit ShortNames(Modules const& modules) {
+        for (ModuleResolution const* const each : modules)
+            if (isFound(*each))
+                m_named[toolbelt2::last_component(each->module.name)].push_back(&each->module);
+    }
+
+    std::string nameOf(Module const& module) const {
+        std::string_view const name = module.name;
+        std::vector<Module const*> const& alike = m_named.at(toolbelt2::last_component(name));
+        std::size_t start = name.size() - toolbelt2::last_component(name).size();
+        while (start > 1 && isShared(alike, name, name.substr(start)))
+            start = name.rfind('/', start - 2) + 1;
+        bool const isRepeated = std::count_if(alike.begin(), alike.end(), [&](Module const* each) {
+                                    return each->name == name;
+                                }) > 1;
+        constexpr std::size_t c_digits = 8;
+        return displayName(name.substr(isRepeated && start == 1 ? 0 : start)) +
+               (isRepeated && !module.build_id.empty()
+                    ? " (" + toHex(module.build_id).substr(0, c_digits) + ")"
+                    : "");
+    }
+
+private:
+    static bool isShared(std::vector<Module const*> const& alike, std::string_view name,
+                         std::string_view end) {
+        return std::any_of(
+            alike.begin(), alike.end(),
+            [&](Module const* each) {
+                return each->name != name && toolbelt2::ends_with(each->name, end);
+            });
+    }
+
+    std::unordered_map<std::string_view, std::vector<Module const*>> m_named;
+};
 
 struct Row {
     std::string share;
     std::array<std::string, 5> cells; ///< Module, file, proof, symbols, origin.
-    bool is_proven;
+    TextStyle style;
 };
 
 constexpr std::size_t c_moduleCell = 0;
 constexpr std::size_t c_fileCell = 1;
+constexpr std::size_t c_proofCell = 2;
 constexpr std::size_t c_symbolsCell = 3;
+constexpr std::size_t c_originCell = 4;
 constexpr std::size_t c_shareWidth = 9;
+/// In columns; what is narrower holds no table.
+constexpr std::size_t c_leastTable = 60;
 
 /// Of the longest word for a status.
 constexpr std::size_t c_statusWidth = [] {
@@ -151,58 +139,66 @@ constexpr std::size_t c_statusWidth = [] {
 /// Of the columns; one that is left out has none.
 using Widths = std::array<std::size_t, 5>;
 
-/// Takes what is too much from the names, then leaves out the symbols. False if the lines are still
-/// too long.
+/// Leaves out columns until the names have room to be told apart, then cuts them. False if not even
+/// the names and the symbols have room.
 bool fit(Widths& widths, std::size_t shares, std::size_t width) {
-    constexpr std::size_t c_leastModule = 14;
-    constexpr std::size_t c_leastFile = 20;
-    for (;;) {
+    constexpr std::size_t c_module = 20;
+    constexpr std::size_t c_file = 36;
+    auto const roomForNames = [&] {
         std::size_t others = shares + 2;
         for (std::size_t i = c_fileCell + 1; i < widths.size(); ++i)
             others += widths[i] == 0 ? 0 : widths[i] + 2;
-        if (width >= others + c_leastModule + c_leastFile) {
-            std::size_t const room = width - others;
-            std::size_t const spare = room > widths[c_fileCell] ? room - widths[c_fileCell] : 0;
-            widths[c_moduleCell] =
-                std::min(widths[c_moduleCell], std::max({c_leastModule, room / 3, spare}));
-            widths[c_fileCell] = std::min(widths[c_fileCell], room - widths[c_moduleCell]);
-            return true;
-        }
-        if (widths[c_symbolsCell] == 0)
-            return false;
-        widths[c_symbolsCell] = 0;
-    }
+        return width - std::min(width, others);
+    };
+    std::size_t const wanted =
+        std::min(widths[c_moduleCell], c_module) + std::min(widths[c_fileCell], c_file);
+    for (std::size_t const dispensable : {c_originCell, c_proofCell})
+        if (roomForNames() < wanted)
+            widths[dispensable] = 0;
+    std::size_t const room = roomForNames();
+    if (width < c_leastTable)
+        return false;
+    std::size_t const spare = room - std::min(room, widths[c_fileCell]);
+    widths[c_moduleCell] = std::min(widths[c_moduleCell], std::max(room / 3, spare));
+    widths[c_fileCell] = std::min(widths[c_fileCell], room - widths[c_moduleCell]);
+    return true;
 }
 
 std::string tableLine(std::string const& share, std::array<std::string, 5> cells,
                       Widths const& widths, bool hasSamples) {
-    cells[c_moduleCell] = cutAtEnd(cells[c_moduleCell], widths[c_moduleCell]);
+    cells[c_moduleCell] = cutAtFront(cells[c_moduleCell], widths[c_moduleCell]);
     cells[c_fileCell] = cutAtFront(cells[c_fileCell], widths[c_fileCell]);
     std::string text = hasSamples ? padded(share, c_shareWidth) : "";
-    for (std::size_t i = 0; i < cells.size(); ++i)
+    std::size_t last = cells.size() - 1;
+    while (widths[last] == 0)
+        --last;
+    for (std::size_t i = 0; i < last; ++i)
         if (widths[i] > 0)
-            text += i + 1 < cells.size() ? padded(cells[i], widths[i]) + "  " : cells[i];
-    return text;
+            text += padded(cells[i], widths[i]) + "  ";
+    return text + cells[last];
 }
 
 /// For a terminal that is too narrow for columns.
 std::string stackedLines(Row const& row, bool hasSamples, std::size_t width) {
     std::size_t const indent = hasSamples ? c_shareWidth : 2;
     std::size_t const room = width > indent ? width - indent : 0;
-    std::string const margin(indent, ' ');
-    return (hasSamples ? padded(row.share, indent) : "") + row.cells[c_moduleCell] + "\n" + margin +
-           cutAtFront(row.cells[c_fileCell], room) + "\n" + margin + row.cells[2] + ", " +
-           row.cells.back();
+    std::string const symbols = row.cells[c_symbolsCell] + ", " + row.cells[c_proofCell];
+    std::size_t const taken = lengthOf(symbols) + 2;
+    return (hasSamples ? padded(row.share, indent) : "") +
+           cutAtFront(row.cells[c_moduleCell], room > taken ? room - taken : room) + "  " +
+           symbols + "\n" + std::string(indent, ' ') + cutAtFront(row.cells[c_fileCell], room);
 }
 
 /// Holds no text of more than one module, as a profile may have very many.
 class TableWriter {
 public:
-    TableWriter(std::ostream& out, ProfileResolution const& resolution, TableStyle const& style)
+    TableWriter(std::ostream& out, ProfileResolution const& resolution, Modules const& modules,
+                TableStyle const& style)
         : m_out(out)
         , m_style(style)
         , m_hasSamples(resolution.profile.has_samples)
-        , m_samples(allSamples(resolution)) {}
+        , m_samples(allSamples(resolution))
+        , m_names(modules) {}
 
     /// False if none of the modules was found.
     bool writeFound(Modules const& modules) const;
@@ -214,7 +210,9 @@ private:
                                                               "SYMBOLS", "STEP"};
 
     std::string shareOf(ModuleResolution const& module) const {
-        return percentage(module.module.samples, m_samples);
+        std::string const text = share(module.module.samples, m_samples);
+        return std::string(c_shareWidth - 2 - std::min(lengthOf(text), c_shareWidth - 2), ' ') +
+               text;
     }
     Row rowOf(ModuleResolution const& module) const;
     Widths widthsOf(Modules const& modules) const;
@@ -225,13 +223,14 @@ private:
     TableStyle const& m_style;
     bool m_hasSamples;
     std::uint64_t m_samples;
+    ShortNames m_names;
 };
 
 Row TableWriter::rowOf(ModuleResolution const& module) const {
     return {shareOf(module),
-            {bareName(module.module.name), displayName(module.binary->path), proofOf(module),
+            {m_names.nameOf(module.module), displayName(module.binary->path), proofOf(module),
              symbolsOf(module), originOf(*module.binary)},
-            module.status == ModuleStatus::resolved};
+            styleOf(module)};
 }
 
 Widths TableWriter::widthsOf(Modules const& modules) const {
@@ -268,7 +267,7 @@ bool TableWriter::writeFound(Modules const& modules) const {
         Row const row = rowOf(*module);
         m_out << painted(isTable ? tableLine(row.share, row.cells, widths, m_hasSamples)
                                  : stackedLines(row, m_hasSamples, m_style.width),
-                         row.is_proven ? TextStyle::green : TextStyle::yellow, m_style.colour)
+                         row.style, m_style.colour)
               << "\n";
     }
     return true;
@@ -303,6 +302,14 @@ void TableWriter::writeLearned(std::vector<PathSubstitution> const& learned) con
               << (&each == &learned.back() ? "\n" : "");
 }
 
+std::size_t unlistedModules(ProfileResolution const& resolution) {
+    return static_cast<std::size_t>(std::count_if(
+        resolution.modules.begin(), resolution.modules.end(),
+        [](ModuleResolution const& each) {
+            return isListed(each, false) && !isListed(each, true);
+        }));
+}
+
 bool hasReasons(ModuleResolution const& module) {
     return !isFound(module) || module.sources_error || !symbolsReason(module).empty();
 }
@@ -316,8 +323,9 @@ std::string originOf(FileResolution const& file) {
 
 bool writeModuleTable(std::ostream& out, ProfileResolution const& resolution,
                       TableStyle const& style) {
-    Modules const modules = sortedModules(resolution);
-    TableWriter const table(out, resolution, style);
+    bool const isCounted = resolution.profile.has_samples && !style.all_modules;
+    Modules const modules = sortedModules(resolution, isCounted);
+    TableWriter const table(out, resolution, modules, style);
     bool isAfterTable = table.writeFound(modules);
     for (ModuleResolution const* const module : modules) {
         if (isAfterTable && hasReasons(*module)) {
@@ -326,8 +334,12 @@ bool writeModuleTable(std::ostream& out, ProfileResolution const& resolution,
         }
         table.writeReasons(*module);
     }
+    std::size_t const unlisted = isCounted ? unlistedModules(resolution) : 0;
+    if (unlisted > 0)
+        out << "Without samples: " << unlisted << (unlisted == 1 ? " module" : " modules")
+            << ", shown with --all\n";
     table.writeLearned(resolution.learned);
-    return !modules.empty() || !resolution.learned.empty();
+    return !modules.empty() || unlisted > 0 || !resolution.learned.empty();
 }
 
 std::string sourceTable(ProfileResolution const& resolution) {
@@ -353,32 +365,6 @@ std::string sourceTable(ProfileResolution const& resolution) {
                 "  " + displayName(directory) + "\n";
     return text + padded(std::to_string(total.found) + " of " + std::to_string(total.all), 13) +
            "  in all\n";
-}
-
-std::string resolutionSummary(ProfileResolution const& resolution) {
-    std::uint64_t const samples = allSamples(resolution);
-    StatusTotal const noFiles = totalOf(resolution, ModuleStatus::not_a_file);
-    std::string text;
-    auto const add = [&](ModuleStatus status, bool always) {
-        StatusTotal const total = totalOf(resolution, status);
-        if (!always && total.modules == 0)
-            return;
-        text += (text.empty() ? "" : ", ") + std::to_string(total.modules);
-        if (always)
-            text += " of " + std::to_string(resolution.modules.size() - noFiles.modules);
-        text += " " + std::string(wordOf(c_moduleStatuses, status));
-        if (resolution.profile.has_samples) {
-            std::string const share = percentage(total.samples, samples);
-            text += " (" + share.substr(share.find_first_not_of(' ')) + " of samples)";
-        }
-    };
-    add(ModuleStatus::resolved, true);
-    for (ModuleStatus const status :
-         {ModuleStatus::unproven, ModuleStatus::missing, ModuleStatus::unsupported})
-        add(status, false);
-    if (noFiles.modules > 0)
-        text += "; " + std::to_string(noFiles.modules) + " without a file";
-    return text + "\n";
 }
 
 } // namespace lokata::cli

@@ -14,19 +14,19 @@ struct TableStyle {
     /// Of a line, in columns; longer file names are cut at their front. 0: nothing is cut.
     std::size_t width = 0;
     bool colour = false;
+    /// Of a profile with samples, modules without any come behind the others; else their number.
+    bool all_modules = false;
 };
 
 /// A line for each module that was found, most samples first, then what is missing and why, then
 /// the renamed prefixes that were learned. Memory without a file is listed only if it has samples.
+/// On a narrow terminal columns are left out, and on a very narrow one each module takes two lines.
 /// False if nothing was written.
 bool writeModuleTable(std::ostream& out, profile::ProfileResolution const& resolution,
                       TableStyle const& style);
 
 /// How many of the source files of each directory were found; empty if none were looked for.
 std::string sourceTable(profile::ProfileResolution const& resolution);
-
-/// How many modules have each status, in one line.
-std::string resolutionSummary(profile::ProfileResolution const& resolution);
 
 /// The word for what led to a file: the place that suggested it, or the name of the step.
 std::string originOf(profile::FileResolution const& file);

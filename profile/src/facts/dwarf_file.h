@@ -24,12 +24,13 @@ public:
     std::string const& error() const { return m_error; }
     ElfTables const& tables() const { return m_tables; }
     bool has(std::string_view name) const { return indexOf(name).has_value(); }
+    /// Null only if there is an error. Lives as long as this object.
+    Elf* elf() const { return m_elf.get(); }
     /// The content of a section, unpacked; empty if there is none of that name, or if it is larger
     /// than any that is read. Lives as long as this object.
     std::string_view section(std::string_view name) const;
 
 protected:
-    Elf* elf() const { return m_elf.get(); }
     std::uint64_t unpackedSize(ElfSection const& section) const;
     std::string_view sectionAt(std::size_t index) const;
 

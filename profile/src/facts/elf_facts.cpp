@@ -57,8 +57,6 @@ private:
             readNotes(section.offset, section.size, section.alignment);
         else if (section.type == SHT_SYMTAB)
             m_facts.has_symbol_table = true;
-        else if (name == ".gnu_debugdata")
-            m_facts.has_mini_debug_info = true;
         else if (name == ".gnu_debuglink")
             readDebugLink(content(section));
         else if (isDebugInfo(name))

@@ -54,8 +54,6 @@ struct ElfFacts {
     bool has_symbol_table = false;
     /// A separate debug file: headers of the code, but not its content.
     bool lacks_code = false;
-    /// The packed symbol table .gnu_debugdata.
-    bool has_mini_debug_info = false;
     std::uint16_t machine = 0; ///< EM_...
 };
 

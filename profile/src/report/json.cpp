@@ -112,6 +112,8 @@ ordered_json moduleJson(ModuleResolution const& resolution, bool hasSamples) {
     object["mount_namespace"] = numberOrNull(module.mount_namespace);
     object["status"] = wordOf(c_moduleStatuses, resolution.status);
     object["reason"] = printable(statusReason(resolution));
+    object["level"] = wordOf(c_symbolLevels, resolution.level);
+    object["level_proven"] = isLevelProven(resolution);
     object["binary"] = fileJson(resolution.binary);
     object["symbols"] = fileJson(resolution.symbols);
     object["symbols_reason"] = printable(symbolsReason(resolution));
@@ -125,13 +127,17 @@ ordered_json summaryJson(ProfileResolution const& resolution) {
     bool const hasSamples = resolution.profile.has_samples;
     std::uint64_t samples = resolution.profile.unattributed_samples;
     ordered_json object{{"modules", resolution.modules.size()}, {"samples", nullptr}};
+    auto const totalJson = [&](ModuleTotal const& total) {
+        return ordered_json{{"modules", total.modules},
+                            {"samples", hasSamples ? ordered_json(total.samples) : ordered_json()}};
+    };
     for (auto const& [status, word] : c_moduleStatuses) {
-        StatusTotal const total = totalOf(resolution, status);
+        ModuleTotal const total = totalOf(resolution, status);
         samples += total.samples;
-        object[std::string(word)] = {
-            {"modules", total.modules},
-            {"samples", hasSamples ? ordered_json(total.samples) : ordered_json()}};
+        object[std::string(word)] = totalJson(total);
     }
+    for (auto const& [level, word] : c_symbolLevels)
+        object["levels"][std::string(word)] = totalJson(totalOf(resolution, level));
     if (hasSamples)
         object["samples"] = samples;
     object["unattributed_samples"] = resolution.profile.unattributed_samples;

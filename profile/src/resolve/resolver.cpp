@@ -87,6 +87,8 @@ public:
     void learn(ModuleResolution const& module);
     /// Tries what was learned on what is missing.
     void tryLearned(ModuleResolution& module);
+    /// When all has been tried: takes what is left for symbols, and tells how far they reach.
+    void conclude(ModuleResolution& module);
 
     CopiesByModule archivedSources(std::string const& name) {
         return m_search.archivedSources(name);
@@ -115,6 +117,7 @@ private:
     FileResolution findLive(Module const& module, LiveFile const& live);
     std::optional<DebugLink> debugLinkOf(FileResolution const& binary);
     static void judge(ModuleResolution& module);
+    SymbolLevel levelOf(ModuleResolution const& module);
     void findSymbols(ModuleResolution& module, std::vector<Candidate> const& hinted);
     void tryLearnedSymbols(ModuleResolution& module);
     void completeSymbols(ModuleResolution& module);
@@ -271,6 +274,23 @@ void ProfileSearch::tryLearnedSymbols(ModuleResolution& module) {
     completeSymbols(module);
 }
 
+void ProfileSearch::conclude(ModuleResolution& module) {
+    if (module.symbols && !module.symbols->found())
+        m_search.takeSymbolTable(*module.symbols);
+    module.level = levelOf(module);
+}
+
+SymbolLevel ProfileSearch::levelOf(ModuleResolution const& module) {
+    if (!module.symbols || !module.symbols->found())
+        return SymbolLevel::none;
+    if (m_support.elf.facts(module.symbols->path)->has_debug_info)
+        return symbolsReason(module).empty() ? SymbolLevel::lines : SymbolLevel::incomplete_lines;
+    SymbolTables const tables = m_support.symbolTables(module.symbols->path);
+    return tables.has_names     ? SymbolLevel::names
+           : tables.has_exports ? SymbolLevel::exports
+                                : SymbolLevel::none;
+}
+
 void ProfileSearch::learn(SourceResolution const& source) {
     if (teaches(source.file))
         m_learned.learn(searchableName(source.name), source.file.path);
@@ -377,6 +397,8 @@ ProfileResolution Resolver::Impl::resolve(Profile profile, std::string input,
         for (ModuleResolution& module : result.modules)
             search.tryLearned(module);
     }
+    for (ModuleResolution& module : result.modules)
+        search.conclude(module);
     std::for_each(repeats.begin(), repeat, [&](Repeat const& each) {
         ModuleResolution& module = result.modules[each.index];
         Module own = std::move(module.module);

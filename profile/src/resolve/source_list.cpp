@@ -30,7 +30,9 @@ SourceList::SourceList(ProfileResolution const& resolution, ElfFactsCache& cache
 }
 
 void SourceList::readSymbols(ModuleResolution const& module, std::size_t asker) {
-    if (!module.symbols || !module.symbols->found() || m_errors.count(module.symbols->path) != 0)
+    bool const hasLines =
+        module.level == SymbolLevel::lines || module.level == SymbolLevel::incomplete_lines;
+    if (!hasLines || m_errors.count(module.symbols->path) != 0)
         return;
     SourceFiles sources = readSourceFiles(module.symbols->path,
                                           module.supplementary ? module.supplementary->path : "");

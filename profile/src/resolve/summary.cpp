@@ -31,21 +31,38 @@ ReasonKey notAFileReason(ModuleKind kind) {
     }
 }
 
+template <class Condition>
+ModuleTotal totalOf(ProfileResolution const& resolution, Condition const& condition) {
+    ModuleTotal total;
+    for (ModuleResolution const& module : resolution.modules)
+        if (condition(module)) {
+            ++total.modules;
+            total.samples += module.module.samples;
+        }
+    return total;
+}
+
 ReasonKey unsupportedReason(Module const& module) {
     return isGuest(module.kind) ? ReasonKey::guest_name : ReasonKey::mount_namespace_name;
 }
 
 } // namespace
 
-StatusTotal totalOf(ProfileResolution const& resolution, ModuleStatus status) {
-    StatusTotal total;
-    for (ModuleResolution const& module : resolution.modules) {
-        if (module.status == status) {
-            ++total.modules;
-            total.samples += module.module.samples;
-        }
-    }
-    return total;
+ModuleTotal totalOf(ProfileResolution const& resolution, ModuleStatus status) {
+    return totalOf(
+        resolution, [status](ModuleResolution const& each) { return each.status == status; });
+}
+
+ModuleTotal totalOf(ProfileResolution const& resolution, SymbolLevel level) {
+    return totalOf(
+        resolution, [level](ModuleResolution const& each) { return each.level == level; });
+}
+
+bool isLevelProven(ModuleResolution const& module) {
+    return module.level != SymbolLevel::none &&
+           module.symbols->confidence == LK_2_13::cfValidated &&
+           module.symbols->identity.kind != IdentityKind::none &&
+           (module.status == ModuleStatus::resolved || !module.module.build_id.empty());
 }
 
 JudgedCandidate const* mostTellingRejection(FileResolution const& file) {
@@ -55,19 +72,33 @@ JudgedCandidate const* mostTellingRejection(FileResolution const& file) {
     return best == file.rejected.end() ? nullptr : &*best;
 }
 
+namespace {
+
+std::string reasonOf(JudgedCandidate const& rejection) {
+    if (rejection.message.empty())
+        return displayName(reasonText(ReasonKey::rejected, {rejection.path}));
+    bool const named = rejection.message.find(rejection.path) != std::string::npos;
+    return displayName(named ? rejection.message : rejection.path + ": " + rejection.message);
+}
+
+} // namespace
+
 std::string missingReason(FileResolution const& file) {
     if (file.found())
         return {};
     JudgedCandidate const* const rejection = mostTellingRejection(file);
-    if (rejection == nullptr)
-        return reasonText(ReasonKey::no_such_file);
-    if (rejection->message.empty())
-        return displayName(reasonText(ReasonKey::rejected, {rejection->path}));
-    bool const named = rejection->message.find(rejection->path) != std::string::npos;
-    return displayName(named ? rejection->message : rejection->path + ": " + rejection->message);
+    return rejection == nullptr ? reasonText(ReasonKey::no_such_file) : reasonOf(*rejection);
 }
 
 namespace {
+
+/// Where something of another build was met instead of debug information, that says most.
+std::string foreignSymbolsReason(FileResolution const& symbols) {
+    JudgedCandidate const* const rejection = mostTellingRejection(symbols);
+    bool const isForeign = rejection != nullptr && tellingRank(*rejection) == 3 &&
+                           rejection->identity.expected != rejection->identity.actual;
+    return isForeign ? reasonOf(*rejection) : "";
+}
 
 std::string splitReason(SplitResolution const& split) {
     if (split.found_units == split.units)
@@ -88,6 +119,9 @@ std::string symbolsReason(ModuleResolution const& module) {
     auto const add = [&](std::string const& sentence) {
         text += (text.empty() || sentence.empty() ? "" : " ") + sentence;
     };
+    bool const isTable = module.level == SymbolLevel::names || module.level == SymbolLevel::exports;
+    if (module.symbols && (isTable || !module.symbols->found()))
+        add(foreignSymbolsReason(*module.symbols));
     if (module.supplementary && !module.supplementary->found())
         add(reasonText(ReasonKey::supplementary_missing) + " " +
             missingReason(*module.supplementary));

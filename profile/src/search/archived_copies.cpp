@@ -67,7 +67,8 @@ void ArchivedCopies::add(std::string const& directory, bool isArchive) {
 void ArchivedCopies::check(std::string const& path, OwnCopies const& own,
                            JudgedCandidate& candidate) const {
     std::optional<CopyPath> const copy = parseCopyPath(path);
-    if (candidate.result == vrInvalid || !copy || m_directories.empty())
+    bool const isRefused = candidate.result == vrInvalid && !candidate.lacks_debug_info;
+    if (isRefused || !copy || m_directories.empty())
         return;
     auto const key = keyOf(copy->directory);
     auto const directory = key ? m_directories.find(*key) : m_directories.end();
@@ -80,6 +81,7 @@ void ArchivedCopies::check(std::string const& path, OwnCopies const& own,
         return;
     }
     candidate.result = vrInvalid;
+    candidate.lacks_debug_info = false;
     candidate.severity = svError;
     candidate.message = actual.empty()
                             ? reasonText(ReasonKey::checksum_unread, {path, copy->md5})

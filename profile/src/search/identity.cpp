@@ -171,25 +171,22 @@ void SymbolValidator::judge(std::string const& path, JudgedCandidate& candidate)
     // What has the checksum of the whole file is whole.
     if (!facts->damage.empty() && !(m_owner.debug_link && agrees(linkIdentity(path))))
         return rejectUnusable(candidate, path, facts->damage);
-    if (!facts->has_debug_info)
-        return reject(candidate, svError,
-                      reasonText(facts->has_symbol_table ? ReasonKey::only_symbol_table
-                                                         : ReasonKey::debug_info_missing,
-                                 {path}));
-    if (!m_owner.build_id.empty() && facts->build_id == m_owner.build_id) {
-        candidate.result = vrValid;
-        candidate.identity = {IdentityKind::build_id, toHex(m_owner.build_id),
-                              toHex(facts->build_id)};
+    candidate.identity = proofOf(path, *facts);
+    bool const isProven = candidate.identity.kind != IdentityKind::none;
+    if (!facts->has_debug_info) {
+        reject(candidate, svError,
+               reasonText(facts->has_symbol_table ? ReasonKey::only_symbol_table
+                                                  : ReasonKey::debug_info_missing,
+                          {path}));
+        candidate.lacks_debug_info = isProven;
         return;
     }
-    if (m_owner.build_id.empty() && sameFile(m_owner.path, path)) {
+    if (isProven) {
         candidate.result = vrValid;
-        candidate.identity = {IdentityKind::same_file, m_owner.path, path};
         return;
     }
-    Identity link = m_owner.debug_link ? linkIdentity(path) : Identity();
-    if (m_owner.debug_link && (m_owner.build_id.empty() || agrees(link)))
-        return compare(candidate, std::move(link), ReasonKey::debug_link_mismatch,
+    if (m_owner.debug_link && m_owner.build_id.empty())
+        return compare(candidate, linkIdentity(path), ReasonKey::debug_link_mismatch,
                        ReasonKey::checksum_unread, path);
     if (!m_owner.build_id.empty())
         return compare(
@@ -197,6 +194,19 @@ void SymbolValidator::judge(std::string const& path, JudgedCandidate& candidate)
             ReasonKey::symbol_build_id_mismatch, ReasonKey::symbol_build_id_missing, path);
     if (m_owner.machine != 0 && facts->machine != m_owner.machine)
         reject(candidate, svError, reasonText(ReasonKey::architecture_mismatch, {path}));
+}
+
+/// Of no kind if nothing proves the file. The checksum, which takes a reading of it all, is not
+/// asked for a file that has nothing to show.
+Identity SymbolValidator::proofOf(std::string const& path, ElfFacts const& facts) const {
+    if (!m_owner.build_id.empty() && facts.build_id == m_owner.build_id)
+        return {IdentityKind::build_id, toHex(m_owner.build_id), toHex(facts.build_id)};
+    if (m_owner.build_id.empty() && sameFile(m_owner.path, path))
+        return {IdentityKind::same_file, m_owner.path, path};
+    if (!m_owner.debug_link || !(facts.has_debug_info || facts.has_symbol_table))
+        return {};
+    Identity link = linkIdentity(path);
+    return agrees(link) ? link : Identity();
 }
 
 Identity SymbolValidator::linkIdentity(std::string const& path) const {

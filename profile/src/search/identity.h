@@ -80,14 +80,16 @@ struct SymbolOwner {
 SymbolOwner symbolOwner(ElfFactsCache& cache, std::string const& binary, BuildId const& recorded);
 
 /// Symbol files: by the build-id of the binary, else by the CRC-32 of its debug link. A file
-/// without debug information is rejected first, so that a stripped namesake of the same build-id
-/// does not end the search. The binary itself is valid if it holds its debug information.
+/// without debug information is rejected, so that a stripped namesake of the same build-id does not
+/// end the search; its verdict holds an identity if that proves it. The binary itself is valid if
+/// it holds its debug information.
 class SymbolValidator final : public IdentityValidator {
 public:
     SymbolValidator(ElfFactsCache& cache, SymbolOwner owner);
 
 private:
     void judge(std::string const& path, JudgedCandidate& candidate) override;
+    Identity proofOf(std::string const& path, ElfFacts const& facts) const;
     Identity linkIdentity(std::string const& path) const;
 
     ElfFactsCache& m_cache;

@@ -169,7 +169,11 @@ void addRejected(IInvalidFile const& file, JudgedCandidate const* verdict,
     JudgedCandidate rejected;
     rejected.path = file.name();
     rejected.result = verdict == nullptr ? vrInvalid : verdict->result;
-    rejected.identity = verdict == nullptr ? Identity() : verdict->identity;
+    if (verdict != nullptr) {
+        rejected.identity = verdict->identity;
+        rejected.lacks_debug_info = verdict->lacks_debug_info;
+        rejected.stamp = verdict->stamp;
+    }
     rejected.severity = file.severity();
     rejected.step = file.searchStep();
     rejected.message =
@@ -358,6 +362,32 @@ void ModuleSearch::trySymbols(std::string const& name, std::string const& binary
                                      &validator, nullptr, nullptr);
     };
     run(result, std::move(candidates), validator, find, false);
+}
+
+/// Whatever the order of the candidates, names are better than what the dynamic linker needs.
+void ModuleSearch::takeSymbolTable(FileResolution& symbols) {
+    auto best = symbols.rejected.end();
+    for (auto each = symbols.rejected.begin(); each != symbols.rejected.end(); ++each) {
+        if (!each->lacks_debug_info)
+            continue;
+        SymbolTables const tables = m_support.symbolTables(each->path);
+        if (tables.has_names || (tables.has_exports && best == symbols.rejected.end()))
+            best = each;
+        if (tables.has_names)
+            break;
+    }
+    if (best == symbols.rejected.end())
+        return;
+    symbols.path = best->path;
+    symbols.confidence = cfValidated;
+    symbols.step = best->step;
+    if (best->step == ssAskUser && symbols.suggested)
+        symbols.place = placeOf(best->path, *symbols.suggested);
+    symbols.identity = best->identity;
+    if (best->stamp)
+        symbols.stamp = *best->stamp;
+    LOKATA_PROFILE_LOG(displayName(symbols.path) << " taken for its symbol table");
+    symbols.rejected.erase(best);
 }
 
 Boxed<FileResolution> ModuleSearch::findSupplementary(std::string const& symbolPath) {

@@ -3,6 +3,7 @@
 /// One search for one file of a profile, with the proof of what it is: the library's search over an
 /// environment, with the places of `FilePlaces` as suggestions and the validators of `identity.h`.
 
+#include "facts/symbol_tables.h"
 #include "search/directory_index.h"
 #include "search/file_places.h"
 #include "search/identity.h"
@@ -27,6 +28,13 @@ struct SearchSupport {
     ContentDigests digests;
     FilePlaces places;
     DirectoryIndex directories;
+
+    SymbolTables symbolTables(std::string const& path) {
+        return m_tables.get(path, readSymbolTables);
+    }
+
+private:
+    FileMemo<SymbolTables> m_tables;
 };
 
 struct SearchSettings {
@@ -61,6 +69,9 @@ public:
     /// stands in for what the binary would tell.
     FileResolution findSymbols(std::string const& name, std::string const& binaryPath,
                                BuildId const& buildId, std::vector<Candidate> const& hints = {});
+    /// Takes the best of the files that were rejected for nothing but the lack of debug
+    /// information, if one has a symbol table.
+    void takeSymbolTable(FileResolution& symbols);
     /// Empty for a symbol file that names no supplementary file.
     Boxed<FileResolution> findSupplementary(std::string const& symbolPath);
     /// A file that symbols are incomplete without, looked for as symbol files are. `owner` is the

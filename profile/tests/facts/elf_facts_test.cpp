@@ -1,5 +1,7 @@
+#include "facts/symbol_tables.h"
 #include "support/elf_builder.h"
 
+#include "packers.h"
 #include "temp_tree.h"
 
 #include <gtest/gtest.h>
@@ -56,8 +58,27 @@ TEST_F(ElfFactsTest, ReadsLinksInTheByteOrderOfTheFile) {
 TEST_F(ElfFactsTest, CountsAsDebugInformationOnlyWhatHasContent) {
     EXPECT_TRUE(factsOf(ElfBuilder().debugInfo()).has_debug_info);
     EXPECT_FALSE(factsOf(ElfBuilder().section(".debug_info", "x", SHT_NOBITS)).has_debug_info);
-    ElfFacts const facts = factsOf(ElfBuilder().symbolTable().section(".gnu_debugdata", "xz"));
-    EXPECT_TRUE(facts.has_symbol_table && facts.has_mini_debug_info && !facts.has_debug_info);
+    ElfFacts const facts = factsOf(ElfBuilder().symbolTable());
+    EXPECT_TRUE(facts.has_symbol_table && !facts.has_debug_info);
+}
+
+TEST_F(ElfFactsTest, ASymbolTableCountsIfItDefinesAFunction) {
+    auto const tables = [&](ElfBuilder const& file) {
+        SymbolTables const result = readSymbolTables(file.write(m_tree.path("f")));
+        return std::string(result.has_names ? "names" : "") + (result.has_exports ? "exports" : "");
+    };
+    auto const packed = [&](ElfBuilder const& inner) {
+        return ElfBuilder().section(".gnu_debugdata", xz(contentOf(inner.write(m_tree.path("i")))));
+    };
+    EXPECT_EQ(tables(ElfBuilder().symbolTable()), "names");
+    EXPECT_EQ(tables(ElfBuilder().symbolTable(5000)), "names") << "behind many others";
+    EXPECT_EQ(tables(ElfBuilder().symbols(SHT_DYNSYM, STT_GNU_IFUNC, 1)), "exports");
+    EXPECT_EQ(tables(ElfBuilder().symbols(SHT_DYNSYM, STT_FUNC, SHN_UNDEF)), "") << "imported";
+    EXPECT_EQ(tables(ElfBuilder().symbols(SHT_SYMTAB, STT_OBJECT, 1)), "");
+    EXPECT_EQ(tables(packed(ElfBuilder().symbolTable())), "names");
+    EXPECT_EQ(tables(packed(ElfBuilder())), "");
+    EXPECT_EQ(tables(ElfBuilder().section(".gnu_debugdata", "xz")), "");
+    EXPECT_FALSE(readSymbolTables(m_tree.file("text", "no ELF")).has_names);
 }
 
 TEST_F(ElfFactsTest, SaysWhyAFileIsUnreadable) {

@@ -155,6 +155,7 @@ TEST(Words, AreThoseOfTheSchemaAndTheDocuments) {
     EXPECT_EQ(allowed(definitions + "identity_kind"), wordsOf(c_identityKinds));
     EXPECT_EQ(allowed(definitions + "module/properties/kind"), wordsOf(c_moduleKinds));
     EXPECT_EQ(allowed(definitions + "module/properties/status"), wordsOf(c_moduleStatuses));
+    EXPECT_EQ(allowed(definitions + "module/properties/level"), wordsOf(c_symbolLevels));
     EXPECT_EQ(allowed(definitions + "file/properties/place"), wordsOf(c_places, true));
     EXPECT_EQ(allowed(definitions + "file/properties/step"), wordsOf(c_searchSteps, true));
     EXPECT_EQ(allowed(definitions + "file/properties/confidence"), wordsOf(c_confidences, true));
@@ -168,12 +169,15 @@ TEST(Words, AreThoseOfTheSchemaAndTheDocuments) {
     };
     for (std::set<std::string> const& words :
          {wordsOf(c_identityKinds), wordsOf(c_moduleKinds), wordsOf(c_moduleStatuses),
-          wordsOf(c_places), wordsOf(c_searchSteps), wordsOf(c_confidences), wordsOf(c_severities)})
+          wordsOf(c_symbolLevels), wordsOf(c_places), wordsOf(c_searchSteps),
+          wordsOf(c_confidences), wordsOf(c_severities)})
         for (std::string const& word : words)
             EXPECT_TRUE(isIn(document, "`" + word + "`")) << word;
-    for (std::string const& word : wordsOf(c_moduleStatuses))
-        EXPECT_TRUE(isIn(html, "[data-status=\"" + word + "\"]") && isIn(html, '"' + word + "\", "))
-            << word << " has a colour and a place in the bar";
+    for (std::set<std::string> const& words : {wordsOf(c_moduleStatuses), wordsOf(c_symbolLevels)})
+        for (std::string const& word : words)
+            EXPECT_TRUE(isIn(html, "[data-status=\"" + word + "\"]") &&
+                        std::regex_search(html, std::regex("\n    \"?" + word + "\"?: \\{ mark: ")))
+                << word << " has a colour and a mark";
     formatWords.erase("null");
     for (std::string const& word : formatWords) {
         EXPECT_TRUE(isIn(document, "`" + word + "`")) << word;

@@ -66,6 +66,35 @@ TEST_F(ResolverTest, EachKindOfModuleGetsItsTreatment) {
     EXPECT_EQ(resolveOne(removed).status, ModuleStatus::missing);
 }
 
+TEST_F(ResolverTest, WhatGivesMostNamesIsTakenOnlyWhereNoDebugInformationIs) {
+    searchIn("tree");
+    auto const answer = [&] {
+        ModuleResolution const result = resolveOne(module("/gone/tool", c_id));
+        return std::string(wordOf(c_symbolLevels, result.level)) + " " +
+               (result.symbols->found() ? result.symbols->path.substr(m_tree.path("").size())
+                                        : "nothing") +
+               (isLevelProven(result) ? "" : "?");
+    };
+    binary("tree/tool", c_id);
+    EXPECT_EQ(answer(), "none nothing?");
+    auto const exporting = [](BuildId const& id) {
+        return ElfBuilder().buildId(id).symbols(SHT_DYNSYM, STT_FUNC, 1);
+    };
+    exporting(c_id).write(m_tree.path("tree/tool"));
+    EXPECT_EQ(answer(), "exports tree/tool");
+    ElfBuilder().buildId(c_otherId).symbolTable().write(m_tree.file("tree/a/tool"));
+    EXPECT_EQ(answer(), "exports tree/tool") << "names of another build are none";
+    ElfBuilder().buildId(c_id).symbolTable().write(m_tree.file("tree/b/tool"));
+    EXPECT_EQ(answer(), "names tree/b/tool") << "they come behind";
+    symbols("tree/c/tool.debug", c_id);
+    EXPECT_EQ(answer(), "lines tree/c/tool.debug");
+
+    exporting({}).write(m_tree.file("tree/other"));
+    ModuleResolution const unproven = resolveOne(module("/gone/other"));
+    EXPECT_EQ(unproven.level, SymbolLevel::exports);
+    EXPECT_FALSE(isLevelProven(unproven)) << "not more than its binary";
+}
+
 TEST_F(ResolverTest, NamesOfOtherMachinesCountOnlyWithABuildId) {
     searchIn("tree");
     binary("tree/tool", c_id);

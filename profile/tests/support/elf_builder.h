@@ -58,7 +58,10 @@ public:
     ElfBuilder& section(std::string_view name, std::string_view content,
                         std::uint32_t type = SHT_PROGBITS, std::uint64_t flags = 0) {
         m_headers.u32(m_names.size()).u32(type).u64(flags).u64(0).u64(64 + m_content.size());
-        m_headers.u64(content.size()).u64(0).u64(4).u64(type == SHT_SYMTAB ? 24 : 0);
+        m_headers.u64(content.size())
+            .u64(0)
+            .u64(4)
+            .u64(type == SHT_SYMTAB || type == SHT_DYNSYM ? 24 : 0);
         m_names.text(name);
         m_content.raw(content).pad(8);
         return *this;
@@ -80,7 +83,18 @@ public:
     ElfBuilder& emptiedCode() {
         return section(".text", "code", SHT_NOBITS, SHF_ALLOC | SHF_EXECINSTR);
     }
-    ElfBuilder& symbolTable() { return section(".symtab", std::string(24, '\0'), SHT_SYMTAB); }
+    /// That defines one function, behind so many symbols of another kind.
+    ElfBuilder& symbolTable(std::size_t others = 1) {
+        return symbols(SHT_SYMTAB, STT_FUNC, 1, others);
+    }
+    /// A table that ends with a symbol of that type, defined in that section.
+    ElfBuilder& symbols(std::uint32_t table, std::uint8_t type, std::uint16_t definedIn,
+                        std::size_t others = 1) {
+        Bytes content(m_bigEndian);
+        content.raw(std::string(24 * others, '\0'));
+        content.u32(0).u8(ELF64_ST_INFO(STB_GLOBAL, type)).u8(0).u16(definedIn).u64(0).u64(0);
+        return section(table == SHT_SYMTAB ? ".symtab" : ".dynsym", content.content(), table);
+    }
 
     /// Gives the path back.
     std::string write(std::string const& path) const {

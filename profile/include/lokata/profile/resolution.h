@@ -84,6 +84,8 @@ struct JudgedCandidate {
     LK_2_13::search_step_t step = LK_2_13::ssAskUser;
     std::string message; ///< Why it was rejected, for a person; may be empty.
     Identity identity;
+    /// The right file, by `identity`; nothing but this is wrong with it.
+    bool lacks_debug_info = false;
     std::optional<FileStamp> stamp{}; ///< Taken before the file was judged.
 };
 
@@ -163,13 +165,31 @@ constexpr Word<ModuleStatus> c_moduleStatuses[]{
     {ModuleStatus::not_a_file, "not-a-file"},
 };
 
+/// What of its code a viewer can show.
+enum class SymbolLevel {
+    lines,            ///< Functions, files and lines: all of the debug information is there.
+    incomplete_lines, ///< Debug information of which a part is missing.
+    names,            ///< The names of its functions.
+    exports,          ///< Only the names that it offers to other modules.
+    none,
+};
+
+constexpr Word<SymbolLevel> c_symbolLevels[]{
+    {SymbolLevel::lines, "lines"}, {SymbolLevel::incomplete_lines, "incomplete-lines"},
+    {SymbolLevel::names, "names"}, {SymbolLevel::exports, "exports"},
+    {SymbolLevel::none, "none"},
+};
+
 struct ModuleResolution {
     Module module;
     ModuleStatus status = ModuleStatus::missing;
+    SymbolLevel level = SymbolLevel::none; ///< Of the file `symbols`.
     /// The symbols need a supplementary file, but do not tell which.
     bool is_supplementary_unknown = false;
-    Boxed<FileResolution> binary;        ///< Empty if none was looked for.
-    Boxed<FileResolution> symbols;       ///< Empty if none was looked for.
+    Boxed<FileResolution> binary; ///< Empty if none was looked for.
+    /// Empty if none was looked for. A file with debug information, or where none was found, one
+    /// that gives as many names as can be.
+    Boxed<FileResolution> symbols;
     Boxed<FileResolution> supplementary; ///< Empty without symbols, or if they name none.
     Boxed<SplitResolution> split_dwarf;  ///< Empty if the symbols are not split.
     /// Why not all source files that the symbols name could be told, for a person; empty if all
@@ -202,13 +222,18 @@ struct ProfileResolution {
     bool cancelled = false;
 };
 
-/// What the modules of one status come to.
-struct StatusTotal {
+/// What some of the modules come to.
+struct ModuleTotal {
     std::uint64_t modules = 0;
     std::uint64_t samples = 0;
 };
 
-LOKATA_PROFILE_EXPORT StatusTotal totalOf(ProfileResolution const& resolution, ModuleStatus status);
+LOKATA_PROFILE_EXPORT ModuleTotal totalOf(ProfileResolution const& resolution, ModuleStatus status);
+LOKATA_PROFILE_EXPORT ModuleTotal totalOf(ProfileResolution const& resolution, SymbolLevel level);
+
+/// True if what `level` says is proven: the symbols belong to the module that was recorded, not
+/// only to a binary that nothing proves.
+LOKATA_PROFILE_EXPORT bool isLevelProven(ModuleResolution const& module);
 
 /// The rejection that says most about why a search failed: a file of another identity before a file
 /// that could not be judged, and that before a file that is not there. The earliest among equals;
@@ -218,8 +243,8 @@ LOKATA_PROFILE_EXPORT JudgedCandidate const* mostTellingRejection(FileResolution
 /// Why a file was not found, for a person and printable; empty if it was.
 LOKATA_PROFILE_EXPORT std::string missingReason(FileResolution const& file);
 
-/// What of the debug information is missing though symbols were found, for a person and printable;
-/// empty if nothing is.
+/// What of the debug information is missing though symbols were found, or which debug information
+/// of another build was met instead; for a person and printable. Empty if neither.
 LOKATA_PROFILE_EXPORT std::string symbolsReason(ModuleResolution const& module);
 
 /// Why a module is not resolved, for a person and printable; empty if it is.

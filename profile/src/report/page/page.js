@@ -11,7 +11,15 @@
     resolved: { mark: "\u2713", word: "Resolved" },
     "not-a-file": { mark: "\u2013", word: "Not a file" },
   };
-  const barOrder = ["resolved", "unproven", "missing", "unsupported", "not-a-file", "unattributed"];
+  // What a viewer can show of a module, most first.
+  const levels = {
+    lines: { mark: "\u2261", word: "Lines" },
+    "incomplete-lines": { mark: "\u2248", word: "Part of the lines" },
+    names: { mark: "ƒ", word: "Names" },
+    exports: { mark: "\u21E2", word: "Exported names" },
+    none: { mark: "\u2205", word: "Nothing" },
+  };
+  const barOrder = [...Object.keys(levels), "unattributed"];
   const rank = Object.keys(statuses);
   const roles = { binary: "Binary", symbols: "Symbols", supplementary: "Supplementary symbols" };
 
@@ -71,9 +79,10 @@
     return file.confidence === "cfValidated" ? state("resolved", "Proven") : state("unproven");
   }
 
-  function symbolsState(module) {
-    if (!module.symbols) return "";
-    return module.symbols_reason ? state("unproven", "Incomplete") : fileState(module.symbols);
+  function levelState(module) {
+    const look = levels[module.level];
+    return make("span", { class: "state", "data-status": module.level }, `${look.mark} ${look.word}`,
+      module.level !== "none" && !module.level_proven ? make("small", null, "unproven") : null);
   }
 
   function facts(pairs) {
@@ -152,7 +161,7 @@
     { key: "status", title: "Status", value: (entry) => rank.indexOf(entry.module.status) },
     { key: "file", title: "File found, or why not", value: (entry) => entry.fileText },
     { key: "proof", title: "Proof", value: (entry) => proof(entry.module.binary) },
-    { key: "symbols", title: "Symbols", value: (entry) => (!entry.module.symbols ? 3 : !entry.module.symbols.path ? 0 : entry.module.symbols_reason ? 1 : 2) },
+    { key: "symbols", title: "Shows", value: (entry) => Object.keys(levels).indexOf(entry.module.level) },
   ];
 
   let entries = [];
@@ -169,7 +178,7 @@
     const fill = make("i", null);
     fill.style.width = `${width}%`;
     return cell("samples", { title: plural(module.samples, "sample") },
-      percent(module.samples, total), make("span", { class: "share", "data-status": module.status }, fill));
+      percent(module.samples, total), make("span", { class: "share", "data-status": module.level }, fill));
   }
 
   function fileCell(module) {
@@ -199,7 +208,7 @@
       cell("status", null, state(module.status)),
       fileCell(module),
       proofCell(module),
-      cell("symbols", { title: module.symbols_reason }, symbolsState(module)));
+      cell("symbols", { title: module.symbols_reason }, levelState(module)));
   }
 
   function toggle(entry, open) {
@@ -234,7 +243,7 @@
     const words = byId("filter").value.toLowerCase().split(/\s+/).filter(Boolean);
     let shown = 0;
     for (const entry of entries) {
-      const fits = (!pressed.size || pressed.has(entry.module.status)) && words.every((word) => entry.text.includes(word));
+      const fits = (!pressed.size || pressed.has(entry.module.level)) && words.every((word) => entry.text.includes(word));
       entry.row.hidden = !fits;
       if (entry.detail) entry.detail.hidden = !fits;
       shown += fits ? 1 : 0;
@@ -259,33 +268,37 @@
   function showShare(report) {
     const { summary } = report;
     const bySamples = summary.samples !== null && summary.samples > 0;
-    const amount = (status) => {
-      if (status === "unattributed") return bySamples ? summary.unattributed_samples : 0;
-      return bySamples ? summary[status].samples : summary[status].modules;
+    const counted = (total) => (bySamples ? total.samples : total.modules);
+    const amount = (level) => {
+      if (level === "unattributed") return bySamples ? summary.unattributed_samples : 0;
+      const fileless = level === "none" && !bySamples ? summary["not-a-file"].modules : 0;
+      return counted(summary.levels[level]) - fileless;
     };
-    const present = barOrder.filter((status) => amount(status) > 0 && (bySamples || status !== "not-a-file"));
-    const whole = present.reduce((sum, status) => sum + amount(status), 0);
-    byId("share").textContent = whole ? percent(amount("resolved"), whole) : "\u2013";
+    const present = barOrder.filter((level) => amount(level) > 0);
+    const whole = present.reduce((sum, level) => sum + amount(level), 0);
+    const share = (level) => percent(amount(level), whole);
+    byId("share").textContent = whole ? share("lines") : "\u2013";
+    const things = bySamples ? plural(whole, "sample") : plural(whole, "module");
     byId("share-words").textContent = whole
-      ? `of ${bySamples ? plural(whole, "sample") : plural(whole, "module")} ${bySamples ? "fell into modules whose file is" : "have a file that is"} found and proven`
+      ? `of ${things} can be shown with lines, ${share("names")} with names; ${percent(counted(summary.resolved), whole)} ${bySamples ? "lie in files that are" : "have a file that is"} found and proven`
       : "no module to look for";
-    byId("bar").replaceChildren(...present.map((status) => {
-      const part = make("i", { "data-status": status, title: `${status}: ${percent(amount(status), whole)}` });
-      part.style.flex = `${amount(status) / whole} 0 0`;
+    byId("bar").replaceChildren(...present.map((level) => {
+      const part = make("i", { "data-status": level, title: `${level}: ${share(level)}` });
+      part.style.flex = `${amount(level) / whole} 0 0`;
       return part;
     }));
     byId("bar").hidden = !whole;
-    byId("bar").setAttribute("aria-label", present.map((status) => `${status} ${percent(amount(status), whole)}`).join(", "));
+    byId("bar").setAttribute("aria-label", present.map((level) => `${level} ${share(level)}`).join(", "));
 
-    const label = (status, look, modules) => [
+    const label = (level, look, modules) => [
       make("b", { "aria-hidden": "true" }, look.mark), make("span", null, look.word),
-      make("small", null, [modules, bySamples ? percent(amount(status), whole) : null].filter(Boolean).join(" \u00b7 ")),
+      make("small", null, [modules, bySamples ? share(level) : null].filter(Boolean).join(" \u00b7 ")),
     ];
-    const chips = barOrder.filter((status) => statuses[status] && summary[status].modules).map((status) =>
+    const chips = Object.keys(levels).filter((level) => summary.levels[level].modules).map((level) =>
       make("button", {
-        type: "button", class: "chip", "data-status": status, "aria-pressed": "false",
-        on: () => { if (!pressed.delete(status)) pressed.add(status); applyFilter(); },
-      }, ...label(status, statuses[status], plural(summary[status].modules, "module"))));
+        type: "button", class: "chip", "data-status": level, "aria-pressed": "false",
+        on: () => { if (!pressed.delete(level)) pressed.add(level); applyFilter(); },
+      }, ...label(level, levels[level], plural(summary.levels[level].modules, "module"))));
     if (amount("unattributed")) {
       chips.push(make("span", { class: "chip", "data-status": "unattributed" },
         ...label("unattributed", { mark: "\u2591", word: "Outside any module" }, plural(amount("unattributed"), "sample"))));
@@ -357,7 +370,7 @@
       const entry = { module, index, open: false, detail: null };
       const paths = Object.keys(roles).map((role) => module[role] && module[role].path);
       entry.fileText = ((module.binary && module.binary.path) || module.reason || "").toLowerCase();
-      entry.text = [module.name, module.build_id, module.kind, module.reason, ...paths].filter(Boolean).join("\n").toLowerCase();
+      entry.text = [module.status, module.level, module.name, module.build_id, module.kind, module.reason, ...paths].filter(Boolean).join("\n").toLowerCase();
       entry.row = moduleRow(entry, total);
       entry.row.addEventListener("click", () => { if (getSelection().isCollapsed) toggle(entry, !entry.open); });
       return entry;

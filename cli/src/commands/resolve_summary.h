@@ -1,0 +1,43 @@
+#pragma once
+
+#include <lokata/profile/resolution.h>
+
+#include <cstdint>
+#include <string>
+
+/// What a whole resolution comes to.
+namespace lokata::cli {
+
+/// What must be there of each module.
+enum class Requirement {
+    file,  ///< Its file, proven or accepted. What has no file behind it does not count.
+    names, ///< A file that gives the names of its functions, at least.
+    lines, ///< All of its debug information.
+};
+
+constexpr profile::Word<Requirement> c_requirements[]{
+    {Requirement::file, "file"},
+    {Requirement::names, "names"},
+    {Requirement::lines, "lines"},
+};
+
+/// What counts.
+struct VerdictScope {
+    Requirement requirement = Requirement::file;
+    bool user_only = false; ///< Leaves the kernel and its modules out.
+};
+
+/// True if all that was recorded could be read, and all modules that count have what is required.
+bool isComplete(profile::ProfileResolution const& resolution, VerdictScope const& scope);
+
+/// How much can be shown, and how many modules have each status; a line each.
+std::string resolutionSummary(profile::ProfileResolution const& resolution,
+                              VerdictScope const& scope);
+
+/// Those that fell into no module count.
+std::uint64_t allSamples(profile::ProfileResolution const& resolution);
+
+/// Such as "94.8 %". Never rounds up to all or down to nothing; the page does the same.
+std::string share(std::uint64_t part, std::uint64_t whole);
+
+} // namespace lokata::cli
