@@ -296,10 +296,40 @@ void TableWriter::writeReasons(ModuleResolution const& module) const {
 
 void TableWriter::writeLearned(std::vector<PathSubstitution> const& learned) const {
     for (PathSubstitution const& each : learned)
-        m_out << "\nLearned: what was recorded below "
+        m_out << "Learned: what was recorded below "
               << displayName(each.from.empty() ? "/" : each.from) << " lies below "
-              << displayName(each.to.empty() ? "/" : each.to)
-              << (&each == &learned.back() ? "\n" : "");
+              << displayName(each.to.empty() ? "/" : each.to) << "\n";
+}
+
+template <class Visit>
+void forEachFile(ModuleResolution const& module, Visit const& visit) {
+    for (auto const* const file : {&module.binary, &module.symbols, &module.supplementary})
+        if (*file)
+            visit(**file);
+    if (!module.split_dwarf)
+        return;
+    visit(module.split_dwarf->package);
+    for (SplitFile const& each : module.split_dwarf->files)
+        visit(each.file);
+}
+
+/// The renamed prefixes that led to a file.
+std::vector<PathSubstitution> usedPrefixes(ProfileResolution const& resolution) {
+    std::vector<bool> isUsed(resolution.learned.size());
+    auto const visit = [&](FileResolution const& file) {
+        for (std::size_t i = 0; file.place == Place::learned_path && i < isUsed.size(); ++i)
+            if (PathSubstitution{resolution.learned[i].to, ""}.apply(file.path))
+                isUsed[i] = true;
+    };
+    for (ModuleResolution const& module : resolution.modules)
+        forEachFile(module, visit);
+    for (SourceResolution const& source : resolution.sources)
+        visit(source.file);
+    std::vector<PathSubstitution> result;
+    for (std::size_t i = 0; i < isUsed.size(); ++i)
+        if (isUsed[i])
+            result.push_back(resolution.learned[i]);
+    return result;
 }
 
 std::size_t unlistedModules(ProfileResolution const& resolution) {
@@ -338,8 +368,9 @@ bool writeModuleTable(std::ostream& out, ProfileResolution const& resolution,
     if (unlisted > 0)
         out << "Without samples: " << unlisted << (unlisted == 1 ? " module" : " modules")
             << ", shown with --all\n";
-    table.writeLearned(resolution.learned);
-    return !modules.empty() || unlisted > 0 || !resolution.learned.empty();
+    std::vector<PathSubstitution> const learned = usedPrefixes(resolution);
+    table.writeLearned(learned);
+    return !modules.empty() || unlisted > 0 || !learned.empty();
 }
 
 std::string sourceTable(ProfileResolution const& resolution) {

@@ -19,9 +19,9 @@ struct TableStyle {
 };
 
 /// A line for each module that was found, most samples first, then what is missing and why, then
-/// the renamed prefixes that were learned. Memory without a file is listed only if it has samples.
-/// On a narrow terminal columns are left out, and on a very narrow one each module takes two lines.
-/// False if nothing was written.
+/// the renamed prefixes that were learned and led to a file. Memory without a file is listed only
+/// if it has samples. On a narrow terminal columns are left out, and on a very narrow one each
+/// module takes two lines. False if nothing was written.
 bool writeModuleTable(std::ostream& out, profile::ProfileResolution const& resolution,
                       TableStyle const& style);
 

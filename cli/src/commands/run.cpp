@@ -86,7 +86,7 @@ void addRunCommand(CLI::App& program, int& exitStatus) {
         ->type_name(" ");
     addChoice(command, "--history", options->history, c_histories,
               "What becomes of a request that comes again: off searches again, suggest tries the "
-              "earlier answer first, only tries nothing else (default suggest)");
+              "earlier answer first, only tries nothing else");
     command.add_flag("--json", options->json, "Print one JSON object for each request");
     addSearchOptions(command, options->search);
     command.callback([options, &exitStatus] { exitStatus = run(*options); });
