@@ -291,7 +291,10 @@ void TableWriter::writeReasons(ModuleResolution const& module) const {
     if (!isFound(module))
         writeReason(module, wordOf(c_moduleStatuses, module.status),
                     module.status == ModuleStatus::missing ? TextStyle::red : TextStyle::yellow,
-                    statusReason(module));
+                    statusReason(module) + (module.level == SymbolLevel::none
+                                                ? ""
+                                                : " (" + symbolsOf(module) + ": " +
+                                                      displayName(module.symbols->path) + ")"));
 }
 
 void TableWriter::writeLearned(std::vector<PathSubstitution> const& learned) const {

@@ -32,6 +32,7 @@ enum class ReasonKey {
     module_signature_cut, ///< Where it starts, where the file ends.
     kernel_cache_missing, ///< What stands against the directory for them.
     kernel_image_unread,
+    no_name_list,
     // Why the sources of a file cannot be told.
     sources_unusable, ///< Why.
     sources_relocatable,
@@ -56,6 +57,8 @@ enum class ReasonKey {
     source_md5_mismatch,  ///< Found, recorded.
     source_time_mismatch, ///< Found, recorded, in seconds since the epoch.
     source_size_mismatch, ///< Found, recorded, in bytes.
+    addresses_hidden,
+    foreign_owner,
     copy_damaged,         ///< The MD5 found, the one in the path.
     copy_of_other,
     copy_ambiguous, ///< How many copies.
@@ -108,6 +111,7 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::module_signature_cut, "ModuleSignatureCut", 2},
     {ReasonKey::kernel_cache_missing, "KernelCacheMissing", 1},
     {ReasonKey::kernel_image_unread, "KernelImageUnread", 0},
+    {ReasonKey::no_name_list, "NoNameList", 0},
     {ReasonKey::sources_unusable, "SourcesUnusable", 1},
     {ReasonKey::sources_relocatable, "SourcesRelocatable", 0},
     {ReasonKey::sources_damaged, "SourcesDamaged", 1},
@@ -130,6 +134,8 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::source_md5_mismatch, "SourceMd5Mismatch", 3},
     {ReasonKey::source_time_mismatch, "SourceTimeMismatch", 3},
     {ReasonKey::source_size_mismatch, "SourceSizeMismatch", 3},
+    {ReasonKey::addresses_hidden, "AddressesHidden", 1},
+    {ReasonKey::foreign_owner, "ForeignOwner", 1},
     {ReasonKey::copy_damaged, "CopyDamaged", 3},
     {ReasonKey::copy_of_other, "CopyOfOther", 1},
     {ReasonKey::copy_ambiguous, "CopyAmbiguous", 2},

@@ -91,7 +91,10 @@ void archiveModule(ModuleResolution const& module, Archiver& archiver) {
     if (!binary.empty())
         archiver.add(*module.binary, scBinaryFiles, name, buildId,
                      bareNames({askedName(searchable, buildId)}));
-    if (!isFound(module.symbols))
+    // A list of names is no symbol file for anybody else.
+    bool const isList =
+        isFound(module.symbols) && !archiver.elf.facts(module.symbols->path)->error.empty();
+    if (!isFound(module.symbols) || isList)
         return;
     if (module.symbols->path != binary) {
         SymbolOwner const owner = symbolOwner(archiver.elf, binary, buildId);

@@ -9,6 +9,7 @@
 #include "search/elapsed.h"
 #include "search/kernel_places.h"
 #include "search/module_search.h"
+#include "search/name_lists.h"
 #include "search/path_mapping.h"
 #include "search/split_search.h"
 
@@ -106,7 +107,8 @@ private:
                   std::string const& release, std::string const& profileId)
         : m_support(support)
         , m_search(environment, support, {true, release, profileId})
-        , m_kernel(support.places.options(), release) {}
+        , m_kernel(support.places.options(), release)
+        , m_lists(support.places.options().perf_cache) {}
 
     static std::string releaseOf(ObjectPtr<ISearchEnv> const& environment, Profile const& profile) {
         std::string told = kernelReleaseOf(environment.get());
@@ -118,6 +120,7 @@ private:
     std::optional<DebugLink> debugLinkOf(FileResolution const& binary);
     static void judge(ModuleResolution& module);
     SymbolLevel levelOf(ModuleResolution const& module);
+    void takeNameList(ModuleResolution& module);
     void findSymbols(ModuleResolution& module, std::vector<Candidate> const& hinted);
     void tryLearnedSymbols(ModuleResolution& module);
     void completeSymbols(ModuleResolution& module);
@@ -127,12 +130,15 @@ private:
     SearchSupport& m_support;
     ModuleSearch m_search;
     KernelPlaces m_kernel;
+    NameLists m_lists;
     LearnedPaths m_learned;
 };
 
 std::vector<Candidate> ProfileSearch::hints(Module const& module, std::string const& name) {
     if (module.kind == ModuleKind::kernel_module)
         return m_kernel.module(name);
+    if (module.kind == ModuleKind::vdso)
+        return m_kernel.vdso();
     if (module.kind != ModuleKind::kernel)
         return {};
     std::vector<Candidate> result = m_kernel.image();
@@ -160,7 +166,9 @@ FileResolution ProfileSearch::findLive(Module const& module, LiveFile const& liv
 
 void ProfileSearch::resolve(ModuleResolution& result) {
     Module const& module = result.module;
-    if (!hasFile(module.kind)) {
+    // Copies of it are files, and only its build-id tells which one.
+    bool const isVdso = module.kind == ModuleKind::vdso && !module.build_id.empty();
+    if (!hasFile(module.kind) && !isVdso) {
         result.status = ModuleStatus::not_a_file;
         return;
     }
@@ -181,6 +189,11 @@ void ProfileSearch::resolve(ModuleResolution& result) {
     result.binary =
         live ? findLive(module, *live) : m_search.findBinary(name, module.build_id, binaryHints);
     judge(result);
+    if (isVdso && !result.binary->found()) {
+        result.binary.reset();
+        result.status = ModuleStatus::not_a_file;
+        return;
+    }
     findSymbols(result, hinted);
 }
 
@@ -278,6 +291,20 @@ void ProfileSearch::conclude(ModuleResolution& module) {
     if (module.symbols && !module.symbols->found())
         m_search.takeSymbolTable(*module.symbols);
     module.level = levelOf(module);
+    if (module.level == SymbolLevel::exports || module.level == SymbolLevel::none)
+        takeNameList(module);
+}
+
+void ProfileSearch::takeNameList(ModuleResolution& module) {
+    FileResolution symbols;
+    if (m_lists.find(module.module, symbols))
+        module.level = SymbolLevel::names;
+    else if (symbols.rejected.empty() || (module.symbols && module.symbols->found()))
+        return;
+    if (module.symbols)
+        std::move(module.symbols->rejected.begin(), module.symbols->rejected.end(),
+                  std::back_inserter(symbols.rejected));
+    module.symbols = std::move(symbols);
 }
 
 SymbolLevel ProfileSearch::levelOf(ModuleResolution const& module) {

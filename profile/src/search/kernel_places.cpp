@@ -88,9 +88,18 @@ std::vector<Candidate> KernelPlaces::packedImage() const {
     return result;
 }
 
+std::vector<Candidate> KernelPlaces::vdso() const {
+    std::vector<Candidate> result;
+    if (!m_release.empty())
+        for (std::string const& root : m_roots)
+            for (char const* const file : {"vdso64.so", "vdso32.so", "vdsox32.so"})
+                add(root + "/lib/modules/" + m_release + "/vdso/" + file, result);
+    return result;
+}
+
 std::vector<Candidate> KernelPlaces::module(std::string const& name) {
     std::vector<Candidate> result;
-    std::string const key = moduleKey(LK_2_13::utils::getFileNameOnly(name.c_str()));
+    std::string const key = kernelModuleKey(name);
     if (m_release.empty() || key.empty())
         return result;
     toolbelt2::mutex_guard_t const guard(m_mutex);
@@ -104,6 +113,10 @@ std::vector<Candidate> KernelPlaces::module(std::string const& name) {
     for (auto module = first; module != last; ++module)
         add(module->second, result);
     return result;
+}
+
+std::string kernelModuleKey(std::string const& recorded) {
+    return moduleKey(LK_2_13::utils::getFileNameOnly(kernelModuleFileName(recorded).c_str()));
 }
 
 std::string kernelModuleFileName(std::string const& name) {

@@ -26,6 +26,8 @@ public:
     std::vector<Candidate> image() const;
     /// For the packed image that the machine started from.
     std::vector<Candidate> packedImage() const;
+    /// For the code that the kernel maps into every process.
+    std::vector<Candidate> vdso() const;
     /// `name` as "ext4.ko" or as a path that ends so. A module is known by both spellings of its
     /// name, with "-" and with "_", and may be packed.
     std::vector<Candidate> module(std::string const& name);
@@ -41,6 +43,10 @@ private:
     toolbelt2::mutex_t m_mutex;
     std::optional<std::multimap<std::string, std::string>> m_modules TOOLBELT2_GUARDED_BY(m_mutex);
 };
+
+/// What tells a loadable module from others, in the spelling of /proc/modules: "[dm-mod]",
+/// "dm_mod.ko" and a path of "dm-mod.ko.xz" are one. Empty for another name.
+std::string kernelModuleKey(std::string const& recorded);
 
 /// The name of the file of a loadable module that was recorded as "[ext4]" or as a path.
 std::string kernelModuleFileName(std::string const& name);

@@ -109,6 +109,15 @@ TEST_F(ResolverTest, NamesOfOtherMachinesCountOnlyWithABuildId) {
     }
 }
 
+TEST_F(ResolverTest, ACopyOfTheVdsoIsTakenByItsBuildId) {
+    std::string const copy = symbols("root/lib/modules/" + c_release + "/vdso/vdso64.so", c_id);
+    ModuleResolution const vdso = resolveOne(module("[vdso]", c_id, ModuleKind::vdso));
+    EXPECT_EQ(vdso.status, ModuleStatus::resolved);
+    EXPECT_EQ(vdso.binary->path, copy);
+    EXPECT_EQ(resolveOne(module("[vdso]", c_otherId, ModuleKind::vdso)).status,
+              ModuleStatus::not_a_file);
+}
+
 TEST_F(ResolverTest, TheKernelIsThatOfTheRecordedRelease) {
     symbols("root/boot/vmlinux-" + c_release, c_otherId);
     std::string const real = symbols("root/lib/modules/" + c_release + "/build/vmlinux", c_id);

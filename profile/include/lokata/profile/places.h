@@ -28,6 +28,8 @@ enum class Place {
     kernel_tree,     ///< Where a system keeps its kernel and the modules of it.
     live_process,    ///< Where a running process has the file that it mapped.
     archive_name,    ///< An archive that knows for which recorded name it holds a copy.
+    kallsyms,        ///< The names that the running kernel tells.
+    perf_map,        ///< The names that a compiler left for perf in /tmp.
 };
 
 constexpr Word<Place> c_places[]{
@@ -45,6 +47,8 @@ constexpr Word<Place> c_places[]{
     {Place::kernel_tree, "kernel-tree"},
     {Place::live_process, "live-process"},
     {Place::archive_name, "archive-name"},
+    {Place::kallsyms, "kallsyms"},
+    {Place::perf_map, "perf-map"},
 };
 
 /// A path that is worth a look. Nothing is proven by it, and no file need be there.
