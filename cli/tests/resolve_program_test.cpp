@@ -111,6 +111,10 @@ TEST_F(ResolveProgram, ARebuiltNamesakeIsRejectedWithBothBuildIds) {
                 AllOf(HasSubstr("rejected " + path("moved/deep/app") + "  [LowPrioritySearchDirs]"),
                       HasSubstr("nothing  [AbsoluteNameLookup]"), HasSubstr("no file"),
                       Not(HasSubstr("libx"))));
+    std::string const both = resolve({"perf.data", "-d", moved(), "--explain", "ibx.s", "--explain",
+                                      profile::toHex(bytes(m_app)).substr(0, 4)})
+                                 .out;
+    EXPECT_THAT(both, AllOf(StartsWith("/gone/libx.so\n"), HasSubstr("\n\n/gone/app\n")));
     EXPECT_EQ(resolve({"perf.data", "--explain", "nothing"}).status, 2);
 
     std::string const logged = resolve({"perf.data", "-v", "-d", moved()}).err;

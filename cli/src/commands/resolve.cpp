@@ -43,7 +43,7 @@ struct ResolveOptions {
     std::string archive_into;
     bool json = false;
     std::string html;
-    std::string explain;
+    std::vector<std::string> explain;
     VerdictScope scope;
     bool all = false;
 };
@@ -116,11 +116,15 @@ void print(profile::ProfileResolution const& resolution, ResolveOptions const& o
         return toolbelt2::write_in_blocks(writeOutput, [&](std::ostream& out) {
             printTables(out, resolution, title, options, colour);
         });
-    std::string const text = moduleExplanation(resolution, options.explain, colour);
-    if (text.empty())
-        throw Failure("--explain: " + resolution.input + " has no module \"" + options.explain +
-                      "\"");
-    writeOutput(title + text);
+    std::string text = title;
+    for (std::string const& each : options.explain) {
+        std::string const part = explanation(resolution, each, colour);
+        if (part.empty())
+            throw Failure("--explain: " + resolution.input + " has no module or source \"" + each +
+                          "\"");
+        text += (text == title ? "" : "\n") + part;
+    }
+    writeOutput(text);
 }
 
 /// False if a file could not be kept. The inputs behind this one are resolved all the same.
@@ -238,9 +242,10 @@ void addResolveCommand(CLI::App& program, int& exitStatus) {
     CLI::Option* const json =
         command.add_flag("--json", options->json, "Print one JSON document for each input");
     addText(command, "--html", options->html, "Write a page for a browser")->type_name("FILE");
-    addText(command, "--explain", options->explain,
-            "Show every step and candidate for one module: its name, last component or build-id")
-        ->type_name("MODULE")
+    addRepeatable(command, "--explain", options->explain,
+                  "Show every step and candidate for the modules, or with --sources the source "
+                  "files, of this name or a part of it, or of a build-id that begins so")
+        ->type_name("TEXT")
         ->excludes(json);
     addChoice(command, "--require", options->scope.requirement, c_requirements,
               "What each module must have for the exit status 0: its file, names of functions, or "

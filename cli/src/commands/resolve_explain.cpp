@@ -5,6 +5,7 @@
 #include "search/enumerator_names.h"
 
 #include <lokata2/utils.h>
+#include <toolbelt2/text.h>
 
 #include <map>
 #include <set>
@@ -15,10 +16,25 @@ using namespace profile;
 
 namespace {
 
-bool isMeant(Module const& module, std::string const& text) {
-    return module.name == text || displayName(module.name) == text ||
-           LK_2_13::utils::getFileNameOnly(module.name.c_str()) == text ||
+bool isNamed(std::string const& name, std::string const& text) {
+    return name == text || displayName(name) == text ||
+           LK_2_13::utils::getFileNameOnly(name.c_str()) == text;
+}
+
+bool isPartOf(std::string const& name, std::string const& text) {
+    return name.find(text) != std::string::npos ||
+           displayName(name).find(text) != std::string::npos;
+}
+
+bool isNamed(Module const& module, std::string const& text) {
+    return isNamed(module.name, text) ||
            (!module.build_id.empty() && toHex(module.build_id) == text);
+}
+
+bool isPartOf(Module const& module, std::string const& text) {
+    constexpr std::size_t c_leastDigits = 4;
+    return isPartOf(module.name, text) ||
+           (text.size() >= c_leastDigits && toolbelt2::starts_with(toHex(module.build_id), text));
 }
 
 std::string identityText(Identity const& identity) {
@@ -91,15 +107,17 @@ std::string candidatesText(FileResolution const& file, bool colour) {
     return text;
 }
 
-std::string fileText(std::string const& title, Boxed<FileResolution> const& file, bool colour) {
-    if (!file)
-        return title + ": not looked for\n";
-    std::string text = title + ": " + (file->found() ? "found" : "missing") + ", expected " +
-                       identityText(file->identity) + ", " + std::to_string(file->elapsed_us) +
-                       " us\n" + candidatesText(*file, colour);
-    if (!file->found())
-        text += "  " + missingReason(*file) + "\n";
+std::string fileText(std::string const& title, FileResolution const& file, bool colour) {
+    std::string text = title + ": " + (file.found() ? "found" : "missing") + ", expected " +
+                       identityText(file.identity) + ", " + std::to_string(file.elapsed_us) +
+                       " us\n" + candidatesText(file, colour);
+    if (!file.found())
+        text += "  " + missingReason(file) + "\n";
     return text;
+}
+
+std::string fileText(std::string const& title, Boxed<FileResolution> const& file, bool colour) {
+    return file ? fileText(title, *file, colour) : title + ": not looked for\n";
 }
 
 std::string splitText(SplitResolution const& split, bool colour) {
@@ -118,7 +136,8 @@ std::string moduleText(ModuleResolution const& resolution, bool colour) {
         std::string(wordOf(c_moduleKinds, module.kind)) + ", " +
         (module.build_id.empty() ? "no build-id" : "build-id " + toHex(module.build_id)) + ", " +
         std::to_string(module.samples) +
-        " samples: " + std::string(wordOf(c_moduleStatuses, resolution.status)) + "\n";
+        " samples: " + std::string(wordOf(c_moduleStatuses, resolution.status)) + ", shows " +
+        std::string(wordOf(c_symbolLevels, resolution.level)) + "\n";
     if (!resolution.binary)
         return text + statusReason(resolution) + "\n";
     text += fileText("binary", resolution.binary, colour);
@@ -134,15 +153,29 @@ std::string moduleText(ModuleResolution const& resolution, bool colour) {
     return text;
 }
 
+std::string sourceText(SourceResolution const& source, bool colour) {
+    return painted(displayName(source.name), TextStyle::bold, colour) + "\nsource of " +
+           displayName(source.module) + "\n" + fileText("file", source.file, colour);
+}
+
 } // namespace
 
-std::string moduleExplanation(ProfileResolution const& resolution, std::string const& module,
-                              bool colour) {
-    std::string text;
-    for (ModuleResolution const& each : resolution.modules)
-        if (isMeant(each.module, module))
-            text += (text.empty() ? "" : "\n") + moduleText(each, colour);
-    return text;
+std::string explanation(ProfileResolution const& resolution, std::string const& text, bool colour) {
+    for (bool const isWhole : {true, false}) {
+        std::string result;
+        auto const add = [&](std::string const& part) {
+            result += (result.empty() ? "" : "\n") + part;
+        };
+        for (ModuleResolution const& each : resolution.modules)
+            if (isWhole ? isNamed(each.module, text) : isPartOf(each.module, text))
+                add(moduleText(each, colour));
+        for (SourceResolution const& each : resolution.sources)
+            if (isWhole ? isNamed(each.name, text) : isPartOf(each.name, text))
+                add(sourceText(each, colour));
+        if (!result.empty())
+            return result;
+    }
+    return {};
 }
 
 } // namespace lokata::cli

@@ -6,10 +6,12 @@
 
 namespace lokata::cli {
 
-/// What `resolve --explain` prints: for each module of that recorded name, last component or
-/// build-id every candidate for its files, in the order in which they were tried, and what became
-/// of it. A candidate of several steps is listed with the first. Empty if there is no such module.
-std::string moduleExplanation(profile::ProfileResolution const& resolution,
-                              std::string const& module, bool colour);
+/// What `resolve --explain` prints of what `text` names: for each of its files every candidate, in
+/// the order in which they were tried, and what became of it. Named are the modules and the source
+/// files of that recorded name or last component, and modules of that build-id; if there are none,
+/// those whose name holds it, and modules whose build-id begins with it. A candidate of several
+/// steps is listed with the first. Empty if nothing is named.
+std::string explanation(profile::ProfileResolution const& resolution, std::string const& text,
+                        bool colour);
 
 } // namespace lokata::cli
