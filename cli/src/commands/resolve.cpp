@@ -83,7 +83,8 @@ profile::Profile read(std::string const& input, std::string const& format) {
     profile::Profile profile = profile::readProfileFile(input, options);
     std::string const name = input == "-" ? "standard input" : input;
     for (profile::ReadError const& error : profile.errors)
-        reportError(name + ": at byte " + std::to_string(error.offset) + ": " + error.message);
+        reportError(name + (error.offset == 0 ? "" : ": at byte " + std::to_string(error.offset)) +
+                    ": " + error.message);
     if (profile.format.empty() && profile.errors.empty())
         reportError(name + ": no profile of a known kind");
     return profile;

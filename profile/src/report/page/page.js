@@ -362,7 +362,7 @@
 
     byId("errors").hidden = !report.errors.length;
     byId("errors").querySelector("ul").replaceChildren(...report.errors.map((error) =>
-      make("li", null, make("span", { class: "mono" }, `offset ${count(error.offset)}`), `: ${error.message}`)));
+      make("li", null, error.offset ? make("span", { class: "mono" }, `byte ${count(error.offset)}: `) : null, error.message)));
 
     pressed.clear();
     const total = showShare(report);
