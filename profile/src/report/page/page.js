@@ -14,9 +14,9 @@
   // What a viewer can show of a module, most first.
   const levels = {
     lines: { mark: "\u2261", word: "Lines" },
-    "incomplete-lines": { mark: "\u2248", word: "Part of the lines" },
+    "incomplete-lines": { mark: "\u2248", word: "Some lines" },
     names: { mark: "ƒ", word: "Names" },
-    exports: { mark: "\u21E2", word: "Exported names" },
+    exports: { mark: "\u21E2", word: "Exports" },
     none: { mark: "\u2205", word: "Nothing" },
   };
   const barOrder = [...Object.keys(levels), "unattributed"];
