@@ -176,16 +176,17 @@ ObjectPtr<IResolutionContext> ResolutionContextMgr::createResultDirectoryContext
     // symbols.
     struct {
         search_category_t category;
-        char const* part;
+        search_category_t part;
         bool recursive;
     } const layout[] = {
-        {scBinaryFiles, "binaries", false}, {scSymbolFiles, "symbols", false},
-        {scSymbolFiles, "binaries", false}, {scSourceFiles, "sources", true},
-        {scAllFiles, "all", true},
+        {scBinaryFiles, scBinaryFiles, false}, {scSymbolFiles, scSymbolFiles, false},
+        {scSymbolFiles, scBinaryFiles, false}, {scSourceFiles, scSourceFiles, true},
+        {scAllFiles, scAllFiles, true},
     };
     ObjectPtr<IEditableSearchDirContainer> const container = IEditableSearchDirContainer::create();
     for (auto const& [category, part, recursive] : layout)
-        container->addDirectory(category, paths::join(dir, part).c_str(), recursive, true);
+        container->addDirectory(category, paths::join(dir, archiveWord(part)).c_str(), recursive,
+                                true);
     container->addDirectory(scAllFiles, dir, false, true);
     registerSearchDirs(*context, container, c_hiddenResultDirKey);
     return context;

@@ -117,8 +117,7 @@ private:
     LKSpinSharedLock m_lock;
 };
 
-/// The directories of an archive below its root, and the word of a category; "all" for any other
-/// value.
+/// The directory of a category in an archive; "all" for any other value.
 char const* archiveWord(search_category_t category);
 
 /// For a log line: the id of a context, empty for a null one.

@@ -2,14 +2,13 @@
 
 #include "lk_log.h"
 
+#include <lokata2/words.h>
+
 namespace LK_2_13 {
 
 namespace {
 
 constexpr char c_anyClient[] = "";
-
-constexpr search_category_t c_archiveCategories[] = {scBinaryFiles, scSymbolFiles, scSourceFiles,
-                                                     scAllFiles};
 
 /// Folds a context and its ancestors, nearest first, into one environment. Each single value is
 /// taken from the first context that has one; there the client's own entry goes before that of any
@@ -64,8 +63,8 @@ private:
         std::string const dir = metadata.getArchiveDir();
         if (dir.empty())
             return;
-        for (search_category_t const category : c_archiveCategories) {
-            std::string const part = utils::addSubPart(dir.c_str(), archiveWord(category));
+        for (auto const& [category, word] : c_archiveCategories) {
+            std::string const part = utils::addSubPart(dir.c_str(), word.data());
             m_archives->addDirectory(category, part.c_str(), true, true);
         }
     }
@@ -127,16 +126,8 @@ private:
 } // namespace
 
 char const* archiveWord(search_category_t category) {
-    switch (category) {
-    case scBinaryFiles:
-        return "binaries";
-    case scSymbolFiles:
-        return "symbols";
-    case scSourceFiles:
-        return "sources";
-    default:
-        return "all";
-    }
+    std::string_view const word = wordOf(c_archiveCategories, category);
+    return (word.empty() ? wordOf(c_archiveCategories, scAllFiles) : word).data();
 }
 
 ObjectPtr<ISearchEnv>

@@ -3,6 +3,7 @@
 #include "lk_text.h"
 
 #include <lokata2/utils.h>
+#include <lokata2/words.h>
 
 #include <utility>
 
@@ -41,25 +42,8 @@ std::string dump(StringContainer const& container) {
 }
 
 std::string dump(search_step_t step) {
-    switch (step) {
-    case ssArchiveSearchDirs:
-        return "ssArchiveSearchDirs";
-    case ssHighPrioritySearchDirs:
-        return "ssHighPrioritySearchDirs";
-    case ssAbsoluteNameLookup:
-        return "ssAbsoluteNameLookup";
-    case ssAroundBinaryLookup:
-        return "ssAroundBinaryLookup";
-    case ssLowPrioritySearchDirs:
-        return "ssLowPrioritySearchDirs";
-    case ssSystemDirs:
-        return "ssSystemDirs";
-    case ssAskUser:
-        return "ssAskUser";
-    case ssCacheSearchDir:
-        return "ssCacheSearchDir";
-    }
-    return "Unknown search step";
+    std::string_view const word = wordOf(c_searchSteps, step);
+    return std::string(word.empty() ? "Unknown search step" : word);
 }
 
 } // namespace LK_2_13

@@ -30,3 +30,4 @@
 #include <lokata2/utils.h>
 #include <lokata2/validator.h>
 #include <lokata2/validator_decorator.h>
+#include <lokata2/words.h>

@@ -29,14 +29,6 @@
 
 namespace lokata::profile {
 
-/// The directories of an archive.
-constexpr Word<LK_2_13::search_category_t> c_archiveCategories[]{
-    {LK_2_13::scBinaryFiles, "binaries"},
-    {LK_2_13::scSymbolFiles, "symbols"},
-    {LK_2_13::scSourceFiles, "sources"},
-    {LK_2_13::scAllFiles, "all"},
-};
-
 /// What became of one file.
 struct ArchivedFile {
     std::string path;   ///< Of the copy; empty if the file could not be kept.

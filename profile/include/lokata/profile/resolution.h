@@ -22,28 +22,6 @@
 
 namespace lokata::profile {
 
-/// The enumerators of the library as documents spell them.
-constexpr Word<LK_2_13::search_step_t> c_searchSteps[]{
-    {LK_2_13::ssArchiveSearchDirs, "ssArchiveSearchDirs"},
-    {LK_2_13::ssHighPrioritySearchDirs, "ssHighPrioritySearchDirs"},
-    {LK_2_13::ssCacheSearchDir, "ssCacheSearchDir"},
-    {LK_2_13::ssAbsoluteNameLookup, "ssAbsoluteNameLookup"},
-    {LK_2_13::ssAroundBinaryLookup, "ssAroundBinaryLookup"},
-    {LK_2_13::ssLowPrioritySearchDirs, "ssLowPrioritySearchDirs"},
-    {LK_2_13::ssSystemDirs, "ssSystemDirs"},
-    {LK_2_13::ssAskUser, "ssAskUser"},
-};
-constexpr Word<LK_2_13::confidence_t> c_confidences[]{
-    {LK_2_13::cfValidated, "cfValidated"},
-    {LK_2_13::cfPolicyHigh, "cfPolicyHigh"},
-    {LK_2_13::cfPolicyLow, "cfPolicyLow"},
-};
-constexpr Word<LK_2_13::severity_t> c_severities[]{
-    {LK_2_13::svError, "svError"},
-    {LK_2_13::svWarning, "svWarning"},
-    {LK_2_13::svNone, "svNone"},
-};
-
 /// By what a file is known to be the right one.
 enum class IdentityKind {
     none,             ///< Nothing to go by.

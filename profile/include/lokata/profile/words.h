@@ -1,39 +1,21 @@
 #pragma once
 
 /// The words that stand for the values of an enumeration on a command line, in documents and on the
-/// page. Each enumeration has one table of them beside its declaration.
+/// page. Each enumeration has one table of them beside its declaration; those of a search are the
+/// library's.
 
 #include <lokata/profile/export.h>
 
-#include <cstddef>
-#include <optional>
-#include <string_view>
+#include <lokata2/words.h>
 
 namespace lokata::profile {
 
-template <class Value>
-struct Word {
-    Value value;
-    /// Lives as long as the program, and ends with a null character.
-    std::string_view text;
-};
-
-/// Empty for a value without a word.
-template <class Value, std::size_t n>
-constexpr std::string_view wordOf(Word<Value> const (&words)[n], Value value) {
-    for (Word<Value> const& word : words)
-        if (word.value == value)
-            return word.text;
-    return {};
-}
-
-/// Empty for an unknown word.
-template <class Value, std::size_t n>
-constexpr std::optional<Value> valueOf(Word<Value> const (&words)[n], std::string_view text) {
-    for (Word<Value> const& word : words)
-        if (word.text == text)
-            return word.value;
-    return std::nullopt;
-}
+using LK_2_13::c_archiveCategories;
+using LK_2_13::c_confidences;
+using LK_2_13::c_searchSteps;
+using LK_2_13::c_severities;
+using LK_2_13::valueOf;
+using LK_2_13::Word;
+using LK_2_13::wordOf;
 
 } // namespace lokata::profile
