@@ -3,8 +3,6 @@
 #include "console/failure.h"
 #include "console/output.h"
 
-#include <unpack/kernel_payload.h>
-
 #include <lokata/profile/kernel_cache.h>
 
 #include <memory>
@@ -17,23 +15,20 @@ struct UnpackOptions {
     std::string target;
 };
 
-std::string unpackTo(UnpackOptions const& options) {
-    unpack::UnpackResult const result = unpack::unpackKernel(options.image, options.target);
-    if (!result.ok)
-        throw Failure(result.message);
-    return options.target;
-}
-
-std::string unpackIntoCache(std::string const& image) {
-    profile::UnpackedKernel const kernel = profile::unpackedKernel(image);
+profile::UnpackedKernel unpackIntoCache(std::string const& image) {
+    profile::UnpackedKernel kernel = profile::unpackedKernel(image);
     if (kernel.path.empty())
-        throw Failure(image + ": " + kernel.error);
-    return kernel.path;
+        kernel.error.insert(0, image + ": ");
+    return kernel;
 }
 
 int run(UnpackOptions const& options) {
-    writeOutput((options.target.empty() ? unpackIntoCache(options.image) : unpackTo(options)) +
-                "\n");
+    profile::UnpackedKernel const kernel =
+        options.target.empty() ? unpackIntoCache(options.image)
+                               : profile::unpackKernelTo(options.image, options.target);
+    if (kernel.path.empty())
+        throw Failure(kernel.error);
+    writeOutput(kernel.path + "\n");
     return esDone;
 }
 

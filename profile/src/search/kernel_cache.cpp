@@ -12,6 +12,7 @@
 
 #include <filesystem>
 #include <stdexcept>
+#include <utility>
 
 namespace lokata::profile {
 
@@ -68,7 +69,8 @@ bool isAsNoted(std::string const& copy) {
            !note.empty() && note == noteOn(copy);
 }
 
-/// Asked once for each content in a run.
+/// Asked once for each content in a run: what it remembers lives as long as the process, an entry
+/// for each image that was asked for.
 bool isTrusted(std::string const& copy) {
     static FileMemo<bool> memo;
     return memo.get(copy, isAsNoted);
@@ -109,6 +111,11 @@ UnpackedKernel unpackedKernel(std::string const& image) {
         return entry;
     std::string error = fill(image, entry.path);
     return error.empty() ? entry : UnpackedKernel{"", std::move(error)};
+}
+
+UnpackedKernel unpackKernelTo(std::string const& image, std::string const& target) {
+    unpack::UnpackResult result = unpack::unpackKernel(image, target);
+    return result.ok ? UnpackedKernel{target, ""} : UnpackedKernel{"", std::move(result.message)};
 }
 
 } // namespace lokata::profile

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Unpacked copies of compressed kernel images, where searches of the library keep theirs: below
-/// the product's private directory, by the MD5 of the image.
+/// Unpacks compressed kernel images: into a file of the caller, or where searches of the library
+/// keep their copies, below the product's private directory, by the MD5 of the image.
 
 #include <lokata/profile/export.h>
 
@@ -19,5 +19,12 @@ struct UnpackedKernel {
 /// not at all, and the note after it. Callable from any thread and process at the same
 /// time: each writes a file of its own, and the last one stays. Throws std::bad_alloc only.
 LOKATA_PROFILE_EXPORT UnpackedKernel unpackedKernel(std::string const& image);
+
+/// Unpacks an image to `target`, in a directory that exists. The target appears, or takes the place
+/// of an older one, when it is whole; what is no regular file, or the image itself, is not
+/// replaced. Nothing is taken from the copies or put to them. Callable from any thread. Throws
+/// std::bad_alloc only.
+LOKATA_PROFILE_EXPORT UnpackedKernel unpackKernelTo(std::string const& image,
+                                                    std::string const& target);
 
 } // namespace lokata::profile
