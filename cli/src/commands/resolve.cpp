@@ -15,6 +15,7 @@
 #include <lokata/profile/report.h>
 #include <lokata/profile/resolver.h>
 #include <optstore2/user_directories.h>
+#include <toolbelt2/path.h>
 #include <toolbelt2/pending_file.h>
 #include <toolbelt2/sink_buffer.h>
 
@@ -72,7 +73,7 @@ profile::PlaceOptions placesOf(ResolveOptions const& options) {
         places.substitutions.push_back(*substitution);
     }
     if (std::string const home = optstore2::homeDirectory(); !home.empty())
-        places.perf_cache = home + "/.debug";
+        places.perf_cache = toolbelt2::join_path(home, ".debug");
     return places;
 }
 
@@ -161,6 +162,13 @@ profile::ProfileResolution resolve(profile::Resolver& resolver, profile::Profile
     return resolution;
 }
 
+std::string helpOfInput() {
+    std::string help = "A profile: ";
+    for (profile::FormatName const& format : profile::formats())
+        help.append(format.description).append(", ");
+    return help + "packed or not; - is standard input";
+}
+
 std::vector<std::string> formatWords() {
     std::vector<std::string> words;
     for (profile::FormatName const& format : profile::formats())
@@ -223,9 +231,7 @@ void addResolveCommand(CLI::App& program, int& exitStatus) {
     auto const options = std::make_shared<ResolveOptions>();
     CLI::App& command = *program.add_subcommand(
         "resolve", "Find the files of the modules in recorded profiles, and prove them");
-    addRepeatable(command, "INPUT", options->inputs,
-                  "A profile: perf.data, a list of modules, /proc/PID/maps, a core, pprof, "
-                  "gperftools; - is standard input")
+    addRepeatable(command, "INPUT", options->inputs, helpOfInput())
         ->allow_extra_args()
         ->type_name("")
         ->default_str(c_defaultInput);

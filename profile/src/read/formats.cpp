@@ -5,23 +5,28 @@
 
 namespace lokata::profile {
 
-extern FormatReader const c_perfData;
-extern FormatReader const c_core;
-extern FormatReader const c_gperftools;
-extern FormatReader const c_pprof;
-extern FormatReader const c_maps;
-extern FormatReader const c_unstripList;
-extern FormatReader const c_buildIdList;
-extern FormatReader const c_pathList;
+/// All readers. What begins with a mark of its own comes first, then texts by the form of their
+/// lines, the loosest last, then the plain message of pprof: it has no mark, and text can read as
+/// one.
+#define LOKATA_FORMAT_READERS(READER)                                                              \
+    READER(c_perfData)                                                                             \
+    READER(c_core)                                                                                 \
+    READER(c_gperftools)                                                                           \
+    READER(c_maps)                                                                                 \
+    READER(c_unstripList)                                                                          \
+    READER(c_buildIdList)                                                                          \
+    READER(c_pathList)                                                                             \
+    READER(c_pprof)
+
+#define LOKATA_DECLARE(reader) extern FormatReader const reader;
+LOKATA_FORMAT_READERS(LOKATA_DECLARE)
+#undef LOKATA_DECLARE
 
 namespace {
 
-/// What begins with a mark of its own comes first, then texts by the form of their lines, the
-/// loosest last, then the plain message of pprof: it has no mark, and text can read as one.
-constexpr FormatReader const* c_readers[]{
-    &c_perfData,    &c_core,        &c_gperftools, &c_maps,
-    &c_unstripList, &c_buildIdList, &c_pathList,   &c_pprof,
-};
+#define LOKATA_ADDRESS(reader) &(reader),
+constexpr FormatReader const* c_readers[]{LOKATA_FORMAT_READERS(LOKATA_ADDRESS)};
+#undef LOKATA_ADDRESS
 
 template <class Condition>
 FormatReader const* find(Condition const& condition) {

@@ -127,10 +127,7 @@ std::optional<MapsLine> parseMapsLine(std::string_view line) {
     return mapping;
 }
 
-extern FormatReader const c_maps{{"maps", "the mappings of a process, as /proc/PID/maps"},
-                                 isMaps,
-                                 readMaps,
-                                 nullptr,
-                                 noteLiveProcess};
+extern FormatReader const c_maps{
+    {"maps", "/proc/PID/maps"}, isMaps, readMaps, nullptr, noteLiveProcess};
 
 } // namespace lokata::profile

@@ -239,10 +239,9 @@ Profile readPathList(std::string_view content, ReadOptions const& options) {
 } // namespace
 
 extern FormatReader const c_unstripList{
-    {"unstrip", "a list of modules of eu-unstrip -n"}, isList<fitOfUnstripLine>, readUnstripList};
+    {"unstrip", "the list of eu-unstrip -n"}, isList<fitOfUnstripLine>, readUnstripList};
 extern FormatReader const c_buildIdList{
-    {"buildid-list", "a list of perf buildid-list"}, isBuildIdList, readBuildIdList};
-extern FormatReader const c_pathList{
-    {"paths", "a list of paths, one a line"}, isPathList, readPathList};
+    {"buildid-list", "the list of perf buildid-list"}, isBuildIdList, readBuildIdList};
+extern FormatReader const c_pathList{{"paths", "a list of paths"}, isPathList, readPathList};
 
 } // namespace lokata::profile

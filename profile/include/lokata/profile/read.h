@@ -3,8 +3,8 @@
 /// Reads recorded profiles. Every function may be called from any thread and throws nothing but
 /// std::bad_alloc; what an input does wrong is told in Profile::errors.
 ///
-/// An input of any format may be packed by gzip, xz or zstd, found by its first bytes, and such a
-/// file once more. It is unpacked in memory, within the limits; of a packing that is damaged, cut
+/// An input of any format may be packed, by gzip, xz or zstd, which its first bytes tell, and such
+/// a file once more. It is unpacked in memory, within the limits; of a packing that is damaged, cut
 /// short or too large, what comes before that is read, and the error told. A format that is asked
 /// for is that of what is inside.
 
@@ -20,14 +20,14 @@ namespace lokata::profile {
 /// A kind of input that can be read.
 struct FormatName {
     char const* word;        ///< For a command line and for documents, as "perf".
-    char const* description; ///< For a person, as "the perf.data of perf record".
+    char const* description; ///< For a person, in a list of them, as "a core file".
 };
 
 /// All kinds, in the order in which detectFormat() asks for them.
 LOKATA_PROFILE_EXPORT std::vector<FormatName> formats();
 
-/// How an input is read. The limits keep a hostile one from taking the machine; all are in bytes,
-/// but for `max_expansion`.
+/// How an input is read. The limits bound the time and memory that a hostile input can use; all are
+/// in bytes, but for `max_expansion`.
 struct ReadOptions {
     std::string format; ///< The word of one of formats(); empty: found by content.
     std::uint64_t max_stream = 1ULL << 30;   ///< What is read whole: all but perf.data and cores.

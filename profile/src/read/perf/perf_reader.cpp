@@ -312,16 +312,14 @@ private:
             m_builder.error(offset, "a build-id record is cut off");
             return;
         }
-        if ((record.misc & c_miscBuildIdSize) == 0) {
-            // Without a length recorded a shorter build-id is one that was filled up with zeros.
+        // Without a length recorded a shorter build-id is one that was filled up with zeros.
+        if ((record.misc & c_miscBuildIdSize) == 0)
             size = id.substr(16) == std::string_view("\0\0\0\0", 4) ? 16 : c_longest;
-        }
         id = id.substr(0, size);
-        if (isBuildId(id) && !name.empty()) {
+        if (isBuildId(id) && !name.empty())
             m_session.addBuildId(
                 static_cast<std::uint8_t>(record.misc & PERF_RECORD_MISC_CPUMODE_MASK), pid,
                 std::string(name), std::string(id));
-        }
     }
 
     /// The sections of the features stand behind the data, in the order of their bits.
@@ -409,6 +407,6 @@ Profile readPerfData(std::string_view content, ReadOptions const& options) {
 /// In file and in pipe mode and in either byte order, as
 /// tools/perf/Documentation/perf.data-file-format.txt and <linux/perf_event.h> describe it.
 extern FormatReader const c_perfData{
-    {"perf", "what perf record wrote, as perf.data"}, isPerfData, readPerfData, readPerfParts};
+    {"perf", "perf.data of perf record"}, isPerfData, readPerfData, readPerfParts};
 
 } // namespace lokata::profile
