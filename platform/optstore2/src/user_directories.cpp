@@ -1,5 +1,7 @@
 #include <optstore2/user_directories.h>
 
+#include <toolbelt2/path.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <pwd.h>
@@ -28,7 +30,7 @@ std::string inUserDatabase() {
 std::string directory(char const* variable, char const* nameInHome) {
     std::string const named = pathIn(variable);
     std::string const home = named.empty() ? homeDirectory() : "";
-    return home.empty() ? named : home + "/" + nameInHome;
+    return home.empty() ? named : toolbelt2::join_path(home, nameInHome);
 }
 
 } // namespace

@@ -30,12 +30,6 @@ constexpr int c_noteVersion = 1;
 /// A name of 4096 bytes, all of them escaped, with room to spare.
 constexpr std::uint64_t c_maxNote = 1U << 15;
 
-std::string below(std::string directory, std::initializer_list<std::string_view> parts) {
-    for (std::string_view const part : parts)
-        directory = join_path(directory, part);
-    return directory;
-}
-
 /// The text of a member; empty if it is another kind of value, or missing.
 std::string textOf(nlohmann::json const& object, char const* member) {
     auto const found = object.find(member);
@@ -135,7 +129,7 @@ ArchiveNames::Notes const& ArchiveNames::notes(std::string const& archive,
                                                search_category_t category,
                                                std::string const& file) {
     std::string const directory =
-        below(archive, {c_namesDirectory, wordOf(c_archiveCategories, category), file});
+        join_path(archive, {c_namesDirectory, wordOf(c_archiveCategories, category), file});
     auto const [known, isNew] = m_notes.try_emplace(directory);
     if (!isNew)
         return known->second;
@@ -167,7 +161,8 @@ OwnCopies ArchiveNames::ownCopies(RecordedName const& asked,
                 result.m_others.insert(note.md5);
                 if (note.name == name)
                     held.push_back({relationOf(note, asked),
-                                    below(archive, {category, file, note.md5, file}), note.md5});
+                                    join_path(archive, {category, file, note.md5, file}),
+                                    note.md5});
             }
     bool const isKnown = std::any_of(
         held.begin(), held.end(), [](Held const& each) { return each.relation == Relation::own; });

@@ -4,6 +4,7 @@
 
 #include <lokata2/search_types.h>
 #include <lokata2/utils.h>
+#include <toolbelt2/path.h>
 #include <unpack/packed_file.h>
 
 #include <algorithm>
@@ -12,10 +13,13 @@
 namespace lokata::profile {
 
 namespace fs = std::filesystem;
+using toolbelt2::join_path;
 
 namespace {
 
 constexpr std::string_view c_suffix = ".ko";
+/// The unpacked image, in the directories of its modules.
+constexpr std::string_view c_image = "vmlinux";
 
 /// What tells a module from others: its name up to ".ko", in the spelling of /proc/modules. Empty
 /// for another file.
@@ -57,8 +61,9 @@ KernelPlaces::KernelPlaces(PlaceOptions const& options, std::string const& relea
             m_roots.push_back(root);
 }
 
-void KernelPlaces::add(std::string const& path, std::vector<Candidate>& result) const {
-    std::string resolved = m_trees.resolve(path);
+void KernelPlaces::add(std::string const& directory, std::initializer_list<std::string_view> parts,
+                       std::vector<Candidate>& result) const {
+    std::string resolved = m_trees.resolve(join_path(directory, parts));
     if (!resolved.empty())
         result.push_back({std::move(resolved), Place::kernel_tree});
 }
@@ -67,15 +72,17 @@ std::vector<Candidate> KernelPlaces::image() const {
     std::vector<Candidate> result;
     if (m_release.empty())
         return result;
+    std::string const boot = "/boot/vmlinux-" + m_release;
+    std::string const modules = "/lib/modules/" + m_release;
     for (std::string const& root : m_roots) {
         for (std::string const& dir : m_debugDirs) {
-            add(root + dir + "/boot/vmlinux-" + m_release, result);
-            add(root + dir + "/lib/modules/" + m_release + "/vmlinux", result);
+            add(root, {dir, boot}, result);
+            add(root, {dir, modules, c_image}, result);
         }
-        add(root + "/usr/lib/debug/lib/modules/" + m_release + "/vmlinux", result);
-        add(root + "/boot/vmlinux-" + m_release, result);
-        for (char const* const directory : {"", "/build"})
-            add(root + "/lib/modules/" + m_release + directory + "/vmlinux", result);
+        add(root, {"/usr/lib/debug", modules, c_image}, result);
+        add(root, {boot}, result);
+        add(root, {modules, c_image}, result);
+        add(root, {modules, "build", c_image}, result);
     }
     return result;
 }
@@ -84,7 +91,7 @@ std::vector<Candidate> KernelPlaces::packedImage() const {
     std::vector<Candidate> result;
     if (!m_release.empty())
         for (std::string const& root : m_roots)
-            add(root + "/boot/" + LK_2_13::VMLINUZ + "-" + m_release, result);
+            add(root, {"/boot", LK_2_13::VMLINUZ + ("-" + m_release)}, result);
     return result;
 }
 
@@ -93,7 +100,7 @@ std::vector<Candidate> KernelPlaces::vdso() const {
     if (!m_release.empty())
         for (std::string const& root : m_roots)
             for (char const* const file : {"vdso64.so", "vdso32.so", "vdsox32.so"})
-                add(root + "/lib/modules/" + m_release + "/vdso/" + file, result);
+                add(root, {"/lib/modules", m_release, "vdso", file}, result);
     return result;
 }
 
@@ -106,12 +113,13 @@ std::vector<Candidate> KernelPlaces::module(std::string const& name) {
     if (!m_modules) {
         m_modules.emplace();
         for (std::string const& root : m_roots)
-            for (char const* const part : {"/kernel", "/updates", "/extra"})
-                addModules(m_trees.resolve(root + "/lib/modules/" + m_release + part), *m_modules);
+            for (char const* const part : {"kernel", "updates", "extra"})
+                addModules(m_trees.resolve(join_path(root, {"/lib/modules", m_release, part})),
+                           *m_modules);
     }
     auto const [first, last] = m_modules->equal_range(key);
     for (auto module = first; module != last; ++module)
-        add(module->second, result);
+        add(module->second, {}, result);
     return result;
 }
 

@@ -7,9 +7,11 @@
 
 #include <toolbelt2/mutex.h>
 
+#include <initializer_list>
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace lokata::profile {
@@ -33,7 +35,8 @@ public:
     std::vector<Candidate> module(std::string const& name);
 
 private:
-    void add(std::string const& path, std::vector<Candidate>& result) const;
+    void add(std::string const& directory, std::initializer_list<std::string_view> parts,
+             std::vector<Candidate>& result) const;
 
     std::vector<std::string> m_roots;
     CopiedTrees m_trees;

@@ -3,6 +3,7 @@
 #include <toolbelt2/export.h>
 
 #include <cstddef>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -25,6 +26,13 @@ private:
 /// empty `part` leaves `directory` with exactly one trailing separator; an empty `directory` gives
 /// `part`. Only the text is looked at.
 TOOLBELT2_EXPORT std::string join_path(std::string_view directory, std::string_view part);
+
+/// Several parts, each below those before it.
+inline std::string join_path(std::string directory, std::initializer_list<std::string_view> parts) {
+    for (std::string_view const part : parts)
+        directory = join_path(directory, part);
+    return directory;
+}
 
 /// What stands behind the last slash of a path, or all of it without one; empty behind a slash at
 /// the end. Only the text is looked at, by this and by what follows.
