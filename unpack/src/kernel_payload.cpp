@@ -92,10 +92,9 @@ Payload find(ImageFile const& image) {
         auto const packed = findInPackedFile(image);
         return packed ? *packed : findByScan(image);
     }
-    if (!kindOfPayload(image, *payload)) {
+    if (!kindOfPayload(image, *payload))
         throw Failure(std::string("it holds a ") + compressionName(payload->compression) +
                       " stream that is neither an ELF file nor a kernel image when unpacked");
-    }
     return *payload;
 }
 

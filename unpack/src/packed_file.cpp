@@ -9,6 +9,19 @@
 
 namespace lokata::unpack {
 
+namespace {
+
+/// The names of all packings of whole files, as "gzip, xz, zstd".
+std::string packingNames() {
+    std::string names;
+    for (Form const& form : c_forms)
+        if (!form.ending.empty())
+            names.append(names.empty() ? "" : ", ").append(form.name);
+    return names;
+}
+
+} // namespace
+
 std::optional<Compression> packingOf(std::string_view content) {
     // Looser than where a stream is searched for, so that what else is wrong is told.
     for (Form const& form : c_forms)
@@ -28,7 +41,7 @@ Unpacked unpackMemory(std::string_view packed, std::uint64_t limit) {
     Unpacked result;
     auto const compression = packingOf(packed);
     if (!compression) {
-        result.error = "it is not packed by gzip, xz or zstd";
+        result.error = "it is packed by none of " + packingNames();
         return result;
     }
     bool isTooLarge = false;

@@ -61,10 +61,9 @@ bool decodeWithArchive(ImageFile const& image, Payload const& payload, Sink cons
     auto const addFilter = payload.compression == Compression::bzip2
                                ? archive_read_support_filter_bzip2
                                : archive_read_support_filter_lz4;
-    if (addFilter(reader.get()) != ARCHIVE_OK) {
+    if (addFilter(reader.get()) != ARCHIVE_OK)
         throw Failure(std::string("the installed libarchive cannot unpack ") +
                       compressionName(payload.compression));
-    }
     auto const failed = [&] {
         if (!input.failure.empty())
             throw Failure(input.failure);

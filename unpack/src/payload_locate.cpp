@@ -22,18 +22,16 @@ constexpr std::size_t c_scanBlock = 0x40000;
 constexpr std::uint64_t c_maxScan = std::uint64_t{1} << 30;
 
 Payload payloadAt(ImageFile const& image, std::uint64_t offset, std::uint64_t length) {
-    if (offset >= image.size() || length > image.size() - offset) {
+    if (offset >= image.size() || length > image.size() - offset)
         throw Failure("it is truncated: its header places the compressed kernel at offset " +
                       std::to_string(offset) + " with a length of " + std::to_string(length) +
                       ", but the file has " + std::to_string(image.size()) + " bytes");
-    }
     char start[c_longestSignature];
     auto const count = static_cast<std::size_t>(std::min<std::uint64_t>(sizeof start, length));
     auto const compression = compressionOf({start, image.readAt(offset, start, count)});
-    if (!compression) {
+    if (!compression)
         throw Failure("it has no known compression signature at offset " + std::to_string(offset) +
                       ", where its header places the kernel");
-    }
     return {*compression, offset, offset + length, false};
 }
 

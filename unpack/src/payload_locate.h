@@ -24,7 +24,7 @@ struct Payload {
 /// Throws `Failure` if the header points outside of the file or to data of an unknown form.
 std::optional<Payload> payloadByHeader(ImageFile const& image);
 
-/// All of a file that gzip, xz or zstd packed, by the mark that it begins with; unset for others.
+/// All of a file that is packed as a whole, by the mark that it begins with; unset for others.
 std::optional<Payload> packedFile(ImageFile const& image);
 
 /// Calls `visit` for each place that looks like the start of a compressed stream, front to back,

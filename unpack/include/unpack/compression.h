@@ -2,7 +2,8 @@
 
 namespace lokata::unpack {
 
-/// How bytes are packed. `lzo` is recognised but never unpacked.
+/// How bytes are packed; `c_forms` of src/signature.h tells the marks and names. `lzo` is
+/// recognised but never unpacked.
 enum class Compression { gzip, xz, zstd, lz4, bzip2, lzma, lzo };
 
 /// The usual lower case name, such as "xz".

@@ -1,7 +1,7 @@
 #pragma once
 
 /// The kernel, or the module, inside a file of /boot or /lib/modules: a kernel image (vmlinuz) with
-/// a compressed kernel in it, or a file that gzip, xz or zstd packed as a whole (.ko.xz).
+/// a compressed kernel in it, or a file that is packed as a whole (.ko.xz), see packed_file.h.
 
 #include <cstdint>
 #include <string>
@@ -15,7 +15,7 @@ struct UnpackResult {
     std::string message;    ///< why it failed, in one sentence
 };
 
-/// The most that a kernel or a module may have when unpacked, in bytes, unless told otherwise.
+/// The default limit of what a kernel or a module may have when unpacked, in bytes.
 constexpr std::uint64_t c_maxKernel = std::uint64_t{1} << 30;
 
 /// Unpacks the kernel in `image` to `target`, whose directory must exist. The payload is found by

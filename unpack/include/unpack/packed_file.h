@@ -1,7 +1,8 @@
 #pragma once
 
-/// Files that are packed as a whole by gzip, xz or zstd. Nothing here throws, but for
-/// `std::bad_alloc`; every function may be called on any thread.
+/// Files that are packed as a whole, in one of the ways that have an ending in `c_forms` of
+/// src/signature.h. Nothing here throws, but for `std::bad_alloc`; every function may be called on
+/// any thread.
 
 #include <unpack/compression.h>
 
@@ -12,8 +13,8 @@
 
 namespace lokata::unpack {
 
-/// How a file is packed, by the mark that its content begins with: gzip, xz, zstd, or unset for
-/// anything else. Only the first six bytes are looked at.
+/// How a file is packed, by the mark that its content begins with; unset for one that is not. Only
+/// the mark is looked at.
 std::optional<Compression> packingOf(std::string_view content);
 
 /// The name that a file has when it is not packed: "a.ko" of "a.ko.xz". Others stay as they are.
