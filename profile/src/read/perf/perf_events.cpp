@@ -77,10 +77,9 @@ PerfAttr const& PerfDecoder::attrOfSample(Cursor payload) const {
     auto const type = m_attrs.front().sample_type;
     if (m_uniform || (type & (PERF_SAMPLE_IDENTIFIER | PERF_SAMPLE_ID)) == 0)
         return m_attrs.front();
-    if ((type & PERF_SAMPLE_IDENTIFIER) == 0) {
+    if ((type & PERF_SAMPLE_IDENTIFIER) == 0)
         payload.skip(8ULL * count(type, {PERF_SAMPLE_IP, PERF_SAMPLE_TID, PERF_SAMPLE_TIME,
                                          PERF_SAMPLE_ADDR}));
-    }
     auto const found = m_attrOfId.find(payload.u64());
     return m_attrs[found == m_attrOfId.end() ? 0 : found->second];
 }
@@ -165,69 +164,77 @@ void PerfDecoder::decodeSample(PerfEvent& event, Cursor& in) const {
     }
 }
 
-std::optional<PerfEvent> PerfDecoder::decode(PerfRecord const& record, bool& damaged) const {
-    PerfEvent event;
-    Cursor in = record.payload;
-    event.cpu_mode = static_cast<std::uint8_t>(record.misc & PERF_RECORD_MISC_CPUMODE_MASK);
+void PerfDecoder::decodeKernelSymbol(PerfEvent& event, Cursor& in) {
+    event.cpu_mode = PERF_RECORD_MISC_KERNEL;
+    event.address = in.u64();
+    event.length = in.u32();
+    auto const symbolType = in.u16();
+    auto const flags = in.u16();
+    event.kind = (flags & PERF_RECORD_KSYMBOL_FLAGS_UNREGISTER) != 0 ? PerfEvent::Kind::unmap
+                                                                     : PerfEvent::Kind::map;
+    event.mapping = std::make_unique<PerfMapping>();
+    event.mapping->kind =
+        symbolType == PERF_RECORD_KSYMBOL_TYPE_BPF ? ModuleKind::bpf : ModuleKind::anonymous;
+    event.mapping->name = in.text();
+}
+
+bool PerfDecoder::decodeMountNamespace(PerfEvent& event, Cursor& in) {
+    event.kind = PerfEvent::Kind::mount_namespace;
+    event.pid = in.u32();
+    in.skip(4);
+    if (in.u64() <= MNT_NS_INDEX)
+        return false;
+    in.skip(16 * MNT_NS_INDEX + 8);
+    event.address = in.u64();
+    return true;
+}
+
+bool PerfDecoder::decodePayload(PerfRecord const& record, PerfEvent& event, Cursor& in) const {
     switch (record.type) {
     case PERF_RECORD_MMAP:
     case PERF_RECORD_MMAP2:
         if ((record.misc & PERF_RECORD_MISC_MMAP_DATA) != 0)
-            return std::nullopt;
+            return false;
         decodeMap(record, event, in);
-        break;
-    case PERF_RECORD_KSYMBOL: {
-        event.cpu_mode = PERF_RECORD_MISC_KERNEL;
-        event.address = in.u64();
-        event.length = in.u32();
-        auto const symbolType = in.u16();
-        auto const flags = in.u16();
-        event.kind = (flags & PERF_RECORD_KSYMBOL_FLAGS_UNREGISTER) != 0 ? PerfEvent::Kind::unmap
-                                                                         : PerfEvent::Kind::map;
-        event.mapping = std::make_unique<PerfMapping>();
-        event.mapping->kind =
-            symbolType == PERF_RECORD_KSYMBOL_TYPE_BPF ? ModuleKind::bpf : ModuleKind::anonymous;
-        event.mapping->name = in.text();
-        break;
-    }
+        return true;
+    case PERF_RECORD_KSYMBOL:
+        decodeKernelSymbol(event, in);
+        return true;
     case PERF_RECORD_FORK:
         event.kind = PerfEvent::Kind::fork;
         event.pid = in.u32();
         event.parent = in.u32();
         // A process that perf found running is told as forked, but its mappings follow.
-        if (event.pid == event.parent || (record.misc & PERF_RECORD_MISC_FORK_EXEC) != 0)
-            return std::nullopt;
-        break;
+        return event.pid != event.parent && (record.misc & PERF_RECORD_MISC_FORK_EXEC) == 0;
     case PERF_RECORD_COMM:
-        if ((record.misc & PERF_RECORD_MISC_COMM_EXEC) == 0)
-            return std::nullopt;
         event.kind = PerfEvent::Kind::exec;
         event.pid = in.u32();
-        break;
-    case PERF_RECORD_NAMESPACES: {
-        event.kind = PerfEvent::Kind::mount_namespace;
-        event.pid = in.u32();
-        in.skip(4);
-        if (in.u64() <= MNT_NS_INDEX)
-            return std::nullopt;
-        in.skip(16 * MNT_NS_INDEX + 8);
-        event.address = in.u64();
-        break;
-    }
+        return (record.misc & PERF_RECORD_MISC_COMM_EXEC) != 0;
+    case PERF_RECORD_NAMESPACES:
+        return decodeMountNamespace(event, in);
     case PERF_RECORD_SAMPLE:
-        if (m_attrs.empty()) {
-            damaged = true;
-            return std::nullopt;
-        }
         decodeSample(event, in);
-        break;
+        return true;
     default:
+        return false;
+    }
+}
+
+std::optional<PerfEvent> PerfDecoder::decode(PerfRecord const& record, bool& damaged) const {
+    bool const isSample = record.type == PERF_RECORD_SAMPLE;
+    if (isSample && m_attrs.empty()) {
+        damaged = true;
         return std::nullopt;
     }
+    PerfEvent event;
+    event.cpu_mode = static_cast<std::uint8_t>(record.misc & PERF_RECORD_MISC_CPUMODE_MASK);
+    Cursor in = record.payload;
+    if (!decodePayload(record, event, in))
+        return std::nullopt;
     damaged = !in.ok();
     if (damaged)
         return std::nullopt;
-    if (record.type != PERF_RECORD_SAMPLE)
+    if (!isSample)
         event.time = timeOfOther(record.payload);
     return event;
 }

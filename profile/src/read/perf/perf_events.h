@@ -70,8 +70,12 @@ private:
     PerfAttr const& attrOfSample(Cursor payload) const;
     PerfAttr const& attrOfOther(Cursor payload) const;
     std::uint64_t timeOfOther(Cursor payload) const;
+    /// False for a record that does not matter here; so do the others that give a bool.
+    bool decodePayload(PerfRecord const& record, PerfEvent& event, Cursor& in) const;
     void decodeMap(PerfRecord const& record, PerfEvent& event, Cursor& in) const;
     void decodeSample(PerfEvent& event, Cursor& in) const;
+    static void decodeKernelSymbol(PerfEvent& event, Cursor& in);
+    static bool decodeMountNamespace(PerfEvent& event, Cursor& in);
 
     bool m_bigEndian;
     std::vector<PerfAttr> m_attrs;
