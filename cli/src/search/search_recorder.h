@@ -41,6 +41,7 @@ private:
     bool m_all = false;
     SearchRecord m_record;
     LK_2_13::TakeNoFile m_filesFound;
+    /// Last, so that it goes first: it writes to the record, and waits for a call to end.
     NoFilesFound m_noFilesFound{*this};
 };
 

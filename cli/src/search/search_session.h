@@ -48,12 +48,13 @@ public:
 private:
     void registerCallbacks(History history);
 
+    // Each refers to some above it, so that the order matters.
     SearchSetup m_setup;
-    SearchRecorder m_recorder; ///< holds the callbacks of the manipulator, so it stands before it
+    SearchRecorder m_recorder; ///< Holds the callbacks of the manipulator.
     LK_2_13::ObjectPtr<ChecksumHistories> m_pHistories;
     LK_2_13::ObjectPtr<LK_2_13::ISearchManipulator> m_pManipulator;
     std::unique_ptr<profile::ArchivedCopyValidator> m_pCopies;
-    KernelCopies m_validator; ///< the outermost of them
+    KernelCopies m_validator; ///< The outermost of them, over `m_pCopies`.
     LK_2_13::ObjectPtr<LK_2_13::IFileSearch> m_pSearch;
 };
 

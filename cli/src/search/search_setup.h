@@ -44,6 +44,7 @@ private:
     void registerSteps(SearchOptions const& options);
 
     ContextChain m_chain;
+    /// Registered with the chain, where its end takes it out again; so it stands behind the chain.
     FixedPolicy m_policy;
 };
 

@@ -63,7 +63,8 @@ ElfFacts readElfFacts(std::string const& path);
 /// The CRC-32 of a whole file, as .gnu_debuglink records it; empty if it cannot be read.
 std::optional<std::uint32_t> fileCrc32(std::string const& path);
 
-/// Remembers what it was asked of a file.
+/// Remembers what it was asked of a file. It grows with the files asked about and never shrinks;
+/// the one that searches share lives as long as their resolver.
 class ElfFactsCache {
 public:
     /// Never null.

@@ -11,7 +11,8 @@
 namespace lokata::profile {
 
 /// Remembers what was found out of files, by their stamps. A name alone is never trusted, each
-/// question costs a `stat`. Callable from any thread.
+/// question costs a `stat`. It never shrinks: each version of each file that was asked about keeps
+/// an entry for as long as the memo lives. Callable from any thread.
 template <class Value>
 class FileMemo {
 public:
