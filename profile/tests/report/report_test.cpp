@@ -53,7 +53,7 @@ JudgedCandidate candidate(std::string const& path, std::string const& message,
     return {path, vrInvalid, svError, ssArchiveSearchDirs, message, identity};
 }
 
-FileResolution refused(std::vector<JudgedCandidate> candidates) {
+FileResolution rejected(std::vector<JudgedCandidate> candidates) {
     FileResolution file;
     file.identity = {IdentityKind::build_id, "00ff", ""};
     file.rejected = std::move(candidates);
@@ -84,9 +84,9 @@ ProfileResolution everything() {
     all.modules[0].module.build_id.assign(64, 0xab);
     all.modules[0].binary = all.modules[0].supplementary = found(c_hostile);
     all.modules[0].symbols =
-        refused({candidate(c_hostile, c_hostile, {IdentityKind::none, c_hostile, c_hostile})});
+        rejected({candidate(c_hostile, c_hostile, {IdentityKind::none, c_hostile, c_hostile})});
     all.modules[0].split_dwarf =
-        SplitResolution{3, 1, found(c_hostile), {{c_hostile, {1, 2}, refused({})}}, c_hostile};
+        SplitResolution{3, 1, found(c_hostile), {{c_hostile, {1, 2}, rejected({})}}, c_hostile};
     all.modules[0].sources_error = c_hostile;
     all.modules[1].binary = found("/usr/lib/a.so");
     all.modules[1].binary->confidence = cfPolicyLow;
@@ -185,10 +185,10 @@ TEST(Words, AreThoseOfTheSchemaAndTheDocuments) {
     }
 }
 
-TEST(JsonReport, TellsWhatWasFoundAndWhatWasRefusedWithExpectedAndActual) {
+TEST(JsonReport, TellsWhatWasFoundAndWhatWasRejectedWithExpectedAndActual) {
     ProfileResolution resolution = everything();
     resolution.modules[2].binary =
-        refused({candidate("/opt/m", "rebuilt", {IdentityKind::build_id, "00ff", "0100"})});
+        rejected({candidate("/opt/m", "rebuilt", {IdentityKind::build_id, "00ff", "0100"})});
     json const document = json::parse(toJson(resolution));
     EXPECT_EQ(document["modules"][1]["binary"],
               json::parse(R"({"path": "/usr/lib/a.so", "confidence": "cfPolicyLow",
@@ -233,10 +233,10 @@ TEST(Reasons, AnotherIdentityTellsMoreThanAFileThatIsNotThere) {
     auto const absent = candidate("/a", "\"/a\" does not exist.");
     auto const unreadable = candidate("/b", "no ELF file", {IdentityKind::build_id, "00", ""});
     auto const rebuilt = candidate("/c", "rebuilt", {IdentityKind::build_id, "00", "01"});
-    EXPECT_EQ(missingReason(refused({absent, unreadable, rebuilt, absent})), "/c: rebuilt");
-    EXPECT_EQ(missingReason(refused({absent, unreadable})), "/b: no ELF file");
-    EXPECT_EQ(missingReason(refused({absent})), "\"/a\" does not exist.");
-    EXPECT_EQ(mostTellingRejection(refused({})), nullptr);
+    EXPECT_EQ(missingReason(rejected({absent, unreadable, rebuilt, absent})), "/c: rebuilt");
+    EXPECT_EQ(missingReason(rejected({absent, unreadable})), "/b: no ELF file");
+    EXPECT_EQ(missingReason(rejected({absent})), "\"/a\" does not exist.");
+    EXPECT_EQ(mostTellingRejection(rejected({})), nullptr);
     EXPECT_EQ(missingReason(found("/c")), "");
 }
 
@@ -246,7 +246,7 @@ TEST(Reasons, SymbolsThatLackPartOfThemselvesAreNotFoundWithoutAWord) {
     whole.split_dwarf = SplitResolution{2, 2, found("/m.dwp"), {}, ""};
     EXPECT_EQ(symbolsReason(whole), "");
     ModuleResolution part = whole;
-    part.supplementary = refused({candidate("/c", "rebuilt")});
+    part.supplementary = rejected({candidate("/c", "rebuilt")});
     EXPECT_THAT(symbolsReason(part),
                 HasSubstr("supplementary file that the symbols need was not found. /c: rebuilt"));
     part = whole;
@@ -254,7 +254,7 @@ TEST(Reasons, SymbolsThatLackPartOfThemselvesAreNotFoundWithoutAWord) {
     EXPECT_THAT(symbolsReason(part), StartsWith("Which supplementary file the symbols need"));
     part = whole;
     part.split_dwarf->found_units = 1;
-    part.split_dwarf->files = {{"/\x1b.dwo", {1}, refused({})}};
+    part.split_dwarf->files = {{"/\x1b.dwo", {1}, rejected({})}};
     EXPECT_THAT(symbolsReason(part),
                 AllOf(HasSubstr("1 of 2 units"), HasSubstr("\"/\\x1b.dwo\". No")));
     part = whole;

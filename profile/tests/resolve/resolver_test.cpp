@@ -165,7 +165,7 @@ TEST_F(ResolverTest, AKernelImageIsWhatIsInIt) {
     EXPECT_EQ(resolveOne(kernel).binary->path, plain);
 }
 
-TEST_F(ResolverTest, AKernelModuleIsKnownByBothSpellingsAndRefusedWhilePacked) {
+TEST_F(ResolverTest, AKernelModuleIsKnownByBothSpellingsAndRejectedWhilePacked) {
     std::string const modules = "root/lib/modules/" + c_release + "/kernel/";
     std::string const content = contentOf(binary("snd-hda.ko", c_id));
     std::string const packed = m_tree.file(modules + "a/snd-hda.ko.xz", xz(content));
