@@ -8,7 +8,7 @@
 
 namespace LK_2_13 {
 
-/// The way of a validator to the confidence policy of an environment. Answers `clAccept` without
+/// Asks the policy callback of an environment for a validator. Answers `clAccept` without
 /// an environment and without a policy.
 class ConfidenceLevelPolicyWrapper final : public IConfidenceLevelPolicyCallback {
 public:

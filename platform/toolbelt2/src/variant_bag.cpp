@@ -36,23 +36,19 @@ void variant_bag_t::add_variant_bag(std::string const& name, variant_bag_t child
 }
 
 variant_t const* variant_bag_t::get(std::string const& name) const {
-    for (entry_t const& entry : m_entries) {
-        if (entry.m_name == name) {
-            if (auto const* const value = std::get_if<variant_t>(&entry.m_content))
-                return value;
-        }
-    }
+    for (entry_t const& entry : m_entries)
+        if (auto const* const value = std::get_if<variant_t>(&entry.m_content);
+            value != nullptr && entry.m_name == name)
+            return value;
     return nullptr;
 }
 
 generic_iterator_t<variant_bag_t> variant_bag_t::begin_by_name(std::string const& name) const {
     std::vector<variant_bag_t> children;
-    for (entry_t const& entry : m_entries) {
-        if (entry.m_name == name) {
-            if (auto const* const child = std::get_if<child_ptr>(&entry.m_content))
-                children.push_back(**child);
-        }
-    }
+    for (entry_t const& entry : m_entries)
+        if (auto const* const child = std::get_if<child_ptr>(&entry.m_content);
+            child != nullptr && entry.m_name == name)
+            children.push_back(**child);
     return generic_iterator_t<variant_bag_t>(std::move(children));
 }
 

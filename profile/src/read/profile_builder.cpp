@@ -158,22 +158,19 @@ void ProfileBuilder::errorOnce(std::uint64_t offset, std::string const& message)
 
 Profile ProfileBuilder::take(std::function<bool(Module const&)> const& keep) {
     auto& modules = m_profile.modules;
-    if (keep) {
-        modules.erase(
-            std::remove_if(
-                modules.begin(), modules.end(), [&](Module const& one) { return !keep(one); }),
-            modules.end());
-    }
+    if (keep)
+        modules.erase(std::remove_if(modules.begin(), modules.end(),
+                                     [&](Module const& one) { return !keep(one); }),
+                      modules.end());
     for (auto& one : modules) {
         auto& listed = one.source_files;
         std::sort(listed.begin(), listed.end());
         listed.erase(std::unique(listed.begin(), listed.end()), listed.end());
     }
-    if (m_droppedErrors > 0) {
+    if (m_droppedErrors > 0)
         m_profile.errors.push_back(
             {m_profile.errors.back().offset,
              "and " + std::to_string(m_droppedErrors) + " more errors that are not listed"});
-    }
     return std::move(m_profile);
 }
 

@@ -139,13 +139,12 @@ Profile readProfileFile(std::string const& path, ReadOptions const& options) {
     FormatReader const* const reader = readerOfWord(profile.format);
     if (reader != nullptr && reader->note_file != nullptr)
         reader->note_file(file, profile);
-    if (error != 0) {
+    if (error != 0)
         profile.errors.push_back(
             {content.size(), error == EFBIG
                                  ? "what is beyond the limit of " +
                                        std::to_string(options.max_stream) + " bytes is not read"
                                  : "reading stopped: " + std::generic_category().message(error)});
-    }
     return profile;
 }
 

@@ -356,11 +356,10 @@ void PerfSession::applyBuildIds() {
                std::string(kind == ModuleKind::kernel ? std::string_view{} : name);
     };
     // Served from the back: the recording machine's own files first, each in order of appearance.
-    for (bool const own : {false, true}) {
+    for (bool const own : {false, true})
         for (auto i = static_cast<std::uint32_t>(modules.size()); i-- > 0;)
             if (modules[i].build_id.empty() && (modules[i].mount_namespace == 0) == own)
                 open[keyOf(modules[i].name, modules[i].kind)].push_back(i);
-    }
     for (auto const& one : m_buildIds) {
         auto const name = withoutStartSymbol(one.name, one.kind);
         auto const waiting = open.find(keyOf(name, one.kind));
