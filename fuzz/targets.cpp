@@ -136,9 +136,9 @@ void runProgram(std::string_view content) {
     std::array const arguments{"lokata", "resolve",   "--no-user",
                                "--json", "--sources", input.c_str()};
     Silence const silence;
-    int const status =
+    auto const status =
         lokata::cli::runProgram(static_cast<int>(arguments.size()), arguments.data());
-    require(status >= 0 && status <= 2);
+    require(status <= lokata::cli::ExitStatus::failed);
 }
 
 } // namespace

@@ -38,11 +38,11 @@ std::vector<std::string> reversedArguments(int argc, char const* const* argv) {
     return arguments;
 }
 
-int runCommandLine(int argc, char const* const* argv) {
+ExitStatus runCommandLine(int argc, char const* const* argv) {
     CLI::App program("Finds the files that belong to the module names of a profile.\n"
                      "Exit status: 0 found or done, 1 not found, 2 wrong usage or a failure.",
                      "lokata");
-    int exitStatus = esDone;
+    ExitStatus exitStatus = ExitStatus::done;
     int verbosity = 0;
     program.set_version_flag("--version", "lokata " LOKATA_VERSION);
     program.add_flag("-v", verbosity,
@@ -77,7 +77,7 @@ int runCommandLine(int argc, char const* const* argv) {
 
 } // namespace
 
-int runProgram(int argc, char const* const* argv) {
+ExitStatus runProgram(int argc, char const* const* argv) {
     // A reader that goes away, and a file that grows beyond a limit, shall show as a failed write,
     // with its exit status.
     std::signal(SIGPIPE, SIG_IGN);
@@ -86,7 +86,7 @@ int runProgram(int argc, char const* const* argv) {
         return runCommandLine(argc, argv);
     } catch (std::exception const& error) {
         reportError(error.what());
-        return esFailed;
+        return ExitStatus::failed;
     }
 }
 

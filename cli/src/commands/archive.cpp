@@ -38,7 +38,7 @@ std::string nearestArchive(ContextChain const& chain, search_category_t category
     return std::filesystem::path(directory).parent_path().string();
 }
 
-int archive(ArchiveOptions const& options) {
+ExitStatus archive(ArchiveOptions const& options) {
     std::string into = options.into;
     if (into.empty() && options.contexts.contexts.empty() && options.contexts.result_dir.empty())
         throw Failure("archive: --into, --context or --result is required");
@@ -49,12 +49,12 @@ int archive(ArchiveOptions const& options) {
     if (archived.path.empty())
         throw Failure(archived.error);
     writeOutput(pathLine(archived.path));
-    return esDone;
+    return ExitStatus::done;
 }
 
 } // namespace
 
-void addArchiveCommand(CLI::App& program, int& exitStatus) {
+void addArchiveCommand(CLI::App& program, ExitStatus& exitStatus) {
     auto const options = std::make_shared<ArchiveOptions>();
     options->contexts.no_user = true;
     CLI::App& command =

@@ -46,9 +46,9 @@ std::string whyUnreadable(std::string const& file) {
     return errno != 0 ? std::generic_category().message(errno) : "cannot be read to its end";
 }
 
-int checksum(ChecksumOptions const& options) {
+ExitStatus checksum(ChecksumOptions const& options) {
     auto const calculator = IChecksumCalculator::create();
-    int status = esDone;
+    ExitStatus status = ExitStatus::done;
     for (std::string const& name : options.files) {
         std::string const file = name == "-" ? "/dev/stdin" : name;
         auto const sum = calculator->calculateChecksum(file.c_str(), options.sha1 ? ctSha1 : ctMd5);
@@ -56,7 +56,7 @@ int checksum(ChecksumOptions const& options) {
             writeOutput(checksumLine(sum->value(), name));
         } else {
             reportError(name + ": " + whyUnreadable(file));
-            status = esFailed;
+            status = ExitStatus::failed;
         }
     }
     return status;
@@ -64,7 +64,7 @@ int checksum(ChecksumOptions const& options) {
 
 } // namespace
 
-void addChecksumCommand(CLI::App& program, int& exitStatus) {
+void addChecksumCommand(CLI::App& program, ExitStatus& exitStatus) {
     auto const options = std::make_shared<ChecksumOptions>();
     CLI::App& command =
         *program.add_subcommand("checksum", "Print the MD5 checksums of files, as md5sum does");

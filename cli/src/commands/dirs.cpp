@@ -66,7 +66,7 @@ bool changeStore(std::string const& file,
     return isChanged;
 }
 
-int add(DirsOptions const& options) {
+ExitStatus add(DirsOptions const& options) {
     auto const dirs = options.parsedDirs();
     for (SearchDirArgument const& dir : dirs)
         warnOfMissingDirectory("dirs add", dir.directory);
@@ -75,7 +75,7 @@ int add(DirsOptions const& options) {
             stored.addDirectory(dir.category, dir.directory.c_str(), dir.recursive, dir.priority);
         return true;
     });
-    return esDone;
+    return ExitStatus::done;
 }
 
 // The container can only be cleared as a whole, so what stays is added anew.
@@ -95,7 +95,7 @@ bool removeDir(IEditableSearchDirContainer& stored, SearchDirArgument const& dir
     return isRemoved;
 }
 
-int remove(DirsOptions const& options) {
+ExitStatus remove(DirsOptions const& options) {
     auto const dirs = options.parsedDirs();
     std::vector<std::string> missing;
     changeStore(options.storeFile(), [&](IEditableSearchDirContainer& stored) {
@@ -106,19 +106,19 @@ int remove(DirsOptions const& options) {
     });
     for (std::string const& text : missing)
         reportError("\"" + text + "\": is not in the store");
-    return missing.empty() ? esDone : esNotFound;
+    return missing.empty() ? ExitStatus::done : ExitStatus::not_found;
 }
 
-int clear(DirsOptions const& options) {
+ExitStatus clear(DirsOptions const& options) {
     changeStore(options.storeFile(), [&options](IEditableSearchDirContainer& stored) {
         for (search_category_t const category : options.namedCategories())
             stored.clear(category);
         return true;
     });
-    return esDone;
+    return ExitStatus::done;
 }
 
-int list(DirsOptions const& options) {
+ExitStatus list(DirsOptions const& options) {
     auto const stored = IPersistentSearchDirContainer::create(openStore(options.storeFile()));
     std::string text;
     for (search_category_t const category : options.namedCategories()) {
@@ -129,19 +129,19 @@ int list(DirsOptions const& options) {
             text += printable(line.get_value()) + "\n";
     }
     writeOutput(text);
-    return esDone;
+    return ExitStatus::done;
 }
 
 } // namespace
 
-void addDirsCommand(CLI::App& program, int& exitStatus) {
+void addDirsCommand(CLI::App& program, ExitStatus& exitStatus) {
     auto const options = std::make_shared<DirsOptions>();
     CLI::App& command =
         *program.add_subcommand("dirs", "Keep search directories of your own, for all searches");
     command.require_subcommand(1);
 
     auto const addAction = [&](char const* name, char const* description,
-                               int (*action)(DirsOptions const&)) -> CLI::App& {
+                               ExitStatus (*action)(DirsOptions const&)) -> CLI::App& {
         CLI::App& added = *command.add_subcommand(name, description);
         addStoreOption(added, options->store);
         added.callback([options, action, &exitStatus] { exitStatus = action(*options); });

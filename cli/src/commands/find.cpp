@@ -29,7 +29,7 @@ struct FindOptions {
     bool json = false;
 };
 
-int find(FindOptions& options) {
+ExitStatus find(FindOptions& options) {
     SearchRequest& request = options.request;
     if (request.category == scBinaryFiles && !request.binary.empty())
         throw Failure("--binary: a binary belongs to no other binary");
@@ -51,12 +51,12 @@ int find(FindOptions& options) {
         writeOutput(foundPaths(record));
     else if (!record.found.empty())
         writeOutput(pathLine(record.found.front().path));
-    return record.found.empty() ? esNotFound : esDone;
+    return record.found.empty() ? ExitStatus::not_found : ExitStatus::done;
 }
 
 } // namespace
 
-void addFindCommand(CLI::App& program, int& exitStatus) {
+void addFindCommand(CLI::App& program, ExitStatus& exitStatus) {
     auto const options = std::make_shared<FindOptions>();
     CLI::App& command =
         *program.add_subcommand("find", "Find the file that belongs to a recorded name");

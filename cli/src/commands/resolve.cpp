@@ -176,30 +176,30 @@ std::vector<std::string> formatWords() {
     return words;
 }
 
-int resolve(ResolveOptions& options) {
+ExitStatus resolve(ResolveOptions& options) {
     if (options.inputs.empty())
         options.inputs.emplace_back(c_defaultInput);
     SearchSetup const setup(options.search);
     profile::Resolver resolver(setup.environment(options.search.kernel_release), placesOf(options));
 
-    int status = esDone;
+    ExitStatus status = ExitStatus::done;
     std::vector<profile::ProfileResolution> resolutions;
     for (std::string const& input : options.inputs) {
         profile::Profile profile = read(input, options.format);
         bool const isUnreadable = profile.modules.empty() && !profile.errors.empty();
         if (profile.format.empty() || isUnreadable)
-            status = esFailed;
+            status = ExitStatus::failed;
         if (profile.format.empty() && !options.json)
             continue;
         profile::ProfileResolution resolution =
             resolve(resolver, std::move(profile), input, options.sources);
         if (!isComplete(resolution, options.scope))
-            status = std::max<int>(status, esNotFound);
+            status = std::max(status, ExitStatus::not_found);
         print(resolution, options);
         if (resolution.profile.format.empty())
             continue;
         if (!options.archive_into.empty() && !archive(resolution, options.archive_into))
-            status = esFailed;
+            status = ExitStatus::failed;
         if (!options.html.empty())
             resolutions.push_back(std::move(resolution));
     }
@@ -227,7 +227,7 @@ void addPlaceOptions(CLI::App& command, ResolveOptions& options) {
 
 } // namespace
 
-void addResolveCommand(CLI::App& program, int& exitStatus) {
+void addResolveCommand(CLI::App& program, ExitStatus& exitStatus) {
     auto const options = std::make_shared<ResolveOptions>();
     CLI::App& command = *program.add_subcommand(
         "resolve", "Find the files of the modules in recorded profiles, and prove them");

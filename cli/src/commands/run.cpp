@@ -46,13 +46,13 @@ SearchRecord search(SearchSession& session, SearchRequest const& request) {
     return session.find(request, validators.empty() ? nullptr : &validators, false);
 }
 
-int run(RunOptions const& options) {
+ExitStatus run(RunOptions const& options) {
     SearchSession session(options.search, options.history);
     RequestFile file(options.file);
     InterruptGuard const guard;
     ProgressLine progress;
     std::uint64_t requests = 0;
-    int status = esDone;
+    ExitStatus status = ExitStatus::done;
     std::string line;
     while (!InterruptGuard::isInterrupted() && file.next(line)) {
         try {
@@ -61,22 +61,22 @@ int run(RunOptions const& options) {
                 continue;
             SearchRecord const record = search(session, *request);
             if (record.found.empty())
-                status = std::max<int>(status, esNotFound);
+                status = std::max(status, ExitStatus::not_found);
             progress.clear();
             writeOutput(options.json ? jsonLine(record) : resultLine(record));
         } catch (MalformedLine const& error) {
             progress.clear();
             reportError(file.place() + ": " + error.text);
-            status = esFailed;
+            status = ExitStatus::failed;
         }
         progress.show(++requests, file.bytesRead(), file.size());
     }
-    return InterruptGuard::isInterrupted() ? esInterrupted : status;
+    return InterruptGuard::isInterrupted() ? ExitStatus::interrupted : status;
 }
 
 } // namespace
 
-void addRunCommand(CLI::App& program, int& exitStatus) {
+void addRunCommand(CLI::App& program, ExitStatus& exitStatus) {
     auto const options = std::make_shared<RunOptions>();
     CLI::App& command = *program.add_subcommand("run", "Run many searches, one for each line");
     addText(command, "FILE", options->file,

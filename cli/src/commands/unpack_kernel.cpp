@@ -22,19 +22,19 @@ profile::UnpackedKernel unpackIntoCache(std::string const& image) {
     return kernel;
 }
 
-int run(UnpackOptions const& options) {
+ExitStatus run(UnpackOptions const& options) {
     profile::UnpackedKernel const kernel =
         options.target.empty() ? unpackIntoCache(options.image)
                                : profile::unpackKernelTo(options.image, options.target);
     if (kernel.path.empty())
         throw Failure(kernel.error);
     writeOutput(kernel.path + "\n");
-    return esDone;
+    return ExitStatus::done;
 }
 
 } // namespace
 
-void addUnpackKernelCommand(CLI::App& program, int& exitStatus) {
+void addUnpackKernelCommand(CLI::App& program, ExitStatus& exitStatus) {
     auto const options = std::make_shared<UnpackOptions>();
     CLI::App& command = *program.add_subcommand(
         "unpack-kernel", "Unpack a compressed kernel image and print the place of the kernel");

@@ -11,7 +11,7 @@
 namespace lokata::cli {
 namespace {
 
-CLI::Validator const notEmpty(
+CLI::Validator const c_notEmpty(
     [](std::string& text) {
         return text.empty() ? std::string("the text is empty") : std::string();
     },
@@ -40,12 +40,14 @@ void warnOfMissingDirectory(char const* option, std::string const& directory) {
 
 CLI::Option* addRepeatable(CLI::App& command, std::string const& name,
                            std::vector<std::string>& values, std::string const& description) {
-    return command.add_option(name, values, description)->allow_extra_args(false)->check(notEmpty);
+    return command.add_option(name, values, description)
+        ->allow_extra_args(false)
+        ->check(c_notEmpty);
 }
 
 CLI::Option* addText(CLI::App& command, std::string const& name, std::string& value,
                      std::string const& description) {
-    return command.add_option(name, value, description)->check(notEmpty);
+    return command.add_option(name, value, description)->check(c_notEmpty);
 }
 
 void addStoreOption(CLI::App& command, std::string& store) {

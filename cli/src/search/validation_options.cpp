@@ -42,7 +42,7 @@ ObjectPtr<IChecksum> parseChecksum(std::string_view text) {
 
 // The conversion of CLI11 takes a minus sign for a very large number. 0 stands for a value that is
 // not known.
-CLI::Validator const positiveNumber(
+CLI::Validator const c_positiveNumber(
     [](std::string& text) {
         bool const isPositive = text.find_first_not_of("0123456789") == std::string::npos &&
                                 text.find_first_not_of('0') != std::string::npos;
@@ -68,10 +68,10 @@ void addValidationOptions(CLI::App& command, ValidationOptions& options) {
         .add_option("--expect-mtime", options.modification_time,
                     "The modification time of the wanted file")
         ->type_name("SECONDS")
-        ->check(positiveNumber);
+        ->check(c_positiveNumber);
     command.add_option("--expect-size", options.size, "The size of the wanted file")
         ->type_name("BYTES")
-        ->check(positiveNumber);
+        ->check(c_positiveNumber);
     addText(command, "--not-newer-than", options.not_newer_than,
             "Reject a source file that is newer than FILE")
         ->type_name("FILE")

@@ -1,89 +1,16 @@
 #include "program_harness.h"
 
 #include "child_process.h"
-#include "packers.h"
-#include "private_dir.h"
-#include "program.h"
 
-#include <algorithm>
 #include <csignal>
 
-namespace fs = std::filesystem;
 namespace lokata::cli::test {
 
 using namespace testing;
 
 namespace {
 
-using ChecksumProgram = ProgramTest;
-using DirsProgram = ProgramTest;
 using RunProgram = ProgramTest;
-using UnpackKernelProgram = ProgramTest;
-using Program = ProgramTest;
-
-TEST_F(ChecksumProgram, PrintsTheFormOfMd5sumAndGoesOnAfterAFailure) {
-    file("a b");
-    file("new\nline\\");
-    EXPECT_EQ(run({"checksum", "a b", "missing", ".", "new\nline\\", "-"}, "abc").text(),
-              "2\n" + md5OfContent + "  a b\n\\" + md5OfContent + "  new\\nline\\\\\n" + md5OfAbc +
-                  "  -\nlokata: missing: No such file or directory\nlokata: .: Is a directory\n");
-    EXPECT_EQ(run({"checksum", "--sha1", "-"}, "abc").out,
-              "a9993e364706816aba3e25717850c26c9cd0d89d  -\n");
-    file("[x]");
-    EXPECT_EQ(run({"checksum", "[x]"}).out, md5OfContent + "  ./[x]\n");
-}
-
-TEST_F(DirsProgram, KeepsDirectoriesInTheFormThatFindTakes) {
-    std::string const tool = file("lib/deep/tool");
-    EXPECT_EQ(run({"dirs", "list"}).out, "");
-    EXPECT_FALSE(fs::exists(path("config")));
-
-    EXPECT_EQ(run({"dirs", "add", "bin=lib", "src:p=/s/"}).status, 0);
-    EXPECT_EQ(run({"dirs", "add", "bin:r=" + path("lib/.")}).status, 0);
-    EXPECT_EQ(run({"dirs", "list"}).out, "bin:r=" + path("lib") + "\nsrc:p=/s/\n");
-    EXPECT_EQ(run({"dirs", "list", "src", "all"}).out, "src:p=/s/\n");
-    EXPECT_EQ(run({"find", "bin", "tool"}).out, tool + "\n");
-    EXPECT_EQ(run({"find", "bin", "tool", "--no-user"}).status, 1);
-    EXPECT_EQ(run({"dirs", "list", "--store", "other"}).out, "");
-
-    EXPECT_EQ(run({"dirs", "remove", "bin=/nowhere", "src=/s"}).text(),
-              "1\nlokata: \"bin=/nowhere\": is not in the store\n");
-    EXPECT_EQ(run({"dirs", "list"}).out, "bin:r=" + path("lib") + "\n");
-    EXPECT_EQ(run({"dirs", "clear", "src"}).status, 0);
-    EXPECT_NE(run({"dirs", "list"}).out, "");
-    EXPECT_EQ(run({"dirs", "clear"}).status, 0);
-    EXPECT_EQ(run({"dirs", "list"}).out, "");
-}
-
-TEST_F(DirsProgram, NeverOverwritesADamagedStore) {
-    std::string const damaged(4096, 'x');
-    std::string const store = file("store", damaged);
-    for (std::vector<std::string> const& words :
-         std::vector<std::vector<std::string>>{{"dirs", "add", "bin=/x", "--store", store},
-                                               {"dirs", "clear", "--store", store},
-                                               {"dirs", "list", "--store", store},
-                                               {"find", "bin", "x", "--store", store}})
-        EXPECT_THAT(run(words).text(), AllOf(StartsWith("2\nlokata: "), HasSubstr(store)));
-    EXPECT_EQ(contentOf(store), damaged);
-}
-
-TEST_F(DirsProgram, LosesNothingWhenManyAddAtOnce) {
-    auto const adding = [this](std::string const& prefix) {
-        return [this, prefix](ChildProcess::report_t const& /*report*/) {
-            Workplace const own;
-            for (int i = 0; i < 8; ++i)
-                if (own.run({"dirs", "add", "--store", path("store"), prefix + std::to_string(i)})
-                        .status != 0)
-                    ::_exit(1);
-        };
-    };
-    ChildProcess const children[]{ChildProcess(adding("bin=/a")), ChildProcess(adding("bin=/b")),
-                                  ChildProcess(adding("bin=/c"))};
-    for (ChildProcess const& child : children)
-        EXPECT_EQ(child.wait(), 0);
-    std::string const list = run({"dirs", "list", "--store", "store"}).out;
-    EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), 24);
-}
 
 std::string const requests = "# a comment\nbin tool\nbin absent\n\v\n"
                              "{\"category\":\"bin\",\"name\":\"tool\"}\nbin absent\n";
@@ -195,46 +122,6 @@ TEST_F(RunProgram, EndsBehindAWholeLineWhenInterruptedUnlessThatIsIgnored) {
     EXPECT_EQ(WIFSIGNALED(status) ? WTERMSIG(status) : -1, SIGINT);
     EXPECT_THAT(answer, AnyOf("bin\tx\t-\n", "bin\tx\t-\nbin\ty\t-\n"));
     EXPECT_THAT(interrupted(SIG_IGN), Pair(1 << 8, "bin\tx\t-\nbin\ty\t-\n"));
-}
-
-/// Runs the program in this process, so that the kernel cache can be put into the workplace.
-Outcome runHere(std::vector<std::string> const& words) {
-    std::vector<char const*> argv{"lokata"};
-    for (std::string const& word : words)
-        argv.push_back(word.c_str());
-    testing::internal::CaptureStdout();
-    int const status = runProgram(static_cast<int>(argv.size()), argv.data());
-    return {status, testing::internal::GetCapturedStdout(), ""};
-}
-
-TEST_F(UnpackKernelProgram, FillsThePlaceWhereASearchLooks) {
-    std::string kernel("\177ELF\2\1\1", 7);
-    for (int i = 0; i < 20000; ++i)
-        kernel += static_cast<char>(i * i >> 3);
-    std::string const image = file("boot/vmlinuz-1", "boot sector" + gzip(kernel));
-    LK_2_13::test::PrivateDir const privateDir(path("cache"));
-
-    std::string const unpacked = runHere({"unpack-kernel", image}).text();
-    EXPECT_THAT(unpacked, StartsWith("0\n" + path("cache/vmlinux_cache/")));
-    EXPECT_EQ(runHere({"find", "bin", image, "--no-user"}).text(), unpacked);
-    std::string const copy = unpacked.substr(2, unpacked.size() - 3);
-    fs::remove(copy);
-    fs::create_symlink("/dev/null", copy);
-    EXPECT_EQ(runHere({"unpack-kernel", image}).text(), unpacked) << "in the place of a link";
-    EXPECT_EQ(runHere({"unpack-kernel", image, path("vmlinux")}).text(), "0\n" + path("vmlinux\n"));
-    EXPECT_TRUE(contentOf(path("vmlinux")) == kernel);
-    for (std::string const& bad : {image, std::string("/dev/null"), path("no/such")})
-        EXPECT_EQ(run({"unpack-kernel", image, bad}).status, 2) << bad;
-    EXPECT_TRUE(fs::is_character_file("/dev/null"));
-    EXPECT_THAT(run({"unpack-kernel", file("text")}).err, HasSubstr(path("text")));
-}
-
-TEST_F(Program, TellsItsVersionAndHelp) {
-    EXPECT_THAT(run({"--version"}).out, StartsWith("lokata 2."));
-    auto const help = run({"find", "--help"});
-    EXPECT_EQ(help.status, 0);
-    EXPECT_EQ(help.err, "");
-    EXPECT_THAT(help.out, AllOf(HasSubstr("--search-dir"), HasSubstr("--explain")));
 }
 
 } // namespace
