@@ -3,6 +3,8 @@
 #include "read/reasons.h"
 
 #include <algorithm>
+#include <iterator>
+#include <map>
 
 #include <elf.h>
 
@@ -12,10 +14,6 @@ namespace {
 
 bool isPowerOfTwoOrNone(std::uint64_t alignment) {
     return (alignment & (alignment - 1)) == 0;
-}
-
-bool isZero(std::string_view bytes) {
-    return bytes.find_first_not_of('\0') == std::string_view::npos;
 }
 
 class DamageFinder {
@@ -44,14 +42,8 @@ private:
         m_reason = reasonText(key, {std::to_string(index)});
     }
 
-    bool holdsContents() const {
-        auto const& sections = m_tables.sections;
-        return sections.empty() ||
-               std::any_of(sections.begin(), sections.end(), [](ElfSection const& section) {
-                   return (section.flags & SHF_ALLOC) != 0 && section.size != 0 &&
-                          section.type != SHT_NOBITS && section.type != SHT_NOTE;
-               });
-    }
+    /// True as well where no section tells.
+    bool holdsContents() const { return m_tables.sections.empty() || m_tables.holdsContents(); }
 
     static bool isHeld(ElfSection const& section) {
         return section.type != SHT_NOBITS && section.type != SHT_NULL && section.size != 0;
@@ -94,14 +86,17 @@ private:
     bool isHeader(ElfSection const& section) const {
         return section.type != SHT_NULL && isPowerOfTwoOrNone(section.alignment) &&
                section.link < m_tables.sections.size() &&
-               (m_tables.names.empty() || section.name < m_tables.names.size());
+               (m_tables.names.empty() || section.name == 0 || !m_tables.nameOf(section).empty());
     }
 
     bool isOfItsKind(ElfSection const& section) const {
         if (section.type == SHT_STRTAB)
             return isStringTable(section);
         if (section.type == SHT_SYMTAB || section.type == SHT_DYNSYM)
-            return isSymbolTable(section);
+            return areSymbols(m_file, m_tables, section);
+        if (section.type == SHT_DYNAMIC)
+            return isDynamicTable(m_file, m_tables, section.offset, section.size,
+                                  &m_tables.sections[section.link]);
         return section.entry_size <= section.size;
     }
 
@@ -115,20 +110,6 @@ private:
                (section.size == 1 || start[1] != '\0') && end[0] == '\0';
     }
 
-    /// The first symbol is empty, the others are not, and their names are there.
-    bool isSymbolTable(ElfSection const& section) const {
-        std::uint64_t const one = m_tables.wide ? sizeof(Elf64_Sym) : sizeof(Elf32_Sym);
-        ElfSection const& names = m_tables.sections[section.link];
-        if (section.entry_size != one || section.size % one != 0 ||
-            (section.link != 0 && (names.type != SHT_STRTAB || names.size == 0)))
-            return false;
-        std::string first;
-        std::string last;
-        return section.size == one ||
-               (m_file.read(section.offset, one, first) && isZero(first) &&
-                m_file.read(section.offset + section.size - one, one, last) && !isZero(last));
-    }
-
     void checkSegments() {
         bool loads = false;
         for (std::size_t i = 0; i < m_tables.segments.size() && m_reason.empty(); ++i) {
@@ -137,12 +118,16 @@ private:
             if (hasContent && !m_file.holds(segment.offset, segment.file_size))
                 cut(ReasonKey::elf_segment_cut, i, segment.offset, segment.file_size);
             else if ((segment.type == PT_LOAD && !canBeLoaded(segment)) ||
-                     (segment.type == PT_DYNAMIC && !startsWithATag(segment)))
+                     (segment.type == PT_DYNAMIC && segment.file_size != 0 &&
+                      !isDynamicTable(m_file, m_tables, segment.offset, segment.file_size,
+                                      nullptr)))
                 damaged(ReasonKey::elf_segment_damaged, i);
             loads = loads || segment.type == PT_LOAD;
         }
         bool const isProgram = m_tables.type == ET_EXEC || m_tables.type == ET_DYN;
-        if (isProgram && !loads && !m_tables.segments.empty() && m_reason.empty())
+        bool const isBare = m_tables.sections.empty();
+        if (isProgram && m_reason.empty() &&
+            (isBare ? !loads && !m_tables.segments.empty() : !areContentsLoaded()))
             m_reason = reasonText(ReasonKey::elf_header_damaged);
     }
 
@@ -152,10 +137,24 @@ private:
                 (segment.address - segment.offset) % segment.alignment == 0);
     }
 
-    bool startsWithATag(ElfSegment const& segment) const {
-        std::string tag;
-        return segment.file_size == 0 ||
-               (m_file.read(segment.offset, m_tables.wide ? 8 : 4, tag) && !isZero(tag));
+    /// Of a linked file no loaded section lies beside the segments.
+    bool areContentsLoaded() const {
+        std::map<std::uint64_t, std::uint64_t> ends; // By their starts.
+        for (ElfSegment const& segment : m_tables.segments)
+            if (segment.type == PT_LOAD) {
+                std::uint64_t& end = ends[segment.offset];
+                end = std::max(end, endOf(segment.offset, segment.file_size));
+            }
+        auto const isLoaded = [&](ElfSection const& section) {
+            auto const behind = ends.upper_bound(section.offset);
+            return behind != ends.begin() &&
+                   endOf(section.offset, section.size) <= std::prev(behind)->second;
+        };
+        return std::all_of(m_tables.sections.begin(), m_tables.sections.end(),
+                           [&](ElfSection const& section) {
+                               return (section.flags & SHF_ALLOC) == 0 || !isHeld(section) ||
+                                      section.type == SHT_NOTE || isLoaded(section);
+                           });
     }
 
     ForeignFile const& m_file;

@@ -1,5 +1,6 @@
 #include "facts/elf_facts.h"
 
+#include "facts/debug_content.h"
 #include "facts/elf_tables.h"
 #include "read/cursor.h"
 #include "read/notes.h"
@@ -34,8 +35,11 @@ public:
         m_facts.machine = m_tables.machine;
         for (ElfSection const& section : m_tables.sections)
             readSection(section);
+        if (m_facts.has_debug_info)
+            m_facts.debug_damage = debugDamageOf(m_file, m_tables);
         // On some machines a linkage table of a whole file is empty, too.
-        m_facts.lacks_code = m_facts.lacks_code && !m_hasCode;
+        m_facts.lacks_code =
+            (m_isCodeEmptied && !m_hasCode) || (m_isEmptied && !m_tables.holdsContents());
         // Files without section headers keep their notes reachable through the program headers.
         for (ElfSegment const& segment : m_tables.segments)
             if (segment.type == PT_NOTE)
@@ -46,7 +50,10 @@ private:
     void readSection(ElfSection const& section) {
         std::string_view const name = m_tables.nameOf(section);
         if ((section.flags & SHF_EXECINSTR) != 0)
-            (section.type == SHT_NOBITS ? m_facts.lacks_code : m_hasCode) = true;
+            (section.type == SHT_NOBITS ? m_isCodeEmptied : m_hasCode) = true;
+        // What is writable may have been nothing but zeros before.
+        if ((section.flags & (SHF_ALLOC | SHF_WRITE)) == SHF_ALLOC && section.type == SHT_NOBITS)
+            m_isEmptied = true;
         if (section.type == SHT_NOBITS)
             return;
         if (name == ".gnu_debugaltlink")
@@ -61,6 +68,8 @@ private:
             readDebugLink(content(section));
         else if (isDebugInfo(name))
             m_facts.has_debug_info = true;
+        else if (name == ".debug_str" || name == ".zdebug_str")
+            m_facts.has_debug_strings = true;
     }
 
     static bool isDebugInfo(std::string_view name) {
@@ -114,6 +123,8 @@ private:
     ElfTables const& m_tables;
     ElfFacts& m_facts;
     bool m_hasCode = false;
+    bool m_isCodeEmptied = false;
+    bool m_isEmptied = false;
     std::uint64_t m_notesRead = 0;
 };
 

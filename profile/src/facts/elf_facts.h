@@ -50,9 +50,14 @@ struct ElfFacts {
     bool has_unusable_alt_link = false;
     /// DWARF or stabs with content; a section that was emptied does not count.
     bool has_debug_info = false;
+    /// Why that debug information cannot be read; empty if nothing speaks against it.
+    std::string debug_damage;
+    /// Strings of DWARF, which a supplementary file may hold and nothing else.
+    bool has_debug_strings = false;
     /// A full symbol table (.symtab) with content.
     bool has_symbol_table = false;
-    /// A separate debug file: headers of the code, but not its content.
+    /// A separate debug file: headers of what is loaded, but no content of the code, nor of
+    /// anything where there is no code.
     bool lacks_code = false;
     std::uint16_t machine = 0; ///< EM_...
 };

@@ -81,7 +81,8 @@ private:
         m_sectionSize = cursor.u16();
         m_sectionCount = cursor.u16();
         m_namesIndex = cursor.u16();
-        if (cursor.ok() && (version != EV_CURRENT || ownSize != size))
+        bool const isOfAKind = m_tables.type != ET_NONE && m_tables.machine != EM_NONE;
+        if (cursor.ok() && (version != EV_CURRENT || ownSize != size || !isOfAKind))
             fail(ReasonKey::elf_header_damaged);
     }
 
@@ -198,6 +199,15 @@ std::string_view ElfTables::nameOf(ElfSection const& section) const {
         return {};
     std::string_view const rest = std::string_view(names).substr(section.name);
     return rest.substr(0, rest.find('\0'));
+}
+
+bool ElfTables::holdsContents() const {
+    return std::any_of(
+        sections.begin(), sections.end(),
+        [](ElfSection const& section) {
+            return (section.flags & SHF_ALLOC) != 0 && section.size != 0 &&
+                   section.type != SHT_NOBITS && section.type != SHT_NOTE;
+        });
 }
 
 std::optional<ElfTables> readElfTables(ForeignFile const& file) {

@@ -48,6 +48,10 @@ struct ElfTables {
 
     /// Empty for a name that lies outside of the table.
     std::string_view nameOf(ElfSection const& section) const;
+
+    /// A section that is loaded has bytes in the file; notes, which separate debug files keep, do
+    /// not count.
+    bool holdsContents() const;
 };
 
 /// Empty if the file does not begin as an ELF file does.
@@ -60,5 +64,14 @@ std::uint64_t endOf(std::uint64_t offset, std::uint64_t size);
 /// has; empty if nothing speaks against it. Contents are not read, except for the ends of tables: a
 /// file whose code was overwritten passes.
 std::string damageOf(ForeignFile const& file, ElfTables const& tables);
+
+/// Whether a symbol table and the names in it can be what they say, by the ends of both.
+bool areSymbols(ForeignFile const& file, ElfTables const& tables, ElfSection const& symbols);
+
+/// Whether a table of the dynamic linker ends, and tells what a file with dynamic symbols must
+/// tell: the chapter "Dynamic Linking" of the System V ABI. `names` is the section of its strings,
+/// null if not known.
+bool isDynamicTable(ForeignFile const& file, ElfTables const& tables, std::uint64_t offset,
+                    std::uint64_t size, ElfSection const* names);
 
 } // namespace lokata::profile

@@ -67,6 +67,28 @@ TEST_F(ElfDamageTest, NoPartOfARealFileIsWholeNorWithZerosInPlaceOfTheRest) {
     }
 }
 
+/// What a program cannot do without, each time zeros from behind its start on.
+TEST_F(ElfDamageTest, ZerosInTheTablesOfARealProgramAreDamage) {
+    std::string const whole = contentOf("/proc/self/exe");
+    std::optional<ElfTables> const tables = readElfTables(ForeignFile(m_tree.file("x", whole)));
+    ASSERT_TRUE(tables);
+    auto const zeroed = [&](std::size_t at, std::size_t size) {
+        return damage(std::string(whole).replace(at, size, size, '\0'));
+    };
+    std::size_t tried = 0;
+    for (ElfSection const& section : tables->sections)
+        for (char const* const name : {".shstrtab", ".dynstr", ".dynsym", ".dynamic"})
+            if (tables->nameOf(section) == name) {
+                std::size_t const kept = section.type == SHT_STRTAB ? 2 : 48;
+                EXPECT_NE(zeroed(section.offset + kept, section.size - kept - 24), "") << name;
+                ++tried;
+            }
+    EXPECT_EQ(tried, 4U);
+    for (std::size_t const at : {offsetof(Elf64_Ehdr, e_type), offsetof(Elf64_Ehdr, e_machine),
+                                 offsetof(Elf64_Ehdr, e_phnum)})
+        EXPECT_NE(zeroed(at, 2), "") << at;
+}
+
 TEST_F(ElfDamageTest, TablesThatContradictThemselvesOrTheFormatAreDamage) {
     // Its sections: none, .text, .symtab, .strtab, .shstrtab.
     std::string const whole =
@@ -131,17 +153,20 @@ TEST_F(ElfDamageTest, SegmentsCountWhereTheFileHoldsTheirContents) {
     std::string const whole = content(program);
     std::string const debug = content(ElfBuilder().debugInfo().emptiedCode());
     std::string const bare = elfHeader(true, false, ET_EXEC, 0).content();
+    EXPECT_NE(damage(whole), "") << "nothing loads what is loaded";
     for (std::string const& holding : {whole, bare}) {
-        EXPECT_EQ(damage(withSegment(holding, PT_LOAD, 0, 0, 64, 64)), "");
-        std::string const end = std::to_string(holding.size() + 4096);
-        EXPECT_THAT(damage(withSegment(holding, PT_LOAD, holding.size(), 0, 4096, 4096)),
-                    AllOf(HasSubstr(end), HasSubstr(std::to_string(holding.size() + 56))));
+        auto const size = holding.size();
+        EXPECT_EQ(damage(withSegment(holding, PT_LOAD, 0, 0, size, size)), "");
+        std::string const end = std::to_string(size + 4096);
+        EXPECT_THAT(damage(withSegment(holding, PT_LOAD, size, 0, 4096, 4096)),
+                    AllOf(HasSubstr(end), HasSubstr(std::to_string(size + 56))));
         EXPECT_NE(damage(withSegment(holding, PT_LOAD, ~0ULL - 3, 0, 64, 64)), "");
-        EXPECT_NE(damage(withSegment(holding, PT_LOAD, 0, 0, 64, 63)), "");
-        EXPECT_NE(damage(withSegment(holding, PT_LOAD, 0, 1, 64, 64)), "") << "not aligned";
+        EXPECT_NE(damage(withSegment(holding, PT_LOAD, 0, 0, size, size - 1)), "");
+        EXPECT_NE(damage(withSegment(holding, PT_LOAD, 0, 1, size, size)), "") << "not aligned";
         EXPECT_NE(damage(withSegment(holding, PT_NULL, 0, 0, 0, 0)), "") << "nothing to load";
         EXPECT_NE(damage(withSegment(holding, PT_DYNAMIC, 56, 0, 8, 8)), "");
     }
+    EXPECT_NE(damage(withSegment(whole, PT_LOAD, 0, 0, 64, 64)), "") << "only the header";
     EXPECT_EQ(damage(withSegment(debug, PT_LOAD, 4096, 0, 64, 64)), "");
     EXPECT_NE(damage(withSegment(debug, PT_LOAD, 0, 0, 64, 64).substr(0, debug.size() + 55)), "");
 }

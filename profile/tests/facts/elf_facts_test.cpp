@@ -81,6 +81,46 @@ TEST_F(ElfFactsTest, ASymbolTableCountsIfItDefinesAFunction) {
     EXPECT_FALSE(readSymbolTables(m_tree.file("text", "no ELF")).has_names);
 }
 
+TEST_F(ElfFactsTest, DebugInformationThatCannotBeReadIsDamaged) {
+    constexpr std::uint64_t c_packed = SHF_COMPRESSED;
+    std::string const unit("\x8\0\0\0\4\0\0\0\0\0\x8\0", 12);
+    std::string const lines("\6\0\0\0\3\0\0\0\0\0", 10);
+    std::string const types("\1\x11\0\0\0\0", 6);
+    auto const packed = [](std::string const& bytes) {
+        return Bytes().u32(ELFCOMPRESS_ZLIB).u32(0).u64(12).u64(1).raw(bytes).content();
+    };
+    std::string const zlib = std::string("\x78\x01\x01\x0c\0\xf3\xff", 7) + unit;
+    auto const damage = [&](std::string const& info, std::uint64_t flags, std::string const& table,
+                            std::string const& line) {
+        return factsOf(ElfBuilder()
+                           .section(".debug_info", info, SHT_PROGBITS, flags)
+                           .section(".debug_abbrev", table)
+                           .section(".debug_line", line))
+            .debug_damage;
+    };
+    EXPECT_EQ(damage(unit, 0, types, lines), "");
+    EXPECT_NE(damage(std::string(12, '\0'), 0, types, lines), "");
+    EXPECT_NE(damage("\x9" + unit.substr(1), 0, types, lines), "") << "longer than its section";
+    EXPECT_NE(damage(unit, 0, std::string(6, '\0'), lines), "");
+    EXPECT_NE(damage(unit, 0, "", lines), "");
+    EXPECT_NE(damage(unit, 0, types, std::string(10, '\0')), "");
+    EXPECT_EQ(damage(packed(zlib), c_packed, types, lines), "");
+    EXPECT_NE(damage(packed(std::string(40, 'Z')), c_packed, types, lines), "");
+    EXPECT_NE(damage(unit, c_packed, types, lines), "") << "no header of a packed one";
+}
+
+TEST_F(ElfFactsTest, ASeparateDebugFileHoldsNothingThatIsLoaded) {
+    auto const lacksCode = [&](std::uint32_t type, std::uint64_t flags) {
+        return factsOf(
+                   ElfBuilder().buildId(BuildId(20, 1)).section(".x", "x", type, SHF_ALLOC | flags))
+            .lacks_code;
+    };
+    EXPECT_TRUE(lacksCode(SHT_NOBITS, SHF_EXECINSTR));
+    EXPECT_TRUE(lacksCode(SHT_NOBITS, 0)) << "of a library without code";
+    EXPECT_FALSE(lacksCode(SHT_NOBITS, SHF_WRITE)) << "zeros from the start";
+    EXPECT_FALSE(lacksCode(SHT_PROGBITS, 0));
+}
+
 TEST_F(ElfFactsTest, SaysWhyAFileIsUnreadable) {
     EXPECT_EQ(readElfFacts(m_tree.file("text", "#!/bin/sh\n")).error, "it is not an ELF file");
     EXPECT_EQ(readElfFacts(m_tree.file("empty")).error, "it is not an ELF file");
