@@ -47,6 +47,7 @@ enum class ReasonKey {
     mapped_file_mismatch,            ///< Device and inode found, and those of the mapping.
     symbol_build_id_mismatch,        ///< Found, that of the binary.
     symbol_build_id_missing,         ///< That of the binary.
+    symbol_build_id_foreign,         ///< Found.
     supplementary_build_id_mismatch, ///< Found, the one that the symbol file names.
     supplementary_build_id_missing,  ///< The one that the symbol file names.
     dwo_id_mismatch,                 ///< Found, that of the skeleton.
@@ -124,6 +125,7 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::mapped_file_mismatch, "MappedFileMismatch", 3},
     {ReasonKey::symbol_build_id_mismatch, "SymbolBuildIdMismatch", 3},
     {ReasonKey::symbol_build_id_missing, "SymbolBuildIdMissing", 2},
+    {ReasonKey::symbol_build_id_foreign, "SymbolBuildIdForeign", 2},
     {ReasonKey::supplementary_build_id_mismatch, "SupplementaryBuildIdMismatch", 3},
     {ReasonKey::supplementary_build_id_missing, "SupplementaryBuildIdMissing", 2},
     {ReasonKey::dwo_id_mismatch, "DwoIdMismatch", 3},

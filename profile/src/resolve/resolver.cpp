@@ -154,14 +154,15 @@ std::optional<LiveFile> ProfileSearch::liveFileOf(Module const& module) const {
     return LiveFile(m_process, *module.mapped_file);
 }
 
-/// The kernel tells which file a running process has mapped. Where no path leads to it any more,
-/// the build-id in the memory of the process tells what is a copy of it.
+/// The kernel tells which file a running process has mapped. The build-id in the memory of the
+/// process tells whether it still holds that, and what is a copy of it.
 FileResolution ProfileSearch::findLive(Module const& module, LiveFile const& live) {
     std::string const name = searchedName(module);
     std::vector<std::string> const names{module.name, std::string(withoutDeletedMark(module.name))};
-    if (auto const reached = live.reached(names))
-        return m_search.findBinary(name, {}, {*reached}, &live);
-    return m_search.findBinary(name, live.buildIdInMemory(), live.seenByProcess(names), &live);
+    std::vector<Candidate> hints = live.seenByProcess(names);
+    if (auto reached = live.reached(names))
+        hints.insert(hints.begin(), std::move(*reached));
+    return m_search.findBinary(name, live.buildIdInMemory(), hints, &live);
 }
 
 void ProfileSearch::resolve(ModuleResolution& result) {

@@ -122,7 +122,9 @@ void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate)
     if (m_live != nullptr)
         judgeAsMapped(path, candidate);
     auto facts = m_cache.facts(path);
-    if (m_expected.empty() || candidate.result == vrValid) {
+    // A file can be written anew under the numbers that the process mapped.
+    bool const isAsMapped = candidate.result == vrValid && facts->build_id == m_expected;
+    if (m_expected.empty() || isAsMapped) {
         if (candidate.result == vrInvalid)
             return;
         if (!facts->is_file || !facts->damage.empty())
@@ -150,7 +152,7 @@ void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate)
 }
 
 SymbolOwner symbolOwner(ElfFactsCache& cache, std::string const& binary, BuildId const& recorded) {
-    SymbolOwner owner{binary, recorded, std::nullopt, 0};
+    SymbolOwner owner{binary, recorded, std::nullopt, 0, false};
     if (binary.empty())
         return owner;
     auto const facts = cache.facts(binary);
@@ -158,6 +160,7 @@ SymbolOwner symbolOwner(ElfFactsCache& cache, std::string const& binary, BuildId
     owner.machine = facts->machine;
     if (owner.build_id.empty())
         owner.build_id = facts->build_id;
+    owner.lacks_build_id = owner.build_id.empty() && facts->error.empty() && facts->damage.empty();
     return owner;
 }
 
@@ -169,8 +172,9 @@ void SymbolValidator::judge(std::string const& path, JudgedCandidate& candidate)
     if (!facts->error.empty())
         return rejectUnusable(candidate, path, facts->error);
     // What has the checksum of the whole file is whole.
-    if (!facts->damage.empty() && !(m_owner.debug_link && agrees(linkIdentity(path))))
-        return rejectUnusable(candidate, path, facts->damage);
+    std::string const& damage = facts->damage.empty() ? facts->debug_damage : facts->damage;
+    if (!damage.empty() && !(m_owner.debug_link && agrees(linkIdentity(path))))
+        return rejectUnusable(candidate, path, damage);
     candidate.identity = proofOf(path, *facts);
     bool const isProven = candidate.identity.kind != IdentityKind::none;
     if (!facts->has_debug_info) {
@@ -192,6 +196,10 @@ void SymbolValidator::judge(std::string const& path, JudgedCandidate& candidate)
         return compare(
             candidate, {IdentityKind::build_id, toHex(m_owner.build_id), toHex(facts->build_id)},
             ReasonKey::symbol_build_id_mismatch, ReasonKey::symbol_build_id_missing, path);
+    if (m_owner.lacks_build_id && !facts->build_id.empty())
+        return reject(
+            candidate, svError,
+            reasonText(ReasonKey::symbol_build_id_foreign, {path, toHex(facts->build_id)}));
     if (m_owner.machine != 0 && facts->machine != m_owner.machine)
         reject(candidate, svError, reasonText(ReasonKey::architecture_mismatch, {path}));
 }
@@ -203,7 +211,8 @@ Identity SymbolValidator::proofOf(std::string const& path, ElfFacts const& facts
         return {IdentityKind::build_id, toHex(m_owner.build_id), toHex(facts.build_id)};
     if (m_owner.build_id.empty() && sameFile(m_owner.path, path))
         return {IdentityKind::same_file, m_owner.path, path};
-    if (!m_owner.debug_link || !(facts.has_debug_info || facts.has_symbol_table))
+    bool const isOfAnother = !m_owner.build_id.empty() && !facts.build_id.empty();
+    if (isOfAnother || !m_owner.debug_link || !(facts.has_debug_info || facts.has_symbol_table))
         return {};
     Identity link = linkIdentity(path);
     return agrees(link) ? link : Identity();
@@ -220,8 +229,12 @@ SupplementaryValidator::SupplementaryValidator(ElfFactsCache& cache, BuildId exp
 
 void SupplementaryValidator::judge(std::string const& path, JudgedCandidate& candidate) {
     auto const facts = m_cache.facts(path);
-    if (!facts->error.empty() || !facts->damage.empty())
-        return rejectUnusable(candidate, path, facts->error + facts->damage);
+    if (!facts->error.empty() || !facts->damage.empty() || !facts->debug_damage.empty())
+        return rejectUnusable(candidate, path,
+                              facts->error +
+                                  (facts->damage.empty() ? facts->debug_damage : facts->damage));
+    if (!facts->has_debug_info && !facts->has_debug_strings)
+        return reject(candidate, svError, reasonText(ReasonKey::debug_info_missing, {path}));
     compare(candidate, {IdentityKind::build_id, toHex(m_expected), toHex(facts->build_id)},
             ReasonKey::supplementary_build_id_mismatch, ReasonKey::supplementary_build_id_missing,
             path);
@@ -359,6 +372,10 @@ void SourceValidator::judgeByTimeAndSize(std::string const& path,
     ErrorInfoContainer reason;
     candidate.result =
         ExplainedTimeAndSize(path, m_expected, actual).validate(path.c_str(), reason);
+    // Alone neither tells one version from another.
+    bool const isHalf = m_expected.modification_time == 0 || m_expected.size == 0;
+    if (candidate.result == vrValid && isHalf)
+        candidate.result = vrUndecided;
     candidate.severity = reason.severity();
     candidate.message = reason.errorMessage();
 }

@@ -52,9 +52,9 @@ private:
     std::vector<JudgedCandidate> m_judged;
 };
 
-/// Binaries: as the file that a running process has mapped, if `live` is one, else by build-id; a
-/// separate debug file of the same build-id is rejected. Without an expected build-id a file that
-/// is neither damaged nor another one than the mapped is undecided.
+/// Binaries: as the file that a running process has mapped, if `live` is one and the build-id is no
+/// other, else by build-id; a separate debug file of the same build-id is rejected. Without an
+/// expected build-id a file that is neither damaged nor another one than the mapped is undecided.
 class BinaryValidator final : public IdentityValidator {
 public:
     BinaryValidator(ElfFactsCache& cache, BuildId expected, LiveFile const* live = nullptr);
@@ -74,6 +74,8 @@ struct SymbolOwner {
     BuildId build_id; ///< Empty if it has none.
     std::optional<DebugLink> debug_link;
     std::uint16_t machine = 0; ///< EM_...; 0 if not known.
+    /// The binary was found, and read to the end of its notes. Symbols keep those of their binary.
+    bool lacks_build_id = false;
 };
 
 /// `binary` is the file that was found, empty if none. Its build-id counts if none was recorded.
@@ -96,7 +98,8 @@ private:
     SymbolOwner m_owner;
 };
 
-/// Supplementary files by the build-id in .gnu_debugaltlink.
+/// Supplementary files, which hold parts of debug information, by the build-id in
+/// .gnu_debugaltlink.
 class SupplementaryValidator final : public IdentityValidator {
 public:
     SupplementaryValidator(ElfFactsCache& cache, BuildId expected);
@@ -130,7 +133,8 @@ private:
     bool m_isPackage;
 };
 
-/// Source files: by the MD5 that the compiler wrote, else by time and size, else undecided.
+/// Source files: by the MD5 that the compiler wrote, else by time and size, both of them; else
+/// undecided.
 class SourceValidator final : public IdentityValidator {
 public:
     explicit SourceValidator(SourceIdentity expected);

@@ -15,8 +15,10 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <sys/vfs.h>
 
 namespace lokata::profile {
 
@@ -32,6 +34,13 @@ std::optional<MappedFile> fileAt(std::string const& path) {
     if (::stat(path.c_str(), &status) != 0)
         return std::nullopt;
     return MappedFile{major(status.st_dev), minor(status.st_dev), status.st_ino};
+}
+
+/// What is written to an overlay goes to a new file above the one that is mapped, under the same
+/// numbers: Documentation/filesystems/overlayfs.rst of the kernel, "Non-standard behavior".
+bool isOnOverlay(std::string const& path) {
+    struct statfs status {};
+    return ::statfs(path.c_str(), &status) != 0 || status.f_type == OVERLAYFS_SUPER_MAGIC;
 }
 
 /// The mapping of the file that `fits`, as it is now; empty if there is none.
@@ -89,9 +98,12 @@ std::optional<Candidate> LiveFile::reached(std::vector<std::string> const& names
     paths.push_back(below("/exe"));
     if (!m_link.empty())
         paths.push_back(m_link);
-    for (auto& path : paths)
-        if (Identity identity; compare(path, identity) == Match::same)
+    for (auto& path : paths) {
+        Identity identity;
+        Match const match = compare(path, identity);
+        if (match == Match::same || match == Match::alike)
             return Candidate{std::move(path), Place::live_process};
+    }
     return std::nullopt;
 }
 
@@ -117,7 +129,7 @@ LiveFile::Match LiveFile::compare(std::string const& path, Identity& identity) c
         return Match::unknown;
     identity = {IdentityKind::device_and_inode, deviceAndInode(expected), deviceAndInode(*file)};
     if (*file == expected)
-        return Match::same;
+        return isOnOverlay(path) ? Match::alike : Match::same;
     // On btrfs and overlayfs a mapping shows another device than stat.
     bool const isOneDevice =
         file->device_major == expected.device_major && file->device_minor == expected.device_minor;

@@ -30,6 +30,7 @@ public:
 
     enum class Match {
         same,    ///< It is the mapped file.
+        alike,   ///< It has its numbers, on a file system that gives them to another content.
         other,   ///< It is another one.
         unknown, ///< It is not there, or the numbers of its file system do not tell.
     };

@@ -85,6 +85,31 @@ TEST_F(LiveProcess, ShowsTheBuildIdInItsMemory) {
               readElfFacts(module.name).build_id);
 }
 
+/// As on an overlay, where a file that is written to keeps its numbers: what the process has of it
+/// is another content.
+TEST_F(LiveProcess, TakesNoFileOfAnotherBuildIdForTheMappedOne) {
+    Profile const libc = recorded("/libc.so");
+    if (libc.modules.empty())
+        GTEST_SKIP() << "no shared libc";
+    std::string const path = m_tree.file("bin/overwritten", contentOf(libc.modules[0].name));
+    BuildId const id = readElfFacts(path).build_id;
+    auto const file = toolbelt2::descriptor_t::open(path.c_str(), O_RDONLY);
+    void* const memory =
+        ::mmap(nullptr, c_size, PROT_READ | PROT_WRITE | PROT_EXEC, MAP_PRIVATE, file.get(), 0);
+    ASSERT_NE(memory, MAP_FAILED);
+    auto* const start = static_cast<char*>(memory);
+    auto* const note = std::search(start, start + c_size, id.begin(), id.end(),
+                                   [](char a, std::uint8_t b) { return std::uint8_t(a) == b; });
+    ASSERT_NE(note, start + c_size);
+    *note ^= 1;
+    ModuleResolution const found = resolve(recorded("/bin/overwritten"));
+    EXPECT_EQ(found.status, ModuleStatus::missing);
+    EXPECT_EQ(found.binary->rejected.at(0).identity.kind, IdentityKind::build_id);
+    *note ^= 1;
+    EXPECT_EQ(resolve(recorded("/bin/overwritten")).status, ModuleStatus::resolved);
+    ::munmap(memory, c_size);
+}
+
 /// The child sees another file under the name, and runs until it is killed.
 TEST_F(LiveProcess, LeadsIntoItsMountNamespace) {
     std::string const directory = m_tree.dir("mounted");

@@ -100,18 +100,25 @@ TEST_F(IdentityTest, AStrippedNamesakeOfTheSameBuildIdIsNoSymbolFile) {
     ElfBuilder stripped;
     EXPECT_THAT(verdict(validator, stripped.buildId(c_id).symbolTable().write(m_tree.path("x"))),
                 MatchesRegex("error: .*a symbol table, but no debug information.*"));
+    stripped.section(".debug_info", std::string(64, '\0'));
+    EXPECT_THAT(verdict(validator, stripped.write(m_tree.path("zeros"))),
+                MatchesRegex("error: .*damaged.*"));
     EXPECT_EQ(verdict(validator, symbols("full", c_id)), "valid");
     EXPECT_EQ(m_identity.kind, IdentityKind::build_id);
 }
 
 TEST_F(IdentityTest, TheLinkChecksumDecidesWhereTheBuildIdDoesNot) {
-    std::string const path = symbols("linked", c_otherId);
+    std::string const path = ElfBuilder().debugInfo().write(m_tree.path("linked"));
+    std::string const ofOther = symbols("other", c_otherId);
     std::uint32_t const crc = fileCrc32(path).value();
+    DebugLink const toOther{"other", fileCrc32(ofOther).value()};
     for (BuildId const& owner : {BuildId(), c_id}) {
         SymbolValidator validator(m_cache, {"", owner, DebugLink{"linked", crc}, 0});
         EXPECT_EQ(verdict(validator, path), "valid");
         EXPECT_EQ(m_identity.kind, IdentityKind::debug_link_crc);
     }
+    SymbolValidator contradicted(m_cache, {"", c_id, toOther, 0});
+    EXPECT_THAT(verdict(contradicted, ofOther), MatchesRegex("error: .*build-id.*09090909.*"));
     SymbolValidator validator(m_cache, {"", {}, DebugLink{"linked", crc ^ 1U}, 0});
     std::string const reason = verdict(validator, path);
     EXPECT_THAT(reason, MatchesRegex("error: .*is " + m_identity.actual + ", not " +
@@ -133,6 +140,10 @@ TEST_F(IdentityTest, ABinaryWithoutAnyMarkVouchesOnlyForItself) {
     EXPECT_EQ(verdict(validator, m_tree.link("alias", path)), "valid");
     EXPECT_EQ(m_identity.kind, IdentityKind::same_file);
     EXPECT_EQ(verdict(validator, other), "undecided");
+    SymbolValidator found(m_cache, symbolOwner(m_cache, path, {}));
+    EXPECT_EQ(verdict(found, other), "undecided");
+    EXPECT_THAT(verdict(found, symbols("foreign", c_otherId)),
+                MatchesRegex("error: .*09090909.*which has none.*"));
 
     SymbolValidator arm(m_cache, {path, {}, std::nullopt, EM_AARCH64});
     EXPECT_THAT(verdict(arm, other), StartsWith("error: "));
@@ -142,6 +153,11 @@ TEST_F(IdentityTest, ASupplementaryFileIsProvenByTheLinkedBuildId) {
     SupplementaryValidator validator(m_cache, c_id);
     EXPECT_EQ(verdict(validator, symbols("shared", c_id)), "valid");
     EXPECT_THAT(verdict(validator, symbols("other", c_otherId)), StartsWith("error: "));
+    EXPECT_THAT(verdict(validator, binary("stripped", c_id)),
+                MatchesRegex("error: .*no debug information.*"));
+    ElfBuilder strings;
+    strings.buildId(c_id).section(".debug_str", "shared");
+    EXPECT_EQ(verdict(validator, strings.write(m_tree.path("strings"))), "valid");
 }
 
 TEST_F(IdentityTest, ASourceIsJudgedByMd5ThenByTimeAndSize) {
@@ -167,6 +183,9 @@ TEST_F(IdentityTest, ASourceIsJudgedByMd5ThenByTimeAndSize) {
     ASSERT_EQ(::stat(path.c_str(), &status), 0);
     EXPECT_EQ(judged({std::nullopt, static_cast<std::uint64_t>(status.st_mtim.tv_sec), 3}),
               "valid");
+    EXPECT_EQ(judged({std::nullopt, 0, 3}), "undecided") << "many versions are of one size";
+    EXPECT_EQ(judged({std::nullopt, static_cast<std::uint64_t>(status.st_mtim.tv_sec), 0}),
+              "undecided");
     EXPECT_EQ(judged({}), "undecided");
 }
 

@@ -96,7 +96,9 @@ public:
     ElfBuilder& symbols(std::uint32_t table, std::uint8_t type, std::uint16_t definedIn,
                         std::size_t others = 1) {
         Bytes content(m_bigEndian);
-        content.raw(std::string(24 * others, '\0'));
+        content.raw(std::string(24, '\0'));
+        for (; others > 1; --others)
+            content.u32(0).u32(SHN_ABS << 16U).u64(0).u64(0);
         content.u32(0).u8(ELF64_ST_INFO(STB_GLOBAL, type)).u8(0).u16(definedIn).u64(0).u64(0);
         return section(table == SHT_SYMTAB ? ".symtab" : ".dynsym", content.content(), table);
     }
