@@ -128,6 +128,8 @@ TEST_F(ResolveProgram, ARebuiltNamesakeIsRejectedWithBothBuildIds) {
 
 TEST_F(ResolveProgram, SymbolsThatLackAFileOrTheNamesOfSourcesAreToldWithTheReason) {
     std::string const input = profile::toHex(bytes(m_app)) + " /gone/app\n";
+    // Its line table is cut off in the header.
+    std::string const withoutLines = Bytes().u32(12).u16(4).u32(0).u8(8).u8(1).u32(0).content();
     for (auto const& [link, reason] :
          {std::pair("none" + std::string(1, '\0') + m_lib,
                     "symbols      /gone/app\n             The supplementary file that the "),
@@ -135,7 +137,9 @@ TEST_F(ResolveProgram, SymbolsThatLackAFileOrTheNamesOfSourcesAreToldWithTheReas
                     "symbols      /gone/app\n             Which supplementary file the ")}) {
         ElfBuilder()
             .buildId(bytes(m_app))
-            .debugInfo()
+            .section(".debug_info", withoutLines)
+            .section(".debug_abbrev", std::string("\1\x11\0\x10\x17\0\0\0", 8))
+            .section(".debug_line", Bytes().u32(6).u16(3).u32(4711).content())
             .section(".gnu_debugaltlink", link)
             .write(path("moved/deep/app"));
         Outcome const outcome = resolve({"-", "--sources", "-d", moved()}, input);
