@@ -13,7 +13,7 @@ namespace {
 using toolbelt2::variant_bag_t;
 using toolbelt2::variant_t;
 
-char const* const storedName = "searchDirs";
+char const* const c_storedName = "searchDirs";
 
 constexpr std::array c_categories{scBinaryFiles, scSymbolFiles, scSourceFiles, scAllFiles};
 
@@ -114,7 +114,7 @@ void PersistentSearchDirContainer::reload() const {
         return;
     for (search_category_t const category : c_categories)
         m_dirs->clear(category);
-    variant_bag_t const stored = m_storage->read(storedName, variant_bag_t());
+    variant_bag_t const stored = m_storage->read(c_storedName, variant_bag_t());
     for (auto child = childrenOf(stored, "searchCategory", "SearchCategory"); !child.at_end();
          child.next())
         loadCategory(child.get_value(), *m_dirs);
@@ -126,7 +126,7 @@ void PersistentSearchDirContainer::save() {
     variant_bag_t bag;
     for (search_category_t const category : c_categories)
         internal::saveSearchDirsForCategory(*m_dirs, category, bag);
-    m_storage->write(storedName, bag);
+    m_storage->write(c_storedName, bag);
 }
 
 } // namespace LK_2_13

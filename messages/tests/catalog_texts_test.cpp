@@ -42,7 +42,7 @@ keys_t libraryKeys() {
 }
 
 /// The keys of each catalogue, by the placeholders that their texts must have; empty for none.
-std::map<std::string, keys_t> const g_keys = {
+std::map<std::string, keys_t> const c_keys = {
     {"lokata_common", libraryKeys()},
     {"lokata.climgr", {{"{%1}", {"%CannotMatchFileWithChecksumMismatch"}}}},
     {lokata::profile::c_reasonCatalog, reasonKeys()},
@@ -62,7 +62,7 @@ void takeOut(std::string placeholders, std::string& text) {
 class Catalog : public testing::TestWithParam<char const*> {};
 
 TEST_P(Catalog, HasEveryTextWithItsPlaceholdersAndNoOther) {
-    for (auto const& [name, keysByPlaceholder] : g_keys) {
+    for (auto const& [name, keysByPlaceholder] : c_keys) {
         std::ifstream file(LOKATA_MESSAGES "/" + name + '.' + GetParam() + ".json");
         auto texts = nlohmann::json::parse(file).get<std::map<std::string, std::string>>();
         for (auto const& [placeholders, keys] : keysByPlaceholder) {
@@ -85,14 +85,14 @@ INSTANTIATE_TEST_SUITE_P(Languages, Catalog, testing::Values("en", "de"),
 TEST(Catalogs, HaveAllTheirKeysOnThePageAboutThem) {
     std::ifstream file(LOKATA_MESSAGES_PAGE);
     std::string const page{std::istreambuf_iterator<char>(file), {}};
-    for (auto const& [name, keysByPlaceholder] : g_keys)
+    for (auto const& [name, keysByPlaceholder] : c_keys)
         for (auto const& [placeholders, keys] : keysByPlaceholder)
             for (std::string const& key : keys)
                 EXPECT_NE(page.find('`' + key + '`'), std::string::npos) << key;
 }
 
 TEST(Catalogs, AreFoundByALibraryThatRunsFromTheBuildTree) {
-    for (auto const& each : g_keys)
+    for (auto const& each : c_keys)
         EXPECT_NE(optstore2::getMessageCatalog(each.first), nullptr) << each.first;
 }
 

@@ -168,8 +168,8 @@ TEST_F(FindProgram, FindsAnArchivedFileInTheArchiveStepAndInTheNearestArchiveFir
         file("tool", content);
         return run({"archive", "tool", "--into", into, "--category", "bin"}).text();
     };
-    std::string const far = "far/binaries/tool/" + md5OfContent + "/tool";
-    std::string const near = "near/binaries/tool/" + md5OfAbc + "/tool";
+    std::string const far = "far/binaries/tool/" + c_md5OfContent + "/tool";
+    std::string const near = "near/binaries/tool/" + c_md5OfAbc + "/tool";
     EXPECT_EQ(archive("content", "far"), "0\n" + far + "\n");
     EXPECT_EQ(archive("content", "far"), "0\n" + far + "\n") << "once more";
     EXPECT_EQ(found({"bin", "tool", "--archive", "far"}), "ssArchiveSearchDirs " + far);
@@ -183,7 +183,7 @@ TEST_F(FindProgram, FindsAnArchivedFileInTheArchiveStepAndInTheNearestArchiveFir
 TEST_F(FindProgram, ADamagedCopyInAnArchiveIsRejectedWithBothValuesAndReplaced) {
     fs::permissions(file("tool"), fs::perms(06755));
     auto const archive = [&] { return run({"archive", "tool", "--into", "kept"}); };
-    std::string const name = "kept/all/tool/" + md5OfContent + "/tool";
+    std::string const name = "kept/all/tool/" + c_md5OfContent + "/tool";
     std::string const copy = path(name);
     ASSERT_EQ(archive().out, name + "\n");
     EXPECT_EQ(fs::status(copy).permissions(), fs::perms(0755)) << "no set-user-ID bit";
@@ -192,7 +192,7 @@ TEST_F(FindProgram, ADamagedCopyInAnArchiveIsRejectedWithBothValuesAndReplaced) 
     std::vector<std::string> const question{"bin", "tool", "--archive", "kept", "--json"};
     Outcome const damaged = find(question);
     EXPECT_EQ(damaged.status, 1);
-    EXPECT_THAT(damaged.out, AllOf(HasSubstr(md5OfContent), HasSubstr(md5OfAbc)));
+    EXPECT_THAT(damaged.out, AllOf(HasSubstr(c_md5OfContent), HasSubstr(c_md5OfAbc)));
     EXPECT_EQ(run({"run", "-", "--no-user", "--archive", "kept"}, "bin tool\n").out,
               "bin\ttool\t-\n");
     EXPECT_EQ(archive().status, 0);
@@ -212,7 +212,7 @@ TEST_F(FindProgram, ArchivesIntoTheNearestContextThatHasAnArchive) {
     dir("child");
     dir("parent/archive");
     file("tool");
-    std::string const expected = path("parent/archive/all/tool/" + md5OfContent + "/tool");
+    std::string const expected = path("parent/archive/all/tool/" + c_md5OfContent + "/tool");
     EXPECT_EQ(run({"archive", "tool", "--context", "child", "--context", "parent"}).text(),
               "0\n" + expected + "\n");
     EXPECT_TRUE(fs::exists(expected));
@@ -251,12 +251,12 @@ TEST_F(FindProgram, SaysWhatWasExpectedAndWhatWasFound) {
         auto const& first = record["rejected"][0];
         return first["severity"].get<std::string>() + " " + first["message"].get<std::string>();
     };
-    std::string const right = "md5:" + md5OfContent;
+    std::string const right = "md5:" + c_md5OfContent;
     std::string const wrong = "md5:" + std::string(32, '0');
     EXPECT_EQ(rejected({"--expect", right}), "cfValidated");
     EXPECT_THAT(rejected({"--expect", right, "--expect", wrong}),
                 AllOf(StartsWith("svWarning "), HasSubstr("(expected md5 " + std::string(32, '0') +
-                                                          ", found " + md5OfContent + ")")));
+                                                          ", found " + c_md5OfContent + ")")));
     EXPECT_EQ(rejected({"--expect-mtime", "1000", "--expect-size", "7"}), "cfValidated");
     EXPECT_THAT(rejected({"--expect-mtime", "999"}), HasSubstr("(expected time 999, found 1000)"));
     EXPECT_EQ(rejected({"--expect-mtime", "999", "--except-dir", "src"}), "cfValidated");

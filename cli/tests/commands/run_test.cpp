@@ -12,15 +12,15 @@ namespace {
 
 using RunProgram = ProgramTest;
 
-std::string const requests = "# a comment\nbin tool\nbin absent\n\v\n"
-                             "{\"category\":\"bin\",\"name\":\"tool\"}\nbin absent\n";
+std::string const c_requests = "# a comment\nbin tool\nbin absent\n\v\n"
+                               "{\"category\":\"bin\",\"name\":\"tool\"}\nbin absent\n";
 
 TEST_F(RunProgram, AnswersEachLineAndTellsWhatIsMissing) {
     file("lib/tool");
     std::string const answers = "1\nbin\ttool\tlib/tool\nbin\tabsent\t-\n"
                                 "bin\ttool\tlib/tool\nbin\tabsent\t-\n";
     for (char const* const history : {"off", "suggest", "only"})
-        EXPECT_EQ(run({"run", "-", "--history", history, "-d", "bin=lib"}, requests).text(),
+        EXPECT_EQ(run({"run", "-", "--history", history, "-d", "bin=lib"}, c_requests).text(),
                   answers)
             << history;
     file("requests", "bin tool\nsym tool\n");
@@ -33,7 +33,7 @@ TEST_F(RunProgram, SearchesARepeatedNameOnce) {
     auto const stepsTaken = [this](std::string const& history) {
         auto const outcome = run({"-vv", "run", "-", "--history", history, "--steps",
                                   "LowPrioritySearchDirs", "-d", "bin=lib"},
-                                 requests);
+                                 c_requests);
         std::istringstream log(outcome.err);
         int count = 0;
         for (std::string line; std::getline(log, line);)
@@ -49,7 +49,8 @@ TEST_F(RunProgram, RemembersABinaryForTheChecksumThatWasAskedFor) {
     file("1/tool");
     file("2/tool", "abc");
     std::string const line = R"({"category":"bin","name":"tool","checksum":"md5:)";
-    std::string const both = line + md5OfContent + "\"}\n" + line + md5OfAbc + "\"}\nbin tool\n";
+    std::string const both =
+        line + c_md5OfContent + "\"}\n" + line + c_md5OfAbc + "\"}\nbin tool\n";
     std::string const answers = "bin\ttool\t1/tool\nbin\ttool\t2/tool\nbin\ttool\t1/tool\n";
     for (std::string const history : {"suggest", "only"})
         EXPECT_EQ(
@@ -76,13 +77,13 @@ TEST_F(RunProgram, ReportsABrokenLineWithItsNumberAndGoesOn) {
     std::string const line = "src tool /bin/x md5:";
     std::string const repeated = R"({"category":"src","name":"tool","checksum":null,"name":"a"})";
     auto const outcome = run({"run", "-", "--json", "-d", "src=."},
-                             "src\n" + line + md5OfContent + "\n" + line + md5OfAbc + "\n" +
-                                 repeated + "\nsrc tool /bin/x " + md5OfContent);
+                             "src\n" + line + c_md5OfContent + "\n" + line + c_md5OfAbc + "\n" +
+                                 repeated + "\nsrc tool /bin/x " + c_md5OfContent);
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.err, StartsWith("lokata: standard input:1: the name is missing\n"
                                         "lokata: standard input:4: \"name\" comes twice\n"
                                         "lokata: standard input:5: \"" +
-                                        md5OfContent + "\" is not md5: with 32"));
+                                        c_md5OfContent + "\" is not md5: with 32"));
     EXPECT_THAT(outcome.out, HasSubstr("\"confidence\":\"cfValidated\""));
     EXPECT_THAT(outcome.out, HasSubstr("\"severity\":\"svWarning\""));
 }

@@ -11,8 +11,8 @@
 namespace lokata::cli::test {
 
 /// The MD5 of "content", what `Workplace::file` writes by default.
-inline std::string const md5OfContent = "9a0364b9e99bb480dd25e1f0284c8555";
-inline std::string const md5OfAbc = "900150983cd24fb0d6963f7d28e17f72";
+inline std::string const c_md5OfContent = "9a0364b9e99bb480dd25e1f0284c8555";
+inline std::string const c_md5OfAbc = "900150983cd24fb0d6963f7d28e17f72";
 
 /// What a run of the real program ended with.
 struct Outcome {

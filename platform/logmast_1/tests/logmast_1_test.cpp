@@ -10,11 +10,11 @@ namespace {
 using log4cplus::Logger;
 using logmast_1::log::configureComponentLogger;
 
-Logger const g_atLoad = configureComponentLogger("at.load");
+Logger const c_atLoad = configureComponentLogger("at.load");
 
 TEST(ComponentLogger, AFreshProcessStaysQuiet) {
     testing::internal::CaptureStderr();
-    LOG4CPLUS_FATAL(g_atLoad, "nobody asked");
+    LOG4CPLUS_FATAL(c_atLoad, "nobody asked");
     LOG4CPLUS_FATAL(configureComponentLogger("fresh"), "nobody asked");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }

@@ -59,7 +59,7 @@ namespace {
 
 // Asked once while the library is loaded: the loader may know it by a relative path, which means
 // another place when the process has changed its directory.
-[[maybe_unused]] auto const& s_askedAtLoad = installedMessageDirectories();
+[[maybe_unused]] auto const& g_askedAtLoad = installedMessageDirectories();
 
 } // namespace
 

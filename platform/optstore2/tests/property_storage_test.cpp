@@ -44,7 +44,7 @@ protected:
     std::string m_error;
 };
 
-variant_bag_t const NONE;
+variant_bag_t const c_none;
 
 variant_bag_t text(std::string const& value) {
     variant_bag_t bag;
@@ -64,13 +64,13 @@ TEST_F(PropertyStorage, BringsBackTypeNumbersOrderRepeatedNamesAndBytes) {
     variant_bag_t bag;
     bag.add_variant_bag("x", directory);
     bag.put("x", std::uint8_t{255});
-    bag.add_variant_bag("x", NONE);
+    bag.add_variant_bag("x", c_none);
     bag.put("\xfe", variant_t::from_bits(static_cast<variant_type_t>(-7), ~0ULL));
     bag.put("long", variant_t::from_text(vtLongText, "\xf0\x9f\x98\x80"));
     bag.add_variant_bag("x", bag);
 
     open()->write("searchDirs", bag);
-    EXPECT_EQ(open()->read("searchDirs", NONE), bag);
+    EXPECT_EQ(open()->read("searchDirs", c_none), bag);
 }
 
 TEST_F(PropertyStorage, RefusesAFileThatIsNoStoreAndLeavesItAsItIs) {
@@ -85,7 +85,7 @@ TEST_F(PropertyStorage, RefusesAFileThatIsNoStoreAndLeavesItAsItIs) {
 
     std::filesystem::remove(m_store);
     auto const store = open();
-    store->read("a", NONE);
+    store->read("a", c_none);
     EXPECT_FALSE(std::filesystem::exists(m_store)) << "made by the first write";
     store->write("a", text("1"));
     runElsewhere("PRAGMA user_version = 2");
@@ -108,7 +108,7 @@ TEST_F(PropertyStorage, ReportsDamageAndNeverReadsItAsEmpty) {
         expectRefusal(holed.replace(page, 4096, 4096, '\0'), page);
     }
     std::filesystem::rename(m_store, m_store + "-journal");
-    EXPECT_THAT([&] { open()->write("a", NONE); }, fails("its journal"));
+    EXPECT_THAT([&] { open()->write("a", c_none); }, fails("its journal"));
 }
 
 TEST_F(PropertyStorage, ReportsAValueThatIsNoBag) {
@@ -116,9 +116,9 @@ TEST_F(PropertyStorage, ReportsAValueThatIsNoBag) {
     for (char const* value :
          {"", "[", "{}", "[7]", R"([["a"]])", R"([["a",3,1,1]])", R"([["a",3,-1]])",
           R"([["a",4294967296,1]])", R"([[7,3,1]])", R"([["a",12,{"bytes":[256]}]])"}) {
-        store->write("a", NONE);
+        store->write("a", c_none);
         runElsewhere(std::string("UPDATE property SET value = '") + value + "'");
-        EXPECT_THAT([&] { store->read("a", NONE); }, fails("\"a\" is damaged")) << value;
+        EXPECT_THAT([&] { store->read("a", c_none); }, fails("\"a\" is damaged")) << value;
     }
 }
 
@@ -127,12 +127,12 @@ TEST_F(PropertyStorage, ReportsALockedFileAndKeepsWhatItHolds) {
     store->write("a", text("kept"));
     {
         auto const owner = runElsewhere("BEGIN EXCLUSIVE");
-        EXPECT_THAT([&] { store->read("a", NONE); }, fails("locked"));
-        EXPECT_THAT([&] { store->write("a", NONE); }, fails("locked"));
+        EXPECT_THAT([&] { store->read("a", c_none); }, fails("locked"));
+        EXPECT_THAT([&] { store->write("a", c_none); }, fails("locked"));
     }
     auto const reader = runElsewhere("BEGIN; SELECT * FROM property");
-    EXPECT_EQ(store->read("a", NONE), text("kept"));
-    EXPECT_THAT([&] { store->write("a", NONE); }, fails("locked"));
+    EXPECT_EQ(store->read("a", c_none), text("kept"));
+    EXPECT_THAT([&] { store->write("a", c_none); }, fails("locked"));
     sqlite3_exec(reader.get(), "COMMIT", nullptr, nullptr, nullptr);
     store->write("a", text("after"));
 }
@@ -144,10 +144,10 @@ TEST_F(PropertyStorage, ServesThreadsThatShareOneStore) {
         for (int round = 0; round < 25; ++round) {
             variant_bag_t const value = text(name + std::to_string(round));
             store->write(name, value);
-            EXPECT_EQ(store->read(name, NONE), value);
+            EXPECT_EQ(store->read(name, c_none), value);
         }
     });
-    EXPECT_EQ(store->read("3", NONE), text("324"));
+    EXPECT_EQ(store->read("3", c_none), text("324"));
 }
 
 TEST_F(PropertyStorage, ALockEndsWithItsHolderAndTellsOfIt) {

@@ -60,7 +60,7 @@ enum class ReasonKey {
     source_size_mismatch, ///< Found, recorded, in bytes.
     addresses_hidden,
     foreign_owner,
-    copy_damaged,         ///< The MD5 found, the one in the path.
+    copy_damaged, ///< The MD5 found, the one in the path.
     copy_of_other,
     copy_ambiguous, ///< How many copies.
     leads_out,
