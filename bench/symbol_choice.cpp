@@ -1,5 +1,5 @@
-// Prints, for each binary of the command line, the symbol file that a search comes to: the binary,
-// a tab, and the path, or "-" if there is none. What compare_with_gdb holds against gdb.
+/// Prints, for each binary of the command line, the symbol file that a search comes to: the binary,
+/// a tab, and the path, or "-" if there is none. What compare_with_gdb holds against gdb.
 
 #include "search/module_search.h"
 

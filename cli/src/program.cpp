@@ -22,8 +22,8 @@
 namespace lokata::cli {
 namespace {
 
-// The arguments, last one first, as CLI11 takes them. It reads a text in square brackets as a list
-// where several values may stand, so a file with such a name gets its directory in front.
+/// The arguments, last one first, as CLI11 takes them. It reads a text in square brackets as a list
+/// where several values may stand, so a file with such a name gets its directory in front.
 std::vector<std::string> reversedArguments(int argc, char const* const* argv) {
     std::vector<std::string> arguments;
     bool isChecksum = false;

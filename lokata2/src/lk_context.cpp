@@ -54,9 +54,9 @@ ResolutionContextMgr::~ResolutionContextMgr() {
     forgetInstance();
 }
 
-// The last reference is decided under the lock, so that `create` never hands out a dying manager;
-// what clients registered is destroyed after it, as their destructors may wait for a thread that is
-// in `create`.
+/// The last reference is decided under the lock, so that `create` never hands out a dying manager;
+/// what clients registered is destroyed after it, as their destructors may wait for a thread that
+/// is in `create`.
 int ResolutionContextMgr::release() {
     std::unique_ptr<ResolutionContextMgr> dying;
     LKLockWrap const guard(&g_resoulutionContextMgrLock);

@@ -139,8 +139,9 @@ void Metadata::registerFileRetriever(std::string const& key, IFileRetriever* ret
     m_fileRetrievers[key] = retriever;
 }
 
-// From here on the getters take the lock exclusively although they only read. That is meant: behind
-// a registration that is under way they wait in its mutex, where a shared holder would poll.
+/// From here on the getters take the lock exclusively although they only read. That is meant:
+/// behind a registration that is under way they wait in its mutex, where a shared holder would
+/// poll.
 IFileRetriever* Metadata::getFileRetriever(std::string const& key) {
     LKLockWrap const guard(&m_lock);
     return valueOf(m_fileRetrievers, key);

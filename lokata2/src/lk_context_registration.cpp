@@ -5,8 +5,8 @@
 
 namespace LK_2_13 {
 
-// The callback operations refuse a null client id by their result, the other four raise. Clients
-// rely on both.
+/// The callback operations refuse a null client id by their result, the other four raise. Clients
+/// rely on both.
 
 bool ResolutionContextMgr::registerSearchStartedCallback(IResolutionContext& context,
                                                          char const* clientId,

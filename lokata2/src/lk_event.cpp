@@ -81,9 +81,9 @@ void CallbackLink::set(EventGenerator* callback) {
     m_pLock = callback->getLock();
 }
 
-// The callback of the other holder may go at this moment. It empties its holders under the lock of
-// its handler list, so under that lock it is either still whole or already gone from the other
-// holder. The old callback is let go before, so that two such locks are never nested.
+/// The callback of the other holder may go at this moment. It empties its holders under the lock of
+/// its handler list, so under that lock it is either still whole or already gone from the other
+/// holder. The old callback is let go before, so that two such locks are never nested.
 void CallbackLink::set(CallbackLink const& other) {
     detach();
     ObjectPtr<IEventGeneratorImpl> const source = other.m_pSource;

@@ -59,7 +59,7 @@ void LKSpinSharedLock::lock() {
     m_exclusiveLock.lock();
 }
 
-// The mutex goes first: a reader may start only when the writer has left the critical section.
+/// The mutex goes first: a reader may start only when the writer has left the critical section.
 void LKSpinSharedLock::unlock() {
     m_exclusiveLock.unlock();
     LKLockWrap const guard(&m_counterLock);

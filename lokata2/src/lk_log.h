@@ -27,7 +27,7 @@ private:
 
 } // namespace LK_2_13
 
-// `text` is a chain of insertions and must not stand in parentheses.
+/// `text` is a chain of insertions and must not stand in parentheses.
 // NOLINTBEGIN(bugprone-macro-parentheses)
 #define LK_LOG_AT(level, text)                                                                     \
     do {                                                                                           \

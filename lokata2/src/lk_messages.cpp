@@ -7,7 +7,7 @@ namespace LK_2_13 {
 
 char const* const VALIDATOR_MESSAGES_CATALOG = "lokata_common";
 
-// The lock comes before what it guards, so that it goes after it at exit.
+/// The lock comes before what it guards, so that it goes after it at exit.
 LKLock g_messageMgrLock;
 ObjectPtr<IMessageMgr> MessageMgr::s_messageMgr;
 
@@ -27,8 +27,8 @@ bool putCatalogMessage(IMsgContainer& container, std::string const& key,
     return true;
 }
 
-// At exit this runs inside the last release by the very pointer that it sets to null: that takes
-// the count below 0, where nothing is destroyed again.
+/// At exit this runs inside the last release by the very pointer that it sets to null: that takes
+/// the count below 0, where nothing is destroyed again.
 MessageMgr::~MessageMgr() {
     LKLockWrap const guard(&g_messageMgrLock);
     s_messageMgr = ObjectPtr<IMessageMgr>();

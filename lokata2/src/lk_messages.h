@@ -51,7 +51,7 @@ private:
     virtual std::string key() const = 0;
 };
 
-// The key in the catalogue is the name of the class without its last word.
+/// The key in the catalogue is the name of the class without its last word.
 #define LK_MESSAGE_CLASS(Name, parameters)                                                         \
     class Name : public CatalogMessage<I##Name> { /* NOLINT(bugprone-macro-parentheses) */         \
     public:                                                                                        \

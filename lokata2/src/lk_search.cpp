@@ -107,7 +107,7 @@ FileSearch::FileSearch(ObjectPtr<ISearchEnv> const& searchEnv)
         utils::createUniqueTempDir(m_tempDir);
 }
 
-// A directory that cannot be removed stays behind: a destructor has nobody to tell.
+/// A directory that cannot be removed stays behind: a destructor has nobody to tell.
 FileSearch::~FileSearch() {
     if (m_tempDir.empty())
         return;

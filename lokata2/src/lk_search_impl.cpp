@@ -50,8 +50,8 @@ ObjectPtr<IValidFile> FoundFilesLazyIterator::next() {
     return next();
 }
 
-// False for a value that is no step, which only a client's own steps iterator can give. That
-// iterator is then not moved on, so it is asked to run the same value again by the next call.
+/// False for a value that is no step, which only a client's own steps iterator can give. That
+/// iterator is then not moved on, so it is asked to run the same value again by the next call.
 bool FoundFilesLazyIterator::runStep(search_step_t step) {
     switch (step) {
     case ssArchiveSearchDirs:
@@ -81,7 +81,7 @@ bool FoundFilesLazyIterator::runStep(search_step_t step) {
     }
 }
 
-// Most candidates of a search do not exist, so nothing is built or copied before that is known.
+/// Most candidates of a search do not exist, so nothing is built or copied before that is known.
 bool FoundFilesLazyIterator::validateAndAdd(char const* fileName, unsigned int step) {
     LK_TRACE();
     if (!utils::fileExists(fileName)) {

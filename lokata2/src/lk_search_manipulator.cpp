@@ -108,7 +108,7 @@ bool SearchManipulator::setOwnNoFilesFoundCallback(char const* clientId,
     return true;
 }
 
-// No comparison with the value stored before: a capture that is set twice is taken twice.
+/// No comparison with the value stored before: a capture that is set twice is taken twice.
 bool SearchManipulator::setSearchDirsBehavior(char const* clientId,
                                               search_dirs_behavior_t behavior) {
     if (clientId == nullptr)

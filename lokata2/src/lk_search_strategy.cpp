@@ -30,8 +30,8 @@ void forEachNamedDirectory(ObjectPtr<ISearchDirIterator> const& iterator, Visit 
 BasicFileSearchStrategy::BasicFileSearchStrategy(ISearchEnv* env, char const* fileName)
     : m_pSearchEnv(env), m_fileName(orEmpty(fileName)) {}
 
-// An archive keeps a file below a directory of its name, one subdirectory for each checksum. So
-// only that directory is walked, always recursively, whatever the flags of the record say.
+/// An archive keeps a file below a directory of its name, one subdirectory for each checksum. So
+/// only that directory is walked, always recursively, whatever the flags of the record say.
 bool BasicFileSearchStrategy::findInArchiveDirs(ISearchResultsContainer& results) {
     if (m_pSearchEnv == nullptr)
         return false;
@@ -122,7 +122,7 @@ char const* BasicFileSearchStrategy::cacheDirOrReport() const {
     return nullptr;
 }
 
-// Two walks of their own: a directory that stands in both lists is searched twice.
+/// Two walks of their own: a directory that stands in both lists is searched twice.
 bool BasicFileSearchStrategy::findInPriorityDirs(ISearchResultsContainer& results,
                                                  bool highPriority) {
     if (m_pSearchEnv == nullptr)

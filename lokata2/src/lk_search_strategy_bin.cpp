@@ -46,8 +46,8 @@ bool BinFileSearchStrategy::lookUpAbsoluteName(ISearchResultsContainer& results)
     }
 }
 
-// "vmlinux" is searched as a module like any bare name; the image has its own searches by a name
-// with a directory.
+/// "vmlinux" is searched as a module like any bare name; the image has its own searches by a name
+/// with a directory.
 bool BinFileSearchStrategy::findInSystemDirs(ISearchResultsContainer& results) {
     std::string const name = fileToSearch();
     bool const isModule = paths::stem(name) == name;
@@ -69,8 +69,8 @@ search_category_t BinFileSearchStrategy::getCategorySpecific() {
     return scBinaryFiles;
 }
 
-// The modules are those of the kernel that runs here, the debug tree is that of the kernel that was
-// profiled.
+/// The modules are those of the kernel that runs here, the debug tree is that of the kernel that
+/// was profiled.
 void BinFileSearchStrategy::fillSystemDirs(ISearchDirectoryContainer& container) {
     container.addSearchDirectory("/lib/modules", false);
     utsname machine{};

@@ -66,8 +66,8 @@ search_category_t SymFileSearchStrategy::getCategorySpecific() {
     return scSymbolFiles;
 }
 
-// Both directories are flat: the walk over the directories of a name reaches what lies below them.
-// A name that begins with that of the binary has the binary's directory in it already.
+/// Both directories are flat: the walk over the directories of a name reaches what lies below them.
+/// A name that begins with that of the binary has the binary's directory in it already.
 void SymFileSearchStrategy::fillSystemDirs(ISearchDirectoryContainer& container) {
     container.addSearchDirectory("/usr/lib/debug", false);
     std::string_view const name = fileToSearch();

@@ -88,8 +88,8 @@ bool Validator::hasOtherChecksum(char const* fileName) {
     return found && !found->isEqualTo(*m_pChecksum);
 }
 
-// A failing retriever may have written something: only the result of a success is kept, so that the
-// next candidate asks again.
+/// A failing retriever may have written something: only the result of a success is kept, so that
+/// the next candidate asks again.
 void Validator::retrieveChecksum() {
     std::string name = m_fileName;
     if (!fixLinuxName(name) && !paths::isRooted(name))

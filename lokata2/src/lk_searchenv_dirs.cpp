@@ -79,8 +79,8 @@ ObjectPtr<IEditableSearchDirContainer> IEditableSearchDirContainer::create() {
     return new EditableSearchDirContainer;
 }
 
-// A category never touched gives null, one that was touched and is empty an iterator without
-// records. That is meant: callers read both as an empty list, savers tell them apart.
+/// A category never touched gives null, one that was touched and is empty an iterator without
+/// records. That is meant: callers read both as an empty list, savers tell them apart.
 ObjectPtr<ISearchDirIterator>
 EditableSearchDirContainer::enumerate(search_category_t category) const {
     ObjectPtr<FilteredDirList> const list = getDirListForCategory(category);

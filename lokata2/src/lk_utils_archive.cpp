@@ -12,14 +12,15 @@ namespace LK_2_13::utils {
 
 namespace {
 
-// createDir does not tell a directory that exists from a failure, and another writer may make it
-// between the first question and the attempt.
+/// createDir does not tell a directory that exists from a failure, and another writer may make it
+/// between the first question and the attempt.
 bool ensureDirectory(std::string const& directory) {
     return isDirectory(directory.c_str()) || createDir(directory.c_str()) ||
            isDirectory(directory.c_str());
 }
 
-// No exception leaves the archive: that of a library which refuses the algorithm means no checksum.
+/// No exception leaves the archive: that of a library which refuses the algorithm means no
+/// checksum.
 ObjectPtr<IChecksum> md5Of(IChecksumCalculator& calculator, char const* source) {
     try {
         return calculator.calculateChecksum(source, ctMd5);

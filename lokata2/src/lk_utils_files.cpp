@@ -11,8 +11,8 @@
 
 namespace LK_2_13::utils {
 
-// The first question about every candidate of a search, hence the plain call: any error, not only
-// a missing file, reads as false.
+/// The first question about every candidate of a search, hence the plain call: any error, not only
+/// a missing file, reads as false.
 bool fileExists(char const* name) {
     struct stat status {};
     return name != nullptr && ::stat(name, &status) == 0;

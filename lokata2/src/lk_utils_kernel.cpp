@@ -42,11 +42,11 @@ private:
     bool m_isReady = false;
 };
 
-// Takes bytes through the first signature; false at the end. The scan goes on behind the byte that
-// breaks a match, with no stepping back, so a signature that begins at that byte is not seen. That
-// is meant: what was unpacked is kept under the checksum of the image, so the same image must
-// always give the same. Bytes come from the buffer, as a stream's own `get` costs ten times as
-// much.
+/// Takes bytes through the first signature; false at the end. The scan goes on behind the byte that
+/// breaks a match, with no stepping back, so a signature that begins at that byte is not seen. That
+/// is meant: what was unpacked is kept under the checksum of the image, so the same image must
+/// always give the same. Bytes come from the buffer, as a stream's own `get` costs ten times as
+/// much.
 bool skipPastSignature(std::streambuf& in) {
     using traits_t = std::streambuf::traits_type;
     std::size_t matched = 0;
@@ -59,8 +59,8 @@ bool skipPastSignature(std::streambuf& in) {
     return true;
 }
 
-// Leaves the stream at the first signature. A read error, which a buffer tells by an exception,
-// ends the scan like the end of the file.
+/// Leaves the stream at the first signature. A read error, which a buffer tells by an exception,
+/// ends the scan like the end of the file.
 bool seekSignature(std::istream& in) try {
     return skipPastSignature(*in.rdbuf()) &&
            in.seekg(-static_cast<std::streamoff>(c_signature.size()), std::ios::cur).good();
@@ -68,7 +68,8 @@ bool seekSignature(std::istream& in) try {
     return false;
 }
 
-// A target that cannot be closed without an error is not whole. Only one that was opened here goes.
+/// A target that cannot be closed without an error is not whole. Only one that was opened here
+/// goes.
 bool extractTo(std::ifstream& in, char const* target) {
     std::ofstream out(target, std::ios::binary | std::ios::trunc);
     bool const isOpened = out.is_open();

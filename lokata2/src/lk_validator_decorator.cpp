@@ -49,7 +49,7 @@ ValidatorCallbackDecorator::ValidatorCallbackDecorator(IValidatorCallback* userC
     m_pFileDoesNotExistMessage = m_pMessageMgr->getFileDoesNotExistMessage();
 }
 
-// Each check asks the file system anew. The severity is set before the message is made.
+/// Each check asks the file system anew. The severity is set before the message is made.
 validation_result_t ValidatorCallbackDecorator::validate(char const* fileName,
                                                          IErrorInfoContainer& errorInfo) {
     if (fileName == nullptr)
@@ -81,8 +81,8 @@ std::string ValidatorCallbackDecorator::getFileDoesntExistErrMessage(char const*
     return textOf(m_pFileDoesNotExistMessage, "%FileDoesNotExist", fileName);
 }
 
-// The fallback is not the key of the catalogue, and that is meant: it is the text by which clients
-// know that the catalogue is missing.
+/// The fallback is not the key of the catalogue, and that is meant: it is the text by which clients
+/// know that the catalogue is missing.
 std::string ValidatorCallbackDecorator::getFileIsNotReadableErrMessage(char const* fileName) {
     return textOf(m_pFileIsNotReadableMessage, "%CantOpenFile", fileName);
 }

@@ -8,7 +8,7 @@
 
 namespace lokata::unpack {
 
-// O_NONBLOCK: opening a pipe must not wait for its writer.
+/// O_NONBLOCK: opening a pipe must not wait for its writer.
 ImageFile::ImageFile(std::string const& path)
     : m_descriptor(toolbelt2::descriptor_t::open(path.c_str(), O_RDONLY | O_NONBLOCK)) {
     struct stat status {};

@@ -18,15 +18,15 @@ using namespace std::string_view_literals;
 
 constexpr std::size_t c_head = 64;
 
-// Far above the handful of false signatures in a real image; bounds the work on a made-up one.
+/// Far above the handful of false signatures in a real image; bounds the work on a made-up one.
 constexpr int c_maxCandidates = 256;
 
 /// What is inside: an ELF file (a vmlinux or a module), or the flat boot image that arm64, riscv
 /// and loongarch kernels are packed from. A flat image carries no build-id note.
 enum class KernelKind { elf, boot_image };
 
-// Sources: the ELF identification of elf(5); for the flat images Linux, Documentation/arch:
-// arm64/booting.rst, riscv/boot-image-header.rst, loongarch/booting.rst.
+/// Sources: the ELF identification of elf(5); for the flat images Linux, Documentation/arch:
+/// arm64/booting.rst, riscv/boot-image-header.rst, loongarch/booting.rst.
 std::optional<KernelKind> kernelKindOf(std::string_view head) {
     if (head.size() < c_head)
         return std::nullopt;
@@ -49,7 +49,7 @@ std::optional<KernelKind> kindOfPayload(ImageFile const& image, Payload const& p
     return kernelKindOf(head);
 }
 
-// A packed flat kernel is left to the scan: boot loaders want device trees behind it.
+/// A packed flat kernel is left to the scan: boot loaders want device trees behind it.
 std::optional<Payload> findInPackedFile(ImageFile const& image) {
     auto const payload = packedFile(image);
     try {

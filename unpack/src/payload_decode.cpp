@@ -51,8 +51,8 @@ la_ssize_t readForArchive(archive* pArchive, void* pData, void const** ppBuffer)
     }
 }
 
-// For bzip2, and for lz4 with `payload.end` at the exact end of the frame. False if the sink ended
-// it early.
+/// For bzip2, and for lz4 with `payload.end` at the exact end of the frame. False if the sink ended
+/// it early.
 bool decodeWithArchive(ImageFile const& image, Payload const& payload, Sink const& sink) {
     std::unique_ptr<archive, int (*)(archive*)> const reader(archive_read_new(), archive_read_free);
     if (!reader)
@@ -88,8 +88,8 @@ bool decodeWithArchive(ImageFile const& image, Payload const& payload, Sink cons
     }
 }
 
-// A legacy frame ends without a mark where no further block can stand. Source:
-// doc/lz4_Frame_format.md of LZ4, and lib/decompress_unlz4.c of Linux for the block size.
+/// A legacy frame ends without a mark where no further block can stand. Source:
+/// doc/lz4_Frame_format.md of LZ4, and lib/decompress_unlz4.c of Linux for the block size.
 std::uint64_t lz4FrameEnd(ImageFile const& image, Payload const& payload) {
     constexpr std::uint64_t c_block = 8u << 20;
     constexpr std::uint64_t c_largestPackedBlock = c_block + c_block / 255 + 16;
@@ -107,9 +107,9 @@ std::uint64_t lz4FrameEnd(ImageFile const& image, Payload const& payload) {
     return position;
 }
 
-// A legacy frame has no checksum and no end mark, so a cut at the border of a block shows only in
-// the unpacked size that kernel builds append to it (size_append in scripts/Makefile.lib of Linux).
-// There is none in a file that lz4 itself packed, which begins and ends with its frame.
+/// A legacy frame has no checksum and no end mark, so a cut at the border of a block shows only in
+/// the unpacked size that kernel builds append to it (size_append in scripts/Makefile.lib of
+/// Linux). There is none in a file that lz4 itself packed, which begins and ends with its frame.
 void decodeLz4(ImageFile const& image, Payload const& payload, Sink const& sink) {
     std::uint64_t const end = lz4FrameEnd(image, payload);
     std::uint64_t produced = 0;

@@ -18,7 +18,7 @@ using toolbelt2::starts_with;
 
 constexpr std::size_t c_scanBlock = 0x40000;
 
-// No image comes near it; bounds the time for a huge file.
+/// No image comes near it; bounds the time for a huge file.
 constexpr std::uint64_t c_maxScan = std::uint64_t{1} << 30;
 
 Payload payloadAt(ImageFile const& image, std::uint64_t offset, std::uint64_t length) {
@@ -37,8 +37,8 @@ Payload payloadAt(ImageFile const& image, std::uint64_t offset, std::uint64_t le
 
 } // namespace
 
-// Sources: Linux, Documentation/arch/x86/boot.rst (fields setup_sects, boot_flag, header, version,
-// payload_offset, payload_length), and drivers/firmware/efi/libstub/zboot-header.S.
+/// Sources: Linux, Documentation/arch/x86/boot.rst (fields setup_sects, boot_flag, header, version,
+/// payload_offset, payload_length), and drivers/firmware/efi/libstub/zboot-header.S.
 std::optional<Payload> payloadByHeader(ImageFile const& image) {
     char buffer[0x250];
     std::string_view const header(buffer, image.readAt(0, buffer, sizeof buffer));

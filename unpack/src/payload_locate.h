@@ -13,8 +13,8 @@ namespace lokata::unpack {
 /// The compressed kernel inside an image.
 struct Payload {
     Compression compression;
-    std::uint64_t offset; ///< first byte in the image file
-    std::uint64_t end;    ///< behind the last byte that may belong to it
+    std::uint64_t offset; ///< First byte in the image file.
+    std::uint64_t end;    ///< Behind the last byte that may belong to it.
     /// True for a file that was packed as a whole: its streams make up all of the file. Otherwise
     /// the kernel is one stream, and something else may follow.
     bool is_whole_file;

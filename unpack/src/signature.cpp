@@ -13,9 +13,9 @@ namespace {
 using namespace std::string_view_literals;
 using toolbelt2::starts_with;
 
-// The header of an .lzma file has no magic number: properties (0x5d is what every encoder
-// writes by default), dictionary size, unpacked size or all ones. Source: doc/lzma-file-format.txt
-// of XZ Utils, which also gives this way of telling such files from others.
+/// The header of an .lzma file has no magic number: properties (0x5d is what every encoder
+/// writes by default), dictionary size, unpacked size or all ones. Source: doc/lzma-file-format.txt
+/// of XZ Utils, which also gives this way of telling such files from others.
 bool isLzmaHeader(std::string_view bytes) {
     if (bytes.size() < c_longestSignature)
         return false;
@@ -25,7 +25,7 @@ bool isLzmaHeader(std::string_view bytes) {
     return isPowerOfTwo && (unpacked == ~std::uint64_t{0} || unpacked >> 32 == 0);
 }
 
-// What follows a mark that is too short to be sure of.
+/// What follows a mark that is too short to be sure of.
 bool isConfirmed(std::string_view bytes, Compression compression) {
     switch (compression) {
     case Compression::gzip:

@@ -14,12 +14,12 @@ namespace lokata::unpack {
 
 namespace {
 
-// Twice the largest dictionary that kernel builds ask of xz, and the largest window that zstd uses
-// without being asked (128 MiB each).
+/// Twice the largest dictionary that kernel builds ask of xz, and the largest window that zstd uses
+/// without being asked (128 MiB each).
 constexpr std::uint64_t c_lzmaMemory = 256U << 20;
 constexpr int c_zstdWindowLog = 27;
 
-// For z_stream and lzma_stream, which name their fields alike.
+/// For z_stream and lzma_stream, which name their fields alike.
 template <typename Stream, typename Code>
 auto run(Stream& stream, std::string_view& input, Room& room, Code const& code) {
     stream.next_in = reinterpret_cast<unsigned char const*>(input.data());
@@ -62,8 +62,8 @@ private:
     z_stream m_stream{};
 };
 
-// xz itself goes from stream to stream where all are wanted, since it knows the padding that may
-// stand between them.
+/// xz itself goes from stream to stream where all are wanted, since it knows the padding that may
+/// stand between them.
 class LzmaDecoder : public StreamDecoder {
 public:
     LzmaDecoder(Compression compression, Extent extent) {
@@ -110,8 +110,8 @@ public:
         ZSTD_DCtx_setParameter(m_stream.get(), ZSTD_d_windowLogMax, c_zstdWindowLog);
     }
 
-    // Gives the library no more than it asks for, which is a block: it keeps back all of a call
-    // that meets damage. Behind the end of a frame it begins with the next by itself.
+    /// Gives the library no more than it asks for, which is a block: it keeps back all of a call
+    /// that meets damage. Behind the end of a frame it begins with the next by itself.
     Step step(std::string_view& input, bool, Room& room) override {
         ZSTD_inBuffer in{input.data(), std::min(input.size(), m_wanted), 0};
         ZSTD_outBuffer out{room.data, room.size, 0};

@@ -18,7 +18,7 @@ using ::testing::HasSubstr;
 
 std::string const c_kernel = "\x7f\x45LF\x02\x01\x01"s + std::string(57, '\0') + noise(300000);
 
-// A legacy frame of two blocks, each one run of literals.
+/// A legacy frame of two blocks, each one run of literals.
 std::string lz4(std::string_view data) {
     std::string packed = "\x02\x21\x4c\x18";
     for (auto const& part : {data.substr(0, data.size() / 2), data.substr(data.size() / 2)}) {
@@ -37,7 +37,7 @@ std::string pack(std::string const& data, Compression compression) {
     return packers.at(compression)(data);
 }
 
-// As a kernel build does: all but gzip get the unpacked size appended.
+/// As a kernel build does: all but gzip get the unpacked size appended.
 std::string withSize(std::string const& packed, Compression compression) {
     return compression == Compression::gzip ? packed : packed + number(c_kernel.size(), 4);
 }
@@ -66,7 +66,7 @@ std::string zbootImage(std::string const& payload, std::size_t declaredSize) {
     return image + payload;
 }
 
-// The payload's signature lies across the border of two blocks of the scan.
+/// The payload's signature lies across the border of two blocks of the scan.
 std::string plainImage(std::string const& payload) {
     std::string image = c_decoys;
     image.resize(0x40000 - 2, '\0');
@@ -79,7 +79,7 @@ protected:
         m_tree.file("vmlinuz", image);
         return unpackKernel(m_image, m_target);
     }
-    // What comes out is the kernel.
+    /// What comes out is the kernel.
     void expectKernel(std::string const& image, std::string const& kernel) {
         auto const result = unpack(image);
         ASSERT_TRUE(result.ok) << result.message;
@@ -88,7 +88,7 @@ protected:
     }
     auto files() { return std::distance(std::filesystem::directory_iterator(m_tree.root()), {}); }
 
-    // A failure says why and leaves an older target alone, and nothing else.
+    /// A failure says why and leaves an older target alone, and nothing else.
     void expectFailure(std::string const& image, std::string const& reason) {
         m_tree.file("vmlinux", "older");
         auto const result = unpack(image);

@@ -25,8 +25,8 @@ struct ArchiveOptions {
     SearchOptions contexts;
 };
 
-// As the library's own archiving chooses it: that of the nearest context which has one. The
-// environment of the context lists the archives' directories for a category, nearest first.
+/// As the library's own archiving chooses it: that of the nearest context which has one. The
+/// environment of the context lists the archives' directories for a category, nearest first.
 std::string nearestArchive(ContextChain const& chain, search_category_t category) {
     auto const archives =
         chain.manager().createSearchEnv(*chain.nearest(), nullptr, nullptr)->archiveDirs(category);

@@ -23,8 +23,8 @@ struct ChecksumOptions {
     std::vector<std::string> files;
 };
 
-// A name with a backslash, a newline or a carriage return is escaped, and the line says so with a
-// backslash in front, as md5sum of GNU coreutils does it.
+/// A name with a backslash, a newline or a carriage return is escaped, and the line says so with a
+/// backslash in front, as md5sum of GNU coreutils does it.
 std::string checksumLine(std::string const& digest, std::string const& name) {
     std::string escaped;
     for (char const c : name)

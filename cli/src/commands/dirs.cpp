@@ -26,7 +26,7 @@ namespace {
 struct DirsOptions {
     std::string store;
     std::vector<std::string> dirs;
-    std::vector<search_category_t> categories; ///< empty for all
+    std::vector<search_category_t> categories; ///< Empty for all.
 
     std::string storeFile() const { return store.empty() ? defaultStoreFile() : store; }
 
@@ -50,8 +50,8 @@ struct DirsOptions {
     }
 };
 
-// Reads the store, changes it and writes it back once, alone among the programs that do so. A
-// change that gives false leaves the store as it was.
+/// Reads the store, changes it and writes it back once, alone among the programs that do so. A
+/// change that gives false leaves the store as it was.
 bool changeStore(std::string const& file,
                  std::function<bool(IEditableSearchDirContainer&)> const& change) {
     std::error_code error;
@@ -78,7 +78,7 @@ ExitStatus add(DirsOptions const& options) {
     return ExitStatus::done;
 }
 
-// The container can only be cleared as a whole, so what stays is added anew.
+/// The container can only be cleared as a whole, so what stays is added anew.
 bool removeDir(IEditableSearchDirContainer& stored, SearchDirArgument const& dir) {
     std::string const wanted = utils::getCanonicalName(dir.directory.c_str(), true);
     auto const records = stored.enumerate(dir.category);

@@ -28,8 +28,8 @@ struct RunOptions {
     SearchOptions search;
 };
 
-// Category, name and path, with tabs between them and "-" for the path of a file not found. Names
-// with a tab or a newline must not make other fields and lines.
+/// Category, name and path, with tabs between them and "-" for the path of a file not found. Names
+/// with a tab or a newline must not make other fields and lines.
 std::string resultLine(SearchRecord const& record) {
     return std::string(profile::wordOf(c_fileCategoryWords, record.category)) + "\t" +
            profile::displayName(record.name) + "\t" +

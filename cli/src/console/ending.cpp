@@ -33,8 +33,8 @@ void change(int signal, void (*handler)(int)) {
 
 volatile std::sig_atomic_t g_isInterrupted = 0;
 
-// Blocked for the main thread from the return on, so that the next one goes to the thread that
-// waits for signals.
+/// Blocked for the main thread from the return on, so that the next one goes to the thread that
+/// waits for signals.
 void noteInterrupt(int signal, siginfo_t* /*info*/, void* context) {
     g_isInterrupted = 1;
     ::sigaddset(&static_cast<ucontext_t*>(context)->uc_sigmask, signal);

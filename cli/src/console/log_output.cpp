@@ -14,8 +14,8 @@
 namespace lokata::cli {
 namespace {
 
-// The library ends its records with a newline, the trace records of log4cplus have none. Names in
-// them are foreign and must not look like further records.
+/// The library ends its records with a newline, the trace records of log4cplus have none. Names in
+/// them are foreign and must not look like further records.
 class LineLayout : public log4cplus::Layout {
 public:
     void formatAndAppend(log4cplus::tostream& output,

@@ -39,7 +39,7 @@ public:
 private:
     bool m_isOn;
     bool m_isDrawn = false;
-    std::int64_t m_nextDrawing = 0; ///< milliseconds of the steady clock
+    std::int64_t m_nextDrawing = 0; ///< Milliseconds of the steady clock.
 };
 
 } // namespace lokata::cli

@@ -14,8 +14,8 @@ using namespace LK_2_13;
 
 namespace {
 
-// A context that stands for no directory. Its id begins with a blank, which the id of a directory,
-// an absolute path, never does.
+/// A context that stands for no directory. Its id begins with a blank, which the id of a directory,
+/// an absolute path, never does.
 class NamelessContext : public RefCountImpl<IResolutionContext> {
 public:
     explicit NamelessContext(std::string const& what) : m_id(" " + what) {}

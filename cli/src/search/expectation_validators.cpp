@@ -23,7 +23,7 @@ std::string expectedAndFound(std::string const& expected, std::string const& fou
     return "expected " + expected + ", found " + found;
 }
 
-// The library's sentence first, the difference in brackets behind it.
+/// The library's sentence first, the difference in brackets behind it.
 template <class Message>
 void fill(Message& message, IMsgContainer& container, char const* fileName,
           std::string const& difference) {
@@ -40,8 +40,8 @@ ExpectedChecksum::ExpectedChecksum(search_category_t category, ObjectPtr<IChecks
     , m_pCalculator(IChecksumCalculator::create())
     , m_pExpected(expected) {}
 
-// The base leaves a file without a checksum undecided, which the policy would accept: but the user
-// named the content that is wanted.
+/// The base leaves a file without a checksum undecided, which the policy would accept: but the user
+/// named the content that is wanted.
 validation_result_t ExpectedChecksum::validate(char const* fileName,
                                                IErrorInfoContainer& errorInfo) {
     m_pFound = m_pCalculator->calculateChecksum(fileName, m_pExpected->type());

@@ -34,7 +34,7 @@ private:
 
     LK_2_13::ObjectPtr<LK_2_13::IChecksumCalculator> m_pCalculator;
     LK_2_13::ObjectPtr<LK_2_13::IChecksum> m_pExpected;
-    LK_2_13::ObjectPtr<LK_2_13::IChecksum> m_pFound; ///< of the file being judged; may be null
+    LK_2_13::ObjectPtr<LK_2_13::IChecksum> m_pFound; ///< Of the file being judged; may be null.
 };
 
 class ExpectedTimeAndSize : public LK_2_13::SourceFileTimeAndSizeMatchValidator {
@@ -52,7 +52,7 @@ public:
 private:
     std::uint64_t m_expectedTime;
     std::uint64_t m_expectedSize;
-    std::string m_fileName; ///< the file being judged
+    std::string m_fileName; ///< The file being judged.
 };
 
 /// Valid is a file that is not newer than the reference.
@@ -67,7 +67,7 @@ public:
 
 private:
     std::string m_referenceFile;
-    std::string m_fileName; ///< the file being judged
+    std::string m_fileName; ///< The file being judged.
 };
 
 } // namespace lokata::cli

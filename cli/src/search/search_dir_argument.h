@@ -11,7 +11,7 @@ struct SearchDirArgument {
     LK_2_13::search_category_t category;
     bool recursive;
     bool priority;
-    std::string directory; ///< as given, never empty
+    std::string directory; ///< As given, never empty.
 };
 
 /// Reads the form that the library's `getSearchDirCommandLine` writes, with the flags in any order.

@@ -22,14 +22,14 @@ constexpr profile::Word<LK_2_13::confidence_level_t> c_policies[]{
 
 /// Where a search looks, as the command line says it. All commands that search share it.
 struct SearchOptions {
-    std::vector<std::string> contexts; ///< directories, nearest first
+    std::vector<std::string> contexts; ///< Directories, nearest first.
     std::string result_dir;
     bool no_user = false;
-    std::string store;                    ///< empty for the default
+    std::string store;                    ///< Empty for the default.
     std::vector<std::string> search_dirs; ///< WORD[:FLAGS]=DIR
-    std::vector<std::string> archives;    ///< nearest first
+    std::vector<std::string> archives;    ///< Nearest first.
     std::string cache_dir;
-    std::string steps; ///< empty for the library's own choice
+    std::string steps; ///< Empty for the library's own choice.
     std::string kernel_release;
     LK_2_13::confidence_level_t policy = LK_2_13::clAccept;
 };

@@ -10,8 +10,8 @@ void SearchRecorder::start(SearchRequest const& request, bool all) {
     m_record = SearchRecord{request.category, request.name, {}, {}};
 }
 
-// A search for a kernel can be several searches in a row. Each adds what it rejected; only the last
-// one can have found something.
+/// A search for a kernel can be several searches in a row. Each adds what it rejected; only the
+/// last one can have found something.
 ObjectPtr<IValidFile> SearchRecorder::record(IInvalidFileIterator& invalidFiles,
                                              IValidFileIterator& validFiles) {
     for (auto file = invalidFiles.next(); file; file = invalidFiles.next())

@@ -15,8 +15,8 @@ char const* orNull(std::string const& text) {
     return text.empty() ? nullptr : text.c_str();
 }
 
-// The library joins a name to its directories as it is, and steps up would lead out of them: so
-// they are resolved here, and left out where they lead above the start of the name.
+/// The library joins a name to its directories as it is, and steps up would lead out of them: so
+/// they are resolved here, and left out where they lead above the start of the name.
 std::string withoutStepsUp(std::string const& name) {
     if (name.find("..") == std::string::npos)
         return name;
@@ -36,9 +36,9 @@ SearchSession::SearchSession(SearchOptions const& options, History history) : m_
     m_pSearch = IFileSearch::create(environment);
 }
 
-// With a history every answer goes through the no-files-found callback, which takes the valid file:
-// so it is there that the answer is remembered, found or not, and the default files-found callback
-// is left without a history of its own.
+/// With a history every answer goes through the no-files-found callback, which takes the valid
+/// file: so it is there that the answer is remembered, found or not, and the default files-found
+/// callback is left without a history of its own.
 void SearchSession::registerCallbacks(History history) {
     auto& manager = m_setup.chain().manager();
     auto const& context = m_setup.chain().nearest();

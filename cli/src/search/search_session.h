@@ -19,9 +19,9 @@ namespace lokata::cli {
 
 /// What a session does with its answer to an earlier, equal request.
 enum class History {
-    off,     ///< nothing: each request is searched
-    suggest, ///< it is tried first; if it does not hold any more, the search goes on
-    only     ///< it is tried alone
+    off,     ///< Nothing: each request is searched.
+    suggest, ///< It is tried first; if it does not hold any more, the search goes on.
+    only     ///< It is tried alone.
 };
 
 constexpr profile::Word<History> c_histories[]{

@@ -36,8 +36,8 @@ void SearchSetup::registerDirs(SearchOptions const& options) {
         *m_chain.nearest(), options.cache_dir.empty() ? nullptr : options.cache_dir.c_str());
 }
 
-// The library leaves the cache directory out unless it is asked for, and nobody names one on the
-// command line for another reason.
+/// The library leaves the cache directory out unless it is asked for, and nobody names one on the
+/// command line for another reason.
 void SearchSetup::registerSteps(SearchOptions const& options) {
     constexpr auto c_allSteps = static_cast<search_step_t>(~0U);
     auto const steps = ISearchStepsConfigurator::create();

@@ -40,8 +40,8 @@ ObjectPtr<IChecksum> parseChecksum(std::string_view text) {
     return nullptr;
 }
 
-// The conversion of CLI11 takes a minus sign for a very large number. 0 stands for a value that is
-// not known.
+/// The conversion of CLI11 takes a minus sign for a very large number. 0 stands for a value that is
+/// not known.
 CLI::Validator const c_positiveNumber(
     [](std::string& text) {
         bool const isPositive = text.find_first_not_of("0123456789") == std::string::npos &&

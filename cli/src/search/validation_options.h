@@ -15,9 +15,9 @@ namespace lokata::cli {
 
 /// What the command line says about the wanted file itself.
 struct ValidationOptions {
-    std::vector<std::string> expected;   ///< see `ValidatorSet::addExpected`
-    std::uint64_t modification_time = 0; ///< seconds since the epoch
-    std::uint64_t size = 0;              ///< bytes
+    std::vector<std::string> expected;   ///< See `ValidatorSet::addExpected`.
+    std::uint64_t modification_time = 0; ///< Seconds since the epoch.
+    std::uint64_t size = 0;              ///< Bytes.
     std::string not_newer_than;
     std::vector<std::string> except_dirs;
 };

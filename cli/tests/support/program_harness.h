@@ -16,7 +16,7 @@ inline std::string const c_md5OfAbc = "900150983cd24fb0d6963f7d28e17f72";
 
 /// What a run of the real program ended with.
 struct Outcome {
-    int status; ///< the exit status, or minus the signal that ended it
+    int status; ///< The exit status, or minus the signal that ended it.
     std::string out;
     std::string err;
 

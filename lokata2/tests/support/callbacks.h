@@ -13,8 +13,8 @@
 
 namespace LK_2_13::test {
 
-// The callbacks of a client. Each does for every category what its function says, and writes down
-// what it was asked last.
+/// The callbacks of a client. Each does for every category what its function says, and writes down
+/// what it was asked last.
 
 inline std::string textOf(RequestedFile const& file) {
     return std::to_string(file.category) + " " + file.file_name + " " + file.binary_name + " " +

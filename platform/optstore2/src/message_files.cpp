@@ -57,8 +57,8 @@ std::vector<fs::path> const& installedMessageDirectories() {
 
 namespace {
 
-// Asked once while the library is loaded: the loader may know it by a relative path, which means
-// another place when the process has changed its directory.
+/// Asked once while the library is loaded: the loader may know it by a relative path, which means
+/// another place when the process has changed its directory.
 [[maybe_unused]] auto const& g_askedAtLoad = installedMessageDirectories();
 
 } // namespace

@@ -16,8 +16,8 @@ namespace optstore2 {
 
 namespace {
 
-// Marks the file as a property store among all SQLite files ("LKPS" in ASCII), and says which
-// shape of its table this program knows.
+/// Marks the file as a property store among all SQLite files ("LKPS" in ASCII), and says which
+/// shape of its table this program knows.
 constexpr std::int64_t c_applicationId = 0x4C4B5053;
 constexpr std::int64_t c_formatVersion = 1;
 

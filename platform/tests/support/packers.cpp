@@ -7,7 +7,7 @@
 
 namespace {
 
-// Larger than what the content takes in any format.
+/// Larger than what the content takes in any format.
 std::string roomFor(std::string_view content) {
     return std::string(content.size() + content.size() / 100 + 4096, '\0');
 }

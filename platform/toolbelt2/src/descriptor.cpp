@@ -29,7 +29,7 @@ void descriptor_t::reset(int descriptor) noexcept {
     m_descriptor = descriptor;
 }
 
-// Linux closes a descriptor even if a signal interrupts close(2): once more could hit a new one.
+/// Linux closes a descriptor even if a signal interrupts close(2): once more could hit a new one.
 std::error_code descriptor_t::close() noexcept {
     int const descriptor = release();
     bool const failed = descriptor >= 0 && ::close(descriptor) != 0;

@@ -118,8 +118,8 @@ void pending_file_t::commit(durability_t durability) {
     m_isCommitted = true;
 }
 
-// A link and not a rename, which not every file system can do without replacing. Where there are no
-// links, as on FAT, it has to.
+/// A link and not a rename, which not every file system can do without replacing. Where there are
+/// no links, as on FAT, it has to.
 bool pending_file_t::commit_as_new() {
     finish_content(durability_t::on_disk);
     mutex_guard_t const guard(hidden_files().lock);

@@ -49,7 +49,7 @@ private:
 
     ForeignFile m_file;
     ElfTables m_tables;
-    // Ends before its descriptor.
+    /// Ends before its descriptor.
     std::unique_ptr<Elf, EndElf> m_elf;
 };
 

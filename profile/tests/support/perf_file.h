@@ -146,7 +146,7 @@ private:
 
     bool m_bigEndian;
     Bytes m_data;
-    std::vector<std::pair<std::string, std::string>> m_attrs; ///< each with its ids
+    std::vector<std::pair<std::string, std::string>> m_attrs; ///< Each with its ids.
     std::string m_buildIds;
     std::string m_pipedBuildIds;
 };

@@ -11,8 +11,8 @@ namespace lokata::unpack {
 /// The outcome of `unpackKernel`.
 struct UnpackResult {
     bool ok = false;
-    std::uint64_t size = 0; ///< bytes unpacked
-    std::string message;    ///< why it failed, in one sentence
+    std::uint64_t size = 0; ///< Bytes unpacked.
+    std::string message;    ///< Why it failed, in one sentence.
 };
 
 /// The default limit of what a kernel or a module may have when unpacked, in bytes.

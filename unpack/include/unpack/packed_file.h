@@ -23,8 +23,8 @@ std::string_view withoutPackedEnding(std::string_view fileName);
 /// What came out of a packed file, whole or up to what is wrong with it.
 struct Unpacked {
     std::string content;
-    std::string error;        ///< one sentence, empty when all was unpacked
-    std::uint64_t offset = 0; ///< of the error, or of the end, in the packed bytes
+    std::string error;        ///< One sentence, empty when all was unpacked.
+    std::uint64_t offset = 0; ///< Of the error, or of the end, in the packed bytes.
 };
 
 /// Unpacks a file that lies in memory and that `packingOf` knows. All members, streams or frames

@@ -62,7 +62,7 @@ public:
     /// Removes the hidden files of this process, for a process that is about to end. From then on
     /// none is made or committed: a thread that is about to waits for ever. Not for a signal
     /// handler, but for a thread that waits for signals.
-    // Unchecked, as the lock is held on return, which nobody else can name.
+    /// Unchecked, as the lock is held on return, which nobody else can name.
     static void abandon_all() TOOLBELT2_NO_THREAD_SAFETY_ANALYSIS;
 
 private:

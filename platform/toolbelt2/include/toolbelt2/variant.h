@@ -16,9 +16,9 @@ enum variant_type_t : std::int32_t {
     vtBoolean = 0,
     vtUint8 = 3,
     vtUint64 = 9,
-    vtText = 12,    ///< narrow text, UTF-8 by intent but any bytes, as a file name is
-    vtBinary = 13,  ///< bytes that are no text
-    vtLongText = 14 ///< the second kind of text, written for long texts by other programs
+    vtText = 12,    ///< Narrow text, UTF-8 by intent but any bytes, as a file name is.
+    vtBinary = 13,  ///< Bytes that are no text.
+    vtLongText = 14 ///< The second kind of text, written for long texts by other programs.
 };
 
 /// One value with its type number: 64 bits, or a text. A plain value: copies are
