@@ -17,11 +17,11 @@ public:
         : m_perfCache(std::move(perfCache)), m_root(std::move(root)) {}
 
     /// For the kernel and its modules /proc/kallsyms where the running kernel, or the module in it,
-    /// has the recorded build-id and lets its addresses be seen (kernel.kptr_restrict, see proc(5)),
-    /// else for the kernel the kallsyms that perf keeps beside that, which nothing in them proves.
-    /// For memory without a file /tmp/perf-PID.map of the recorded process, of which only one owned
-    /// by root or by this user is believed, but proves nothing: processes come and go. The format of
-    /// the latter: tools/perf/Documentation/jit-interface.txt of Linux.
+    /// has the recorded build-id and lets its addresses be seen (kernel.kptr_restrict, see
+    /// proc(5)), else for the kernel the kallsyms that perf keeps beside that, which nothing in
+    /// them proves. For memory without a file /tmp/perf-PID.map of the recorded process, of which
+    /// only one owned by root or by this user is believed, but proves nothing: processes come and
+    /// go. The format of the latter: tools/perf/Documentation/jit-interface.txt of Linux.
     ///
     /// Notes in `symbols` what was tried. False if it gives no names; then no file is set.
     bool find(Module const& module, FileResolution& symbols) const;
