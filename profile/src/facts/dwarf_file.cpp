@@ -103,6 +103,27 @@ std::string_view ElfSections::section(std::string_view name) const {
     return index ? sectionAt(*index) : std::string_view();
 }
 
+std::uint64_t ElfSections::sizeOf(std::string_view name) const {
+    auto const index = indexOf(name);
+    return index ? unpackedSize(m_tables.sections[*index]) : 0;
+}
+
+std::string ElfSections::part(std::string_view name, std::uint64_t offset,
+                              std::uint64_t size) const {
+    std::uint64_t const whole = sizeOf(name);
+    if (offset >= whole)
+        return {};
+    size = std::min(size, whole - offset);
+    ElfSection const& header = m_tables.sections[*indexOf(name)];
+    std::string bytes;
+    if ((header.flags & SHF_COMPRESSED) == 0 && !isPackedOfOld(m_tables.nameOf(header))) {
+        m_file.read(header.offset + offset, size, bytes);
+        return bytes;
+    }
+    std::string_view const content = section(name);
+    return std::string(content.substr(std::min<std::uint64_t>(offset, content.size()), size));
+}
+
 DwarfFile::DwarfFile(std::string const& path, Part part) : ElfSections(path) {
     if (m_error.empty())
         m_error = open(part);

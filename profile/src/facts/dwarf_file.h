@@ -29,6 +29,10 @@ public:
     /// The content of a section, unpacked; empty if there is none of that name, or if it is larger
     /// than any that is read. Lives as long as this object.
     std::string_view section(std::string_view name) const;
+    /// Unpacked, in bytes; 0 if there is none of that name.
+    std::uint64_t sizeOf(std::string_view name) const;
+    /// Up to `size` bytes of a section from `offset` on, read alone unless it is packed.
+    std::string part(std::string_view name, std::uint64_t offset, std::uint64_t size) const;
 
 protected:
     std::uint64_t unpackedSize(ElfSection const& section) const;

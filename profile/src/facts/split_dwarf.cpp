@@ -1,11 +1,13 @@
 #include "facts/split_dwarf.h"
 
+#include "facts/debug_content.h"
 #include "facts/dwarf_file.h"
 #include "read/cursor.h"
 #include "read/reasons.h"
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include <dwarf.h>
 #include <limits.h>
@@ -85,41 +87,127 @@ private:
     std::uint64_t m_nameBytes = 0;
 };
 
-/// The hash table of section 7.3.5.3 of DWARF 5, or of its predecessor, "version 2".
-std::vector<std::uint64_t> idsOfIndex(std::string_view index, bool bigEndian) {
-    Cursor cursor(index, bigEndian);
-    std::uint16_t const first = cursor.u16();
-    std::uint16_t const second = cursor.u16();
-    std::uint16_t const version = first == 5 ? first : bigEndian ? second : first;
-    cursor.skip(4); // the number of columns
-    std::uint32_t const units = cursor.u32();
-    std::uint32_t const slots = cursor.u32();
-    if ((version != 2 && version != 5) || slots > cursor.remaining() / 12)
-        return {};
-    Cursor rows = cursor;
-    rows.skipEntries(slots, 8);
-    std::vector<std::uint64_t> ids;
-    for (std::uint32_t i = 0; i < slots; ++i) {
-        std::uint64_t const id = cursor.u64();
-        std::uint32_t const row = rows.u32();
-        if (row != 0 && row <= units)
-            ids.push_back(id);
+/// The index of a package: section 7.3.5.3 of DWARF 5, or its predecessor, "version 2". It is one
+/// table of hashes, and one of where the parts of each unit lie.
+class PackageIndex {
+public:
+    explicit PackageIndex(ElfSections const& file)
+        : m_file(file), m_index(file.section(".debug_cu_index")) {}
+
+    /// Of the units that are there.
+    std::vector<std::uint64_t> ids() {
+        Cursor cursor(m_index, m_file.tables().big_endian);
+        if (!readHeader(cursor))
+            return {};
+        Cursor rows = cursor;
+        rows.skipEntries(m_slots, 8);
+        std::vector<std::uint64_t> ids;
+        for (std::uint32_t i = 0; i < m_slots; ++i) {
+            std::uint64_t const id = cursor.u64();
+            std::uint32_t const row = rows.u32();
+            if (row != 0 && row <= m_units && isHeld(id, row - 1))
+                ids.push_back(id);
+        }
+        return ids;
     }
-    return ids;
-}
+
+private:
+    struct Part {
+        std::string_view section;
+        std::uint64_t offset = 0;
+        std::uint64_t size = 0;
+    };
+
+    bool readHeader(Cursor& cursor) {
+        std::uint16_t const first = cursor.u16();
+        std::uint16_t const second = cursor.u16();
+        m_version = first == 5 ? first : cursor.bigEndian() ? second : first;
+        m_columns = cursor.u32();
+        m_units = cursor.u32();
+        m_slots = cursor.u32();
+        if ((m_version != 2 && m_version != 5) || m_columns > c_maxColumns ||
+            m_slots > cursor.remaining() / 12)
+            return false;
+        m_tableAt = cursor.offset() + std::uint64_t{m_slots} * 12;
+        return m_units <= (m_index.size() - m_tableAt) / 8;
+    }
+
+    std::uint32_t at(std::uint64_t line, std::uint32_t column) const {
+        Cursor cursor(m_index, m_file.tables().big_endian);
+        cursor.skip(m_tableAt + (line * m_columns + column) * 4);
+        return cursor.u32();
+    }
+
+    /// Where a column tells of one; the numbers changed between the versions.
+    std::string_view sectionOf(std::uint32_t column) const {
+        constexpr std::string_view c_names[][2]{
+            {"", ""},
+            {".debug_info.dwo", ".debug_info.dwo"},
+            {".debug_types.dwo", ""},
+            {".debug_abbrev.dwo", ".debug_abbrev.dwo"},
+            {".debug_line.dwo", ".debug_line.dwo"},
+            {".debug_loc.dwo", ".debug_loclists.dwo"},
+            {".debug_str_offsets.dwo", ".debug_str_offsets.dwo"},
+            {".debug_macinfo.dwo", ".debug_macro.dwo"},
+            {".debug_macro.dwo", ".debug_rnglists.dwo"}};
+        std::uint32_t const kind = at(0, column);
+        return kind < std::size(c_names) ? c_names[kind][m_version == 5 ? 1 : 0]
+                                         : std::string_view();
+    }
+
+    /// Its parts lie in their sections, and the unit is one, with abbreviations, and of that id.
+    bool isHeld(std::uint64_t id, std::uint32_t row) {
+        Part info;
+        Part abbreviations;
+        for (std::uint32_t column = 0; column < m_columns; ++column) {
+            Part const part{sectionOf(column), at(row + 1, column), at(m_units + row + 1, column)};
+            if (part.section.empty() || part.size == 0)
+                continue;
+            std::uint64_t const size = m_file.sizeOf(part.section);
+            if (part.offset > size || part.size > size - part.offset)
+                return false;
+            if (part.section == ".debug_info.dwo")
+                info = part;
+            else if (part.section == ".debug_abbrev.dwo")
+                abbreviations = part;
+        }
+        auto const unit = readUnitHeader(m_file.part(info.section, info.offset, c_maxUnitHeader),
+                                         info.size, m_file.tables().big_endian);
+        return unit && (unit->dwo_id == 0 || unit->dwo_id == id) &&
+               unit->abbreviations < abbreviations.size &&
+               isAbbreviationTable(
+                   m_file.part(abbreviations.section, abbreviations.offset + unit->abbreviations,
+                               std::min(c_abbreviation, abbreviations.size - unit->abbreviations)));
+    }
+
+    /// More than there are kinds of sections.
+    static constexpr std::uint32_t c_maxColumns = 16;
+    /// Of a declaration as much as is looked at.
+    static constexpr std::uint64_t c_abbreviation = 32;
+
+    ElfSections const& m_file;
+    std::string_view m_index;
+    std::uint16_t m_version = 0;
+    std::uint32_t m_columns = 0;
+    std::uint32_t m_units = 0;
+    std::uint32_t m_slots = 0;
+    std::uint64_t m_tableAt = 0;
+};
 
 /// The units may lie beside the skeletons that were left for them, in one relocatable file.
 SplitContents contentsOfDwo(std::string const& path) {
     DwarfFile const file(path, DwarfFile::Part::split);
     SplitContents result{{}, file.error()};
     Dwarf_CU* unit = nullptr;
+    Dwarf_Die die{};
     std::uint8_t type = 0;
     int status = 0;
     while (result.error.empty() && result.ids.size() < c_maxUnits &&
-           (status = dwarf_get_units(file.dwarf(), unit, &unit, nullptr, &type, nullptr,
-                                     nullptr)) == 0) {
+           (status = dwarf_get_units(file.dwarf(), unit, &unit, nullptr, &type, &die, nullptr)) ==
+               0) {
         std::uint64_t id = 0;
-        if (type == DW_UT_split_compile &&
+        // Without its abbreviations a unit has no tag.
+        if (type == DW_UT_split_compile && dwarf_tag(&die) > 0 &&
             dwarf_cu_info(unit, nullptr, nullptr, nullptr, nullptr, &id, nullptr, nullptr) == 0)
             result.ids.push_back(id);
     }
@@ -145,12 +233,11 @@ SplitDwarf readSplitDwarf(std::string const& path) {
 
 SplitContents readSplitContents(std::string const& path) {
     ElfSections const sections(path);
-    std::string_view const index = sections.section(".debug_cu_index");
     SplitContents result{{}, sections.error()};
     // Without units libdw fails, and cannot say why.
     bool const hasUnits = sections.has(".debug_info.dwo");
-    if (hasUnits && !index.empty())
-        result.ids = idsOfIndex(index, sections.tables().big_endian);
+    if (hasUnits && sections.has(".debug_cu_index"))
+        result.ids = PackageIndex(sections).ids();
     else if (hasUnits && result.error.empty())
         result = contentsOfDwo(path);
     auto& ids = result.ids;

@@ -32,7 +32,7 @@ struct SplitDwarf {
 /// What a binary or symbol file leaves to others. Callable from any thread.
 SplitDwarf readSplitDwarf(std::string const& path);
 
-/// What a .dwo file or a package (.dwp) holds.
+/// What a .dwo file or a package (.dwp) holds: units that can be read, by their starts.
 struct SplitContents {
     std::vector<std::uint64_t> ids; ///< Ascending; none twice, and no 0.
     std::string error;              ///< Why nothing, or not all, could be read.

@@ -2,7 +2,9 @@
 
 #include <toolbelt2/digest.h>
 
+#include <set>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
 namespace lokata::profile {
@@ -30,12 +32,19 @@ std::string profileId(Profile const& profile) {
     try {
         FieldDigest digest;
         digest.add(profile.host_name).add(profile.kernel_release).add(profile.architecture);
+        // The same modules in another order are the same profile.
+        std::set<std::string> modules;
         for (Module const& module : profile.modules)
-            digest.add(wordOf(c_moduleKinds, module.kind))
-                .add(module.name)
-                .add(toHex(module.build_id))
-                .add(std::to_string(module.mount_namespace));
-        for (std::string const& source : profile.source_files)
+            modules.insert(FieldDigest()
+                               .add(wordOf(c_moduleKinds, module.kind))
+                               .add(module.name)
+                               .add(toHex(module.build_id))
+                               .add(std::to_string(module.mount_namespace))
+                               .text());
+        for (std::string const& module : modules)
+            digest.add(module);
+        for (std::string_view const source :
+             std::set<std::string_view>(profile.source_files.begin(), profile.source_files.end()))
             digest.add(source);
         return digest.text();
     } catch (std::runtime_error const&) {

@@ -48,17 +48,13 @@ std::optional<std::string> readNote(std::string const& path, std::string_view fi
     return content;
 }
 
-/// How much a note says of the question whose name it has.
-enum class Relation { other, possible, own };
-
+/// True if a note tells of the very module, or of the very profile where no module is known by a
+/// build-id.
 template <class Noted>
-Relation relationOf(Noted const& noted, RecordedName const& asked) {
-    if (noted.build_id.empty() != asked.build_id.empty())
-        return Relation::possible;
+bool isOwn(Noted const& noted, RecordedName const& asked) {
     if (!noted.build_id.empty())
-        return noted.build_id == asked.build_id ? Relation::own : Relation::other;
-    bool const isOwn = !noted.profile.empty() && noted.profile == asked.profile;
-    return isOwn ? Relation::own : Relation::possible;
+        return noted.build_id == asked.build_id;
+    return !noted.profile.empty() && noted.profile == asked.profile;
 }
 
 } // namespace
@@ -101,14 +97,16 @@ std::optional<ArchiveNames::Noted> ArchiveNames::parse(std::string const& conten
 void OwnCopies::check(std::string const& md5, JudgedCandidate& candidate) const {
     if (candidate.result != vrUndecided)
         return;
-    bool const isOwn = m_own.count(md5) != 0;
-    if (isOwn ? m_own.size() == 1 : m_own.empty() && m_others.count(md5) == 0)
+    bool const isNamed = m_own.count(md5) != 0;
+    bool const isOfOther = !isNamed && (!m_own.empty() || m_others.count(md5) != 0);
+    auto const count = isNamed ? m_own.size() : m_held.size();
+    if (!isOfOther && count <= 1)
         return;
     candidate.result = vrInvalid;
     candidate.severity = svWarning;
-    candidate.message = isOwn ? reasonText(ReasonKey::copy_ambiguous,
-                                           {candidate.path, std::to_string(m_own.size())})
-                              : reasonText(ReasonKey::copy_of_other, {candidate.path});
+    candidate.message =
+        isOfOther ? reasonText(ReasonKey::copy_of_other, {candidate.path})
+                  : reasonText(ReasonKey::copy_ambiguous, {candidate.path, std::to_string(count)});
 }
 
 ArchiveNames::ArchiveNames(ISearchEnv* environment) {
@@ -146,32 +144,26 @@ ArchiveNames::Notes const& ArchiveNames::notes(std::string const& archive,
 
 OwnCopies ArchiveNames::ownCopies(RecordedName const& asked,
                                   std::vector<std::string> const& files) {
-    struct Held {
-        Relation relation;
-        std::string path;
-        std::string md5;
-    };
-    std::vector<Held> held;
     OwnCopies result;
     std::string const name = displayName(asked.name);
     std::string_view const category = wordOf(c_archiveCategories, asked.category);
     for (std::string const& archive : m_archives[asked.category])
-        for (std::string const& file : files)
+        for (std::string const& file : files) {
+            toolbelt2::read_directory(join_path(archive, {category, file}).c_str(), false,
+                                      [&](char const* md5) {
+                                          if (isMd5(md5))
+                                              result.m_held.insert(md5);
+                                      });
             for (Noted const& note : notes(archive, asked.category, file)) {
                 result.m_others.insert(note.md5);
-                if (note.name == name)
-                    held.push_back({relationOf(note, asked),
-                                    join_path(archive, {category, file, note.md5, file}),
-                                    note.md5});
+                std::string path = join_path(archive, {category, file, note.md5, file});
+                if (note.name != name || !isOwn(note, asked) ||
+                    std::find(result.m_paths.begin(), result.m_paths.end(), path) !=
+                        result.m_paths.end())
+                    continue;
+                result.m_own.insert(note.md5);
+                result.m_paths.push_back(std::move(path));
             }
-    bool const isKnown = std::any_of(
-        held.begin(), held.end(), [](Held const& each) { return each.relation == Relation::own; });
-    for (Held& each : held)
-        if (each.relation == (isKnown ? Relation::own : Relation::possible) &&
-            std::find(result.m_paths.begin(), result.m_paths.end(), each.path) ==
-                result.m_paths.end()) {
-            result.m_own.insert(each.md5);
-            result.m_paths.push_back(std::move(each.path));
         }
     return result;
 }

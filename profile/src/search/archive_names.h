@@ -58,7 +58,8 @@ private:
 
     std::vector<std::string> m_paths;
     std::set<std::string> m_own;
-    std::set<std::string> m_others;
+    std::set<std::string> m_others; ///< Of all notes for the bare name.
+    std::set<std::string> m_held;   ///< With a note or without.
 };
 
 /// The MD5s of the copies that archives hold for one name, by the build-id of the module that they

@@ -75,17 +75,26 @@ bool CopiedTrees::leadsOut(std::string const& path) const {
         m_roots.begin(), m_roots.end(), [&](Root const& root) { return leadsOut(root, path); });
 }
 
+/// The first directory on the way that lies in the tree decides: what follows it means what it
+/// means inside. A link to it from elsewhere, or a name relative to it, is such a way as well.
 bool CopiedTrees::leadsOut(Root const& root, std::string const& path) {
     auto const rootFile = fileAt(root.path);
-    if (!rootFile)
+    std::error_code error;
+    std::string const whole = fs::absolute(path, error).string();
+    if (!rootFile || error)
         return false;
-    for (std::size_t end = path.find('/', 1); end != std::string::npos;
-         end = path.find('/', end + 1)) {
-        std::string const start = path.substr(0, end);
-        if (fileAt(start) != rootFile)
-            continue;
-        auto const here = fileAt(path);
-        return here && here != fileAt(below(start, std::string_view(path).substr(end)));
+    for (std::size_t end = whole.find('/', 1); end != std::string::npos;
+         end = whole.find('/', end + 1)) {
+        std::string const start = whole.substr(0, end);
+        std::string inside;
+        if (fileAt(start) != rootFile) {
+            std::string const canonical = fs::canonical(start, error).string();
+            if (error || !liesBelow(root.canonical_path, canonical))
+                continue;
+            inside = canonical.substr(root.canonical_path.size());
+        }
+        auto const here = fileAt(whole);
+        return here && here != fileAt(below(root.canonical_path, inside + whole.substr(end)));
     }
     return false;
 }

@@ -262,8 +262,8 @@ std::shared_ptr<SplitContents const> splitContents(SplitContentsCache& cache,
 }
 
 SplitValidator::SplitValidator(SplitContentsCache& cache, std::vector<std::uint64_t> expected,
-                               bool isPackage)
-    : m_cache(cache), m_expected(std::move(expected)), m_isPackage(isPackage) {
+                               bool takesSome)
+    : m_cache(cache), m_expected(std::move(expected)), m_takesSome(takesSome) {
     std::sort(m_expected.begin(), m_expected.end());
     m_expected.erase(std::unique(m_expected.begin(), m_expected.end()), m_expected.end());
 }
@@ -280,7 +280,7 @@ void SplitValidator::judge(std::string const& path, JudgedCandidate& candidate) 
     std::set_intersection(m_expected.begin(), m_expected.end(), contents->ids.begin(),
                           contents->ids.end(), std::back_inserter(held));
     Identity identity = expected();
-    if (m_isPackage ? held.empty() : held.size() < m_expected.size()) {
+    if (m_takesSome ? held.empty() : held.size() < m_expected.size()) {
         identity.actual = dwoIdText(contents->ids);
         return compare(candidate, std::move(identity), ReasonKey::dwo_id_mismatch,
                        ReasonKey::dwo_id_missing, path);

@@ -115,12 +115,13 @@ private:
 std::shared_ptr<SplitContents const> splitContents(SplitContentsCache& cache,
                                                    std::string const& path);
 
-/// Files with split DWARF, by the dwo_id of their units. A .dwo file holds all units that are
-/// expected of it. A package holds some of them: it may come from a build before, of which
-/// debuggers still use what has not changed.
+/// Files with split DWARF, by the dwo_id of their units. They hold all units that are expected of
+/// them, or with `takesSome` any: a package may come from a build before, of which debuggers still
+/// use what has not changed.
 class SplitValidator final : public IdentityValidator {
 public:
-    SplitValidator(SplitContentsCache& cache, std::vector<std::uint64_t> expected, bool isPackage);
+    SplitValidator(SplitContentsCache& cache, std::vector<std::uint64_t> expected,
+                   bool takesSome = false);
 
     /// What is expected, with nothing to compare.
     Identity expected() const;
@@ -130,7 +131,7 @@ private:
 
     SplitContentsCache& m_cache;
     std::vector<std::uint64_t> m_expected; ///< Ascending; none twice.
-    bool m_isPackage;
+    bool m_takesSome;
 };
 
 /// Source files: by the MD5 that the compiler wrote, else by time and size, both of them; else

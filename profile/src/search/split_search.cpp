@@ -6,6 +6,7 @@
 #include <toolbelt2/path.h>
 
 #include <algorithm>
+#include <functional>
 #include <map>
 
 namespace lokata::profile {
@@ -40,17 +41,54 @@ std::string const& besideOf(SplitOwner const& owner) {
     return owner.binary.empty() ? owner.symbols : owner.binary;
 }
 
+/// How many of those that are expected a package holds.
+std::size_t heldBy(SplitContents const& package, std::vector<std::uint64_t> const& ids) {
+    return static_cast<std::size_t>(std::count_if(
+        ids.begin(), ids.end(),
+        [&](std::uint64_t id) {
+            return std::binary_search(package.ids.begin(), package.ids.end(), id);
+        }));
+}
+
+/// Packages that hold some of the units, the one with the most of them first.
+std::vector<Candidate> partsOf(FileResolution const& found, SearchSupport& support,
+                               std::vector<std::uint64_t> const& ids) {
+    std::multimap<std::size_t, Candidate, std::greater<>> parts;
+    for (JudgedCandidate const& each : found.rejected)
+        if (auto const held = heldBy(*splitContents(support.split, each.path), ids); held != 0)
+            parts.emplace(held, Candidate{each.path, Place::split_dwarf});
+    std::vector<Candidate> result;
+    for (auto& [held, part] : parts)
+        result.push_back(std::move(part));
+    return result;
+}
+
+/// A package may be of a build before and still hold some of the units; one with all of them comes
+/// first, wherever it lies.
 FileResolution findPackage(ModuleSearch& search, SearchSupport& support, SplitOwner const& owner,
                            std::vector<SplitUnit> const& units) {
     std::vector<std::uint64_t> ids;
     ids.reserve(units.size());
     for (SplitUnit const& unit : units)
         ids.push_back(unit.id);
-    SplitValidator validator(support.split, std::move(ids), true);
+    SplitValidator whole(support.split, ids);
     std::string const searched = searchableName(owner.name);
-    return search.findPart(packageFileNames(searched, owner.symbols), besideOf(owner),
-                           support.places.package(searched, owner.binary, owner.symbols),
-                           validator.expected(), validator);
+    std::vector<std::string> const names = packageFileNames(searched, owner.symbols);
+    FileResolution result = search.findPart(
+        names, besideOf(owner), support.places.package(searched, owner.binary, owner.symbols),
+        whole.expected(), whole);
+    for (Candidate& part : partsOf(result, support, ids)) {
+        if (result.found())
+            break;
+        auto& rejected = result.rejected;
+        rejected.erase(
+            std::remove_if(rejected.begin(), rejected.end(),
+                           [&](JudgedCandidate const& each) { return each.path == part.path; }),
+            rejected.end());
+        SplitValidator some(support.split, ids, true);
+        search.tryPart(names.front(), besideOf(owner), {std::move(part)}, some, result);
+    }
+    return result;
 }
 
 } // namespace
@@ -73,7 +111,7 @@ Boxed<SplitResolution> findSplitDwarf(ModuleSearch& search, SearchSupport& suppo
         if (std::binary_search(package.ids.begin(), package.ids.end(), unit.id))
             ++result.found_units;
     for (auto& [name, file] : dwoFilesOf(split.units, package)) {
-        SplitValidator validator(support.split, file.ids, false);
+        SplitValidator validator(support.split, file.ids);
         SplitFile& found = result.files.emplace_back();
         found.name = name;
         found.dwo_ids = file.ids;
@@ -95,7 +133,7 @@ void trySplitDwarf(ModuleSearch& search, SearchSupport& support, SplitOwner cons
         std::string const searched = searchableName(file.name);
         if (file.file.found() || searched.empty())
             continue;
-        SplitValidator validator(support.split, file.dwo_ids, false);
+        SplitValidator validator(support.split, file.dwo_ids);
         search.tryPart(searched, besideOf(owner), candidates(searched), validator, file.file);
         if (file.file.found())
             result.found_units += file.dwo_ids.size();

@@ -47,14 +47,27 @@ protected:
             .write(m_tree.path(name));
     }
 
-    std::string package(std::uint16_t version, bool bigEndian = false) {
+    /// Two units, each with its own abbreviations; `size` is what the index says of the second.
+    std::string package(std::uint16_t version, bool bigEndian = false, std::uint32_t size = 21,
+                        std::uint64_t inHeader = c_id,
+                        std::string const& types = abbreviations() + abbreviations()) {
+        auto const of = [&](std::uint64_t id) {
+            Bytes content(bigEndian);
+            version == 5 ? content.u16(5).u8(5).u8(8).u32(0).u64(id).u8(1)
+                         : content.u16(4).u32(0).u8(8).u64(id).u16(1);
+            return Bytes(bigEndian).u32(17).raw(content.content()).content();
+        };
         Bytes index(bigEndian);
         version == 5 ? index.u16(5).u16(0) : index.u32(version);
-        index.u32(0).u32(2).u32(4).u64(0).u64(c_id).u64(7).u64(0);
-        index.u32(0).u32(1).u32(2).u32(0);
+        index.u32(2).u32(2).u32(4).u64(0).u64(c_id).u64(7).u64(0);
+        index.u32(0).u32(2).u32(1).u32(0);
+        std::uint32_t const table = abbreviations().size();
+        index.u32(1).u32(3).u32(0).u32(0).u32(21).u32(table);
+        index.u32(21).u32(table).u32(size).u32(table);
         return ElfBuilder(bigEndian, ET_REL)
             .section(".debug_cu_index", index.content())
-            .section(".debug_info.dwo", "x")
+            .section(".debug_info.dwo", of(7) + of(inHeader))
+            .section(".debug_abbrev.dwo", types)
             .write(m_tree.path("package"));
     }
 
@@ -76,6 +89,12 @@ TEST_F(SplitDwarfTest, KnowsWhatAPackageAndADwoFileHold) {
             EXPECT_THAT(contents.ids, ElementsAre(7, c_id)) << version << contents.error;
         }
     EXPECT_THAT(readSplitContents(package(6)).ids, IsEmpty());
+    EXPECT_THAT(readSplitContents(package(5, false, 22)).ids, ElementsAre(7)) << "too long";
+    EXPECT_THAT(readSplitContents(package(5, false, 21, 9)).ids, ElementsAre(7)) << "another unit";
+    EXPECT_THAT(readSplitContents(package(5, false, 21, c_id, abbreviations())).ids,
+                ElementsAre(7));
+    EXPECT_THAT(readSplitContents(package(5, false, 21, c_id, std::string(64, '\0'))).ids,
+                IsEmpty());
     ElfBuilder file(false, ET_REL);
     file.section(".debug_line.dwo", "x").section(".debug_cu_index", std::string(16, '\0'));
     SplitContents const empty = readSplitContents(file.write(m_tree.path("empty.dwp")));
@@ -85,6 +104,9 @@ TEST_F(SplitDwarfTest, KnowsWhatAPackageAndADwoFileHold) {
         .section(".debug_info.dwo", unit(5, c_id, ""));
     SplitContents contents = readSplitContents(file.write(m_tree.path("a.dwo")));
     EXPECT_THAT(contents.ids, ElementsAre(c_id)) << contents.error;
+    ElfBuilder bare(false, ET_REL);
+    bare.section(".debug_info.dwo", unit(5, c_id, ""));
+    EXPECT_THAT(readSplitContents(bare.write(m_tree.path("bare.dwo"))).ids, IsEmpty());
     file.section(".debug_abbrev", abbreviations())
         .section(".debug_info", unit(4, c_id, "a.o") + unit(4, 7, "other.o"));
     contents = readSplitContents(file.write(m_tree.path("a.o")));

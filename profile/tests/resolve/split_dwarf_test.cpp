@@ -100,10 +100,17 @@ TEST_F(SplitDwarfOfAModule, MayLieInAPackageAndWhatThatLacksBesideIt) {
     compile("4");
     if (!package())
         GTEST_SKIP() << "nothing makes packages here";
+    ASSERT_TRUE(run("dwp -o half.dwp a.dwo"));
     for (char const* const unit : {"build/a.dwo", "build/b.dwo"})
         fs::remove(m_tree.path(unit));
     EXPECT_EQ(found(), "2 of 2: app.dwp");
     EXPECT_EQ(m_last.modules[0].split_dwarf->package.place, Place::split_dwarf);
+    searchIn("whole");
+    ASSERT_TRUE(run("cp app.dwp ../whole && mv app.dwp kept && mv half.dwp app.dwp"));
+    EXPECT_EQ(found(), "2 of 2: app.dwp") << "a package with all units lies further away";
+    ASSERT_TRUE(run("rm ../whole/app.dwp"));
+    EXPECT_EQ(found(), "1 of 2: app.dwp");
+    ASSERT_TRUE(run("mv kept app.dwp"));
 
     writeSecond("int b(int x) { int more = x + 1; return more; }");
     compile("4");
