@@ -34,6 +34,12 @@ bool readBuildIdLine(std::string_view line, ProfileBuilder& builder) {
     return true;
 }
 
+/// Paths may hold blanks, as what stands behind the number of a change or of a message does.
+bool isModuleName(std::string_view name) {
+    return !name.empty() && (name.front() == '/' || name.front() == '[' ||
+                             withoutDeletedMark(name).find(' ') == std::string_view::npos);
+}
+
 /// A word of six characters of which three in four are hexadecimal digits, with a name behind it,
 /// is taken for a build-id, if a damaged one.
 LineFit fitOfBuildIdLine(std::string_view line) {
@@ -42,7 +48,7 @@ LineFit fitOfBuildIdLine(std::string_view line) {
         return LineFit::likely;
     auto rest = line;
     auto const id = takeWord(rest);
-    if (trimLeft(rest).empty() || id.size() < c_leastDamaged)
+    if (!isModuleName(trimLeft(rest)) || id.size() < c_leastDamaged)
         return LineFit::foreign;
     auto const digits = static_cast<std::size_t>(
         std::count_if(id.begin(), id.end(), [](unsigned char c) { return std::isxdigit(c) != 0; }));

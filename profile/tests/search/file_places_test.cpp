@@ -126,6 +126,10 @@ TEST_F(FilePlacesTest, LinksInACopiedTreeNeverLeadOutOfIt) {
     m_tree.link("root/circle", "/circle");
     std::string const out = m_tree.link("root/out.so", "/bin/sh");
     std::string const alias = m_tree.link("alias", m_tree.path("root"));
+    m_tree.link("root/real/lib/out.so", "/bin/sh");
+    std::string const within = m_tree.link("within", m_tree.path("root/real/lib"));
+    std::string const relative =
+        std::filesystem::relative(m_tree.path("root")).string() + "/out.so";
     auto const first = [&](char const* name) {
         std::vector<std::string> const found = paths(places().binary(name));
         return found.empty() ? "" : found.front();
@@ -139,6 +143,9 @@ TEST_F(FilePlacesTest, LinksInACopiedTreeNeverLeadOutOfIt) {
         EXPECT_EQ(first("/circle/x.so"), "");
         EXPECT_TRUE(places().trees().leadsOut(alias + "/out.so"));
         EXPECT_TRUE(places().trees().leadsOut(out));
+        EXPECT_TRUE(places().trees().leadsOut(relative));
+        EXPECT_TRUE(places().trees().leadsOut(within + "/out.so"));
+        EXPECT_FALSE(places().trees().leadsOut(within + "/x.so"));
         EXPECT_FALSE(places().trees().leadsOut(inside));
     }
 }
