@@ -100,7 +100,10 @@ def judge(score, command, wanted, file):
     proven = bool(path) and file["confidence"] == "cfValidated"
     score.proven += proven
     place = "%s, %s %s of %s" % (command, wanted.category, wanted.name, wanted.build.id[:8])
-    if proven and content_at(path) not in wanted.build.right_contents(wanted.category, wanted.name):
+    right = wanted.build.right_contents(wanted.category, wanted.name)
+    if not wanted.lies_at:
+        right |= wanted.build.holding_names(wanted.category)
+    if proven and content_at(path) not in right:
         score.fault("wrong", "%s: %s" % (place, path))
     elif wanted.lies_at and not proven:
         score.fault("missed", "%s: %s" % (place, wanted.lies_at))

@@ -71,6 +71,10 @@ class Build:
         by_id = category in ("binary", "debug", "kernel")
         return {self.content(category, name)} | ({self.kernel} if by_id else set())
 
+    def holding_names(self, category):
+        """What may be proven to be symbols where no debug information lies: binaries export names."""
+        return {"debug": {self.binary}, "linked": set(self.linking.values())}.get(category, set())
+
 
 def sections(elf):
     """(type, offset, size) of each section of a 64-bit little-endian file."""

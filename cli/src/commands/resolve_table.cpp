@@ -376,29 +376,45 @@ bool writeModuleTable(std::ostream& out, ProfileResolution const& resolution,
     return !modules.empty() || unlisted > 0 || !learned.empty();
 }
 
+namespace {
+
+struct SourceCount {
+    std::size_t all = 0;
+    std::size_t found = 0;
+    std::size_t proven = 0;
+
+    void add(FileResolution const& file) {
+        ++all;
+        found += file.found() ? 1 : 0;
+        proven += file.found() && file.confidence == LK_2_13::cfValidated ? 1 : 0;
+    }
+    std::string text() const {
+        return std::to_string(found) + " of " + std::to_string(all) +
+               (proven == found ? "" : ", " + std::to_string(proven) + " proven");
+    }
+};
+
+} // namespace
+
 std::string sourceTable(ProfileResolution const& resolution) {
-    struct Count {
-        std::size_t found = 0;
-        std::size_t all = 0;
-    };
-    std::map<std::string, Count> directories;
-    Count total;
+    std::map<std::string, SourceCount> directories;
+    SourceCount total;
     for (SourceResolution const& source : resolution.sources) {
         std::size_t const slash = source.name.rfind('/');
-        Count& count = directories[slash == std::string::npos ? "." : source.name.substr(0, slash)];
-        for (Count* const each : {&count, &total}) {
-            ++each->all;
-            each->found += source.file.found() ? 1 : 0;
-        }
+        directories[slash == std::string::npos ? "." : source.name.substr(0, slash)].add(
+            source.file);
+        total.add(source.file);
     }
     if (total.all == 0)
         return {};
-    std::string text = "SOURCES FOUND  DIRECTORY\n";
+    constexpr std::string_view c_title = "SOURCES FOUND";
+    std::size_t width = std::max(c_title.size(), total.text().size());
     for (auto const& [directory, count] : directories)
-        text += padded(std::to_string(count.found) + " of " + std::to_string(count.all), 13) +
-                "  " + displayName(directory) + "\n";
-    return text + padded(std::to_string(total.found) + " of " + std::to_string(total.all), 13) +
-           "  in all\n";
+        width = std::max(width, count.text().size());
+    std::string text = padded(std::string(c_title), width) + "  DIRECTORY\n";
+    for (auto const& [directory, count] : directories)
+        text += padded(count.text(), width) + "  " + displayName(directory) + "\n";
+    return text + padded(total.text(), width) + "  in all\n";
 }
 
 } // namespace lokata::cli

@@ -70,8 +70,12 @@ void ArchivedCopies::check(std::string const& path, OwnCopies const& own,
     bool const isRefused = candidate.result == vrInvalid && !candidate.lacks_debug_info;
     if (isRefused || !copy || m_directories.empty())
         return;
-    auto const key = keyOf(copy->directory);
-    auto const directory = key ? m_directories.find(*key) : m_directories.end();
+    // Archives may lie in archives: what is below their directories is met as well.
+    auto directory = m_directories.end();
+    for (std::string_view above = copy->directory;
+         !above.empty() && directory == m_directories.end(); takeLast(above))
+        if (auto const key = keyOf(std::string(above)))
+            directory = m_directories.find(*key);
     if (directory == m_directories.end())
         return;
     std::string const actual = m_digests.get(path, contentMd5);

@@ -268,6 +268,12 @@ TEST_F(ResolverTest, TheArchiveAloneGivesTheSameAnswers) {
     EXPECT_EQ(identity.kind, IdentityKind::source_md5);
     EXPECT_THAT(copy, HasSubstr("/" + identity.expected + "/"));
     EXPECT_THAT(identity.actual, AllOf(SizeIs(32), Ne(identity.expected)));
+
+    auto const ofName = std::filesystem::path(copy).parent_path().parent_path();
+    auto const deeper = std::filesystem::path(archive) / "binaries" / "deeper";
+    std::filesystem::create_directory(deeper);
+    std::filesystem::rename(ofName, deeper / ofName.filename());
+    EXPECT_EQ(resolveOne(modules[0]).status, ModuleStatus::missing) << "wherever it lies";
 }
 
 /// Files in which nothing tells what they are, two of each bare name.
