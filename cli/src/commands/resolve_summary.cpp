@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <numeric>
 
 namespace lokata::cli {
 
@@ -37,48 +36,55 @@ bool meets(ModuleResolution const& module, Requirement requirement) {
     return false;
 }
 
-/// Sums over the modules that count, in samples or, where none were taken, in modules.
+/// What modules come to of one share of the recording.
+struct Total {
+    std::uint64_t modules = 0;
+    std::uint64_t weight = 0;
+};
+
+/// Sums over the modules that count, by weight or, where no samples were taken, by number.
 class Totals {
 public:
-    Totals(ProfileResolution const& resolution, VerdictScope const& scope)
-        : m_resolution(resolution), m_scope(scope) {
-        ModuleTotal const all = of([](ModuleResolution const&) { return true; });
-        m_samples = all.samples + (scope.user_only ? 0 : resolution.profile.unattributed_samples);
+    Totals(ProfileResolution const& resolution, VerdictScope const& scope, std::size_t share)
+        : m_resolution(resolution), m_scope(scope), m_share(share) {
+        Total const all = of([](ModuleResolution const&) { return true; });
+        m_weight = scope.user_only ? all.weight : wholeWeight(resolution, share);
         m_modules = all.modules - of(ModuleStatus::not_a_file).modules;
-        m_hasSamples = resolution.profile.has_samples && m_samples > 0;
+        m_hasSamples = resolution.profile.has_samples && m_weight > 0;
     }
 
     bool hasSamples() const { return m_hasSamples; }
     std::uint64_t modules() const { return m_modules; }
 
     template <class Condition>
-    ModuleTotal of(Condition const& condition) const {
-        ModuleTotal total;
+    Total of(Condition const& condition) const {
+        Total total;
         for (ModuleResolution const& module : m_resolution.modules)
             if (!(m_scope.user_only && isOfKernel(module.module)) && condition(module)) {
                 ++total.modules;
-                total.samples += module.module.samples;
+                total.weight += weightOf(module.module, m_resolution.profile, m_share);
             }
         return total;
     }
-    ModuleTotal of(ModuleStatus status) const {
+    Total of(ModuleStatus status) const {
         return of([status](ModuleResolution const& each) { return each.status == status; });
     }
-    ModuleTotal of(SymbolLevel level) const {
+    Total of(SymbolLevel level) const {
         return of([level](ModuleResolution const& each) { return each.level == level; });
     }
 
-    bool isNone(ModuleTotal const& total) const {
-        return (m_hasSamples ? total.samples : total.modules) == 0;
+    bool isNone(Total const& total) const {
+        return (m_hasSamples ? total.weight : total.modules) == 0;
     }
-    std::string amount(ModuleTotal const& total) const {
-        return m_hasSamples ? share(total.samples, m_samples) : std::to_string(total.modules);
+    std::string amount(Total const& total) const {
+        return m_hasSamples ? share(total.weight, m_weight) : std::to_string(total.modules);
     }
 
 private:
     ProfileResolution const& m_resolution;
     VerdictScope const& m_scope;
-    std::uint64_t m_samples = 0;
+    std::size_t m_share;
+    std::uint64_t m_weight = 0;
     std::uint64_t m_modules = 0;
     bool m_hasSamples = false;
 };
@@ -97,9 +103,9 @@ std::string verdict(Totals const& totals, VerdictScope const& scope) {
         {SymbolLevel::exports, " with exported names only"},
     };
     for (auto const& [level, words] : c_others)
-        if (ModuleTotal const total = totals.of(level); !totals.isNone(total))
+        if (Total const total = totals.of(level); !totals.isNone(total))
             text += ", " + totals.amount(total) + std::string(words);
-    ModuleTotal const unproven = totals.of([](ModuleResolution const& each) {
+    Total const unproven = totals.of([](ModuleResolution const& each) {
         return each.level != SymbolLevel::none && !isLevelProven(each);
     });
     if (!totals.isNone(unproven))
@@ -111,7 +117,7 @@ std::string verdict(Totals const& totals, VerdictScope const& scope) {
 std::string statusCounts(Totals const& totals) {
     std::string text;
     auto const add = [&](ModuleStatus status, bool always) {
-        ModuleTotal const total = totals.of(status);
+        Total const total = totals.of(status);
         if (!always && total.modules == 0)
             return;
         text += (text.empty() ? "" : ", ") + std::to_string(total.modules);
@@ -125,7 +131,7 @@ std::string statusCounts(Totals const& totals) {
     for (ModuleStatus const status :
          {ModuleStatus::unproven, ModuleStatus::missing, ModuleStatus::unsupported})
         add(status, false);
-    if (ModuleTotal const noFiles = totals.of(ModuleStatus::not_a_file); noFiles.modules > 0)
+    if (Total const noFiles = totals.of(ModuleStatus::not_a_file); noFiles.modules > 0)
         text += "; " + std::to_string(noFiles.modules) + " without a file";
     return text + "\n";
 }
@@ -143,16 +149,22 @@ bool isComplete(ProfileResolution const& resolution, VerdictScope const& scope) 
 }
 
 std::string resolutionSummary(ProfileResolution const& resolution, VerdictScope const& scope) {
-    Totals const totals(resolution, scope);
-    return (totals.modules() > 0 || totals.hasSamples() ? verdict(totals, scope) : "") +
-           statusCounts(totals);
+    std::string text;
+    std::size_t const shares = countShares(resolution.profile);
+    for (std::size_t i = 0; i < shares; ++i) {
+        Totals const totals(resolution, scope, i);
+        if (totals.modules() > 0 || totals.hasSamples())
+            text += (shares > 1 ? shareTitle(resolution.profile, i) + ": " : "") +
+                    verdict(totals, scope);
+    }
+    return text + statusCounts(Totals(resolution, scope, 0));
 }
 
-std::uint64_t allSamples(ProfileResolution const& resolution) {
-    return std::accumulate(
-        resolution.modules.begin(), resolution.modules.end(),
-        resolution.profile.unattributed_samples,
-        [](std::uint64_t sum, ModuleResolution const& each) { return sum + each.module.samples; });
+std::string shareTitle(Profile const& profile, std::size_t index) {
+    if (profile.events.size() < 2)
+        return "SAMPLES";
+    std::string const name = displayName(profile.events[index].name);
+    return name.empty() ? "event " + std::to_string(index + 1) : name;
 }
 
 std::string share(std::uint64_t part, std::uint64_t whole) {

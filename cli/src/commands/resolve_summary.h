@@ -30,12 +30,13 @@ struct VerdictScope {
 /// True if all that was recorded could be read, and all modules that count have what is required.
 bool isComplete(profile::ProfileResolution const& resolution, VerdictScope const& scope);
 
-/// How much can be shown, and how many modules have each status; a line each.
+/// How much can be shown, a line for each event that was recorded, and how many modules have each
+/// status.
 std::string resolutionSummary(profile::ProfileResolution const& resolution,
                               VerdictScope const& scope);
 
-/// Those that fell into no module count.
-std::uint64_t allSamples(profile::ProfileResolution const& resolution);
+/// What a person calls an event of the recording, or the samples where it tells none; printable.
+std::string shareTitle(profile::Profile const& profile, std::size_t index);
 
 /// Such as "94.8 %". Never rounds up to all or down to nothing; the page does the same.
 std::string share(std::uint64_t part, std::uint64_t whole);

@@ -15,6 +15,7 @@
 #include <ostream>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace lokata::cli {
@@ -43,8 +44,11 @@ Modules sortedModules(ProfileResolution const& resolution, bool isCounted) {
     for (ModuleResolution const& module : resolution.modules)
         if (isListed(module, isCounted))
             modules.push_back(&module);
-    std::stable_sort(modules.begin(), modules.end(), [](auto const* left, auto const* right) {
-        return left->module.samples > right->module.samples;
+    std::stable_sort(modules.begin(), modules.end(), [&](auto const* left, auto const* right) {
+        auto const keyOf = [&](Module const& module) {
+            return std::pair(weightOf(module, resolution.profile, 0), module.samples);
+        };
+        return keyOf(left->module) > keyOf(right->module);
     });
     return modules;
 }
@@ -114,7 +118,7 @@ private:
 };
 
 struct Row {
-    std::string share;
+    std::string shares; ///< In columns, with blanks behind them; empty without samples.
     std::array<std::string, 5> cells; ///< Module, file, proof, symbols, origin.
     TextStyle style;
 };
@@ -124,7 +128,6 @@ constexpr std::size_t c_fileCell = 1;
 constexpr std::size_t c_proofCell = 2;
 constexpr std::size_t c_symbolsCell = 3;
 constexpr std::size_t c_originCell = 4;
-constexpr std::size_t c_shareWidth = 9;
 /// In columns; what is narrower holds no table.
 constexpr std::size_t c_leastTable = 60;
 
@@ -164,11 +167,11 @@ bool fit(Widths& widths, std::size_t shares, std::size_t width) {
     return true;
 }
 
-std::string tableLine(std::string const& share, std::array<std::string, 5> cells,
-                      Widths const& widths, bool hasSamples) {
+std::string tableLine(std::string const& shares, std::array<std::string, 5> cells,
+                      Widths const& widths) {
     cells[c_moduleCell] = cutAtFront(cells[c_moduleCell], widths[c_moduleCell]);
     cells[c_fileCell] = cutAtFront(cells[c_fileCell], widths[c_fileCell]);
-    std::string text = hasSamples ? padded(share, c_shareWidth) : "";
+    std::string text = shares;
     std::size_t last = cells.size() - 1;
     while (widths[last] == 0)
         --last;
@@ -179,26 +182,63 @@ std::string tableLine(std::string const& share, std::array<std::string, 5> cells
 }
 
 /// For a terminal that is too narrow for columns.
-std::string stackedLines(Row const& row, bool hasSamples, std::size_t width) {
-    std::size_t const indent = hasSamples ? c_shareWidth : 2;
+std::string stackedLines(Row const& row, std::size_t width) {
+    constexpr std::size_t c_margin = 2;
+    std::size_t const taken = lengthOf(row.shares);
+    std::size_t const indent = std::max(taken, c_margin);
     std::size_t const room = width > indent ? width - indent : 0;
     std::string const symbols = row.cells[c_symbolsCell] + ", " + row.cells[c_proofCell];
-    std::size_t const taken = lengthOf(symbols) + 2;
-    return (hasSamples ? padded(row.share, indent) : "") +
-           cutAtFront(row.cells[c_moduleCell], room > taken ? room - taken : room) + "  " +
+    std::size_t const rest = width - std::min(width, taken + lengthOf(symbols) + 2);
+    return row.shares + cutAtFront(row.cells[c_moduleCell], std::max<std::size_t>(rest, 8)) + "  " +
            symbols + "\n" + std::string(indent, ' ') + cutAtFront(row.cells[c_fileCell], room);
 }
+
+/// The first columns: what share of each event the modules have. None where no samples were taken.
+class Shares {
+public:
+    explicit Shares(ProfileResolution const& resolution) : m_profile(resolution.profile) {
+        for (std::size_t i = 0; m_profile.has_samples && i < countShares(m_profile); ++i) {
+            constexpr std::size_t c_least = 7;
+            constexpr std::size_t c_most = 16;
+            std::string title = cutAtEnd(shareTitle(m_profile, i), c_most);
+            std::size_t const width = std::max(c_least, lengthOf(title));
+            m_titles += padded(title, width + c_gap);
+            m_columns.push_back({wholeWeight(resolution, i), width});
+        }
+    }
+
+    std::string const& titles() const { return m_titles; }
+    std::size_t width() const { return lengthOf(m_titles); }
+    std::string of(Module const& module) const {
+        std::string text;
+        for (std::size_t i = 0; i < m_columns.size(); ++i) {
+            std::string const cell = share(weightOf(module, m_profile, i), m_columns[i].whole);
+            text += std::string(m_columns[i].width - std::min(m_columns[i].width, lengthOf(cell)),
+                                ' ') +
+                    cell + std::string(c_gap, ' ');
+        }
+        return text;
+    }
+
+private:
+    static constexpr std::size_t c_gap = 2;
+
+    struct Column {
+        std::uint64_t whole;
+        std::size_t width;
+    };
+
+    Profile const& m_profile;
+    std::string m_titles;
+    std::vector<Column> m_columns;
+};
 
 /// Holds no text of more than one module, as a profile may have very many.
 class TableWriter {
 public:
     TableWriter(std::ostream& out, ProfileResolution const& resolution, Modules const& modules,
                 TableStyle const& style)
-        : m_out(out)
-        , m_style(style)
-        , m_hasSamples(resolution.profile.has_samples)
-        , m_samples(allSamples(resolution))
-        , m_names(modules) {}
+        : m_out(out), m_style(style), m_shares(resolution), m_names(modules) {}
 
     /// False if none of the modules was found.
     bool writeFound(Modules const& modules) const;
@@ -209,11 +249,6 @@ private:
     static constexpr std::array<std::string_view, 5> c_titles{"MODULE", "FILE", "PROVEN BY",
                                                               "SYMBOLS", "STEP"};
 
-    std::string shareOf(ModuleResolution const& module) const {
-        std::string const text = share(module.module.samples, m_samples);
-        return std::string(c_shareWidth - 2 - std::min(lengthOf(text), c_shareWidth - 2), ' ') +
-               text;
-    }
     Row rowOf(ModuleResolution const& module) const;
     Widths widthsOf(Modules const& modules) const;
     void writeReason(ModuleResolution const& module, std::string_view word, TextStyle textStyle,
@@ -221,13 +256,12 @@ private:
 
     std::ostream& m_out;
     TableStyle const& m_style;
-    bool m_hasSamples;
-    std::uint64_t m_samples;
+    Shares m_shares;
     ShortNames m_names;
 };
 
 Row TableWriter::rowOf(ModuleResolution const& module) const {
-    return {shareOf(module),
+    return {m_shares.of(module.module),
             {m_names.nameOf(module.module), displayName(module.binary->path), proofOf(module),
              symbolsOf(module), originOf(*module.binary)},
             styleOf(module)};
@@ -252,12 +286,11 @@ bool TableWriter::writeFound(Modules const& modules) const {
                      [](auto const* each) { return isFound(*each); }))
         return false;
     Widths widths = widthsOf(modules);
-    bool const isTable =
-        m_style.width == 0 || fit(widths, m_hasSamples ? c_shareWidth : 0, m_style.width);
+    bool const isTable = m_style.width == 0 || fit(widths, m_shares.width(), m_style.width);
     if (isTable) {
         std::array<std::string, 5> titles;
         std::copy(c_titles.begin(), c_titles.end(), titles.begin());
-        m_out << painted(tableLine("SAMPLES", titles, widths, m_hasSamples), TextStyle::bold,
+        m_out << painted(tableLine(m_shares.titles(), titles, widths), TextStyle::bold,
                          m_style.colour)
               << "\n";
     }
@@ -265,8 +298,8 @@ bool TableWriter::writeFound(Modules const& modules) const {
         if (!isFound(*module))
             continue;
         Row const row = rowOf(*module);
-        m_out << painted(isTable ? tableLine(row.share, row.cells, widths, m_hasSamples)
-                                 : stackedLines(row, m_hasSamples, m_style.width),
+        m_out << painted(isTable ? tableLine(row.shares, row.cells, widths)
+                                 : stackedLines(row, m_style.width),
                          row.style, m_style.colour)
               << "\n";
     }
@@ -275,11 +308,10 @@ bool TableWriter::writeFound(Modules const& modules) const {
 
 void TableWriter::writeReason(ModuleResolution const& module, std::string_view word,
                               TextStyle textStyle, std::string const& reason) const {
-    m_out << (m_hasSamples ? shareOf(module) + "  " : "")
+    m_out << m_shares.of(module.module)
           << painted(padded(std::string(word), c_statusWidth), textStyle, m_style.colour) << "  "
           << displayName(module.module.name) << "\n"
-          << wrapped(reason, (m_hasSamples ? c_shareWidth : 0) + c_statusWidth + 2, m_style.width)
-          << "\n";
+          << wrapped(reason, m_shares.width() + c_statusWidth + 2, m_style.width) << "\n";
 }
 
 /// Why something is missing, of the symbols, the names of sources or all; nothing where nothing is.

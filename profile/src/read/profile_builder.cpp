@@ -1,6 +1,7 @@
 #include "read/profile_builder.h"
 
 #include <algorithm>
+#include <functional>
 #include <tuple>
 
 namespace lokata::profile {
@@ -12,6 +13,15 @@ constexpr std::size_t c_maxName = 64UL * 1024;
 
 std::string_view usableBuildId(ModuleKey const& key) {
     return isBuildId(key.build_id) ? key.build_id : std::string_view();
+}
+
+void addPeriods(Boxed<std::vector<std::uint64_t>> const& from,
+                Boxed<std::vector<std::uint64_t>>& to) {
+    if (!from)
+        return;
+    auto& sums = to ? *to : to.emplace();
+    sums.resize(std::max(sums.size(), from->size()));
+    std::transform(from->begin(), from->end(), sums.begin(), sums.begin(), std::plus<>());
 }
 
 } // namespace
@@ -117,6 +127,7 @@ void ProfileBuilder::setHostNamespace(std::uint64_t inode) {
         if (index != c_none) {
             auto& target = m_profile.modules[index];
             target.samples += one.samples;
+            addPeriods(one.periods, target.periods);
             target.caller_samples += one.caller_samples;
             target.pid = target.pid == 0 ? one.pid : target.pid;
             target.mapped_file = target.mapped_file ? target.mapped_file : one.mapped_file;

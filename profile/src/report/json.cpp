@@ -108,6 +108,7 @@ ordered_json moduleJson(ModuleResolution const& resolution, bool hasSamples) {
     object["kind"] = wordOf(c_moduleKinds, module.kind);
     object["samples"] = hasSamples ? ordered_json(module.samples) : ordered_json();
     object["caller_samples"] = hasSamples ? ordered_json(module.caller_samples) : ordered_json();
+    object["periods"] = module.periods ? ordered_json(*module.periods) : ordered_json();
     object["pid"] = numberOrNull(module.pid);
     object["mount_namespace"] = numberOrNull(module.mount_namespace);
     object["status"] = wordOf(c_moduleStatuses, resolution.status);
@@ -152,6 +153,15 @@ ordered_json sourceJson(SourceResolution const& source) {
     return object;
 }
 
+ordered_json eventJson(RecordedEvent const& event) {
+    ordered_json object;
+    putBytes(object, "name", event.name);
+    object["samples"] = event.samples;
+    object["period"] = event.period;
+    object["unattributed_period"] = event.unattributed_period;
+    return object;
+}
+
 ordered_json errorJson(ReadError const& error) {
     return {{"offset", error.offset}, {"message", displayName(error.message)}};
 }
@@ -191,6 +201,7 @@ void writeJson(std::ostream& out, ProfileResolution const& resolution) {
     std::string beginning = document.dump();
     beginning.pop_back(); // The brace; the lists may be too long to be held whole.
     out << beginning;
+    writeArray(out, "events", profile.events, eventJson);
     writeArray(out, "errors", profile.errors, errorJson);
     writeArray(out, "modules", resolution.modules, [&](ModuleResolution const& module) {
         return moduleJson(module, profile.has_samples);

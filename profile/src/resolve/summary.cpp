@@ -4,6 +4,7 @@
 #include "read/reasons.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace lokata::profile {
 
@@ -56,6 +57,25 @@ ModuleTotal totalOf(ProfileResolution const& resolution, ModuleStatus status) {
 ModuleTotal totalOf(ProfileResolution const& resolution, SymbolLevel level) {
     return totalOf(
         resolution, [level](ModuleResolution const& each) { return each.level == level; });
+}
+
+std::size_t countShares(Profile const& profile) {
+    return std::max<std::size_t>(profile.events.size(), 1);
+}
+
+std::uint64_t weightOf(Module const& module, Profile const& profile, std::size_t index) {
+    if (profile.events.empty())
+        return module.samples;
+    return module.periods ? (*module.periods)[index] : 0;
+}
+
+std::uint64_t wholeWeight(ProfileResolution const& resolution, std::size_t index) {
+    Profile const& profile = resolution.profile;
+    if (!profile.events.empty())
+        return profile.events[index].period;
+    return std::accumulate(
+        resolution.modules.begin(), resolution.modules.end(), profile.unattributed_samples,
+        [](std::uint64_t sum, ModuleResolution const& each) { return sum + each.module.samples; });
 }
 
 bool isLevelProven(ModuleResolution const& module) {

@@ -4,6 +4,7 @@
 /// them. All of it is plain data without ties to the input; names are bytes from a foreign file
 /// and must pass isSafeName() before they serve as a path and displayName() before they are shown.
 
+#include <lokata/profile/boxed.h>
 #include <lokata/profile/build_id.h>
 #include <lokata/profile/words.h>
 
@@ -63,6 +64,8 @@ struct Module {
     std::uint64_t samples = 0;
     /// Samples in whose call chain the module appears above the sampled instruction.
     std::uint64_t caller_samples = 0;
+    /// What these samples stand for, for each of Profile::events; empty for none.
+    Boxed<std::vector<std::uint64_t>> periods{};
     /// Indices into Profile::source_files, ascending.
     std::vector<std::uint32_t> source_files;
     /// Inode of the mount namespace that the name belongs to, when it is another than the
@@ -80,6 +83,15 @@ struct ReadError {
     std::string message; ///< English, printable, without the offset.
 };
 
+/// What samples were taken of, such as cycles. Each sample stands for a period: how often it had
+/// happened since the one before.
+struct RecordedEvent {
+    std::string name; ///< As the recorder calls it, in bytes; empty if it does not tell.
+    std::uint64_t samples = 0;
+    std::uint64_t period = 0;              ///< Of all its samples.
+    std::uint64_t unattributed_period = 0; ///< Of those that fall into no recorded mapping.
+};
+
 struct Profile {
     /// The word of its format, one of formats(); empty when the input could not be opened or is of
     /// no known kind.
@@ -90,6 +102,8 @@ struct Profile {
     std::vector<ReadError> errors;
     bool has_samples = false;
     std::uint64_t unattributed_samples = 0; ///< Samples that fall into no recorded mapping.
+    /// Those that samples were taken of; empty where the format tells no periods.
+    std::vector<RecordedEvent> events;
 
     /// The process of this machine whose own list of mappings was read, and which may run on; 0
     /// for every other input, a copy of such a list included.

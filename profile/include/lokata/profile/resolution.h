@@ -209,6 +209,18 @@ struct ModuleTotal {
 LOKATA_PROFILE_EXPORT ModuleTotal totalOf(ProfileResolution const& resolution, ModuleStatus status);
 LOKATA_PROFILE_EXPORT ModuleTotal totalOf(ProfileResolution const& resolution, SymbolLevel level);
 
+/// How many shares the recording tells of each module: one for each event or, where it tells no
+/// periods, one by samples.
+LOKATA_PROFILE_EXPORT std::size_t countShares(Profile const& profile);
+
+/// What a module has of share `index`: the period of an event, or samples.
+LOKATA_PROFILE_EXPORT std::uint64_t weightOf(Module const& module, Profile const& profile,
+                                             std::size_t index);
+
+/// What all modules have of it, together with what fell into none of them.
+LOKATA_PROFILE_EXPORT std::uint64_t wholeWeight(ProfileResolution const& resolution,
+                                                std::size_t index);
+
 /// True if what `level` says is proven: the symbols belong to the module that was recorded, not
 /// only to a binary that nothing proves.
 LOKATA_PROFILE_EXPORT bool isLevelProven(ModuleResolution const& module);

@@ -54,8 +54,9 @@ void skipReadFormat(Cursor& in, std::uint64_t format) {
 
 bool PerfDecoder::addAttr(std::string_view attr, std::vector<std::uint64_t> const& ids) {
     Cursor in(attr, m_bigEndian);
-    in.skip(24);
+    in.skip(16);
     PerfAttr added;
+    added.period = in.u64();
     added.sample_type = in.u64();
     added.read_format = in.u64();
     added.sample_id_all = attrFlag(in.u64(), c_sampleIdAllFlag, m_bigEndian);
@@ -73,15 +74,15 @@ bool PerfDecoder::addAttr(std::string_view attr, std::vector<std::uint64_t> cons
     return true;
 }
 
-PerfAttr const& PerfDecoder::attrOfSample(Cursor payload) const {
+std::size_t PerfDecoder::attrOfSample(Cursor payload) const {
     auto const type = m_attrs.front().sample_type;
-    if (m_uniform || (type & (PERF_SAMPLE_IDENTIFIER | PERF_SAMPLE_ID)) == 0)
-        return m_attrs.front();
+    if (m_attrs.size() == 1 || (type & (PERF_SAMPLE_IDENTIFIER | PERF_SAMPLE_ID)) == 0)
+        return 0;
     if ((type & PERF_SAMPLE_IDENTIFIER) == 0)
         payload.skip(8ULL * count(type, {PERF_SAMPLE_IP, PERF_SAMPLE_TID, PERF_SAMPLE_TIME,
                                          PERF_SAMPLE_ADDR}));
     auto const found = m_attrOfId.find(payload.u64());
-    return m_attrs[found == m_attrOfId.end() ? 0 : found->second];
+    return found == m_attrOfId.end() ? 0 : found->second;
 }
 
 PerfAttr const& PerfDecoder::attrOfOther(Cursor payload) const {
@@ -137,7 +138,9 @@ void PerfDecoder::decodeMap(PerfRecord const& record, PerfEvent& event, Cursor& 
 
 void PerfDecoder::decodeSample(PerfEvent& event, Cursor& in) const {
     event.kind = PerfEvent::Kind::sample;
-    auto const& attr = attrOfSample(in);
+    auto const index = attrOfSample(in);
+    auto const& attr = m_attrs[index];
+    event.recorded = static_cast<std::uint32_t>(index);
     auto const has = [&](std::uint64_t bit) { return (attr.sample_type & bit) != 0; };
     in.skip(has(PERF_SAMPLE_IDENTIFIER) ? 8 : 0);
     event.has_address = has(PERF_SAMPLE_IP);
@@ -148,7 +151,8 @@ void PerfDecoder::decodeSample(PerfEvent& event, Cursor& in) const {
     }
     event.time = has(PERF_SAMPLE_TIME) ? in.u64() : 0;
     in.skip(8ULL * count(attr.sample_type, {PERF_SAMPLE_ADDR, PERF_SAMPLE_ID, PERF_SAMPLE_STREAM_ID,
-                                            PERF_SAMPLE_CPU, PERF_SAMPLE_PERIOD}));
+                                            PERF_SAMPLE_CPU}));
+    event.period = has(PERF_SAMPLE_PERIOD) ? in.u64() : attr.period;
     if (has(PERF_SAMPLE_READ))
         skipReadFormat(in, attr.read_format);
     if (has(PERF_SAMPLE_CALLCHAIN)) {

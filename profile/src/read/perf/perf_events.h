@@ -16,6 +16,7 @@ namespace lokata::profile {
 struct PerfAttr {
     std::uint64_t sample_type = 0;
     std::uint64_t read_format = 0;
+    std::uint64_t period = 0; ///< Of each sample that tells none itself.
     bool sample_id_all = false;
 };
 
@@ -47,6 +48,8 @@ struct PerfEvent {
     std::uint64_t time = 0;    ///< 0: not known, applies at once.
     std::uint64_t address = 0; ///< Start of the mapping, the sampled instruction, or the inode.
     std::uint64_t length = 0;
+    std::uint64_t period = 0;   ///< Of a sample.
+    std::uint32_t recorded = 0; ///< Of a sample: which of the attributes, in their order.
     bool has_address = true;
     std::unique_ptr<PerfMapping> mapping;  ///< Of a map.
     std::vector<std::uint64_t> call_chain; ///< Of a sample, with the marks of a context change.
@@ -67,7 +70,7 @@ public:
     std::optional<PerfEvent> decode(PerfRecord const& record, bool& damaged) const;
 
 private:
-    PerfAttr const& attrOfSample(Cursor payload) const;
+    std::size_t attrOfSample(Cursor payload) const;
     PerfAttr const& attrOfOther(Cursor payload) const;
     std::uint64_t timeOfOther(Cursor payload) const;
     /// False for a record that does not matter here; so do the others that give a bool.

@@ -35,9 +35,12 @@ enum Feature : unsigned {
     featureHostName = 3,
     featureOsRelease = 4,
     featureArch = 6,
+    featureEventDesc = 12,
     featureCount = 256,
 };
 
+/// Recordings have a handful; the periods of each are kept for each module.
+constexpr std::size_t c_maxEvents = 32;
 constexpr std::size_t c_recordHeader = 8;
 constexpr std::uint64_t c_pipeHeader = 16;
 constexpr std::uint64_t c_section = 16;
@@ -83,6 +86,7 @@ public:
         }
         endCompressed();
         m_session.finish();
+        dropUnusedEvents();
     }
 
 private:
@@ -158,8 +162,45 @@ private:
             values.push_back(ids.u64());
             ++m_idCount;
         }
+        auto& events = m_builder.profile().events;
         if (!m_decoder.addAttr(attr, values))
             m_builder.error(offset, "an event attribute is too short");
+        else if (events.size() < c_maxEvents)
+            events.emplace_back();
+        else
+            m_builder.errorOnce(offset,
+                                "more than 32 events, the periods of the others are left out");
+    }
+
+    /// The names of the events, in the order of their attributes.
+    void readEventNames(Cursor& in) {
+        auto const count = in.u32();
+        auto const attrSize = in.u32();
+        auto& events = m_builder.profile().events;
+        for (std::size_t i = 0; i < std::min<std::size_t>(count, events.size()) && in.ok(); ++i) {
+            in.skip(attrSize);
+            auto const ids = in.u32();
+            events[i].name = readText(in);
+            in.skipEntries(ids, 8);
+        }
+    }
+
+    /// Drops what no sample was taken of, such as the event by which perf follows processes.
+    void dropUnusedEvents() {
+        auto& profile = m_builder.profile();
+        auto const isUnused = [&](std::size_t i) { return profile.events[i].samples == 0; };
+        for (std::size_t i = profile.events.size(); i-- > 0;) {
+            if (!isUnused(i))
+                continue;
+            auto const at = static_cast<std::ptrdiff_t>(i);
+            profile.events.erase(profile.events.begin() + at);
+            for (Module& module : profile.modules)
+                if (module.periods && i < module.periods->size())
+                    module.periods->erase(module.periods->begin() + at);
+        }
+        for (Module& module : profile.modules)
+            if (module.periods)
+                module.periods->resize(profile.events.size());
     }
 
     /// All whole records of `bytes`, each given to `take`, which gives the number of bytes that
@@ -342,28 +383,34 @@ private:
             }
             if (bit == featureBuildId) {
                 readBuildIds(clip(wanted, "the list of build-ids", buffer), wanted.offset);
-            } else if (bit == featureHostName || bit == featureOsRelease || bit == featureArch) {
+            } else if (bit == featureHostName || bit == featureOsRelease || bit == featureArch ||
+                       bit == featureEventDesc) {
                 Cursor content(clip(wanted, "a feature", buffer), m_bigEndian);
                 readFeature(bit, content);
             }
         }
     }
 
+    /// Behind its length, which counts the zeros that fill it up.
+    std::string_view readText(Cursor& in) const {
+        auto const length = in.u32();
+        return Cursor(in.bytes(std::min<std::uint64_t>(length, in.remaining())), m_bigEndian)
+            .text();
+    }
+
     void readFeature(std::uint64_t feature, Cursor& in) {
-        auto const text = [&] {
-            auto const length = in.u32();
-            return Cursor(in.bytes(std::min<std::uint64_t>(length, in.remaining())), m_bigEndian)
-                .text();
-        };
         switch (feature) {
         case featureHostName:
-            m_builder.profile().host_name = text();
+            m_builder.profile().host_name = readText(in);
             break;
         case featureOsRelease:
-            m_builder.profile().kernel_release = text();
+            m_builder.profile().kernel_release = readText(in);
             break;
         case featureArch:
-            m_builder.profile().architecture = text();
+            m_builder.profile().architecture = readText(in);
+            break;
+        case featureEventDesc:
+            readEventNames(in);
             break;
         default:
             break;

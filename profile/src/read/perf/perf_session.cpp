@@ -280,7 +280,25 @@ void PerfSession::sample(PerfEvent const& event) {
         ++profile.unattributed_samples;
     else
         ++profile.modules[module].samples;
+    if (event.recorded < profile.events.size())
+        addPeriod(event, module);
     countCallers(event, module);
+}
+
+void PerfSession::addPeriod(PerfEvent const& event, std::uint32_t module) {
+    auto& profile = m_builder.profile();
+    RecordedEvent& recorded = profile.events[event.recorded];
+    ++recorded.samples;
+    recorded.period += event.period;
+    if (module == ProfileBuilder::c_none) {
+        recorded.unattributed_period += event.period;
+        return;
+    }
+    auto& periods = profile.modules[module].periods;
+    if (!periods)
+        periods.emplace();
+    periods->resize(profile.events.size());
+    (*periods)[event.recorded] += event.period;
 }
 
 void PerfSession::countCallers(PerfEvent const& event, std::uint32_t own) {

@@ -59,6 +59,7 @@ private:
     void unmap(PerfEvent const& event);
     void fork(PerfEvent const& event);
     void sample(PerfEvent const& event);
+    void addPeriod(PerfEvent const& event, std::uint32_t module);
     void countCallers(PerfEvent const& event, std::uint32_t own);
     std::uint32_t moduleOf(PerfEvent const& event, std::uint64_t mountNamespace);
     void applyBuildIds();
