@@ -139,7 +139,8 @@ std::string moduleText(ModuleResolution const& resolution, bool colour) {
         " samples: " + std::string(wordOf(c_moduleStatuses, resolution.status)) + ", shows " +
         std::string(wordOf(c_symbolLevels, resolution.level)) + "\n";
     if (!resolution.binary)
-        return text + statusReason(resolution) + "\n";
+        return text + statusReason(resolution) + "\n" +
+               (resolution.symbols ? fileText("symbols", resolution.symbols, colour) : "");
     text += fileText("binary", resolution.binary, colour);
     text += fileText("symbols", resolution.symbols, colour);
     if (resolution.supplementary)

@@ -47,9 +47,13 @@ class Totals {
 public:
     Totals(ProfileResolution const& resolution, VerdictScope const& scope, std::size_t share)
         : m_resolution(resolution), m_scope(scope), m_share(share) {
-        Total const all = of([](ModuleResolution const&) { return true; });
-        m_weight = scope.user_only ? all.weight : wholeWeight(resolution, share);
-        m_modules = all.modules - of(ModuleStatus::not_a_file).modules;
+        m_weight = wholeWeight(resolution, share);
+        for (ModuleResolution const& each : resolution.modules)
+            if (!counts(each))
+                m_weight -= weightOf(each.module, resolution.profile, share);
+        m_modules = of([](ModuleResolution const& each) {
+                        return each.status != ModuleStatus::not_a_file;
+                    }).modules;
         m_hasSamples = resolution.profile.has_samples && m_weight > 0;
     }
 
@@ -60,7 +64,7 @@ public:
     Total of(Condition const& condition) const {
         Total total;
         for (ModuleResolution const& module : m_resolution.modules)
-            if (!(m_scope.user_only && isOfKernel(module.module)) && condition(module)) {
+            if (counts(module) && condition(module)) {
                 ++total.modules;
                 total.weight += weightOf(module.module, m_resolution.profile, m_share);
             }
@@ -70,7 +74,13 @@ public:
         return of([status](ModuleResolution const& each) { return each.status == status; });
     }
     Total of(SymbolLevel level) const {
-        return of([level](ModuleResolution const& each) { return each.level == level; });
+        return of([this, level](ModuleResolution const& each) {
+            return each.level == level && isShown(each);
+        });
+    }
+    /// Where modules are counted, what no file stands behind is none of them.
+    bool isShown(ModuleResolution const& module) const {
+        return m_hasSamples || module.status != ModuleStatus::not_a_file;
     }
 
     bool isNone(Total const& total) const {
@@ -81,6 +91,10 @@ public:
     }
 
 private:
+    bool counts(ModuleResolution const& module) const {
+        return !(m_scope.user_only && isOfKernel(module.module));
+    }
+
     ProfileResolution const& m_resolution;
     VerdictScope const& m_scope;
     std::size_t m_share;
@@ -105,12 +119,13 @@ std::string verdict(Totals const& totals, VerdictScope const& scope) {
     for (auto const& [level, words] : c_others)
         if (Total const total = totals.of(level); !totals.isNone(total))
             text += ", " + totals.amount(total) + std::string(words);
-    Total const unproven = totals.of([](ModuleResolution const& each) {
-        return each.level != SymbolLevel::none && !isLevelProven(each);
+    Total const unproven = totals.of([&totals](ModuleResolution const& each) {
+        return each.level != SymbolLevel::none && totals.isShown(each) && !isLevelProven(each);
     });
     if (!totals.isNone(unproven))
-        text += "; " + totals.amount(unproven) + (totals.hasSamples() ? " of it" : " of them") +
-                " unproven";
+        text += "; for " + totals.amount(unproven) +
+                (totals.hasSamples() ? " of the samples" : " of them") +
+                " nothing proves the symbols";
     return text + "\n";
 }
 
@@ -140,7 +155,9 @@ std::string statusCounts(Totals const& totals) {
 
 bool isComplete(ProfileResolution const& resolution, VerdictScope const& scope) {
     auto const isEnough = [&scope](ModuleResolution const& each) {
+        // Copies of the vdso are there on some machines and not on others.
         bool const counts = each.status != ModuleStatus::not_a_file &&
+                            each.module.kind != ModuleKind::vdso &&
                             !(scope.user_only && isOfKernel(each.module));
         return !counts || meets(each, scope.requirement);
     };

@@ -168,6 +168,9 @@ TEST_F(ResolveProgram, WhatIsRequiredDecidesTheExitStatus) {
     EXPECT_EQ(status(exporting, {"--require", "names"}), 1);
     EXPECT_EQ(status(app + kernel, {}), 1);
     EXPECT_EQ(status(app + kernel, {"--user-only"}), 0);
+    ElfBuilder().buildId(bytes(buildId('v'))).write(path("moved/[vdso]"));
+    std::string const vdso = profile::toHex(bytes(buildId('v'))) + " [vdso]\n";
+    EXPECT_EQ(status(app + vdso, {"--require", "names"}), 0) << "a copy of it changes nothing";
     EXPECT_THAT(resolve({"-", "-d", moved()}, app + exporting).out,
                 HasSubstr("0 of 2 modules can be shown with lines, 1 with names, 1 with exported"));
 }

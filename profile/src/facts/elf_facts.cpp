@@ -60,6 +60,7 @@ private:
             return readAltLink(content(section));
         if (section.size == 0)
             return;
+        noteLines(name);
         if (section.type == SHT_NOTE)
             readNotes(section.offset, section.size, section.alignment);
         else if (section.type == SHT_SYMTAB)
@@ -70,6 +71,15 @@ private:
             m_facts.has_debug_info = true;
         else if (name == ".debug_str" || name == ".zdebug_str")
             m_facts.has_debug_strings = true;
+    }
+
+    void noteLines(std::string_view name) {
+        m_hasUnits = m_hasUnits || name == ".debug_info" || name == ".zdebug_info";
+        m_hasAbbreviations =
+            m_hasAbbreviations || name == ".debug_abbrev" || name == ".zdebug_abbrev";
+        m_hasLineTables = m_hasLineTables || name == ".debug_line" || name == ".zdebug_line";
+        m_facts.has_lines = m_facts.has_lines || name == ".stab" ||
+                            (m_hasUnits && m_hasAbbreviations && m_hasLineTables);
     }
 
     static bool isDebugInfo(std::string_view name) {
@@ -124,6 +134,9 @@ private:
     ElfFacts& m_facts;
     bool m_hasCode = false;
     bool m_isCodeEmptied = false;
+    bool m_hasUnits = false;
+    bool m_hasAbbreviations = false;
+    bool m_hasLineTables = false;
     bool m_isEmptied = false;
     std::uint64_t m_notesRead = 0;
 };

@@ -54,6 +54,9 @@ struct ElfFacts {
     std::string debug_damage;
     /// Strings of DWARF, which a supplementary file may hold and nothing else.
     bool has_debug_strings = false;
+    /// Debug information with all that a table of lines takes: units and their abbreviations, and
+    /// the lines themselves; or stabs.
+    bool has_lines = false;
     /// A full symbol table (.symtab) with content.
     bool has_symbol_table = false;
     /// A separate debug file: headers of what is loaded, but no content of the code, nor of

@@ -14,9 +14,13 @@
 #include "search/split_search.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <map>
 #include <utility>
+
+#include <climits>
+#include <unistd.h>
 
 namespace lokata::profile {
 
@@ -79,7 +83,8 @@ public:
     ProfileSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
                   ProfileResolution const& resolution)
         : ProfileSearch(environment, support, releaseOf(environment, resolution.profile),
-                        resolution.profile_id) {
+                        resolution.profile_id,
+                        isOfThisMachine(resolution.profile, support.places.options())) {
         m_process = resolution.profile.live_process;
     }
 
@@ -104,11 +109,19 @@ public:
 
 private:
     ProfileSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
-                  std::string const& release, std::string const& profileId)
+                  std::string const& release, std::string const& profileId, bool isThisMachine)
         : m_support(support)
         , m_search(environment, support, {true, release, profileId})
         , m_kernel(support.places.options(), release)
-        , m_lists(support.places.options().perf_cache) {}
+        , m_lists(support.places.options().perf_cache, isThisMachine) {}
+
+    /// As far as can be told.
+    static bool isOfThisMachine(Profile const& profile, PlaceOptions const& options) {
+        std::array<char, HOST_NAME_MAX + 1> name{};
+        bool const isNamed = ::gethostname(name.data(), name.size() - 1) == 0;
+        return options.sysroot.empty() && options.symfs.empty() &&
+               (profile.host_name.empty() || (isNamed && profile.host_name == name.data()));
+    }
 
     static std::string releaseOf(ObjectPtr<ISearchEnv> const& environment, Profile const& profile) {
         std::string told = kernelReleaseOf(environment.get());
@@ -297,21 +310,24 @@ void ProfileSearch::conclude(ModuleResolution& module) {
 }
 
 void ProfileSearch::takeNameList(ModuleResolution& module) {
-    FileResolution symbols;
-    if (m_lists.find(module.module, symbols))
+    FileResolution symbols = module.symbols ? *module.symbols : FileResolution();
+    std::size_t const known = symbols.rejected.size();
+    bool isTaken = m_lists.find(module.module, symbols);
+    if (isTaken && symbols.confidence != cfValidated) {
+        auto const confidence = m_search.unprovenConfidence(scSymbolFiles, symbols.step);
+        isTaken = confidence.has_value();
+        symbols.confidence = confidence.value_or(cfPolicyLow);
+    }
+    if (isTaken)
         module.level = SymbolLevel::names;
-    else if (symbols.rejected.empty() || (module.symbols && module.symbols->found()))
-        return;
-    if (module.symbols)
-        std::move(module.symbols->rejected.begin(), module.symbols->rejected.end(),
-                  std::back_inserter(symbols.rejected));
-    module.symbols = std::move(symbols);
+    if (isTaken || (symbols.rejected.size() > known && !symbols.found()))
+        module.symbols = std::move(symbols);
 }
 
 SymbolLevel ProfileSearch::levelOf(ModuleResolution const& module) {
     if (!module.symbols || !module.symbols->found())
         return SymbolLevel::none;
-    if (m_support.elf.facts(module.symbols->path)->has_debug_info)
+    if (m_support.elf.facts(module.symbols->path)->has_lines)
         return symbolsReason(module).empty() ? SymbolLevel::lines : SymbolLevel::incomplete_lines;
     SymbolTables const tables = m_support.symbolTables(module.symbols->path);
     return tables.has_names     ? SymbolLevel::names

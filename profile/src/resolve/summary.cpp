@@ -112,12 +112,13 @@ std::string missingReason(FileResolution const& file) {
 
 namespace {
 
-/// Where something of another build was met instead of debug information, that says most.
+/// Where something of another build was met instead of debug information.
 std::string foreignSymbolsReason(FileResolution const& symbols) {
-    JudgedCandidate const* const rejection = mostTellingRejection(symbols);
-    bool const isForeign = rejection != nullptr && tellingRank(*rejection) == 3 &&
-                           rejection->identity.expected != rejection->identity.actual;
-    return isForeign ? reasonOf(*rejection) : "";
+    auto const foreign = std::find_if(
+        symbols.rejected.begin(), symbols.rejected.end(), [](JudgedCandidate const& each) {
+            return tellingRank(each) == 3 && each.identity.expected != each.identity.actual;
+        });
+    return foreign == symbols.rejected.end() ? "" : reasonOf(*foreign);
 }
 
 std::string splitReason(SplitResolution const& split) {
@@ -140,7 +141,8 @@ std::string symbolsReason(ModuleResolution const& module) {
         text += (text.empty() || sentence.empty() ? "" : " ") + sentence;
     };
     bool const isTable = module.level == SymbolLevel::names || module.level == SymbolLevel::exports;
-    if (module.symbols && (isTable || !module.symbols->found()))
+    bool const isBinaryFound = module.binary && module.binary->found();
+    if (isBinaryFound && module.symbols && (isTable || !module.symbols->found()))
         add(foreignSymbolsReason(*module.symbols));
     if (module.supplementary && !module.supplementary->found())
         add(reasonText(ReasonKey::supplementary_missing) + " " +

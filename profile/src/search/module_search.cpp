@@ -364,6 +364,21 @@ void ModuleSearch::trySymbols(std::string const& name, std::string const& binary
     run(result, std::move(candidates), validator, find, false);
 }
 
+std::optional<confidence_t> ModuleSearch::unprovenConfidence(search_category_t category,
+                                                             search_step_t step) const {
+    CallbackAccessor<IConfidenceLevelPolicyCallback> const accessor(
+        *m_environment->confidenceLevelPolicyCallback());
+    IConfidenceLevelPolicyCallback* const policy = accessor.get();
+    switch (policy == nullptr ? clAccept : policy->getConfidenceLevel(category, step)) {
+    case clReject:
+        return std::nullopt;
+    case clAcceptLow:
+        return cfPolicyLow;
+    default:
+        return cfPolicyHigh;
+    }
+}
+
 /// Whatever the order of the candidates, names are better than what the dynamic linker needs.
 void ModuleSearch::takeSymbolTable(FileResolution& symbols) {
     auto best = symbols.rejected.end();

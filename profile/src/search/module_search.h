@@ -69,6 +69,10 @@ public:
     /// stands in for what the binary would tell.
     FileResolution findSymbols(std::string const& name, std::string const& binaryPath,
                                BuildId const& buildId, std::vector<Candidate> const& hints = {});
+    /// With what confidence the environment's policy accepts what nothing proves, of that place and
+    /// category; empty if it rejects it.
+    std::optional<LK_2_13::confidence_t> unprovenConfidence(LK_2_13::search_category_t category,
+                                                            LK_2_13::search_step_t step) const;
     /// Takes the best of the files that were rejected for nothing but the lack of debug
     /// information, if one has a symbol table.
     void takeSymbolTable(FileResolution& symbols);

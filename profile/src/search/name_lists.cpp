@@ -106,7 +106,7 @@ bool NameLists::find(Module const& module, FileResolution& symbols) const {
         return !module.build_id.empty() &&
                (findRunningNames(module, symbols) || findKernelNames(module, symbols));
     case ModuleKind::anonymous:
-        return module.pid != 0 && findCompiledNames(module, symbols);
+        return m_isThisMachine && module.pid != 0 && findCompiledNames(module, symbols);
     default:
         return false;
     }
@@ -155,9 +155,11 @@ bool NameLists::findRunningNames(Module const& module, FileResolution& symbols) 
                           {list.path, identity.actual, identity.expected}));
     else if (!hasAddress(beginningOf(list.path)))
         reject(symbols, list.path, identity, reasonText(ReasonKey::addresses_hidden, {list.path}));
-    else
+    else {
         accept(symbols, list, cfValidated, std::move(identity));
-    return symbols.found();
+        return true;
+    }
+    return false;
 }
 
 bool NameLists::findCompiledNames(Module const& module, FileResolution& symbols) const {
@@ -172,7 +174,7 @@ bool NameLists::findCompiledNames(Module const& module, FileResolution& symbols)
     }
     if (!isList(list.path, symbols))
         return false;
-    accept(symbols, list, cfPolicyLow, {});
+    accept(symbols, list, cfPolicyHigh, {});
     return true;
 }
 

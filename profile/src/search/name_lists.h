@@ -12,9 +12,12 @@ namespace lokata::profile {
 /// Callable from any thread.
 class NameLists {
 public:
-    /// `perfCache` as in `PlaceOptions`; `root` is put before the paths of the running system.
-    explicit NameLists(std::string perfCache, std::string root = {})
-        : m_perfCache(std::move(perfCache)), m_root(std::move(root)) {}
+    /// `perfCache` as in `PlaceOptions`. `isThisMachine`: the processes of the recording may have
+    /// run here. `root` is put before the paths of the running system.
+    NameLists(std::string perfCache, bool isThisMachine, std::string root = {})
+        : m_perfCache(std::move(perfCache))
+        , m_isThisMachine(isThisMachine)
+        , m_root(std::move(root)) {}
 
     /// For the kernel and its modules /proc/kallsyms where the running kernel, or the module in it,
     /// has the recorded build-id and lets its addresses be seen (kernel.kptr_restrict, see
@@ -23,7 +26,8 @@ public:
     /// only one owned by root or by this user is believed, but proves nothing: processes come and
     /// go. The format of the latter: tools/perf/Documentation/jit-interface.txt of Linux.
     ///
-    /// Notes in `symbols` what was tried. False if it gives no names; then no file is set.
+    /// Adds to `symbols` what was tried. False if it gives no names; the file stays as it is then.
+    /// The confidence of what is not proven is up to the caller.
     bool find(Module const& module, FileResolution& symbols) const;
 
 private:
@@ -33,6 +37,7 @@ private:
     BuildId runningBuildId(Module const& module) const;
 
     std::string m_perfCache;
+    bool m_isThisMachine;
     std::string m_root;
 };
 

@@ -154,6 +154,33 @@ TEST(PerfData, FindsTheLayoutOfEachSampleByItsId) {
     EXPECT_THAT(summary(profile), ElementsAre("/app file 2"));
 }
 
+TEST(PerfData, SumsThePeriodsOfEachEventThatHasSamples) {
+    PerfFile perf;
+    perf.attr(PerfFile::c_countedType, {7}).attr(PerfFile::c_countedType, {8});
+    perf.attr(PerfFile::c_countedType, {9, 10});
+    perf.mmap(5, 0x1000, 0x1000, "/app").mmap(5, 0x3000, 0x1000, "/lib");
+    perf.counted(5, 0x1000, 10, 100).counted(5, 0x3000, 9, 30).counted(5, 0x3000, 7, 4);
+    perf.counted(5, 0x9000, 9, 1);
+    for (std::string const& content : {perf.file(), perf.pipe()}) {
+        Profile const profile = readProfile(content);
+        ASSERT_EQ(profile.events.size(), 2U) << "nothing was sampled of the second";
+        EXPECT_EQ(profile.events[0].period, 4U);
+        EXPECT_EQ(profile.events[1].period, 131U);
+        EXPECT_EQ(profile.events[1].unattributed_period, 1U);
+        EXPECT_EQ(profile.events[1].samples, 3U);
+        EXPECT_THAT(*profile.modules[0].periods, ElementsAre(0, 100));
+        EXPECT_THAT(*profile.modules[1].periods, ElementsAre(4, 30));
+    }
+}
+
+TEST(PerfData, MemoryThatSeveralProcessesRanInBelongsToNone) {
+    auto perf = perfFile();
+    perf.mmap(5, 0x1000, 0x1000, "//anon").sample(5, 0x1000);
+    EXPECT_EQ(readProfile(perf.file()).modules[0].pid, 5U);
+    perf.mmap(6, 0x1000, 0x1000, "//anon").sample(6, 0x1000);
+    EXPECT_EQ(readProfile(perf.file()).modules[0].pid, 0U);
+}
+
 TEST(PerfData, ReadsARecordingThatWasNeverFinishedOverTraceDataBetweenRecords) {
     auto perf = perfFile();
     perf.record(71, 0, perf.make().u64(16).padTo(40));

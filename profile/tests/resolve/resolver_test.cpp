@@ -86,6 +86,8 @@ TEST_F(ResolverTest, WhatGivesMostNamesIsTakenOnlyWhereNoDebugInformationIs) {
     EXPECT_EQ(answer(), "exports tree/tool") << "names of another build are none";
     ElfBuilder().buildId(c_id).symbolTable().write(m_tree.file("tree/b/tool"));
     EXPECT_EQ(answer(), "names tree/b/tool") << "they come behind";
+    ElfBuilder().buildId(c_id).debugInfoWithoutLines().write(m_tree.file("tree/c/tool.debug"));
+    EXPECT_EQ(answer(), "none tree/c/tool.debug?") << "debug information need not tell lines";
     symbols("tree/c/tool.debug", c_id);
     EXPECT_EQ(answer(), "lines tree/c/tool.debug");
 

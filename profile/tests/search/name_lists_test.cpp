@@ -26,7 +26,7 @@ protected:
     /// "PLACE CONFIDENCE", or else why each was rejected.
     std::string answer(Module const& module) {
         FileResolution symbols;
-        if (NameLists(m_tree.path("cache"), m_tree.path("")).find(module, symbols))
+        if (NameLists(m_tree.path("cache"), true, m_tree.path("")).find(module, symbols))
             return std::string(wordOf(c_places, symbols.place)) + " " +
                    std::string(wordOf(c_confidences, symbols.confidence));
         EXPECT_FALSE(symbols.found());
@@ -76,7 +76,7 @@ TEST_F(NameListsTest, AMapOfJittedCodeIsTakenFromItsOwnerOnlyAndProvesNothing) {
     jitted.pid = 12;
     EXPECT_EQ(answer(jitted), "");
     std::string const map = m_tree.file("tmp/perf-12.map", "7f0000001000 20 jitted\n");
-    EXPECT_EQ(answer(jitted), "perf-map cfPolicyLow");
+    EXPECT_EQ(answer(jitted), "perf-map cfPolicyHigh");
     m_tree.file("tmp/perf-12.map", "no map\n");
     EXPECT_THAT(answer(jitted), HasSubstr("no list of addresses"));
     m_tree.file("tmp/perf-12.map", c_list);

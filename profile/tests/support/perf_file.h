@@ -64,6 +64,15 @@ public:
         return record(PERF_RECORD_SAMPLE, misc, make().u64(address).u32(pid).u32(pid).u64(time));
     }
 
+    /// Of a recording whose attributes are of `c_countedType`.
+    static constexpr std::uint64_t c_countedType =
+        PERF_SAMPLE_IP | PERF_SAMPLE_TID | PERF_SAMPLE_ID | PERF_SAMPLE_PERIOD;
+    PerfFile& counted(std::uint32_t pid, std::uint64_t address, std::uint64_t id,
+                      std::uint64_t period) {
+        return record(PERF_RECORD_SAMPLE, PERF_RECORD_MISC_USER,
+                      make().u64(address).u32(pid).u32(pid).u64(id).u64(period));
+    }
+
     PerfFile& fork(std::uint32_t parent, std::uint32_t child, std::uint64_t time = 0) {
         auto payload = make().u32(child).u32(parent).u32(child).u32(parent).u64(time);
         return record(PERF_RECORD_FORK, 0, trailer(payload, child, time));

@@ -58,7 +58,8 @@ struct Module {
     std::string name; ///< As recorded, in bytes.
     BuildId build_id; ///< Empty when none is recorded.
     ModuleKind kind = ModuleKind::file;
-    /// A process (for guests: the host's process of the machine) that mapped it; 0 when unknown.
+    /// A process (for guests: the host's process of the machine) that mapped it; 0 when unknown,
+    /// and for memory without a file in which several processes were sampled.
     std::uint32_t pid = 0;
     /// Samples taken while this module's code ran.
     std::uint64_t samples = 0;

@@ -1,5 +1,6 @@
 #include "read/perf/perf_events.h"
 
+#include <algorithm>
 #include <initializer_list>
 
 #include <linux/perf_event.h>
@@ -152,7 +153,7 @@ void PerfDecoder::decodeSample(PerfEvent& event, Cursor& in) const {
     event.time = has(PERF_SAMPLE_TIME) ? in.u64() : 0;
     in.skip(8ULL * count(attr.sample_type, {PERF_SAMPLE_ADDR, PERF_SAMPLE_ID, PERF_SAMPLE_STREAM_ID,
                                             PERF_SAMPLE_CPU}));
-    event.period = has(PERF_SAMPLE_PERIOD) ? in.u64() : attr.period;
+    event.period = has(PERF_SAMPLE_PERIOD) ? in.u64() : std::max<std::uint64_t>(attr.period, 1);
     if (has(PERF_SAMPLE_READ))
         skipReadFormat(in, attr.read_format);
     if (has(PERF_SAMPLE_CALLCHAIN)) {

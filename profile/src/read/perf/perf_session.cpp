@@ -126,6 +126,8 @@ void PerfSession::flush(std::uint64_t upTo) {
 
 void PerfSession::finish() {
     flush(c_farthest);
+    for (std::uint32_t const module : m_sharedMemory)
+        m_builder.profile().modules[module].pid = 0;
     applyNamespaces();
     applyBuildIds();
 }
@@ -280,6 +282,9 @@ void PerfSession::sample(PerfEvent const& event) {
         ++profile.unattributed_samples;
     else
         ++profile.modules[module].samples;
+    if (module != ProfileBuilder::c_none && profile.modules[module].pid != event.pid &&
+        profile.modules[module].kind == ModuleKind::anonymous)
+        m_sharedMemory.insert(module);
     if (event.recorded < profile.events.size())
         addPeriod(event, module);
     countCallers(event, module);

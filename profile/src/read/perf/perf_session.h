@@ -86,6 +86,9 @@ private:
     std::uint64_t m_fileBytes = 0;
     /// Other mount namespaces that a module of m_files was seen in.
     std::set<std::pair<std::uint32_t, std::uint64_t>> m_alsoIn;
+    /// Memory without a file in which several processes were sampled; each has its own of that
+    /// name.
+    std::set<std::uint32_t> m_sharedMemory;
     std::vector<std::uint64_t> m_lastSampleOfModule;
     std::uint64_t m_sampleCount = 0;
     std::vector<NamedBuildId> m_buildIds;

@@ -156,13 +156,18 @@
   }
 
   const columns = [
-    { key: "samples", title: "Samples", down: true, value: (entry) => entry.module.samples || 0 },
+    { key: "samples", title: "Samples", down: true, value: (entry) => weight(entry.module) },
     { key: "name", title: "Module", value: (entry) => splitPath(entry.module.name)[1].toLowerCase() },
     { key: "status", title: "Status", value: (entry) => rank.indexOf(entry.module.status) },
     { key: "file", title: "File found, or why not", value: (entry) => entry.fileText },
     { key: "proof", title: "Proof", value: (entry) => proof(entry.module.binary) },
     { key: "symbols", title: "Shows", value: (entry) => Object.keys(levels).indexOf(entry.module.level) },
   ];
+
+  // The event whose shares are shown; null where the recording tells no periods.
+  let event = null;
+  let eventIndex = 0;
+  const weight = (module) => (event ? (module.periods ? module.periods[eventIndex] : 0) : module.samples || 0);
 
   let entries = [];
   let order = { key: "samples", down: true };
@@ -174,11 +179,11 @@
 
   function samplesCell(module, total) {
     if (module.samples === null) return cell("samples", null, "\u2013");
-    const width = total ? Math.max(module.samples ? 2 : 0, (100 * module.samples) / total) : 0;
+    const width = total ? Math.max(weight(module) ? 2 : 0, (100 * weight(module)) / total) : 0;
     const fill = make("i", null);
     fill.style.width = `${width}%`;
     return cell("samples", { title: plural(module.samples, "sample") },
-      percent(module.samples, total), make("span", { class: "share", "data-status": module.level }, fill));
+      percent(weight(module), total), make("span", { class: "share", "data-status": module.level }, fill));
   }
 
   function fileCell(module) {
@@ -228,7 +233,7 @@
     const keyed = entries.map((entry) => [column.value(entry), entry]);
     const sign = order.down ? -1 : 1;
     keyed.sort(([a, first], [b, second]) =>
-      (a < b ? -sign : a > b ? sign : 0) || (second.module.samples || 0) - (first.module.samples || 0) || first.index - second.index);
+      (a < b ? -sign : a > b ? sign : 0) || weight(second.module) - weight(first.module) || first.index - second.index);
     entries = keyed.map(([, entry]) => entry);
     const rows = entries.flatMap((entry) => (entry.open ? [entry.row, entry.detail] : [entry.row]));
     byId("modules").tBodies[0].replaceChildren(...rows);
@@ -243,7 +248,7 @@
     const words = byId("filter").value.toLowerCase().split(/\s+/).filter(Boolean);
     let shown = 0;
     for (const entry of entries) {
-      const fits = (!pressed.size || pressed.has(entry.module.level)) && words.every((word) => entry.text.includes(word));
+      const fits = (!pressed.size || pressed.has(entry.module.level) || pressed.has(entry.module.status)) && words.every((word) => entry.text.includes(word));
       entry.row.hidden = !fits;
       if (entry.detail) entry.detail.hidden = !fits;
       shown += fits ? 1 : 0;
@@ -268,19 +273,21 @@
   function showShare(report) {
     const { summary } = report;
     const bySamples = summary.samples !== null && summary.samples > 0;
-    const counted = (total) => (bySamples ? total.samples : total.modules);
-    const amount = (level) => {
-      if (level === "unattributed") return bySamples ? summary.unattributed_samples : 0;
-      const fileless = level === "none" && !bySamples ? summary["not-a-file"].modules : 0;
-      return counted(summary.levels[level]) - fileless;
-    };
+    const counted = bySamples ? report.modules : report.modules.filter((module) => module.status !== "not-a-file");
+    const sum = (fits) => counted.filter(fits).reduce((all, module) => all + (bySamples ? weight(module) : 1), 0);
+    const amounts = new Map(Object.keys(levels).map((level) => [level, sum((module) => module.level === level)]));
+    amounts.set("unattributed", !bySamples ? 0 : event ? event.unattributed_period : summary.unattributed_samples);
+    const amount = (level) => amounts.get(level);
     const present = barOrder.filter((level) => amount(level) > 0);
-    const whole = present.reduce((sum, level) => sum + amount(level), 0);
+    const whole = present.reduce((all, level) => all + amount(level), 0);
     const share = (level) => percent(amount(level), whole);
     byId("share").textContent = whole ? share("lines") : "\u2013";
-    const things = bySamples ? plural(whole, "sample") : plural(whole, "module");
+    const samples = event ? `the samples${event.name ? ` of ${event.name}` : ""}` : plural(whole, "sample");
+    const less = ["incomplete-lines", "names", "exports"].filter((level) => amount(level))
+      .map((level) => `, ${share(level)} with ${levels[level].word.toLowerCase()}`).join("");
+    const proven = percent(sum((module) => module.status === "resolved"), whole);
     byId("share-words").textContent = whole
-      ? `of ${things} can be shown with lines, ${share("names")} with names; ${percent(counted(summary.resolved), whole)} ${bySamples ? "lie in files that are" : "have a file that is"} found and proven`
+      ? `of ${bySamples ? samples : plural(whole, "module")} can be shown with lines${less}; ${proven} ${bySamples ? "lie in files that are" : "have a file that is"} found and proven`
       : "no module to look for";
     byId("bar").replaceChildren(...present.map((level) => {
       const part = make("i", { "data-status": level, title: `${level}: ${share(level)}` });
@@ -301,7 +308,7 @@
       }, ...label(level, levels[level], plural(summary.levels[level].modules, "module"))));
     if (amount("unattributed")) {
       chips.push(make("span", { class: "chip", "data-status": "unattributed" },
-        ...label("unattributed", { mark: "\u2591", word: "Outside any module" }, plural(amount("unattributed"), "sample"))));
+        ...label("unattributed", { mark: "\u2591", word: "Outside any module" }, plural(summary.unattributed_samples, "sample"))));
     }
     byId("chips").replaceChildren(...chips);
     return bySamples ? whole : 0;
@@ -309,14 +316,14 @@
 
   function showGaps(total) {
     const gaps = entries.filter((entry) => entry.module.status === "missing")
-      .sort((a, b) => (b.module.samples || 0) - (a.module.samples || 0) || a.index - b.index);
+      .sort((a, b) => weight(b.module) - weight(a.module) || a.index - b.index);
     const first = gaps.length > 6 ? 5 : gaps.length;
-    const lost = gaps.reduce((sum, entry) => sum + (entry.module.samples || 0), 0);
+    const lost = gaps.reduce((all, entry) => all + weight(entry.module), 0);
     byId("gaps-title").textContent = gaps.length
       ? `What is missing: ${plural(gaps.length, "module")}${total ? `, ${percent(lost, total)} of the samples` : ""}`
-      : "Nothing is missing";
+      : "No file is missing";
     byId("gaps").querySelector("ol").replaceChildren(...gaps.slice(0, first).map((entry) => make("li", null,
-      make("span", null, total ? percent(entry.module.samples, total) : statuses.missing.mark),
+      make("span", null, total ? percent(weight(entry.module), total) : statuses.missing.mark),
       make("button", {
         type: "button", class: "link path",
         on: () => { showOnly(null); toggle(entry, true); entry.button.focus(); entry.row.scrollIntoView({ block: "center" }); },
@@ -350,7 +357,17 @@
     }));
   }
 
-  function show(report) {
+  function showEvents(report) {
+    byId("events").hidden = report.events.length < 2;
+    byId("events").replaceChildren(...report.events.map((each, index) => make("button", {
+      type: "button", class: "quiet", "aria-pressed": String(index === eventIndex), on: () => show(report, index),
+    }, each.name || `event ${index + 1}`)));
+  }
+
+  function show(report, shown = 0) {
+    eventIndex = shown;
+    event = report.events[shown] || null;
+    showEvents(report);
     document.title = `${report.input} \u2013 lokata resolve`;
     byId("input").textContent = report.input === "-" ? "standard input" : report.input;
     byId("facts").textContent = [
