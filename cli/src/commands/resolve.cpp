@@ -6,6 +6,7 @@
 #include "console/failure.h"
 #include "console/output.h"
 #include "console/terminal.h"
+#include "console/text_layout.h"
 #include "search/choice.h"
 #include "search/search_options.h"
 #include "search/search_setup.h"
@@ -22,6 +23,7 @@
 #include <algorithm>
 #include <memory>
 #include <ostream>
+#include <sstream>
 #include <utility>
 
 #include <unistd.h>
@@ -102,7 +104,10 @@ void printTables(std::ostream& out, profile::ProfileResolution const& resolution
         out << "\n" << sources;
         isAny = true;
     }
-    out << (isAny ? "\n" : "") << resolutionSummary(resolution, options.scope);
+    out << (isAny ? "\n" : "");
+    std::istringstream summary(resolutionSummary(resolution, options.scope));
+    for (std::string line; std::getline(summary, line);)
+        out << wrapped(line, 0, style.width) << "\n";
 }
 
 void print(profile::ProfileResolution const& resolution, ResolveOptions const& options) {
