@@ -84,6 +84,10 @@ std::string_view moduleBehind(std::string_view columns) {
         return {};
     if (starts_with(columns, "- ") || starts_with(columns, ". "))
         return columns.substr(2);
+    // A name may hold blanks, and so may a path; but nearly all paths of debug files end alike.
+    constexpr std::string_view c_end = ".debug ";
+    if (auto const end = columns.find(c_end); end != std::string_view::npos)
+        return columns.substr(end + c_end.size());
     auto const start = std::min({columns.find(" /"), columns.find(" ["), columns.rfind(' ')});
     return start == std::string_view::npos ? std::string_view{} : columns.substr(start + 1);
 }

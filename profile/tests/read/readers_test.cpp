@@ -131,6 +131,7 @@ TEST(Lists, NameModulesLineByLine) {
               ""},
              {"0x10+0xb abcdef@0x14 - - /my app/s l\n"
               "0x10+0xb abcdef@0x14 . /usr/lib/debug/x.debug /my app/t\n"
+              "0x10+0xb abcdef@0x14 - /usr/lib/debug/x.debug libz (deleted).so\n"
               "0x10+0xb abcdef@0x14 /lib64/ld.so /usr/lib/debug/.build-id/7e/bc.debug ld.so\n"
               "0x10+0xb abcdef@0x14 . - linux-vdso.so.1\n"
               "0x10+0xb abcdef@0x14 my - app/s - l - s - l\n"
@@ -139,9 +140,10 @@ TEST(Lists, NameModulesLineByLine) {
               "0x10+0xb abcdef@0x14 /lib/snd-pcm.ko - snd_pcm\n"
               "0x10+0xb - - - [vdso: 7]\n"
               "0x10+0xb abcdef@0x14 - - \n",
-              {"/my app/s l abcdef", "/my app/t abcdef", "/lib64/ld.so abcdef",
-               "linux-vdso.so.1 abcdef vdso", "my - app/s - l abcdef", "my app/u v abcdef",
-               "kernel abcdef kernel", "/lib/snd-pcm.ko abcdef kernel-module", "[vdso: 7] vdso"},
+              {"/my app/s l abcdef", "/my app/t abcdef", "libz (deleted).so abcdef",
+               "/lib64/ld.so abcdef", "linux-vdso.so.1 abcdef vdso", "my - app/s - l abcdef",
+               "my app/u v abcdef", "kernel abcdef kernel", "/lib/snd-pcm.ko abcdef kernel-module",
+               "[vdso: 7] vdso"},
               "0x10+0xb abcdef@0x14 - - \n"},
              {"1000-2000 r--p 0 fe:00 12    /bin/a\\012b c\n2000-3000 r-xp 0 fe:00 12 /bin/a\\012b "
               "c\n3000-4000 r--p 0 fe:00 13 /usr/share/data\n4000-5000 r-xp 0 00:00 0 \n"
