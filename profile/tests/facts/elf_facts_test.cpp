@@ -49,7 +49,7 @@ TEST_F(ElfFactsTest, ReadsLinksInTheByteOrderOfTheFile) {
         EXPECT_FALSE(facts.has_unusable_alt_link || factsOf(ElfBuilder()).has_unusable_alt_link);
     }
     for (std::string const& content :
-         {std::string(), std::string("dwz"), std::string("dwz", 4), std::string("\0id", 3)}) {
+         {std::string(), std::string("dwz"), std::string("dwz") + '\0', std::string("\0id", 3)}) {
         ElfFacts const facts = factsOf(ElfBuilder().section(".gnu_debugaltlink", content));
         EXPECT_TRUE(facts.has_unusable_alt_link && !facts.alt_link) << content;
     }
