@@ -25,9 +25,11 @@ protected:
     }
     /// The name of a .dwo file is as relative or absolute as the directory of its object.
     void compile(char const* version, std::string const& directory = "") {
-        for (std::string const unit : {"a", "b"})
-            ASSERT_TRUE(run(std::string(COMPILER) + " -g -gdwarf-" + version +
-                            " -gsplit-dwarf -c " + unit + ".cpp -o " + directory + unit + ".o"));
+        for (std::string const unit : {"a", "b"}) {
+            std::string command = std::string(COMPILER) + " -g -gdwarf-" + version;
+            command.append(" -gsplit-dwarf -c ").append(unit).append(".cpp -o ");
+            ASSERT_TRUE(run(command.append(directory).append(unit).append(".o")));
+        }
         ASSERT_TRUE(run(std::string(COMPILER) + " -Wl,--build-id a.o b.o -o app"));
     }
     bool package() { return run("dwp -e app -o app.dwp 2>&1"); }
