@@ -2,10 +2,13 @@
 
 #include <toolbelt2/digest.h>
 
+#include <algorithm>
 #include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <tuple>
+#include <vector>
 
 namespace lokata::profile {
 
@@ -26,23 +29,37 @@ private:
     toolbelt2::md5_t m_digest;
 };
 
+/// The same modules in another order are the same profile.
+std::vector<Module const*> distinctModules(Profile const& profile) {
+    auto const keyOf = [](Module const* module) {
+        return std::tie(module->kind, module->name, module->build_id, module->mount_namespace);
+    };
+    std::vector<Module const*> result;
+    result.reserve(profile.modules.size());
+    for (Module const& module : profile.modules)
+        result.push_back(&module);
+    std::sort(
+        result.begin(), result.end(),
+        [&](Module const* left, Module const* right) { return keyOf(left) < keyOf(right); });
+    result.erase(std::unique(result.begin(), result.end(),
+                             [&](Module const* left, Module const* right) {
+                                 return keyOf(left) == keyOf(right);
+                             }),
+                 result.end());
+    return result;
+}
+
 } // namespace
 
 std::string profileId(Profile const& profile) {
     try {
         FieldDigest digest;
         digest.add(profile.host_name).add(profile.kernel_release).add(profile.architecture);
-        // The same modules in another order are the same profile.
-        std::set<std::string> modules;
-        for (Module const& module : profile.modules)
-            modules.insert(FieldDigest()
-                               .add(wordOf(c_moduleKinds, module.kind))
-                               .add(module.name)
-                               .add(toHex(module.build_id))
-                               .add(std::to_string(module.mount_namespace))
-                               .text());
-        for (std::string const& module : modules)
-            digest.add(module);
+        for (Module const* const module : distinctModules(profile))
+            digest.add(wordOf(c_moduleKinds, module->kind))
+                .add(module->name)
+                .add(toHex(module->build_id))
+                .add(std::to_string(module->mount_namespace));
         for (std::string_view const source :
              std::set<std::string_view>(profile.source_files.begin(), profile.source_files.end()))
             digest.add(source);

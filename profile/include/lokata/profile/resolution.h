@@ -129,7 +129,7 @@ struct SplitResolution {
     std::string error; ///< Why not all units could be told, for a person.
 };
 
-enum class ModuleStatus {
+enum class ModuleStatus : std::uint8_t {
     resolved,    ///< The binary was found and its identity is proven.
     unproven,    ///< The binary was found, but nothing recorded could prove it.
     missing,     ///< No candidate was accepted.
@@ -144,7 +144,7 @@ constexpr Word<ModuleStatus> c_moduleStatuses[]{
 };
 
 /// What of its code a viewer can show.
-enum class SymbolLevel {
+enum class SymbolLevel : std::uint8_t {
     lines,            ///< Functions, files and lines: all of the debug information is there.
     incomplete_lines, ///< Debug information of which a part is missing.
     names,            ///< The names of its functions.
