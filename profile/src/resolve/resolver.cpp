@@ -371,21 +371,6 @@ void mergeEqual(std::vector<SourceQuestion> const& questions,
 
 } // namespace
 
-std::string searchedName(Module const& module) {
-    switch (module.kind) {
-    case ModuleKind::kernel:
-    case ModuleKind::guest_kernel:
-        return VMLINUX;
-    case ModuleKind::kernel_module:
-    case ModuleKind::guest_module:
-        return kernelModuleFileName(module.name);
-    case ModuleKind::file: // Where the reader knew that the file was there, the mark is its name.
-        return module.name;
-    default:
-        return std::string(withoutDeletedMark(module.name));
-    }
-}
-
 class __attribute__((visibility("hidden"))) Resolver::Impl {
 public:
     Impl(ObjectPtr<ISearchEnv> const& environment, PlaceOptions places)
