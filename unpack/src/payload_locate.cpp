@@ -3,6 +3,7 @@
 #include "signature.h"
 
 #include <toolbelt2/text.h>
+#include <unpack/kernel_payload.h>
 #include <unpack/packed_file.h>
 
 #include <algorithm>
@@ -21,6 +22,19 @@ constexpr std::size_t c_scanBlock = 0x40000;
 /// No image comes near it; bounds the time for a huge file.
 constexpr std::uint64_t c_maxScan = std::uint64_t{1} << 30;
 
+/// Sources: Linux, drivers/firmware/efi/libstub/zboot-header.S, and Documentation/arch/x86/boot.rst
+/// (fields boot_flag, header, version, payload_length).
+bool isEfiImage(std::string_view header) {
+    return header.size() >= 0x40 && starts_with(header, "MZ"sv) &&
+           starts_with(header.substr(4), "zimg"sv);
+}
+
+bool isX86Image(std::string_view header) {
+    return header.size() >= c_kernelHeader && littleEndianAt(header, 0x1fe, 2) == 0xaa55 &&
+           starts_with(header.substr(0x202), "HdrS"sv) &&
+           littleEndianAt(header, 0x206, 2) >= 0x208 && littleEndianAt(header, 0x24c, 4) != 0;
+}
+
 Payload payloadAt(ImageFile const& image, std::uint64_t offset, std::uint64_t length) {
     if (offset >= image.size() || length > image.size() - offset)
         throw Failure("it is truncated: its header places the compressed kernel at offset " +
@@ -37,24 +51,23 @@ Payload payloadAt(ImageFile const& image, std::uint64_t offset, std::uint64_t le
 
 } // namespace
 
-/// Sources: Linux, Documentation/arch/x86/boot.rst (fields setup_sects, boot_flag, header, version,
-/// payload_offset, payload_length), and drivers/firmware/efi/libstub/zboot-header.S.
+/// Sources as above, for x86 with the fields setup_sects and payload_offset.
 std::optional<Payload> payloadByHeader(ImageFile const& image) {
-    char buffer[0x250];
+    char buffer[c_kernelHeader];
     std::string_view const header(buffer, image.readAt(0, buffer, sizeof buffer));
 
-    if (header.size() >= 0x40 && starts_with(header, "MZ"sv) &&
-        starts_with(header.substr(4), "zimg"sv))
+    if (isEfiImage(header))
         return payloadAt(image, littleEndianAt(header, 8, 4), littleEndianAt(header, 12, 4));
-    if (header.size() == sizeof buffer && littleEndianAt(header, 0x1fe, 2) == 0xaa55 &&
-        starts_with(header.substr(0x202), "HdrS"sv) && littleEndianAt(header, 0x206, 2) >= 0x208 &&
-        littleEndianAt(header, 0x24c, 4) != 0) {
-        std::uint64_t const declared = littleEndianAt(header, 0x1f1, 1);
-        std::uint64_t const setupSectors = declared == 0 ? 4 : declared;
-        return payloadAt(image, (setupSectors + 1) * 512 + littleEndianAt(header, 0x248, 4),
-                         littleEndianAt(header, 0x24c, 4));
-    }
-    return std::nullopt;
+    if (!isX86Image(header))
+        return std::nullopt;
+    std::uint64_t const declared = littleEndianAt(header, 0x1f1, 1);
+    std::uint64_t const setupSectors = declared == 0 ? 4 : declared;
+    return payloadAt(image, (setupSectors + 1) * 512 + littleEndianAt(header, 0x248, 4),
+                     littleEndianAt(header, 0x24c, 4));
+}
+
+bool isKernelImage(std::string_view start) {
+    return isEfiImage(start) || isX86Image(start);
 }
 
 std::optional<Payload> packedFile(ImageFile const& image) {

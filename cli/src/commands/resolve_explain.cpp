@@ -59,7 +59,12 @@ std::string foundText(FileResolution const& file, bool colour) {
     return "  " + painted("found", TextStyle::green, colour) + "    " + displayName(file.path) +
            "  [" + originOf(file) + "]\n           " +
            (isProven ? "proven by " + identityText(file.identity) : "accepted without proof") +
-           "\n";
+           (file.unpacked_from ? ", unpacked from " + displayName(*file.unpacked_from) : "") + "\n";
+}
+
+/// Where the search met the file that was found.
+std::string const& metAt(FileResolution const& file) {
+    return file.unpacked_from ? *file.unpacked_from : file.path;
 }
 
 /// Suggestions come first, in their order, then each step that ran with what it met. A search ends
@@ -77,7 +82,7 @@ std::string candidatesText(FileResolution const& file, bool colour) {
         if (!shown.insert(path).second)
             continue;
         std::string const origin(wordOf(c_places, candidate.place));
-        if (file.found() && path == file.path && file.step == LK_2_13::ssAskUser) {
+        if (file.found() && path == metAt(file) && file.step == LK_2_13::ssAskUser) {
             text += foundText(file, colour);
             isFoundShown = true;
         } else if (auto const rejected = rejections.find(path); rejected != rejections.end()) {

@@ -6,6 +6,7 @@
 #include "read/notes.h"
 #include "read/reasons.h"
 
+#include <unpack/kernel_payload.h>
 #include <unpack/packed_file.h>
 
 #include <algorithm>
@@ -141,14 +142,17 @@ private:
     std::uint64_t m_notesRead = 0;
 };
 
-/// What a file of no ELF content is: kernel modules often lie packed on disk.
-std::string otherKind(ForeignFile const& file) {
-    constexpr std::uint64_t c_mark = 8;
+/// Kernels and their modules often lie packed on disk.
+void describeOther(ForeignFile const& file, ElfFacts& facts) {
     std::string start;
-    file.read(0, std::min(file.size(), c_mark), start);
-    if (auto const packing = unpack::packingOf(start))
-        return reasonText(ReasonKey::packed, {unpack::compressionName(*packing)});
-    return reasonText(ReasonKey::not_elf);
+    file.read(0, std::min(file.size(), unpack::c_kernelHeader), start);
+    facts.error = reasonText(ReasonKey::not_elf);
+    if (auto const packing = unpack::packingOf(start)) {
+        facts.packing = Packing::whole_file;
+        facts.error = reasonText(ReasonKey::packed, {unpack::compressionName(*packing)});
+    } else if (unpack::isKernelImage(start)) {
+        facts.packing = Packing::kernel_image;
+    }
 }
 
 /// The checksum after so many zeros more, by doubling: a sparse file may have any number of them.
@@ -175,7 +179,7 @@ ElfFacts readElfFacts(std::string const& path) {
     if (std::optional<ElfTables> const tables = readElfTables(file))
         FactsReader(file, *tables, facts).read();
     else
-        facts.error = otherKind(file);
+        describeOther(file, facts);
     return facts;
 }
 

@@ -34,11 +34,19 @@ struct AltLink {
     BuildId build_id;
 };
 
+/// What a file that is no ELF file may hold one in, by its content.
+enum class Packing : std::uint8_t {
+    none,
+    whole_file,  ///< As a module of the kernel may lie on disk.
+    kernel_image ///< By the header of a boot protocol.
+};
+
 struct ElfFacts {
     /// There is a stored file that can be opened, of whatever content.
     bool is_file = false;
     /// Why there is no ELF file to read; empty if there is. The other fields then say nothing.
     std::string error;
+    Packing packing = Packing::none;
     /// Why the ELF file is not whole by its own tables, with where they end and where the file
     /// does; empty if it is. The other fields hold what can be read all the same, which proves
     /// nothing.

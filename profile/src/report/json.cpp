@@ -61,6 +61,7 @@ ordered_json rejectedJson(JudgedCandidate const& candidate) {
 ordered_json fileJson(FileResolution const& file) {
     ordered_json object;
     putBytesOrNull(object, "path", file.path);
+    putBytesOrNull(object, "unpacked_from", file.unpacked_from ? *file.unpacked_from : "");
     object["confidence"] =
         file.found() ? ordered_json(wordOf(c_confidences, file.confidence)) : nullptr;
     object["step"] = file.found() ? ordered_json(wordOf(c_searchSteps, file.step)) : nullptr;

@@ -55,10 +55,10 @@ std::vector<Repeat> repeatsOf(std::vector<ModuleResolution> const& modules) {
     return result;
 }
 
-/// Archives and trees by build-id say nothing about where other files lie, and what nothing proved
-/// says nothing at all.
+/// Archives, trees by build-id and unpacked copies say nothing about where other files lie, and
+/// what nothing proved says nothing at all.
 bool teaches(FileResolution const& file) {
-    return file.found() && file.confidence == cfValidated &&
+    return file.found() && file.confidence == cfValidated && !file.unpacked_from &&
            (file.step == ssHighPrioritySearchDirs || file.step == ssLowPrioritySearchDirs);
 }
 

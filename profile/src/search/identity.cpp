@@ -5,6 +5,7 @@
 #include "facts/stamp_of.h"
 #include "read/names.h"
 #include "read/reasons.h"
+#include "search/packed_kernel.h"
 
 #include <lokata/profile/kernel_cache.h>
 
@@ -64,11 +65,6 @@ void compare(JudgedCandidate& candidate, Identity identity, ReasonKey mismatch, 
         reject(candidate, svError, reasonText(mismatch, {path, actual, expected}));
 }
 
-bool isPackedKernel(std::string const& path, ElfFacts const& facts) {
-    return !facts.error.empty() &&
-           toolbelt2::starts_with(utils::getFileNameOnly(path.c_str()), VMLINUZ);
-}
-
 bool sameFile(std::string const& a, std::string const& b) {
     std::error_code error;
     return std::filesystem::equivalent(a, b, error);
@@ -104,6 +100,27 @@ JudgedCandidate const* IdentityValidator::verdictOn(std::string const& canonical
     return found == m_judged.rend() ? nullptr : &*found;
 }
 
+UnpackedCopy const* IdentityValidator::copyOf(std::string const& canonicalPath) const {
+    auto const found =
+        std::find_if(m_copiesMade.rbegin(), m_copiesMade.rend(), [&](UnpackedCopy const& copy) {
+            return copy.packed == canonicalPath || copy.path == canonicalPath;
+        });
+    return found == m_copiesMade.rend() ? nullptr : &*found;
+}
+
+IdentityValidator::Content IdentityValidator::contentOf(ElfFactsCache& cache,
+                                                        std::string const& path) {
+    auto facts = cache.facts(path);
+    if (!isPackedKernel(path, *facts))
+        return {path, std::move(facts), ""};
+    UnpackedKernel const copy = unpackedKernel(path);
+    if (copy.path.empty())
+        return {path, std::move(facts), copy.error};
+    m_copiesMade.push_back({utils::getCanonicalName(path.c_str(), false),
+                            utils::getCanonicalName(copy.path.c_str(), false), stampOf(copy.path)});
+    return {copy.path, cache.facts(copy.path), ""};
+}
+
 BinaryValidator::BinaryValidator(ElfFactsCache& cache, BuildId expected, LiveFile const* live)
     : m_cache(cache), m_expected(std::move(expected)), m_live(live) {}
 
@@ -121,33 +138,22 @@ void BinaryValidator::judgeAsMapped(std::string const& path, JudgedCandidate& ca
 void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate) {
     if (m_live != nullptr)
         judgeAsMapped(path, candidate);
-    auto facts = m_cache.facts(path);
+    Content const content = contentOf(m_cache, path);
+    ElfFacts const& facts = *content.facts;
     // A file can be written anew under the numbers that the process mapped.
-    bool const isAsMapped = candidate.result == vrValid && facts->build_id == m_expected;
+    bool const isAsMapped = candidate.result == vrValid && facts.build_id == m_expected;
     if (m_expected.empty() || isAsMapped) {
-        if (candidate.result == vrInvalid)
-            return;
-        if (!facts->is_file || !facts->damage.empty())
-            return rejectUnusable(candidate, path, facts->error + facts->damage);
-        // Else the library would take what lies in the place of the copy as it is.
-        if (isPackedKernel(path, *facts))
-            static_cast<void>(unpackedKernel(path));
+        if (candidate.result != vrInvalid && (!facts.is_file || !facts.damage.empty()))
+            rejectUnusable(candidate, path, facts.error + facts.damage);
         return;
     }
-    candidate.identity = {IdentityKind::build_id, toHex(m_expected), ""};
-    // A packed kernel is what it unpacks to. The library takes the copy from where it was put.
-    if (isPackedKernel(path, *facts)) {
-        UnpackedKernel const unpacked = unpackedKernel(path);
-        if (unpacked.path.empty())
-            return rejectUnusable(candidate, path, unpacked.error);
-        facts = m_cache.facts(unpacked.path);
-    }
-    candidate.identity.actual = toHex(facts->build_id);
-    if (!facts->error.empty() || !facts->damage.empty())
-        return rejectUnusable(candidate, path, facts->error + facts->damage);
+    candidate.identity = {IdentityKind::build_id, toHex(m_expected), toHex(facts.build_id)};
+    std::string const fault = content.error.empty() ? facts.error + facts.damage : content.error;
+    if (!fault.empty())
+        return rejectUnusable(candidate, path, fault);
     compare(candidate, candidate.identity, ReasonKey::build_id_mismatch,
             ReasonKey::build_id_missing, path);
-    if (candidate.result == vrValid && facts->lacks_code)
+    if (candidate.result == vrValid && facts.lacks_code)
         reject(candidate, svError, reasonText(ReasonKey::code_missing, {path}));
 }
 
@@ -168,14 +174,20 @@ SymbolValidator::SymbolValidator(ElfFactsCache& cache, SymbolOwner owner)
     : m_cache(cache), m_owner(std::move(owner)) {}
 
 void SymbolValidator::judge(std::string const& path, JudgedCandidate& candidate) {
-    auto const facts = m_cache.facts(path);
+    judge(contentOf(m_cache, path), path, candidate);
+}
+
+void SymbolValidator::judge(Content const& content, std::string const& path,
+                            JudgedCandidate& candidate) const {
+    auto const& facts = content.facts;
     if (!facts->error.empty())
-        return rejectUnusable(candidate, path, facts->error);
+        return rejectUnusable(candidate, path,
+                              content.error.empty() ? facts->error : content.error);
     // What has the checksum of the whole file is whole.
     std::string const& damage = facts->damage.empty() ? facts->debug_damage : facts->damage;
-    if (!damage.empty() && !(m_owner.debug_link && agrees(linkIdentity(path))))
+    if (!damage.empty() && !(m_owner.debug_link && agrees(linkIdentity(content.path))))
         return rejectUnusable(candidate, path, damage);
-    candidate.identity = proofOf(path, *facts);
+    candidate.identity = proofOf(content.path, *facts);
     bool const isProven = candidate.identity.kind != IdentityKind::none;
     if (!facts->has_debug_info) {
         reject(candidate, svError,
@@ -190,7 +202,7 @@ void SymbolValidator::judge(std::string const& path, JudgedCandidate& candidate)
         return;
     }
     if (m_owner.debug_link && m_owner.build_id.empty())
-        return compare(candidate, linkIdentity(path), ReasonKey::debug_link_mismatch,
+        return compare(candidate, linkIdentity(content.path), ReasonKey::debug_link_mismatch,
                        ReasonKey::checksum_unread, path);
     if (!m_owner.build_id.empty())
         return compare(

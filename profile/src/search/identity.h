@@ -18,10 +18,19 @@
 
 #include <lokata2/validator.h>
 
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace lokata::profile {
+
+/// The copy that a packed kernel or module was unpacked to. All paths are canonical.
+struct UnpackedCopy {
+    std::string packed;
+    std::string path;
+    std::optional<FileStamp> stamp; ///< Of the copy, before it was judged.
+};
 
 /// Keeps what it judged. Subclasses say how.
 class IdentityValidator : public LK_2_13::IValidatorCallback {
@@ -40,8 +49,20 @@ public:
     std::vector<JudgedCandidate> const& judged() const { return m_judged; }
     /// The latest verdict on a file by its canonical path; null if there was none.
     JudgedCandidate const* verdictOn(std::string const& canonicalPath) const;
+    /// The copy that was judged in the place of a packed file, by the path of either, the latest
+    /// first; null for what was not packed.
+    UnpackedCopy const* copyOf(std::string const& canonicalPath) const;
 
 protected:
+    /// What is to be judged of a candidate: the file itself or, where a kernel or a module is
+    /// packed in it, the copy that it unpacks to.
+    struct Content {
+        std::string path;
+        std::shared_ptr<ElfFacts const> facts;
+        std::string error; ///< Why there is no copy; the file then stands for itself.
+    };
+    Content contentOf(ElfFactsCache& cache, std::string const& path);
+
     /// `candidate` comes with the path of the candidate and nothing else set.
     virtual void judge(std::string const& path, JudgedCandidate& candidate) = 0;
 
@@ -50,6 +71,7 @@ private:
     CopiedTrees const* m_trees = nullptr;
     OwnCopies m_own;
     std::vector<JudgedCandidate> m_judged;
+    std::vector<UnpackedCopy> m_copiesMade;
 };
 
 /// Binaries: as the file that a running process has mapped, if `live` is one and the build-id is no
@@ -91,6 +113,7 @@ public:
 
 private:
     void judge(std::string const& path, JudgedCandidate& candidate) override;
+    void judge(Content const& content, std::string const& path, JudgedCandidate& candidate) const;
     Identity proofOf(std::string const& path, ElfFacts const& facts) const;
     Identity linkIdentity(std::string const& path) const;
 

@@ -4,14 +4,19 @@
 #include "facts/foreign_file.h"
 #include "facts/md5.h"
 #include "read/reasons.h"
+#include "search/packed_kernel.h"
 
+#include <lokata2/search_types.h>
 #include <optstore2/product_locations.h>
-
+#include <toolbelt2/path.h>
 #include <toolbelt2/pending_file.h>
+#include <toolbelt2/text.h>
 #include <unpack/kernel_payload.h>
+#include <unpack/packed_file.h>
 
 #include <filesystem>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 namespace lokata::profile {
@@ -23,10 +28,19 @@ namespace {
 /// In bytes, packed; real ones have a tenth of that.
 constexpr std::uint64_t c_maxImage = 1U << 30;
 
-constexpr char const* c_copyName = "vmlinux";
+constexpr std::string_view c_image = "vmlinux";
+constexpr std::string_view c_moduleEnding = ".ko";
+
+std::string_view unpackedName(std::string_view path) {
+    return unpack::withoutPackedEnding(toolbelt2::last_component(path));
+}
+
+bool isNamedImage(std::string_view path) {
+    return toolbelt2::starts_with(toolbelt2::last_component(path), LK_2_13::VMLINUZ);
+}
 
 /// "vmlinux_cache/MD5/vmlinux" below the private directory: the library looks there for the
-/// unpacked copy of an image that it meets.
+/// unpacked copy of an image that it meets. A module keeps its name, by which tools know it.
 UnpackedKernel cacheEntry(std::string const& image) {
     auto& locations = *optstore2::IProductLocations::get();
     std::string const root = locations.getTempDirectory();
@@ -35,19 +49,18 @@ UnpackedKernel cacheEntry(std::string const& image) {
                 reasonText(ReasonKey::kernel_cache_missing, {locations.faultOfTempDirectory()})};
     if (std::string obstacle = obstacleToReading(image, c_maxImage); !obstacle.empty())
         return {"", std::move(obstacle)};
-    std::string const checksum = contentMd5(image);
+    // Asked once for each content in a run, as below.
+    static FileMemo<std::string> memo;
+    std::string const checksum = memo.get(image, contentMd5);
     if (checksum.empty())
         return {"", reasonText(ReasonKey::kernel_image_unread)};
-    fs::path const directory = fs::path(root) / "vmlinux_cache" / checksum;
-    std::error_code error;
-    fs::create_directories(directory, error);
-    if (error)
-        return {"", directory.string() + ": " + error.message()};
-    return {(directory / c_copyName).string(), ""};
+    std::string_view const name = unpackedName(image);
+    bool const isModule = !isNamedImage(image) && toolbelt2::ends_with(name, c_moduleEnding);
+    return {toolbelt2::join_path(root, {"vmlinux_cache", checksum, isModule ? name : c_image}), ""};
 }
 
 /// Longer than any note; in bytes.
-constexpr std::uint64_t c_maxNote = 128;
+constexpr std::uint64_t c_maxNote = 512;
 
 /// Beside the copy, in the form of md5sum(1). Written after the copy.
 std::string notePath(std::string const& copy) {
@@ -56,7 +69,8 @@ std::string notePath(std::string const& copy) {
 
 std::string noteOn(std::string const& copy) {
     std::string const checksum = contentMd5(copy);
-    return checksum.empty() ? "" : checksum + "  " + c_copyName + "\n";
+    return checksum.empty() ? ""
+                            : checksum + "  " + std::string(toolbelt2::last_component(copy)) + "\n";
 }
 
 /// Whether the copy is still what it was unpacked to. A copy without a note is somebody else's.
@@ -85,12 +99,16 @@ void removeIrregular(std::string const& copy) {
 
 /// Why there is no copy now, or the empty text.
 std::string fill(std::string const& image, std::string const& copy) {
+    std::error_code error;
+    std::string const directory = toolbelt2::parent_of(copy);
+    fs::create_directories(directory, error);
+    if (error)
+        return directory + ": " + error.message();
     removeIrregular(copy);
     unpack::UnpackResult const result = unpack::unpackKernel(image, copy);
     if (!result.ok) {
         // What stood there must not be taken instead.
-        std::error_code ignored;
-        fs::remove(copy, ignored);
+        fs::remove(copy, error);
         return result.message;
     }
     try {
@@ -104,6 +122,16 @@ std::string fill(std::string const& image, std::string const& copy) {
 }
 
 } // namespace
+
+bool isPackedKernel(std::string const& path, ElfFacts const& facts) {
+    if (!facts.is_file || facts.error.empty())
+        return false;
+    if (isNamedImage(path) || facts.packing == Packing::kernel_image)
+        return true;
+    std::string_view const name = unpackedName(path);
+    return facts.packing == Packing::whole_file &&
+           (toolbelt2::ends_with(name, c_moduleEnding) || toolbelt2::starts_with(name, c_image));
+}
 
 UnpackedKernel unpackedKernel(std::string const& image) {
     UnpackedKernel entry = cacheEntry(image);

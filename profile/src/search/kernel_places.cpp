@@ -5,6 +5,7 @@
 #include <lokata2/search_types.h>
 #include <lokata2/utils.h>
 #include <toolbelt2/path.h>
+#include <toolbelt2/text.h>
 #include <unpack/packed_file.h>
 
 #include <algorithm>
@@ -22,9 +23,12 @@ constexpr std::string_view c_suffix = ".ko";
 constexpr std::string_view c_image = "vmlinux";
 
 /// What tells a module from others: its name up to ".ko", in the spelling of /proc/modules. Empty
-/// for another file.
+/// for another file. A separate debug file may add an ending of its own.
 std::string moduleKey(std::string const& fileName) {
+    constexpr std::string_view c_debug = ".debug";
     std::string key(unpack::withoutPackedEnding(fileName));
+    if (toolbelt2::ends_with(key, c_debug))
+        key.resize(key.size() - c_debug.size());
     std::size_t const end = key.size() - std::min(key.size(), c_suffix.size());
     if (key.compare(end, std::string::npos, c_suffix) != 0)
         return {};
@@ -68,40 +72,69 @@ void KernelPlaces::add(std::string const& directory, std::initializer_list<std::
         result.push_back({std::move(resolved), Place::kernel_tree});
 }
 
+/// A tree that keeps them below /usr mostly has a link from /lib, but not where packages were only
+/// unpacked. With the link they are one directory.
+std::vector<std::string> KernelPlaces::moduleDirs(std::string const& root) const {
+    std::vector<std::string> result{join_path(root, {"/lib/modules", m_release})};
+    std::string inUsr = join_path(root, {"/usr/lib/modules", m_release});
+    std::error_code error;
+    std::string const resolved = m_trees.resolve(inUsr);
+    if (fs::is_directory(resolved, error) &&
+        !fs::equivalent(resolved, m_trees.resolve(result.front()), error))
+        result.push_back(std::move(inUsr));
+    return result;
+}
+
 std::vector<Candidate> KernelPlaces::image() const {
     std::vector<Candidate> result;
     if (m_release.empty())
         return result;
     std::string const boot = "/boot/vmlinux-" + m_release;
-    std::string const modules = "/lib/modules/" + m_release;
+    auto const addImages = [&](std::string const& root) {
+        for (std::string const& modules : moduleDirs(root))
+            add(modules, {c_image}, result);
+    };
     for (std::string const& root : m_roots) {
         for (std::string const& dir : m_debugDirs) {
             add(root, {dir, boot}, result);
-            add(root, {dir, modules, c_image}, result);
+            addImages(join_path(root, dir));
         }
-        add(root, {"/usr/lib/debug", modules, c_image}, result);
+        addImages(join_path(root, "/usr/lib/debug"));
         add(root, {boot}, result);
-        add(root, {modules, c_image}, result);
-        add(root, {modules, "build", c_image}, result);
+        addImages(root);
+        for (std::string const& modules : moduleDirs(root))
+            add(modules, {"build", c_image}, result);
     }
     return result;
 }
 
 std::vector<Candidate> KernelPlaces::packedImage() const {
     std::vector<Candidate> result;
-    if (!m_release.empty())
-        for (std::string const& root : m_roots)
-            add(root, {"/boot", LK_2_13::VMLINUZ + ("-" + m_release)}, result);
+    if (m_release.empty())
+        return result;
+    for (std::string const& root : m_roots) {
+        add(root, {"/boot", LK_2_13::VMLINUZ + ("-" + m_release)}, result);
+        for (std::string const& modules : moduleDirs(root))
+            add(modules, {LK_2_13::VMLINUZ}, result);
+    }
     return result;
 }
 
 std::vector<Candidate> KernelPlaces::vdso() const {
     std::vector<Candidate> result;
-    if (!m_release.empty())
-        for (std::string const& root : m_roots)
+    if (m_release.empty())
+        return result;
+    for (std::string const& root : m_roots)
+        for (std::string const& modules : moduleDirs(root))
             for (char const* const file : {"vdso64.so", "vdso32.so", "vdsox32.so"})
-                add(root, {"/lib/modules", m_release, "vdso", file}, result);
+                add(modules, {"vdso", file}, result);
     return result;
+}
+
+void KernelPlaces::listModules(std::string const& root) {
+    for (std::string const& modules : moduleDirs(root))
+        for (char const* const part : {"kernel", "updates", "extra"})
+            addModules(m_trees.resolve(join_path(modules, part)), *m_modules);
 }
 
 std::vector<Candidate> KernelPlaces::module(std::string const& name) {
@@ -113,9 +146,10 @@ std::vector<Candidate> KernelPlaces::module(std::string const& name) {
     if (!m_modules) {
         m_modules.emplace();
         for (std::string const& root : m_roots)
-            for (char const* const part : {"kernel", "updates", "extra"})
-                addModules(m_trees.resolve(join_path(root, {"/lib/modules", m_release, part})),
-                           *m_modules);
+            listModules(root);
+        for (std::string const& root : m_roots)
+            for (std::string const& dir : m_debugDirs)
+                listModules(join_path(root, dir));
     }
     auto const [first, last] = m_modules->equal_range(key);
     for (auto module = first; module != last; ++module)

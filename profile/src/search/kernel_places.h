@@ -31,12 +31,14 @@ public:
     /// For the code that the kernel maps into every process.
     std::vector<Candidate> vdso() const;
     /// `name` as "ext4.ko" or as a path that ends so. A module is known by both spellings of its
-    /// name, with "-" and with "_", and may be packed.
+    /// name, with "-" and with "_", and may be packed. Separate debug files come last.
     std::vector<Candidate> module(std::string const& name);
 
 private:
     void add(std::string const& directory, std::initializer_list<std::string_view> parts,
              std::vector<Candidate>& result) const;
+    std::vector<std::string> moduleDirs(std::string const& root) const;
+    void listModules(std::string const& root) TOOLBELT2_REQUIRES(m_mutex);
 
     std::vector<std::string> m_roots;
     CopiedTrees m_trees;

@@ -113,18 +113,6 @@ Place placeOf(std::string const& path, std::vector<Candidate> const& candidates)
     return Place::search_step;
 }
 
-/// The place that led to the accepted file. Where that is the unpacked copy of a kernel, to the
-/// image before it.
-Place placeOf(std::string const& path, IdentityValidator const& validator,
-              std::vector<Candidate> const& suggestions) {
-    Place place = placeOf(path, suggestions);
-    auto const& judged = validator.judged();
-    for (auto each = judged.rbegin(); place == Place::search_step && each != judged.rend(); ++each)
-        if (each->result == vrValid)
-            place = placeOf(each->path, suggestions);
-    return place;
-}
-
 /// What led to a candidate, as documents spell it.
 std::string_view placeOrStep(std::string const& path, search_step_t step,
                              std::vector<Candidate> const& suggestions) {
@@ -138,17 +126,28 @@ bool isRejected(std::string const& path, FileResolution const& file) {
         [&](JudgedCandidate const& rejected) { return rejected.path == path; });
 }
 
+void takeCopy(UnpackedCopy const& copy, FileResolution& result) {
+    result.path = copy.path;
+    result.unpacked_from = copy.packed;
+    result.stamp.reset();
+    if (copy.stamp)
+        result.stamp = *copy.stamp;
+}
+
 void accept(IValidFile const& file, IdentityValidator const& validator,
             std::vector<Candidate> const& suggestions, FileResolution& result) {
     JudgedCandidate const* const verdict = validator.verdictOn(file.name());
+    UnpackedCopy const* const copy = validator.copyOf(file.name());
     result.path = file.name();
     result.confidence = file.confidence();
     result.step = file.searchStep();
     if (result.step == ssAskUser)
-        result.place = placeOf(result.path, validator, suggestions);
+        result.place = placeOf(copy == nullptr ? result.path : copy->packed, suggestions);
     result.identity = verdict == nullptr ? Identity() : verdict->identity;
     if (verdict != nullptr && verdict->stamp)
         result.stamp = *verdict->stamp;
+    if (copy != nullptr)
+        takeCopy(*copy, result);
     LOKATA_PROFILE_LOG(displayName(result.path)
                        << " [" << placeOrStep(result.path, result.step, suggestions) << "] "
                        << (result.confidence == cfValidated
@@ -186,12 +185,14 @@ void addRejected(IInvalidFile const& file, JudgedCandidate const* verdict,
     result.rejected.push_back(std::move(rejected));
 }
 
-/// Those that another candidate was preferred to, and packed kernels, which are judged unpacked.
+/// Those that another candidate was preferred to.
 void logUnchosen(std::vector<JudgedCandidate> const& judged, std::size_t first,
                  std::vector<Candidate> const& suggestions, FileResolution const& result) {
     for (std::size_t i = first; i < judged.size(); ++i) {
         JudgedCandidate const& candidate = judged[i];
-        if (candidate.path != result.path && !isRejected(candidate.path, result))
+        bool const isChosen = candidate.path == result.path ||
+                              (result.unpacked_from && candidate.path == *result.unpacked_from);
+        if (!isChosen && !isRejected(candidate.path, result))
             LOKATA_PROFILE_LOG(displayName(candidate.path)
                                << " [" << wordOf(c_places, placeOf(candidate.path, suggestions))
                                << "] not chosen: "

@@ -189,14 +189,17 @@ TEST(JsonReport, TellsWhatWasFoundAndWhatWasRejectedWithExpectedAndActual) {
     ProfileResolution resolution = everything();
     resolution.modules[2].binary =
         rejected({candidate("/opt/m", "rebuilt", {IdentityKind::build_id, "00ff", "0100"})});
+    resolution.modules[1].binary->unpacked_from.emplace("/usr/lib/a.so.xz");
     json const document = json::parse(toJson(resolution));
     EXPECT_EQ(document["modules"][1]["binary"],
-              json::parse(R"({"path": "/usr/lib/a.so", "confidence": "cfPolicyLow",
+              json::parse(R"({"path": "/usr/lib/a.so", "unpacked_from": "/usr/lib/a.so.xz",
+                  "confidence": "cfPolicyLow",
                   "step": "ssHighPrioritySearchDirs", "place": "search-step", "reason": null,
                   "identity": {"kind": "build-id", "expected": "00ff", "actual": "00ff"},
                   "rejected": [], "elapsed_us": 0})"));
     EXPECT_EQ(document["modules"][2]["binary"],
-              json::parse(R"({"path": null, "confidence": null, "step": null, "place": null,
+              json::parse(R"({"path": null, "unpacked_from": null, "confidence": null,
+                  "step": null, "place": null,
                   "reason": "/opt/m: rebuilt",
                   "identity": {"kind": "build-id", "expected": "00ff", "actual": null},
                   "rejected": [{"path": "/opt/m", "severity": "svError", "message": "rebuilt",

@@ -167,19 +167,66 @@ TEST_F(ResolverTest, AKernelImageIsWhatIsInIt) {
     EXPECT_EQ(resolveOne(kernel).binary->path, plain);
 }
 
-TEST_F(ResolverTest, AKernelModuleIsKnownByBothSpellingsAndRejectedWhilePacked) {
-    std::string const modules = "root/lib/modules/" + c_release + "/kernel/";
-    std::string const content = contentOf(binary("snd-hda.ko", c_id));
-    std::string const packed = m_tree.file(modules + "a/snd-hda.ko.xz", xz(content));
-    Module const recorded = module("[snd_hda]", c_id, ModuleKind::kernel_module);
-    ModuleResolution const missing = resolveOne(recorded);
-    EXPECT_EQ(missing.status, ModuleStatus::missing);
-    EXPECT_THAT(
-        rejections(*missing.binary),
-        ElementsAre(AllOf(StartsWith("svError " + packed + " : "), ContainsRegex(": .*xz"))));
+TEST_F(ResolverTest, AKernelImageOfAnotherNameIsToldByItsHeader) {
+    LK_2_13::test::PrivateDir const privateDir(m_tree.path("private"));
+    std::string const payload = zstd(contentOf(symbols("kernel", c_id)));
+    Bytes image;
+    image.raw(std::string_view("MZ\0\0zimg", 8)).u32(0x200).u32(payload.size()).padTo(0x200);
+    std::string const packed = m_tree.file("bzImage", image.raw(payload).content());
+    ModuleResolution const kernel = resolveOne(module(packed, c_id, ModuleKind::kernel));
+    ASSERT_EQ(kernel.status, ModuleStatus::resolved);
+    EXPECT_EQ(*kernel.binary->unpacked_from, packed);
+    EXPECT_EQ(kernel.symbols->path, kernel.binary->path);
+    EXPECT_EQ(kernel.level, SymbolLevel::lines);
+}
 
-    std::string const plain = binary(modules + "b/snd-hda.ko", c_id);
+TEST_F(ResolverTest, AKernelModuleIsKnownByBothSpellingsAndIsWhatIsPackedInIt) {
+    LK_2_13::test::PrivateDir const privateDir(m_tree.path("private"));
+    std::string const modules = "root/usr/lib/modules/" + c_release + "/kernel/a/snd-hda.ko";
+    std::string const content =
+        contentOf(ElfBuilder().buildId(c_id).symbolTable().write(m_tree.file("snd-hda.ko"))) +
+        "~Module signature appended~\n";
+    Module const recorded = module("[snd_hda]", c_id, ModuleKind::kernel_module);
+    std::pair<char const*, std::string (*)(std::string_view)> const packers[]{
+        {".gz", gzip}, {".xz", xz}, {".zst", zstd}};
+    for (auto const& [ending, pack] : packers) {
+        std::string const packed = m_tree.file(modules + ending, pack(content));
+        ModuleResolution const found = resolveOne(recorded);
+        ASSERT_EQ(found.status, ModuleStatus::resolved) << ending;
+        EXPECT_THAT(foundAt(*found.binary),
+                    MatchesRegex("kernel-tree " + m_tree.path("private/vmlinux_cache/") +
+                                 "[0-9a-f]+/snd-hda.ko"));
+        EXPECT_EQ(*found.binary->unpacked_from, packed);
+        EXPECT_EQ(found.level, SymbolLevel::names);
+        EXPECT_TRUE(isLevelProven(found));
+
+        std::string const copy = found.binary->path;
+        std::ofstream(copy) << content.substr(1);
+        EXPECT_EQ(resolveOne(recorded).binary->path, copy);
+        EXPECT_EQ(contentOf(copy), content) << "made anew";
+        auto const written = std::filesystem::last_write_time(copy);
+        EXPECT_EQ(resolveOne(module(packed, c_id)).binary->path, copy);
+        EXPECT_EQ(std::filesystem::last_write_time(copy), written) << "once is enough";
+
+        std::string const damaged = m_tree.file(modules + ending, pack(content).substr(0, 60));
+        EXPECT_THAT(rejections(*resolveOne(recorded).binary),
+                    ElementsAre(AllOf(StartsWith("svError " + damaged + " : "),
+                                      ContainsRegex("cannot unpack .*cut short"))));
+        std::filesystem::remove(packed);
+    }
+    m_tree.file(modules + ".xz", xz("no module"));
+    EXPECT_EQ(resolveOne(recorded).status, ModuleStatus::missing);
+    std::string const plain = binary(modules, c_id);
     EXPECT_EQ(resolveOne(recorded).binary->path, plain);
+}
+
+TEST_F(ResolverTest, TheDebugFileOfAKernelModuleLiesBelowADebugDirectory) {
+    std::string const file = "/lib/modules/" + c_release + "/kernel/a/snd-hda.ko";
+    binary("root" + file, c_id);
+    ElfBuilder debug;
+    debug.buildId(c_id).emptiedCode().debugInfo().write(m_tree.file("debug" + file + ".debug"));
+    ModuleResolution const found = resolveOne(module("[snd_hda]", c_id, ModuleKind::kernel_module));
+    EXPECT_EQ(foundAt(*found.symbols), "kernel-tree " + m_tree.path("debug" + file + ".debug"));
 }
 
 TEST_F(ResolverTest, EqualModulesGetEqualAnswersAndKeepTheirOwnRecord) {

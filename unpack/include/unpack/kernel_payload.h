@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace lokata::unpack {
 
@@ -31,5 +32,12 @@ constexpr std::uint64_t c_maxKernel = std::uint64_t{1} << 30;
 /// Callable from any thread; throws `std::bad_alloc` only. Memory use does not grow with the file.
 UnpackResult unpackKernel(std::string const& image, std::string const& target,
                           std::uint64_t maxSize = c_maxKernel);
+
+/// The most bytes that `isKernelImage` looks at.
+constexpr std::uint64_t c_kernelHeader = 0x250;
+
+/// True for the start of a file that the header of a boot protocol marks as a kernel image,
+/// whatever its name. Images of other forms are found by `unpackKernel` alone.
+bool isKernelImage(std::string_view start);
 
 } // namespace lokata::unpack

@@ -17,7 +17,8 @@
 namespace lokata::profile {
 
 /// For binaries: valid is a file of that build-id, but for a separate debug file; a packed kernel
-/// is judged by what it unpacks to. Without a build-id every file is undecided. Never null.
+/// or module is judged by what it unpacks to. Without a build-id every file is undecided. Never
+/// null.
 LOKATA_PROFILE_EXPORT std::unique_ptr<LK_2_13::IValidatorCallback>
 createBinaryValidator(BuildId const& buildId);
 

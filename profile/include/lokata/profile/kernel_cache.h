@@ -1,7 +1,8 @@
 #pragma once
 
-/// Unpacks compressed kernel images: into a file of the caller, or where searches of the library
-/// keep their copies, below the product's private directory, by the MD5 of the image.
+/// Unpacks compressed kernel images, and modules that are packed as files: into a file of the
+/// caller, or where searches of the library keep their copies, below the product's private
+/// directory, by the MD5 of the image.
 
 #include <lokata/profile/export.h>
 
@@ -15,9 +16,10 @@ struct UnpackedKernel {
 };
 
 /// Unpacks an image, unless a copy of its kernel is there already, with beside it, in
-/// "vmlinux.md5", the MD5 that it still has; any other copy is replaced. The copy appears whole or
-/// not at all, and the note after it. Callable from any thread and process at the same
-/// time: each writes a file of its own, and the last one stays. Throws std::bad_alloc only.
+/// "vmlinux.md5", the MD5 that it still has; any other copy is replaced. The copy of a module is
+/// called as the module is, without the ending for packing. The copy appears whole or not at all,
+/// and the note after it. Callable from any thread and process at the same time: each writes a file
+/// of its own, and the last one stays. Throws std::bad_alloc only.
 LOKATA_PROFILE_EXPORT UnpackedKernel unpackedKernel(std::string const& image);
 
 /// Unpacks an image to `target`, in a directory that exists. The target appears, or takes the place

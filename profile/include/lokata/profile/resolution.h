@@ -106,6 +106,9 @@ struct FileResolution {
     /// empty if nothing was.
     Boxed<std::vector<Candidate>> suggested{};
     Boxed<FileStamp> stamp{}; ///< Of the accepted file, before it was judged.
+    /// The packed kernel or module that the search met, where the accepted file is an unpacked copy
+    /// of it in the kernel cache; canonical.
+    Boxed<std::string> unpacked_from{};
 
     bool found() const { return !path.empty(); }
 };
