@@ -10,6 +10,7 @@
 #include "console/failure.h"
 #include "console/log_output.h"
 #include "console/output.h"
+#include "console/texts.h"
 
 #include <CLI/CLI.hpp>
 
@@ -68,9 +69,8 @@ ExitStatus runCommandLine(int argc, char const* const* argv) {
     } catch (CLI::ParseError const& error) {
         std::vector<std::string> const unknown = program.remaining();
         if (program.get_subcommands().empty() && !unknown.empty())
-            throw Failure("\"" + unknown.front() +
-                          "\" is no command or option of lokata; see lokata --help");
-        throw Failure(std::string(error.what()) + "; see lokata --help");
+            throw Failure(textOf(Text::unknown_word, {unknown.front()}));
+        throw Failure(textOf(Text::wrong_usage, {error.what()}));
     }
     return exitStatus;
 }

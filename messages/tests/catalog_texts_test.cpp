@@ -1,3 +1,4 @@
+#include "console/texts.h"
 #include "read/reasons.h"
 
 #include <lokata2/messages.h>
@@ -18,15 +19,26 @@ namespace {
 
 using keys_t = std::map<std::string, std::vector<std::string>>;
 
+std::string numbered(std::size_t arguments) {
+    std::string placeholders;
+    for (std::size_t i = 1; i <= arguments; ++i)
+        placeholders += "{arg" + std::to_string(i) + "}";
+    return placeholders;
+}
+
 /// By the placeholders that their texts must have.
 keys_t reasonKeys() {
     keys_t keys;
-    for (lokata::profile::ReasonEntry const& reason : lokata::profile::c_reasons) {
-        std::string placeholders;
-        for (std::size_t i = 1; i <= reason.arguments; ++i)
-            placeholders += "{arg" + std::to_string(i) + "}";
-        keys[placeholders].emplace_back(reason.word);
-    }
+    for (lokata::profile::ReasonEntry const& reason : lokata::profile::c_reasons)
+        keys[numbered(reason.arguments)].emplace_back(reason.word);
+    return keys;
+}
+
+keys_t programKeys() {
+    keys_t keys;
+#define ADD_KEY(name, key, arguments) keys[numbered(arguments)].emplace_back(key);
+    LOKATA_PROGRAM_TEXTS(ADD_KEY)
+#undef ADD_KEY
     return keys;
 }
 
@@ -46,6 +58,7 @@ std::map<std::string, keys_t> const c_keys = {
     {"lokata_common", libraryKeys()},
     {"lokata.climgr", {{"{%1}", {"%CannotMatchFileWithChecksumMismatch"}}}},
     {lokata::profile::c_reasonCatalog, reasonKeys()},
+    {lokata::cli::c_programCatalog, programKeys()},
 };
 
 /// Takes "{a}{b}" apart, and each of its placeholders out of the text.
@@ -68,10 +81,13 @@ TEST_P(Catalog, HasEveryTextWithItsPlaceholdersAndNoOther) {
         for (auto const& [placeholders, keys] : keysByPlaceholder) {
             for (std::string const& key : keys) {
                 std::string text = texts[key];
+                EXPECT_NE(text.back(), ' ') << key;
                 takeOut(placeholders, text);
                 EXPECT_EQ(text.find_first_of("{}"), std::string::npos) << key;
-                EXPECT_GT(text.size(), 15U) << key;
-                EXPECT_NE(text.back(), ' ') << key;
+                if (name != lokata::cli::c_programCatalog) {
+                    EXPECT_GT(text.size(), 15U) << key;
+                    EXPECT_NE(text.back(), ' ') << key << " with an empty argument";
+                }
                 texts.erase(key);
             }
         }
@@ -87,7 +103,8 @@ TEST(Catalogs, HaveAllTheirKeysOnThePageAboutThem) {
     std::string const page{std::istreambuf_iterator<char>(file), {}};
     for (auto const& [name, keysByPlaceholder] : c_keys)
         for (auto const& [placeholders, keys] : keysByPlaceholder)
-            for (std::string const& key : keys)
+            for (std::string const& key :
+                 name == lokata::cli::c_programCatalog ? std::vector<std::string>() : keys)
                 EXPECT_NE(page.find('`' + key + '`'), std::string::npos) << key;
 }
 

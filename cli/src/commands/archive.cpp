@@ -2,6 +2,7 @@
 
 #include "console/failure.h"
 #include "console/output.h"
+#include "console/texts.h"
 #include "search/choice.h"
 #include "search/context_chain.h"
 #include "search/enumerator_names.h"
@@ -34,14 +35,14 @@ std::string nearestArchive(ContextChain const& chain, search_category_t category
     bool recursive = false;
     bool priority = false;
     if (!archives || !archives->getCurrentRecord(directory, recursive, priority))
-        throw Failure("--context: none of the contexts has an archive");
+        throw Failure(textOf(Text::no_archive_in_contexts));
     return std::filesystem::path(directory).parent_path().string();
 }
 
 ExitStatus archive(ArchiveOptions const& options) {
     std::string into = options.into;
     if (into.empty() && options.contexts.contexts.empty() && options.contexts.result_dir.empty())
-        throw Failure("archive: --into, --context or --result is required");
+        throw Failure(textOf(Text::archive_target_missing));
     if (into.empty())
         into = nearestArchive(ContextChain(options.contexts), options.category);
     profile::ArchivedFile const archived =

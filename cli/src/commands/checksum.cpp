@@ -2,6 +2,7 @@
 
 #include "console/failure.h"
 #include "console/output.h"
+#include "console/texts.h"
 
 #include <lokata2/checksum.h>
 
@@ -43,7 +44,7 @@ std::string whyUnreadable(std::string const& file) {
     errno = 0;
     std::ifstream input(file, std::ios::binary);
     input.get();
-    return errno != 0 ? std::generic_category().message(errno) : "cannot be read to its end";
+    return errno != 0 ? std::generic_category().message(errno) : textOf(Text::unread_to_end);
 }
 
 ExitStatus checksum(ChecksumOptions const& options) {

@@ -2,6 +2,7 @@
 
 #include "console/failure.h"
 #include "console/output.h"
+#include "console/texts.h"
 #include "search/choice.h"
 #include "search/enumerator_names.h"
 #include "search/search_dir_argument.h"
@@ -57,7 +58,7 @@ bool changeStore(std::string const& file,
     std::error_code error;
     std::filesystem::create_directories(std::filesystem::absolute(file).parent_path(), error);
     if (error)
-        throw Failure(file + ": its directory cannot be made: " + error.message());
+        throw Failure(textOf(Text::store_directory, {file, error.message()}));
     optstore2::store_lock_t const lock(file.c_str());
     auto const storage = std::make_shared<StagedStorage>(openStore(file));
     bool const isChanged = change(*IPersistentSearchDirContainer::create(storage));
@@ -105,7 +106,7 @@ ExitStatus remove(DirsOptions const& options) {
         return missing.size() < dirs.size();
     });
     for (std::string const& text : missing)
-        reportError("\"" + text + "\": is not in the store");
+        reportError(textOf(Text::not_in_store, {text}));
     return missing.empty() ? ExitStatus::done : ExitStatus::not_found;
 }
 

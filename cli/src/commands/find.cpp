@@ -4,6 +4,7 @@
 #include "console/failure.h"
 #include "console/output.h"
 #include "console/terminal.h"
+#include "console/texts.h"
 #include "search/choice.h"
 #include "search/enumerator_names.h"
 #include "search/search_options.h"
@@ -32,7 +33,7 @@ struct FindOptions {
 ExitStatus find(FindOptions& options) {
     SearchRequest& request = options.request;
     if (request.category == scBinaryFiles && !request.binary.empty())
-        throw Failure("--binary: a binary belongs to no other binary");
+        throw Failure("--binary: " + textOf(Text::binary_of_binary));
 
     ValidatorSet validators = createValidators(options.validation, request);
     if (!options.validation.expected.empty())

@@ -1,7 +1,7 @@
 #include "commands/find_output.h"
 
+#include "commands/candidate_label.h"
 #include "console/output.h"
-#include "console/terminal.h"
 #include "search/enumerator_names.h"
 
 #include <nlohmann/json.hpp>
@@ -20,13 +20,13 @@ std::string foundPaths(SearchRecord const& record) {
 std::string explanation(SearchRecord const& record, bool colour) {
     std::string text;
     for (FoundFile const& file : record.found)
-        text += painted("found", TextStyle::green, colour) + "    " + printable(file.path) + "  [" +
-                nameOf(file.step) + ", " + nameOf(file.confidence) + "]\n";
+        text += candidateLabel(Text::found, TextStyle::green, colour) + printable(file.path) +
+                "  [" + std::string(profile::stepName(file.step)) + ", " +
+                textOf(file.confidence == cfValidated ? Text::proven : Text::unproven) + "]\n";
     for (profile::JudgedCandidate const& file : record.rejected) {
         TextStyle const style = file.severity == svError ? TextStyle::red : TextStyle::yellow;
-        text += painted("rejected", style, colour) + " " + printable(file.path) + "  [" +
-                nameOf(file.step) + ", " + nameOf(file.severity) + "]";
-        text += file.message.empty() ? "\n" : "  " + printable(file.message) + "\n";
+        text += candidateLabel(Text::rejected, style, colour) + printable(file.path) + "  [" +
+                std::string(profile::stepName(file.step)) + "]  " + printable(file.message) + "\n";
     }
     if (text.empty())
         text =

@@ -7,6 +7,7 @@
 #include "console/output.h"
 #include "console/terminal.h"
 #include "console/text_layout.h"
+#include "console/texts.h"
 #include "search/choice.h"
 #include "search/search_options.h"
 #include "search/search_setup.h"
@@ -64,13 +65,12 @@ profile::PlaceOptions placesOf(ResolveOptions const& options) {
     places.sysroot = options.sysroot;
     places.learn_paths = !options.no_learned_paths;
     if (!options.symfs.empty() && !profile::parseSymfs(options.symfs, places))
-        throw Failure("--symfs: \"" + options.symfs +
-                      "\": the form is DIR, DIR,flat or DIR,hierarchy");
+        throw Failure(textOf(Text::symfs_form, {options.symfs}));
     requireDirectory("--symfs", places.symfs);
     for (std::string const& text : options.substitutions) {
         auto const substitution = profile::parsePathSubstitution(text);
         if (!substitution)
-            throw Failure("--substitute-path: \"" + text + "\": the form is FROM=TO");
+            throw Failure(textOf(Text::substitution_form, {text}));
         warnOfMissingDirectory("--substitute-path", substitution->to);
         places.substitutions.push_back(*substitution);
     }
@@ -84,12 +84,14 @@ profile::Profile read(std::string const& input, std::string const& format) {
     profile::ReadOptions options;
     options.format = format;
     profile::Profile profile = profile::readProfileFile(input, options);
-    std::string const name = input == "-" ? "standard input" : input;
+    std::string const name = input == "-" ? textOf(Text::standard_input) : input;
     for (profile::ReadError const& error : profile.errors)
-        reportError(name + (error.offset == 0 ? "" : ": at byte " + std::to_string(error.offset)) +
+        reportError((error.offset == 0
+                         ? name
+                         : textOf(Text::at_byte, {name, std::to_string(error.offset)})) +
                     ": " + error.message);
     if (profile.format.empty() && profile.errors.empty())
-        reportError(name + ": no profile of a known kind");
+        reportError(textOf(Text::unknown_format, {name}));
     return profile;
 }
 
@@ -127,8 +129,7 @@ void print(profile::ProfileResolution const& resolution, ResolveOptions const& o
     for (std::string const& each : options.explain) {
         std::string const part = explanation(resolution, each, colour);
         if (part.empty())
-            throw Failure("--explain: " + resolution.input + " has no module or source \"" + each +
-                          "\"");
+            throw Failure(textOf(Text::nothing_to_explain, {resolution.input, each}));
         text += (text == title ? "" : "\n") + part;
     }
     writeOutput(text);
@@ -141,8 +142,9 @@ bool archive(profile::ProfileResolution const& resolution, std::string const& di
         reportError(error);
     if (outcome.errors.empty())
         return true;
-    reportError("--archive-into: " + std::to_string(outcome.errors.size()) +
-                " files could not be kept");
+    std::size_t const count = outcome.errors.size();
+    reportError(
+        textOf(count == 1 ? Text::file_not_archived : Text::not_archived, {std::to_string(count)}));
     return false;
 }
 

@@ -1,8 +1,8 @@
 #include "commands/resolve_explain.h"
 
+#include "commands/candidate_label.h"
+#include "commands/resolve_summary.h"
 #include "commands/resolve_table.h"
-#include "console/terminal.h"
-#include "search/enumerator_names.h"
 
 #include <lokata2/utils.h>
 #include <toolbelt2/text.h>
@@ -39,27 +39,34 @@ bool isPartOf(Module const& module, std::string const& text) {
 
 std::string identityText(Identity const& identity) {
     if (identity.kind == IdentityKind::none)
-        return "nothing recorded";
+        return textOf(Text::nothing_recorded);
     std::string text(wordOf(c_identityKinds, identity.kind));
     if (identity.kind == IdentityKind::same_file)
         return text;
     return text + " " + displayName(identity.expected);
 }
 
+/// Of what stands below a candidate.
+std::string margin() {
+    return std::string(candidateLabelWidth() + 2, ' ');
+}
+
 std::string rejectionText(JudgedCandidate const& rejected, std::string const& origin, bool colour) {
-    std::string text = "  " + painted("rejected", TextStyle::red, colour) + " " +
-                       displayName(rejected.path) + "  [" + origin + "]\n";
-    if (!rejected.message.empty())
-        text += "           " + displayName(rejected.message) + "\n";
-    return text;
+    return "  " + candidateLabel(Text::rejected, TextStyle::red, colour) +
+           displayName(rejected.path) + "  [" + origin + "]\n" + margin() +
+           displayName(rejected.message) + "\n";
 }
 
 std::string foundText(FileResolution const& file, bool colour) {
     bool const isProven = file.confidence == LK_2_13::cfValidated;
-    return "  " + painted("found", TextStyle::green, colour) + "    " + displayName(file.path) +
-           "  [" + originOf(file) + "]\n           " +
-           (isProven ? "proven by " + identityText(file.identity) : "accepted without proof") +
-           (file.unpacked_from ? ", unpacked from " + displayName(*file.unpacked_from) : "") + "\n";
+    return "  " + candidateLabel(Text::found, TextStyle::green, colour) + displayName(file.path) +
+           "  [" + originOf(file) + "]\n" + margin() +
+           (isProven ? textOf(Text::proven_by, {identityText(file.identity)})
+                     : textOf(Text::unproven)) +
+           (file.unpacked_from
+                ? ", " + textOf(Text::unpacked_from, {displayName(*file.unpacked_from)})
+                : "") +
+           "\n";
 }
 
 /// Where the search met the file that was found.
@@ -89,46 +96,49 @@ std::string candidatesText(FileResolution const& file, bool colour) {
             text += rejectionText(*rejected->second, origin, colour);
         } else {
             text += "  " +
-                    painted(isFoundShown ? "unneeded" : "no file ", TextStyle::faint, colour) +
-                    " " + displayName(path) + "  [" + origin + "]\n";
+                    candidateLabel(isFoundShown ? Text::unneeded : Text::no_file, TextStyle::faint,
+                                   colour) +
+                    displayName(path) + "  [" + origin + "]\n";
         }
     }
     for (LK_2_13::search_step_t const step : file.steps.list()) {
-        std::string const origin = nameOf(step).substr(2);
+        std::string const origin(stepName(step));
         std::string met;
         for (JudgedCandidate const& rejected : file.rejected)
             if (rejected.step == step && shown.insert(rejected.path).second)
                 met += rejectionText(rejected, origin, colour);
         bool const isFinder = file.found() && !isFoundShown && file.step == step;
         if (met.empty() && !isFinder)
-            met = "  " + painted("nothing ", TextStyle::faint, colour) + " [" + origin + "]\n";
+            met = "  " + candidateLabel(Text::nothing, TextStyle::faint, colour) + "[" + origin +
+                  "]\n";
         text += met;
     }
     for (JudgedCandidate const& rejected : file.rejected)
         if (shown.insert(rejected.path).second)
-            text += rejectionText(rejected, nameOf(rejected.step).substr(2), colour);
+            text += rejectionText(rejected, std::string(stepName(rejected.step)), colour);
     if (file.found() && !isFoundShown)
         text += foundText(file, colour);
     return text;
 }
 
 std::string fileText(std::string const& title, FileResolution const& file, bool colour) {
-    std::string text = title + ": " + (file.found() ? "found" : "missing") + ", expected " +
-                       identityText(file.identity) + ", " + std::to_string(file.elapsed_us) +
-                       " us\n" + candidatesText(file, colour);
+    std::string text =
+        textOf(file.found() ? Text::file_found : Text::file_missing,
+               {title, identityText(file.identity), std::to_string(file.elapsed_us)}) +
+        "\n" + candidatesText(file, colour);
     if (!file.found())
         text += "  " + missingReason(file) + "\n";
     return text;
 }
 
 std::string fileText(std::string const& title, Boxed<FileResolution> const& file, bool colour) {
-    return file ? fileText(title, *file, colour) : title + ": not looked for\n";
+    return file ? fileText(title, *file, colour) : textOf(Text::not_looked_for, {title}) + "\n";
 }
 
 std::string splitText(SplitResolution const& split, bool colour) {
-    std::string text = "split DWARF: " + std::to_string(split.found_units) + " of " +
-                       std::to_string(split.units) + " units found\n" +
-                       fileText("package", split.package, colour);
+    std::string text = textOf(Text::split_units,
+                              {std::to_string(split.found_units), std::to_string(split.units)}) +
+                       "\n" + fileText(textOf(Text::package), split.package, colour);
     for (SplitFile const& each : split.files)
         text += fileText(displayName(each.name), each.file, colour);
     return text;
@@ -138,18 +148,21 @@ std::string moduleText(ModuleResolution const& resolution, bool colour) {
     Module const& module = resolution.module;
     std::string text =
         painted(displayName(module.name), TextStyle::bold, colour) + "\n" +
-        std::string(wordOf(c_moduleKinds, module.kind)) + ", " +
-        (module.build_id.empty() ? "no build-id" : "build-id " + toHex(module.build_id)) + ", " +
-        std::to_string(module.samples) +
-        " samples: " + std::string(wordOf(c_moduleStatuses, resolution.status)) + ", shows " +
-        std::string(wordOf(c_symbolLevels, resolution.level)) + "\n";
+        textOf(Text::module_facts,
+               {wordOf(c_moduleKinds, module.kind),
+                module.build_id.empty() ? textOf(Text::no_build_id)
+                                        : textOf(Text::build_id, {toHex(module.build_id)}),
+                std::to_string(module.samples), statusText(resolution.status),
+                wordOf(c_symbolLevels, resolution.level)}) +
+        "\n";
     if (!resolution.binary)
         return text + statusReason(resolution) + "\n" +
-               (resolution.symbols ? fileText("symbols", resolution.symbols, colour) : "");
-    text += fileText("binary", resolution.binary, colour);
-    text += fileText("symbols", resolution.symbols, colour);
+               (resolution.symbols ? fileText(textOf(Text::symbols), resolution.symbols, colour)
+                                   : "");
+    text += fileText(textOf(Text::binary), resolution.binary, colour);
+    text += fileText(textOf(Text::symbols), resolution.symbols, colour);
     if (resolution.supplementary)
-        text += fileText("supplementary", resolution.supplementary, colour);
+        text += fileText(textOf(Text::supplementary), resolution.supplementary, colour);
     if (resolution.split_dwarf)
         text += splitText(*resolution.split_dwarf, colour);
     if (std::string const reason = symbolsReason(resolution); !reason.empty())
@@ -160,8 +173,9 @@ std::string moduleText(ModuleResolution const& resolution, bool colour) {
 }
 
 std::string sourceText(SourceResolution const& source, bool colour) {
-    return painted(displayName(source.name), TextStyle::bold, colour) + "\nsource of " +
-           displayName(source.module) + "\n" + fileText("file", source.file, colour);
+    return painted(displayName(source.name), TextStyle::bold, colour) + "\n" +
+           textOf(Text::source_of, {displayName(source.module)}) + "\n" +
+           fileText(textOf(Text::file), source.file, colour);
 }
 
 } // namespace

@@ -1,8 +1,12 @@
 #include "commands/resolve_summary.h"
 
+#include "console/texts.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <string_view>
+#include <utility>
 
 namespace lokata::cli {
 
@@ -104,28 +108,24 @@ private:
 };
 
 std::string verdict(Totals const& totals, VerdictScope const& scope) {
-    std::string text = totals.amount(totals.of(SymbolLevel::lines));
-    if (totals.hasSamples())
-        text = totals.amount(totals.of(ModuleStatus::resolved)) + " of the samples" +
-               (scope.user_only ? " in user space" : "") +
-               " lie in files that are found and proven; " + text + " can be shown with lines";
-    else
-        text += " of " + std::to_string(totals.modules()) + " modules can be shown with lines";
-    constexpr Word<SymbolLevel> c_others[]{
-        {SymbolLevel::incomplete_lines, " with a part of the lines"},
-        {SymbolLevel::names, " with names"},
-        {SymbolLevel::exports, " with exported names only"},
-    };
-    for (auto const& [level, words] : c_others)
+    std::string const lines = totals.amount(totals.of(SymbolLevel::lines));
+    std::string text =
+        totals.hasSamples()
+            ? textOf(scope.user_only ? Text::verdict_of_user_samples : Text::verdict_of_samples,
+                     {totals.amount(totals.of(ModuleStatus::resolved)), lines})
+            : textOf(Text::verdict_of_modules, {lines, std::to_string(totals.modules())});
+    for (auto const& [level, words] :
+         {std::pair(SymbolLevel::incomplete_lines, Text::shown_in_part),
+          std::pair(SymbolLevel::names, Text::shown_by_names),
+          std::pair(SymbolLevel::exports, Text::shown_by_exports)})
         if (Total const total = totals.of(level); !totals.isNone(total))
-            text += ", " + totals.amount(total) + std::string(words);
+            text += ", " + textOf(words, {totals.amount(total)});
     Total const unproven = totals.of([&totals](ModuleResolution const& each) {
         return each.level != SymbolLevel::none && totals.isShown(each) && !isLevelProven(each);
     });
     if (!totals.isNone(unproven))
-        text += "; for " + totals.amount(unproven) +
-                (totals.hasSamples() ? " of the samples" : " of them") +
-                " nothing proves the symbols";
+        text += "; " + textOf(totals.hasSamples() ? Text::samples_unproven : Text::modules_unproven,
+                              {totals.amount(unproven)});
     return text + "\n";
 }
 
@@ -135,19 +135,20 @@ std::string statusCounts(Totals const& totals) {
         Total const total = totals.of(status);
         if (!always && total.modules == 0)
             return;
-        text += (text.empty() ? "" : ", ") + std::to_string(total.modules);
-        if (always)
-            text += " of " + std::to_string(totals.modules());
-        text += " " + std::string(wordOf(c_moduleStatuses, status));
+        std::string const count = std::to_string(total.modules);
+        text +=
+            (text.empty() ? "" : ", ") +
+            (always ? textOf(Text::count_of, {count, std::to_string(totals.modules())}) : count) +
+            " " + statusText(status);
         if (totals.hasSamples())
-            text += " (" + totals.amount(total) + " of samples)";
+            text += " " + textOf(Text::share_of_samples, {totals.amount(total)});
     };
     add(ModuleStatus::resolved, true);
     for (ModuleStatus const status :
          {ModuleStatus::unproven, ModuleStatus::missing, ModuleStatus::unsupported})
         add(status, false);
     if (Total const noFiles = totals.of(ModuleStatus::not_a_file); noFiles.modules > 0)
-        text += "; " + std::to_string(noFiles.modules) + " without a file";
+        text += "; " + textOf(Text::without_file, {std::to_string(noFiles.modules)});
     return text + "\n";
 }
 
@@ -179,9 +180,25 @@ std::string resolutionSummary(ProfileResolution const& resolution, VerdictScope 
 
 std::string shareTitle(Profile const& profile, std::size_t index) {
     if (profile.events.size() < 2)
-        return "SAMPLES";
+        return textOf(Text::title_samples);
     std::string const name = displayName(profile.events[index].name);
-    return name.empty() ? "event " + std::to_string(index + 1) : name;
+    return name.empty() ? textOf(Text::event_number, {std::to_string(index + 1)}) : name;
+}
+
+std::string statusText(ModuleStatus status) {
+    switch (status) {
+    case ModuleStatus::resolved:
+        return textOf(Text::status_resolved);
+    case ModuleStatus::unproven:
+        return textOf(Text::status_unproven);
+    case ModuleStatus::missing:
+        return textOf(Text::status_missing);
+    case ModuleStatus::unsupported:
+        return textOf(Text::status_unsupported);
+    case ModuleStatus::not_a_file:
+        return textOf(Text::status_not_a_file);
+    }
+    return {};
 }
 
 std::string share(std::uint64_t part, std::uint64_t whole) {
@@ -193,10 +210,12 @@ std::string share(std::uint64_t part, std::uint64_t whole) {
         return "100 %";
     double const percent = 100.0 * static_cast<double>(part) / static_cast<double>(whole);
     if (percent < c_least)
-        return "<0.1 %";
+        return "<0" + textOf(Text::decimal_point) + "1 %";
     std::array<char, 16> text{};
-    std::snprintf(text.data(), text.size(), "%.1f %%", std::min(percent, c_most));
-    return text.data();
+    std::snprintf(text.data(), text.size(), "%.1f", std::min(percent, c_most));
+    std::string_view const digits = text.data();
+    return std::string(digits.substr(0, digits.find_first_not_of("0123456789"))) +
+           textOf(Text::decimal_point) + digits.back() + " %";
 }
 
 } // namespace lokata::cli

@@ -38,7 +38,11 @@ std::string resolutionSummary(profile::ProfileResolution const& resolution,
 /// What a person calls an event of the recording, or the samples where it tells none; printable.
 std::string shareTitle(profile::Profile const& profile, std::size_t index);
 
-/// Such as "94.8 %". Never rounds up to all or down to nothing; the page does the same.
+/// The word for a person, where documents have that of `c_moduleStatuses`.
+std::string statusText(profile::ModuleStatus status);
+
+/// Such as "94.8 %", with the decimal point of the language of the texts. Never rounds up to all or
+/// down to nothing; the page does the same.
 std::string share(std::uint64_t part, std::uint64_t whole);
 
 } // namespace lokata::cli

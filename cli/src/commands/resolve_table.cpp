@@ -3,7 +3,7 @@
 #include "commands/resolve_summary.h"
 #include "console/terminal.h"
 #include "console/text_layout.h"
-#include "search/enumerator_names.h"
+#include "console/texts.h"
 
 #include <toolbelt2/path.h>
 #include <toolbelt2/text.h>
@@ -54,16 +54,16 @@ Modules sortedModules(ProfileResolution const& resolution, bool isCounted) {
 }
 
 std::string proofOf(ModuleResolution const& module) {
-    return std::string(module.status == ModuleStatus::resolved
-                           ? wordOf(c_identityKinds, module.binary->identity.kind)
-                           : wordOf(c_moduleStatuses, ModuleStatus::unproven));
+    return module.status == ModuleStatus::resolved
+               ? std::string(wordOf(c_identityKinds, module.binary->identity.kind))
+               : statusText(ModuleStatus::unproven);
 }
 
 std::string symbolsOf(ModuleResolution const& module) {
     std::string_view const level = wordOf(c_symbolLevels, module.level);
     bool const isOwn = module.level == SymbolLevel::none || isLevelProven(module) ||
                        module.status == ModuleStatus::unproven;
-    return std::string(level) + (isOwn ? "" : ", unproven");
+    return std::string(level) + (isOwn ? "" : ", " + statusText(ModuleStatus::unproven));
 }
 
 TextStyle styleOf(ModuleResolution const& module) {
@@ -130,14 +130,6 @@ constexpr std::size_t c_symbolsCell = 3;
 constexpr std::size_t c_originCell = 4;
 /// In columns; what is narrower holds no table.
 constexpr std::size_t c_leastTable = 60;
-
-/// Of the longest word for a status.
-constexpr std::size_t c_statusWidth = [] {
-    std::size_t longest = 0;
-    for (auto const& status : c_moduleStatuses)
-        longest = std::max(longest, status.text.size());
-    return longest;
-}();
 
 /// Of the columns; one that is left out has none.
 using Widths = std::array<std::size_t, 5>;
@@ -238,7 +230,10 @@ class TableWriter {
 public:
     TableWriter(std::ostream& out, ProfileResolution const& resolution, Modules const& modules,
                 TableStyle const& style)
-        : m_out(out), m_style(style), m_shares(resolution), m_names(modules) {}
+        : m_out(out), m_style(style), m_shares(resolution), m_names(modules) {
+        for (auto const& each : c_moduleStatuses)
+            m_statusWidth = std::max(m_statusWidth, lengthOf(statusText(each.value)));
+    }
 
     /// False if none of the modules was found.
     bool writeFound(Modules const& modules) const;
@@ -246,18 +241,19 @@ public:
     void writeLearned(std::vector<PathSubstitution> const& learned) const;
 
 private:
-    static constexpr std::array<std::string_view, 5> c_titles{"MODULE", "FILE", "PROVEN BY",
-                                                              "SYMBOLS", "STEP"};
-
     Row rowOf(ModuleResolution const& module) const;
     Widths widthsOf(Modules const& modules) const;
-    void writeReason(ModuleResolution const& module, std::string_view word, TextStyle textStyle,
+    void writeReason(ModuleResolution const& module, std::string const& word, TextStyle textStyle,
                      std::string const& reason) const;
 
     std::ostream& m_out;
     TableStyle const& m_style;
     Shares m_shares;
     ShortNames m_names;
+    std::array<std::string, 5> const m_titles{
+        textOf(Text::title_module), textOf(Text::title_file), textOf(Text::title_proof),
+        textOf(Text::title_symbols), textOf(Text::title_step)};
+    std::size_t m_statusWidth = 0; ///< Of the longest word for a status.
 };
 
 Row TableWriter::rowOf(ModuleResolution const& module) const {
@@ -270,7 +266,7 @@ Row TableWriter::rowOf(ModuleResolution const& module) const {
 Widths TableWriter::widthsOf(Modules const& modules) const {
     Widths widths{};
     for (std::size_t i = 0; i < widths.size(); ++i)
-        widths[i] = c_titles[i].size();
+        widths[i] = lengthOf(m_titles[i]);
     for (ModuleResolution const* const module : modules) {
         if (!isFound(*module))
             continue;
@@ -288,9 +284,7 @@ bool TableWriter::writeFound(Modules const& modules) const {
     Widths widths = widthsOf(modules);
     bool const isTable = m_style.width == 0 || fit(widths, m_shares.width(), m_style.width);
     if (isTable) {
-        std::array<std::string, 5> titles;
-        std::copy(c_titles.begin(), c_titles.end(), titles.begin());
-        m_out << painted(tableLine(m_shares.titles(), titles, widths), TextStyle::bold,
+        m_out << painted(tableLine(m_shares.titles(), m_titles, widths), TextStyle::bold,
                          m_style.colour)
               << "\n";
     }
@@ -306,22 +300,23 @@ bool TableWriter::writeFound(Modules const& modules) const {
     return true;
 }
 
-void TableWriter::writeReason(ModuleResolution const& module, std::string_view word,
+void TableWriter::writeReason(ModuleResolution const& module, std::string const& word,
                               TextStyle textStyle, std::string const& reason) const {
     m_out << m_shares.of(module.module)
-          << painted(padded(std::string(word), c_statusWidth), textStyle, m_style.colour) << "  "
+          << painted(padded(word, m_statusWidth), textStyle, m_style.colour) << "  "
           << displayName(module.module.name) << "\n"
-          << wrapped(reason, m_shares.width() + c_statusWidth + 2, m_style.width) << "\n";
+          << wrapped(reason, m_shares.width() + m_statusWidth + 2, m_style.width) << "\n";
 }
 
 /// Why something is missing, of the symbols, the names of sources or all; nothing where nothing is.
 void TableWriter::writeReasons(ModuleResolution const& module) const {
     if (std::string const reason = symbolsReason(module); !reason.empty())
-        writeReason(module, "symbols", TextStyle::yellow, reason);
+        writeReason(module, textOf(Text::row_symbols), TextStyle::yellow, reason);
     if (module.sources_error)
-        writeReason(module, "sources", TextStyle::yellow, displayName(*module.sources_error));
+        writeReason(module, textOf(Text::row_sources), TextStyle::yellow,
+                    displayName(*module.sources_error));
     if (!isFound(module))
-        writeReason(module, wordOf(c_moduleStatuses, module.status),
+        writeReason(module, statusText(module.status),
                     module.status == ModuleStatus::missing ? TextStyle::red : TextStyle::yellow,
                     statusReason(module) + (module.level == SymbolLevel::none
                                                 ? ""
@@ -331,9 +326,9 @@ void TableWriter::writeReasons(ModuleResolution const& module) const {
 
 void TableWriter::writeLearned(std::vector<PathSubstitution> const& learned) const {
     for (PathSubstitution const& each : learned)
-        m_out << "Learned: what was recorded below "
-              << displayName(each.from.empty() ? "/" : each.from) << " lies below "
-              << displayName(each.to.empty() ? "/" : each.to) << "\n";
+        m_out << textOf(Text::learned, {displayName(each.from.empty() ? "/" : each.from),
+                                        displayName(each.to.empty() ? "/" : each.to)})
+              << "\n";
 }
 
 template <class Visit>
@@ -382,8 +377,8 @@ bool hasReasons(ModuleResolution const& module) {
 } // namespace
 
 std::string originOf(FileResolution const& file) {
-    return file.place == Place::search_step ? nameOf(file.step).substr(2)
-                                            : std::string(wordOf(c_places, file.place));
+    return std::string(file.place == Place::search_step ? stepName(file.step)
+                                                        : wordOf(c_places, file.place));
 }
 
 bool writeModuleTable(std::ostream& out, ProfileResolution const& resolution,
@@ -401,8 +396,9 @@ bool writeModuleTable(std::ostream& out, ProfileResolution const& resolution,
     }
     std::size_t const unlisted = isCounted ? unlistedModules(resolution) : 0;
     if (unlisted > 0)
-        out << "Without samples: " << unlisted << (unlisted == 1 ? " module" : " modules")
-            << ", shown with --all\n";
+        out << textOf(unlisted == 1 ? Text::unlisted_module : Text::unlisted_modules,
+                      {std::to_string(unlisted)})
+            << "\n";
     std::vector<PathSubstitution> const learned = usedPrefixes(resolution);
     table.writeLearned(learned);
     return !modules.empty() || unlisted > 0 || !learned.empty();
@@ -421,8 +417,9 @@ struct SourceCount {
         proven += file.found() && file.confidence == LK_2_13::cfValidated ? 1 : 0;
     }
     std::string text() const {
-        return std::to_string(found) + " of " + std::to_string(all) +
-               (proven == found ? "" : ", " + std::to_string(proven) + " proven");
+        return textOf(Text::count_of, {std::to_string(found), std::to_string(all)}) +
+               (proven == found ? ""
+                                : ", " + textOf(Text::proven_counted, {std::to_string(proven)}));
     }
 };
 
@@ -439,14 +436,14 @@ std::string sourceTable(ProfileResolution const& resolution) {
     }
     if (total.all == 0)
         return {};
-    constexpr std::string_view c_title = "SOURCES FOUND";
-    std::size_t width = std::max(c_title.size(), total.text().size());
+    std::string const title = textOf(Text::title_sources);
+    std::size_t width = std::max(lengthOf(title), lengthOf(total.text()));
     for (auto const& [directory, count] : directories)
-        width = std::max(width, count.text().size());
-    std::string text = padded(std::string(c_title), width) + "  DIRECTORY\n";
+        width = std::max(width, lengthOf(count.text()));
+    std::string text = padded(title, width) + "  " + textOf(Text::title_directory) + "\n";
     for (auto const& [directory, count] : directories)
         text += padded(count.text(), width) + "  " + displayName(directory) + "\n";
-    return text + padded(total.text(), width) + "  in all\n";
+    return text + padded(total.text(), width) + "  " + textOf(Text::in_all) + "\n";
 }
 
 } // namespace lokata::cli

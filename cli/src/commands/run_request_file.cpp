@@ -2,6 +2,7 @@
 
 #include "commands/run_request_line.h"
 #include "console/failure.h"
+#include "console/texts.h"
 
 #include <cerrno>
 #include <system_error>
@@ -11,7 +12,7 @@
 namespace lokata::cli {
 
 RequestFile::RequestFile(std::string const& name)
-    : m_name(name == "-" ? "standard input" : name)
+    : m_name(name == "-" ? textOf(Text::standard_input) : name)
     , m_pFile(name == "-" ? stdin : std::fopen(name.c_str(), "re")) {
     if (m_pFile == nullptr)
         throw Failure(name + ": " + std::generic_category().message(errno));

@@ -2,6 +2,7 @@
 
 #include "console/failure.h"
 #include "console/terminal.h"
+#include "console/texts.h"
 
 #include <lokata/profile/profile.h>
 
@@ -16,7 +17,7 @@ namespace lokata::cli {
 
 void writeOutput(std::string_view bytes) {
     if (std::error_code const error = toolbelt2::write_all(STDOUT_FILENO, bytes))
-        throw Failure("standard output: " + error.message());
+        throw Failure(textOf(Text::output_failed, {error.message()}));
 }
 
 std::string printable(std::string_view text) {
@@ -33,6 +34,10 @@ std::string printable(std::string_view text) {
 
 std::string pathLine(std::string const& path) {
     return (isTerminal(STDOUT_FILENO) ? printable(path) : path) + "\n";
+}
+
+void reportWarning(std::string_view text) {
+    reportError(textOf(Text::warning, {text}));
 }
 
 void reportError(std::string_view text) {

@@ -20,4 +20,7 @@ std::string pathLine(std::string const& path);
 /// Writes "lokata: ", the printable text and a newline to standard error.
 void reportError(std::string_view text);
 
+/// The same with a word before the text that says that it is a warning.
+void reportWarning(std::string_view text);
+
 } // namespace lokata::cli

@@ -1,5 +1,8 @@
 #include "console/terminal.h"
 
+#include "console/text_layout.h"
+#include "console/texts.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -48,14 +51,15 @@ void ProgressLine::show(std::uint64_t requests, std::uint64_t done, std::uint64_
         return;
     m_nextDrawing = now + 100;
 
-    std::string line = std::to_string(requests) + (requests == 1 ? " search" : " searches");
+    std::string line = textOf(requests == 1 ? Text::search_counted : Text::searches_counted,
+                              {std::to_string(requests)});
     std::size_t const width = terminalWidth(STDERR_FILENO);
-    if (total > 0 && width > line.size() + 20) {
+    if (total > 0 && width > lengthOf(line) + 21) {
         double const share = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
-        std::size_t const cells = std::min<std::size_t>(40, width - line.size() - 10);
+        std::size_t const cells = std::min<std::size_t>(40, width - lengthOf(line) - 11);
         auto const filled = static_cast<std::size_t>(share * static_cast<double>(cells));
         line = "[" + std::string(filled, '#') + std::string(cells - filled, ' ') + "] " +
-               std::to_string(static_cast<int>(share * 100)) + "%  " + line;
+               std::to_string(static_cast<int>(share * 100)) + " %  " + line;
     }
     std::fprintf(stderr, "\r\033[K%s", line.c_str());
     m_isDrawn = true;

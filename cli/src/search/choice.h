@@ -1,5 +1,7 @@
 #pragma once
 
+#include "console/texts.h"
+
 #include <lokata/profile/words.h>
 
 #include <CLI/CLI.hpp>
@@ -22,10 +24,16 @@ std::string joinedWords(profile::Word<Value> const (&words)[n], std::string_view
     return text;
 }
 
-/// As "bin, sym or src".
+/// As "bin, sym or src", in English as all help.
 template <class Value, std::size_t n>
 std::string anyWordOf(profile::Word<Value> const (&words)[n]) {
     return joinedWords(words, ", ", " or ");
+}
+
+/// The same in the language of the process.
+template <class Value, std::size_t n>
+std::string anyOf(profile::Word<Value> const (&words)[n]) {
+    return joinedWords(words, ", ", " " + textOf(Text::or_) + " ");
 }
 
 template <class Value, std::size_t n>

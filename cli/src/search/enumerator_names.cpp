@@ -1,6 +1,7 @@
 #include "search/enumerator_names.h"
 
 #include "console/failure.h"
+#include "console/texts.h"
 
 #include <algorithm>
 #include <iterator>
@@ -45,7 +46,7 @@ unsigned int parseSteps(std::string_view list) {
                 return name == entry.text || name == entry.text.substr(2);
             });
         if (found == std::end(c_searchSteps))
-            throw Failure("--steps: \"" + std::string(name) + "\" is no search step");
+            throw Failure(textOf(Text::unknown_step, {name}));
         steps |= found->value;
         if (comma == std::string_view::npos)
             return steps;

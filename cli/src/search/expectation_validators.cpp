@@ -1,5 +1,7 @@
 #include "search/expectation_validators.h"
 
+#include "console/texts.h"
+
 #include <sys/stat.h>
 
 namespace lokata::cli {
@@ -20,7 +22,7 @@ std::string modificationTime(std::string const& file) {
 }
 
 std::string expectedAndFound(std::string const& expected, std::string const& found) {
-    return "expected " + expected + ", found " + found;
+    return textOf(Text::expected_found, {expected, found});
 }
 
 /// The library's sentence first, the difference in brackets behind it.
@@ -59,7 +61,7 @@ void ExpectedChecksum::fillMessage(Mismatch& mismatch, IMsgContainer& container,
     if (m_pFound)
         return fill(mismatch, container, fileName, expectedAndFound(expected, m_pFound->value()));
     auto const unread = IMessageMgr::create()->getBinFileReadingErrorMessage();
-    fill(*unread, container, fileName, expectedAndFound(expected, "none"));
+    fill(*unread, container, fileName, expectedAndFound(expected, textOf(Text::none)));
 }
 
 void ExpectedChecksum::fillErrorMessageForBinFile(IBinChecksumMismatchMessage& message,
@@ -91,13 +93,14 @@ validation_result_t ExpectedTimeAndSize::validate(char const* fileName,
 void ExpectedTimeAndSize::fillTimeMismatchErrorMessage(IModificationTimeMismatchMessage& message,
                                                        IMsgContainer& container) {
     fill(message, container, "",
-         expectedAndFound("time " + std::to_string(m_expectedTime), modificationTime(m_fileName)));
+         expectedAndFound(textOf(Text::time, {std::to_string(m_expectedTime)}),
+                          modificationTime(m_fileName)));
 }
 
 void ExpectedTimeAndSize::fillSizeMismatchErrorMessage(ISizeMismatchMessage& message,
                                                        IMsgContainer& container) {
     fill(message, container, "",
-         expectedAndFound(std::to_string(m_expectedSize) + " bytes",
+         expectedAndFound(textOf(Text::bytes, {std::to_string(m_expectedSize)}),
                           std::to_string(statusOf(m_fileName).st_size)));
 }
 
@@ -113,7 +116,7 @@ validation_result_t NotNewerThan::validate(char const* fileName, IErrorInfoConta
 void NotNewerThan::fillUpToDateErrorMessage(ISourceFileUpToDateMessage& message,
                                             IMsgContainer& container) {
     fill(message, container, "",
-         expectedAndFound("time " + modificationTime(m_referenceFile) + " or before",
+         expectedAndFound(textOf(Text::time_or_before, {modificationTime(m_referenceFile)}),
                           modificationTime(m_fileName)));
 }
 

@@ -2,6 +2,7 @@
 
 #include "console/failure.h"
 #include "console/output.h"
+#include "console/texts.h"
 #include "search/choice.h"
 #include "search/enumerator_names.h"
 
@@ -12,17 +13,15 @@ namespace lokata::cli {
 namespace {
 
 CLI::Validator const c_notEmpty(
-    [](std::string& text) {
-        return text.empty() ? std::string("the text is empty") : std::string();
-    },
-    "", "");
+    [](std::string& text) { return text.empty() ? textOf(Text::text_empty) : std::string(); }, "",
+    "");
 
 std::string missingDirectory(char const* option, std::string const& directory) {
     std::error_code error;
     if (std::filesystem::is_directory(directory, error))
         return {};
     return std::string(option) + ": \"" + directory +
-           "\": " + (error ? error.message() : "Not a directory");
+           "\": " + (error ? error : make_error_code(std::errc::not_a_directory)).message();
 }
 
 } // namespace
@@ -35,7 +34,7 @@ void requireDirectory(char const* option, std::string const& directory) {
 
 void warnOfMissingDirectory(char const* option, std::string const& directory) {
     if (std::string const fault = missingDirectory(option, directory); !fault.empty())
-        reportError("warning: " + fault);
+        reportWarning(fault);
 }
 
 CLI::Option* addRepeatable(CLI::App& command, std::string const& name,

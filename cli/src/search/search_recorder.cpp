@@ -1,8 +1,24 @@
 #include "search/search_recorder.h"
 
+#include <lokata2/utils.h>
+#include <optstore2/message_catalog.h>
+
 namespace lokata::cli {
 
 using namespace LK_2_13;
+
+namespace {
+
+/// The library gives no reason for a directory, nor where the policy rejects what nothing proves.
+std::string reasonOf(IInvalidFile const& file) {
+    if (*file.errorMessage() != '\0')
+        return file.errorMessage();
+    return optstore2::messageText("lokata_profile",
+                                  utils::isDirectory(file.name()) ? "IsDirectory" : "NotProven",
+                                  {file.name()});
+}
+
+} // namespace
 
 void SearchRecorder::start(SearchRequest const& request, bool all) {
     m_all = all;
@@ -15,12 +31,8 @@ void SearchRecorder::start(SearchRequest const& request, bool all) {
 ObjectPtr<IValidFile> SearchRecorder::record(IInvalidFileIterator& invalidFiles,
                                              IValidFileIterator& validFiles) {
     for (auto file = invalidFiles.next(); file; file = invalidFiles.next())
-        m_record.rejected.push_back({file->name(),
-                                     vrInvalid,
-                                     file->severity(),
-                                     file->searchStep(),
-                                     file->errorMessage(),
-                                     {}});
+        m_record.rejected.push_back(
+            {file->name(), vrInvalid, file->severity(), file->searchStep(), reasonOf(*file), {}});
 
     ObjectPtr<IValidFile> first = validFiles.next();
     for (auto file = first; file; file = m_all ? validFiles.next() : nullptr)

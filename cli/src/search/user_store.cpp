@@ -2,6 +2,7 @@
 
 #include "console/failure.h"
 #include "console/output.h"
+#include "console/texts.h"
 
 #include <optstore2/user_directories.h>
 
@@ -12,7 +13,7 @@ namespace lokata::cli {
 std::string defaultStoreFile() {
     std::string const config = optstore2::configDirectory();
     if (config.empty())
-        throw Failure("the user has no home directory; name the store with --store");
+        throw Failure(textOf(Text::no_home));
     return config + "/lokata/store.sqlite";
 }
 
@@ -24,8 +25,7 @@ std::string defaultStoreFileForSearch() {
     static_cast<void>(std::filesystem::status(file, error));
     if (error != std::errc::permission_denied)
         return file;
-    reportError("warning: your own search directories are left out: " + file + ": " +
-                error.message());
+    reportWarning(textOf(Text::store_left_out, {file, error.message()}));
     return {};
 }
 

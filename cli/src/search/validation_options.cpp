@@ -1,6 +1,7 @@
 #include "search/validation_options.h"
 
 #include "console/failure.h"
+#include "console/texts.h"
 #include "search/expectation_validators.h"
 #include "search/search_options.h"
 
@@ -46,7 +47,7 @@ CLI::Validator const c_positiveNumber(
     [](std::string& text) {
         bool const isPositive = text.find_first_not_of("0123456789") == std::string::npos &&
                                 text.find_first_not_of('0') != std::string::npos;
-        return isPositive ? std::string() : "\"" + text + "\" is not a whole number above 0";
+        return isPositive ? std::string() : textOf(Text::not_positive, {text});
     },
     "", "");
 
@@ -92,9 +93,7 @@ std::string ValidatorSet::addExpected(std::string const& text, search_category_t
     if (auto const checksum = parseChecksum(text))
         add(std::make_unique<ExpectedChecksum>(category, checksum));
     else if (buildId.empty())
-        return "\"" + text +
-               "\" is not md5: with 32 or sha1: with 40 hexadecimal digits, or for a binary or its "
-               "symbols build-id: with its digits";
+        return textOf(Text::expected_form, {text});
     else
         add(category == scBinaryFiles ? profile::createBinaryValidator(buildId)
                                       : profile::createSymbolValidator(buildId));
@@ -122,7 +121,7 @@ validation_result_t ValidatorSet::validate(char const* fileName, IErrorInfoConta
 
 ValidatorSet createValidators(ValidationOptions const& options, SearchRequest const& request) {
     if (!options.not_newer_than.empty() && request.category != scSourceFiles)
-        throw Failure("--not-newer-than: only source files are compared with another file's time");
+        throw Failure(textOf(Text::only_sources_have_time));
 
     for (std::string const& directory : options.except_dirs)
         warnOfMissingDirectory("--except-dir", directory);

@@ -118,7 +118,7 @@ TEST_F(ResolveProgram, ARebuiltNamesakeIsRejectedWithBothBuildIds) {
     EXPECT_EQ(resolve({"perf.data", "--explain", "nothing"}).status, 2);
 
     std::string const logged = resolve({"perf.data", "-v", "-d", moved()}).err;
-    std::string const step = " [ssLowPrioritySearchDirs] ";
+    std::string const step = " [LowPrioritySearchDirs] ";
     EXPECT_THAT(logged,
                 HasSubstr("INFO " + path("moved/deep/app") + step + "rejected: The build-id of "));
     EXPECT_THAT(logged, HasSubstr("INFO " + path("moved/deep/libx.so") + step +
@@ -150,6 +150,25 @@ TEST_F(ResolveProgram, SymbolsThatLackAFileOrTheNamesOfSourcesAreToldWithTheReas
                                                  "part of the lines")));
     }
     EXPECT_EQ(resolve({"-", "-d", moved(), "--require", "lines"}, input).status, 1);
+}
+
+TEST_F(ResolveProgram, SpeaksTheLanguageOfTheUserWhereNoProgramDecidesOnIt) {
+    elf("moved/deep/app", buildId('b'), false);
+    auto const speak = [&](std::vector<std::string> words) {
+        words.insert(words.begin(), {"resolve", "--no-user", "-", "-d", moved()});
+        return run(words, perf().file(), inGerman());
+    };
+    std::string const table = speak({}).out;
+    EXPECT_THAT(table, AllOf(HasSubstr("  BELEGT DURCH  "), HasSubstr(" 75,0 %  nicht gefunden "),
+                             HasSubstr("Die Build-ID der Datei „"),
+                             HasSubstr("\n25,0 % der Samples liegen in Dateien")));
+    EXPECT_THAT(speak({"--explain", "app"}).out,
+                AllOf(HasSubstr("abgelehnt " + path("moved/deep/app") + "  [LowPriority"),
+                      HasSubstr("Binärdatei: nicht gefunden, erwartet build-id ")));
+    json const document = json::parse(speak({"--json"}).out);
+    EXPECT_EQ(document["modules"][0]["status"], "missing");
+    EXPECT_THAT(document["modules"][0]["reason"].get<std::string>(), StartsWith("Die Build-ID"));
+    EXPECT_THAT(run({"archive", "."}, {}, inGerman()).err, HasSubstr("siehe lokata --help"));
 }
 
 TEST_F(ResolveProgram, WhatIsRequiredDecidesTheExitStatus) {

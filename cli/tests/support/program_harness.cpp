@@ -38,4 +38,16 @@ Outcome Workplace::run(std::vector<std::string> words, std::string const& input,
             contentOf(ends[2])};
 }
 
+/// The machine's own locale under a German name, which is all that a catalogue goes by.
+std::function<void()> Workplace::inGerman() const {
+    std::string const locales = dir("locales");
+    std::filesystem::copy("/usr/lib/locale/C.utf8", locales + "/de_DE.UTF-8",
+                          std::filesystem::copy_options::recursive |
+                              std::filesystem::copy_options::overwrite_existing);
+    return [locales] {
+        ::setenv("LOCPATH", locales.c_str(), 1);
+        ::setenv("LC_ALL", "de_DE.UTF-8", 1);
+    };
+}
+
 } // namespace lokata::cli::test

@@ -36,6 +36,9 @@ public:
     /// Runs the program in this directory. `inChild` runs in the new process before the program.
     Outcome run(std::vector<std::string> words, std::string const& input = {},
                 std::function<void()> const& inChild = {}) const;
+
+    /// For `inChild`: a German locale, which need not be installed.
+    std::function<void()> inGerman() const;
 };
 
 /// A case with a workplace of its own.

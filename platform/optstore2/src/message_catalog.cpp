@@ -7,6 +7,7 @@
 #include <log4cplus/loggingmacros.h>
 #include <toolbelt2/mutex.h>
 
+#include <array>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -156,10 +157,45 @@ MessageCatalogs& messageCatalogs() {
     return s_catalogs;
 }
 
+using BRACE_2_18::generic::argument;
+using BRACE_2_18::generic::varg_list;
+using arguments_t = std::array<argument, varg_list::position_count>;
+
+template <std::size_t... positions>
+varg_list listOf(arguments_t const& arguments, std::index_sequence<positions...> /*all*/) {
+    return varg_list(arguments[positions]...);
+}
+
+varg_list numbered(std::initializer_list<std::string_view> texts) {
+    arguments_t arguments;
+    std::size_t count = 0;
+    for (std::string_view const text : texts) {
+        std::string name = "arg" + std::to_string(count + 1);
+        arguments.at(count++) = {std::move(name), {std::string(text)}};
+    }
+    return listOf(arguments, std::make_index_sequence<varg_list::position_count>());
+}
+
+std::string untranslated(std::string const& key,
+                         std::initializer_list<std::string_view> arguments) {
+    std::string text = "%" + key;
+    for (std::string_view const& each : arguments)
+        text.append(&each == arguments.begin() ? " (" : ", ").append(each);
+    return text + (arguments.size() > 0 ? ")" : "");
+}
+
 } // namespace
 
 catalog_t const* getMessageCatalog(std::string const& name) {
     return messageCatalogs().get(name, localeOfProcess());
+}
+
+std::string messageText(std::string const& catalog, std::string const& key,
+                        std::initializer_list<std::string_view> arguments) {
+    catalog_t const* const texts = getMessageCatalog(catalog);
+    if (texts == nullptr || texts->message(key).size() == 0)
+        return untranslated(key, arguments);
+    return texts->message(key).as_ustring(numbered(arguments));
 }
 
 void setMessageDirectory(char const* directory) {

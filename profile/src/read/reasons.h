@@ -165,8 +165,8 @@ constexpr ReasonEntry c_reasons[]{
 };
 
 /// The text in the language of the process, with the arguments filled in, byte for byte as they
-/// are. Without the catalogue, or without the key in it, the word behind a percent sign, as
-/// "%NotElf". Callable from any thread.
+/// are. Without the catalogue, or without the key in it, the word behind a percent sign and the
+/// arguments in brackets. Callable from any thread.
 std::string reasonText(ReasonKey key, std::initializer_list<std::string_view> arguments = {});
 
 } // namespace lokata::profile

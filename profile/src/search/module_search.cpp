@@ -113,11 +113,10 @@ Place placeOf(std::string const& path, std::vector<Candidate> const& candidates)
     return Place::search_step;
 }
 
-/// What led to a candidate, as documents spell it.
+/// What led to a candidate, for a person.
 std::string_view placeOrStep(std::string const& path, search_step_t step,
                              std::vector<Candidate> const& suggestions) {
-    return step == ssAskUser ? wordOf(c_places, placeOf(path, suggestions))
-                             : wordOf(c_searchSteps, step);
+    return step == ssAskUser ? wordOf(c_places, placeOf(path, suggestions)) : stepName(step);
 }
 
 bool isRejected(std::string const& path, FileResolution const& file) {

@@ -12,7 +12,8 @@ TEST(Reasons, AreFilledInByteForByteAndFallBackOnTheirKey) {
               "The build-id of \"/{arg2}\" is 01, not the recorded 02, so it is a different "
               "version.");
     optstore2::setMessageDirectory("");
-    EXPECT_EQ(reasonText(ReasonKey::build_id_mismatch, {"/x", "01", "02"}), "%BuildIdMismatch");
+    EXPECT_EQ(reasonText(ReasonKey::build_id_mismatch, {"/x", "01", "02"}),
+              "%BuildIdMismatch (/x, 01, 02)");
     optstore2::setMessageDirectory(nullptr);
 }
 

@@ -3,7 +3,9 @@
 #include <brace/i18n.h>
 #include <optstore2/export.h>
 
+#include <initializer_list>
 #include <string>
+#include <string_view>
 
 /// Message catalogues are files `<name>.<language>.json`, each one JSON object of keys and texts.
 /// They are looked for in the directory that the client has set, then in the places of the
@@ -22,6 +24,12 @@ namespace optstore2 {
 /// that cannot be read, or is not such an object, counts as missing and is reported once on the
 /// logger "optstore2". Safe from any thread.
 OPTSTORE2_EXPORT BRACE_2_18::i18n::catalog_t const* getMessageCatalog(std::string const& name);
+
+/// The text of that key in the catalogue, with the arguments filled in for {arg1}, {arg2} and so
+/// on, byte for byte as they are. Without the catalogue, or without the key in it, the key behind a
+/// percent sign and the arguments in brackets, as "%NotFound (a, b)". Safe from any thread.
+OPTSTORE2_EXPORT std::string messageText(std::string const& catalog, std::string const& key,
+                                         std::initializer_list<std::string_view> arguments = {});
 
 /// Sets the directory that is looked in first. Null goes back to the installation alone; the empty
 /// text means no place at all, so that every catalogue is missing. Safe from any thread.
