@@ -11,13 +11,12 @@
 #include "search/choice.h"
 #include "search/search_options.h"
 #include "search/search_setup.h"
+#include "search/tool_caches.h"
 
 #include <lokata/profile/archive.h>
 #include <lokata/profile/read.h>
 #include <lokata/profile/report.h>
 #include <lokata/profile/resolver.h>
-#include <optstore2/user_directories.h>
-#include <toolbelt2/path.h>
 #include <toolbelt2/pending_file.h>
 #include <toolbelt2/sink_buffer.h>
 
@@ -74,8 +73,8 @@ profile::PlaceOptions placesOf(ResolveOptions const& options) {
         warnOfMissingDirectory("--substitute-path", substitution->to);
         places.substitutions.push_back(*substitution);
     }
-    if (std::string const home = optstore2::homeDirectory(); !home.empty())
-        places.perf_cache = toolbelt2::join_path(home, ".debug");
+    places.perf_cache = perfCacheDirectory();
+    places.debuginfod_cache = debuginfodCacheDirectory();
     return places;
 }
 

@@ -113,6 +113,18 @@ void FilePlaces::addPerfCache(std::string const& name, BuildId const& buildId,
                 Place::perf_cache, result);
 }
 
+/// In the layout of the client library of elfutils 0.188. An empty file is a question that no
+/// server could answer.
+void FilePlaces::addDebuginfodCache(BuildId const& buildId, std::string const& file,
+                                    std::vector<Candidate>& result) const {
+    if (m_options.debuginfod_cache.empty() || buildId.empty())
+        return;
+    std::string const path = join_path(m_options.debuginfod_cache, {toHex(buildId), file});
+    std::error_code error;
+    if (std::filesystem::file_size(path, error) != 0)
+        add(path, Place::debuginfod_cache, result);
+}
+
 std::vector<Candidate> FilePlaces::binary(std::string const& name) const {
     std::vector<Candidate> result;
     addRenamed(name, result);
@@ -124,6 +136,7 @@ std::vector<Candidate> FilePlaces::storedBinary(std::string const& name,
     std::vector<Candidate> result;
     addPerfCache(name, buildId, {"elf", "vdso"}, result);
     addBuildIdTree(buildId, "", result);
+    addDebuginfodCache(buildId, "executable", result);
     return result;
 }
 
@@ -185,6 +198,7 @@ std::vector<Candidate> FilePlaces::storedSymbols(std::string const& name,
                                                  BuildId const& buildId) const {
     std::vector<Candidate> result;
     addPerfCache(name, buildId, {"debug", "elf"}, result);
+    addDebuginfodCache(buildId, "debuginfo", result);
     return result;
 }
 
@@ -192,15 +206,15 @@ std::vector<Candidate> FilePlaces::supplementary(std::string const& symbolPath,
                                                  AltLink const& link) const {
     std::vector<Candidate> result;
     addBuildIdTree(link.build_id, ".debug", result);
-    if (link.name.empty() || hasControlByte(link.name))
-        return result;
-    if (link.name.front() == '/') {
+    bool const isNamed = !link.name.empty() && !hasControlByte(link.name);
+    if (isNamed && link.name.front() == '/') {
         add(link.name, Place::alt_link, result);
         addRenamed(link.name, result);
-    } else {
+    } else if (isNamed) {
         // Not held to its directory, as packagers record "../../.dwz/NAME.debug".
         add(join_path(parent_of(realPath(symbolPath)), link.name), Place::alt_link, result);
     }
+    addDebuginfodCache(link.build_id, "debuginfo", result);
     return result;
 }
 
@@ -243,6 +257,20 @@ std::vector<Candidate> FilePlaces::splitUnit(std::string const& name,
 std::vector<Candidate> FilePlaces::source(std::string const& name) const {
     std::vector<Candidate> result;
     addRenamed(name, result);
+    return result;
+}
+
+/// Later versions of elfutils name sources by a hash and the end of the path; those are not looked
+/// for.
+std::vector<Candidate> FilePlaces::storedSource(std::string const& name,
+                                                BuildId const& module) const {
+    std::vector<Candidate> result;
+    if (!isSafeName(name) || name.front() != '/')
+        return result;
+    std::string file = "source";
+    for (char const c : name)
+        file.append(c == '/' ? "##" : c == '#' ? "#_" : std::string_view(&c, 1));
+    addDebuginfodCache(module, file, result);
     return result;
 }
 

@@ -2,7 +2,8 @@
 
 /// Where the file of a module may lie beside the directories that a search of the library walks:
 /// debug trees ordered by build-id, copied trees of another machine, renamed prefixes, the cache
-/// that perf keeps. Nothing here asks whether a place holds a file, and nothing is proven by it.
+/// that perf keeps, that of clients of debuginfod servers. Nothing here asks whether a place holds
+/// a file, but where an empty one means that there is none, and nothing is proven by it.
 ///
 /// Names out of recorded files enter a path only after isSafeName() or isSafeBareName().
 
@@ -28,7 +29,7 @@ public:
 
     /// Where the name leads: renamed, and in copied trees.
     std::vector<Candidate> binary(std::string const& name) const;
-    /// Where the build-id leads, whatever the name: the cache of perf and the debug trees.
+    /// Where the build-id leads, whatever the name: the debug trees and the caches of other tools.
     std::vector<Candidate> storedBinary(std::string const& name, BuildId const& buildId) const;
     /// `name` is the binary as it was recorded, `binaryPath` the binary that was found, empty if
     /// none. For one debug directory the order is that of gdb: the binary itself, the file of its
@@ -41,7 +42,7 @@ public:
     /// debug link names, and the binary's own name.
     std::vector<std::string> recordedSymbolPaths(std::string const& name,
                                                  std::optional<DebugLink> const& link) const;
-    /// The cache of perf.
+    /// The caches of other tools.
     std::vector<Candidate> storedSymbols(std::string const& name, BuildId const& buildId) const;
     std::vector<Candidate> supplementary(std::string const& symbolPath, AltLink const& link) const;
     /// A package of split DWARF (.dwp). `binaryPath` is empty if the binary was not found.
@@ -51,6 +52,8 @@ public:
     /// compilation.
     std::vector<Candidate> splitUnit(std::string const& name, std::string const& fullName) const;
     std::vector<Candidate> source(std::string const& name) const;
+    /// What a cache holds for the module of that build-id. `name` as the module has it.
+    std::vector<Candidate> storedSource(std::string const& name, BuildId const& module) const;
 
 private:
     void add(std::string const& path, Place place, std::vector<Candidate>& result) const;
@@ -60,6 +63,8 @@ private:
     void addPerfCache(std::string const& name, BuildId const& buildId,
                       std::initializer_list<char const*> files,
                       std::vector<Candidate>& result) const;
+    void addDebuginfodCache(BuildId const& buildId, std::string const& file,
+                            std::vector<Candidate>& result) const;
     void addDebugLink(std::string const& directory, std::string const& link,
                       std::vector<Candidate>& result) const;
 

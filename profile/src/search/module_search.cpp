@@ -461,6 +461,8 @@ FileResolution ModuleSearch::findSource(SourceFile const& source, std::string co
         return m_search->findSrcFile(searched.c_str(), textOrNull(binaryPath),
                                      textOrNull(result.identity.expected), &validator, nullptr);
     });
+    if (!result.found())
+        trySource(source, binaryPath, m_support.places.storedSource(searched, module), result);
     return result;
 }
 

@@ -110,6 +110,31 @@ TEST_F(ModuleSearchTest, SymbolsOutOfTheCacheOfPerfComeLast) {
     EXPECT_EQ(search(false).findSymbols("/usr/bin/tool", "", c_id).path, real);
 }
 
+TEST_F(ModuleSearchTest, AClientOfDebuginfodLeavesFilesAndNotesOfMisses) {
+    m_options.debuginfod_cache = m_tree.path("cache");
+    std::string const entry = "cache/0102030405060708/";
+    m_tree.file(entry + "debuginfo", "");
+    FileResolution const miss = search().findSymbols("/usr/bin/tool", "", c_id);
+    EXPECT_THAT(miss.rejected, IsEmpty());
+    EXPECT_THAT(*miss.suggested, Each(Field(&Candidate::place, Ne(Place::debuginfod_cache))));
+
+    std::string const debug = symbols(entry + "debuginfo", c_id);
+    EXPECT_EQ(foundAt(search().findSymbols("/usr/bin/tool", "", c_id)),
+              "debuginfod-cache " + debug);
+    EXPECT_EQ(foundAt(search().findBinary("/usr/bin/tool", c_id)), "");
+    std::string const file = binary(entry + "executable", c_id);
+    EXPECT_EQ(foundAt(search().findBinary("/usr/bin/tool", c_id)), "debuginfod-cache " + file);
+    std::string const dwz = symbols("cache/09090909/debuginfo", c_otherId);
+    ElfBuilder owner;
+    owner.debugInfo().altLink("../dwz", c_otherId).write(m_tree.file("owner"));
+    EXPECT_EQ(foundAt(*search().findSupplementary(m_tree.path("owner"))),
+              "debuginfod-cache " + dwz);
+
+    std::string const source = m_tree.file(entry + "source##src##a#_b##x y.c", "int x;\n");
+    EXPECT_EQ(foundAt(search().findSource({"/src/a#b/./x y.c", {}}, "", c_id)),
+              "debuginfod-cache " + source);
+}
+
 TEST_F(ModuleSearchTest, TheBuildIdFindsWhatNoNameLeadsTo) {
     std::string const file = binary(c_byId, c_id);
     std::string const debug = symbols(c_byId + ".debug", c_id);

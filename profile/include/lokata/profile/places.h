@@ -14,22 +14,23 @@ namespace lokata::profile {
 
 /// What led to a candidate.
 enum class Place {
-    search_step,     ///< A step of the library.
-    substitute_path, ///< A renamed prefix that the client gave.
-    learned_path,    ///< A renamed prefix that proven files taught.
-    symfs,           ///< The copied tree of `PlaceOptions::symfs`.
-    sysroot,         ///< The copied root of `PlaceOptions::sysroot`.
-    perf_cache,      ///< The cache of perf.
-    build_id_tree,   ///< The directory .build-id of a debug directory.
-    binary_itself,   ///< The symbols stand in the binary.
-    debug_link,      ///< Where .gnu_debuglink leads.
-    alt_link,        ///< Where .gnu_debugaltlink leads.
-    split_dwarf,     ///< Where debuggers look for .dwo files and packages of them.
-    kernel_tree,     ///< Where a system keeps its kernel and the modules of it.
-    live_process,    ///< Where a running process has the file that it mapped.
-    archive_name,    ///< An archive that knows for which recorded name it holds a copy.
-    kallsyms,        ///< The names that the running kernel tells.
-    perf_map,        ///< The names that a compiler left for perf in /tmp.
+    search_step,      ///< A step of the library.
+    substitute_path,  ///< A renamed prefix that the client gave.
+    learned_path,     ///< A renamed prefix that proven files taught.
+    symfs,            ///< The copied tree of `PlaceOptions::symfs`.
+    sysroot,          ///< The copied root of `PlaceOptions::sysroot`.
+    perf_cache,       ///< The cache of perf.
+    build_id_tree,    ///< The directory .build-id of a debug directory.
+    binary_itself,    ///< The symbols stand in the binary.
+    debug_link,       ///< Where .gnu_debuglink leads.
+    alt_link,         ///< Where .gnu_debugaltlink leads.
+    split_dwarf,      ///< Where debuggers look for .dwo files and packages of them.
+    kernel_tree,      ///< Where a system keeps its kernel and the modules of it.
+    live_process,     ///< Where a running process has the file that it mapped.
+    archive_name,     ///< An archive that knows for which recorded name it holds a copy.
+    kallsyms,         ///< The names that the running kernel tells.
+    perf_map,         ///< The names that a compiler left for perf in /tmp.
+    debuginfod_cache, ///< What a client of debuginfod servers fetched before.
 };
 
 constexpr Word<Place> c_places[]{
@@ -49,6 +50,7 @@ constexpr Word<Place> c_places[]{
     {Place::archive_name, "archive-name"},
     {Place::kallsyms, "kallsyms"},
     {Place::perf_map, "perf-map"},
+    {Place::debuginfod_cache, "debuginfod-cache"},
 };
 
 /// A path that is worth a look. Nothing is proven by it, and no file need be there.
@@ -83,6 +85,8 @@ struct PlaceOptions {
     std::vector<PathSubstitution> substitutions;
     /// The cache of perf, as ~/.debug; only read. Empty leaves it out.
     std::string perf_cache;
+    /// The cache of clients of debuginfod servers; only read. Empty leaves it out.
+    std::string debuginfod_cache{};
     /// Applies the renamed prefixes that proven files teach to what is still missing after all
     /// names have been tried.
     bool learn_paths = true;
