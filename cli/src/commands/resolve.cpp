@@ -1,6 +1,7 @@
 #include "commands/resolve.h"
 
 #include "commands/resolve_explain.h"
+#include "commands/resolve_sources.h"
 #include "commands/resolve_summary.h"
 #include "commands/resolve_table.h"
 #include "console/failure.h"
@@ -42,7 +43,8 @@ struct ResolveOptions {
     std::string symfs;
     std::vector<std::string> substitutions;
     bool no_learned_paths = false;
-    bool sources = false;
+    /// Empty without --sources; one that is empty itself stands for all of them.
+    std::vector<std::string> sources;
     std::string archive_into;
     bool json = false;
     std::string html;
@@ -94,6 +96,25 @@ profile::Profile read(std::string const& input, std::string const& format) {
     return profile;
 }
 
+/// A list of each module that was named, or else the counts of all. False if nothing was written.
+bool writeSources(std::ostream& out, profile::ProfileResolution const& resolution,
+                  std::vector<std::string> const& modules, TableStyle const& style) {
+    std::ostringstream text;
+    bool isNamed = false;
+    for (std::string const& module : modules) {
+        if (module.empty())
+            continue;
+        text << (isNamed ? "\n" : "");
+        isNamed = true;
+        if (!writeSourcesOf(text, resolution, module, style))
+            throw Failure(textOf(Text::no_such_module, {resolution.input, module}));
+    }
+    if (!isNamed && !writeSourceTable(text, resolution))
+        return false;
+    out << "\n" << text.str();
+    return true;
+}
+
 void printTables(std::ostream& out, profile::ProfileResolution const& resolution,
                  std::string const& title, ResolveOptions const& options, bool colour) {
     out << title;
@@ -101,10 +122,7 @@ void printTables(std::ostream& out, profile::ProfileResolution const& resolution
                            options.all};
     bool isAny = !title.empty();
     isAny = writeModuleTable(out, resolution, style) || isAny;
-    if (std::string const sources = sourceTable(resolution); !sources.empty()) {
-        out << "\n" << sources;
-        isAny = true;
-    }
+    isAny = writeSources(out, resolution, options.sources, style) || isAny;
     out << (isAny ? "\n" : "");
     std::istringstream summary(resolutionSummary(resolution, options.scope));
     for (std::string line; std::getline(summary, line);)
@@ -198,7 +216,7 @@ ExitStatus resolve(ResolveOptions& options) {
         if (profile.format.empty() && !options.json)
             continue;
         profile::ProfileResolution resolution =
-            resolve(resolver, std::move(profile), input, options.sources);
+            resolve(resolver, std::move(profile), input, !options.sources.empty());
         if (!isComplete(resolution, options.scope))
             status = std::max(status, ExitStatus::not_found);
         print(resolution, options);
@@ -231,6 +249,18 @@ void addPlaceOptions(CLI::App& command, ResolveOptions& options) {
                      "Do not apply renamed prefixes that proven files teach to what is missing");
 }
 
+/// A value stands behind an equals sign only, so that an input may follow.
+void addSourcesOption(CLI::App& command, std::vector<std::string>& sources) {
+    command
+        .add_option("--sources", sources,
+                    "Find the source files too that the modules name, and count them by directory; "
+                    "as --sources=MODULE list those of a module, with the reasons")
+        ->expected(0, 0)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->type_name("");
+}
+
 } // namespace
 
 void addResolveCommand(CLI::App& program, ExitStatus& exitStatus) {
@@ -247,8 +277,7 @@ void addResolveCommand(CLI::App& program, ExitStatus& exitStatus) {
         ->type_name(CLI::detail::join(formatWords(), "|"))
         ->check(CLI::IsMember(formatWords()).description(""));
     addPlaceOptions(command, *options);
-    command.add_flag("--sources", options->sources,
-                     "Find the source files too that the modules name");
+    addSourcesOption(command, options->sources);
     addText(command, "--archive-into", options->archive_into,
             "Copy all files found into an archive, for --archive on another machine")
         ->type_name("DIR");

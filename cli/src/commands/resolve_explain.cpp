@@ -26,6 +26,8 @@ bool isPartOf(std::string const& name, std::string const& text) {
            displayName(name).find(text) != std::string::npos;
 }
 
+} // namespace
+
 bool isNamed(Module const& module, std::string const& text) {
     return isNamed(module.name, text) ||
            (!module.build_id.empty() && toHex(module.build_id) == text);
@@ -36,6 +38,8 @@ bool isPartOf(Module const& module, std::string const& text) {
     return isPartOf(module.name, text) ||
            (text.size() >= c_leastDigits && toolbelt2::starts_with(toHex(module.build_id), text));
 }
+
+namespace {
 
 std::string identityText(Identity const& identity) {
     if (identity.kind == IdentityKind::none)
@@ -66,7 +70,7 @@ std::string foundText(FileResolution const& file, bool colour) {
            (file.unpacked_from
                 ? ", " + textOf(Text::unpacked_from, {displayName(*file.unpacked_from)})
                 : "") +
-           "\n";
+           "\n" + (file.warning ? margin() + displayName(*file.warning) + "\n" : "");
 }
 
 /// Where the search met the file that was found.

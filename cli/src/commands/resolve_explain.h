@@ -6,6 +6,13 @@
 
 namespace lokata::cli {
 
+/// True if `text` is the recorded name of the module, as it is or as it is printed, its last
+/// component, or the build-id.
+bool isNamed(profile::Module const& module, std::string const& text);
+
+/// True if the name holds `text`, or the build-id begins with it, with four digits at least.
+bool isPartOf(profile::Module const& module, std::string const& text);
+
 /// What `resolve --explain` prints of what `text` names: for each of its files every candidate, in
 /// the order in which they were tried, and what became of it. Named are the modules and the source
 /// files of that recorded name or last component, and modules of that build-id; if there are none,

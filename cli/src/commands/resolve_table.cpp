@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <map>
 #include <ostream>
 #include <string_view>
 #include <unordered_map>
@@ -402,48 +401,6 @@ bool writeModuleTable(std::ostream& out, ProfileResolution const& resolution,
     std::vector<PathSubstitution> const learned = usedPrefixes(resolution);
     table.writeLearned(learned);
     return !modules.empty() || unlisted > 0 || !learned.empty();
-}
-
-namespace {
-
-struct SourceCount {
-    std::size_t all = 0;
-    std::size_t found = 0;
-    std::size_t proven = 0;
-
-    void add(FileResolution const& file) {
-        ++all;
-        found += file.found() ? 1 : 0;
-        proven += file.found() && file.confidence == LK_2_13::cfValidated ? 1 : 0;
-    }
-    std::string text() const {
-        return textOf(Text::count_of, {std::to_string(found), std::to_string(all)}) +
-               (proven == found ? ""
-                                : ", " + textOf(Text::proven_counted, {std::to_string(proven)}));
-    }
-};
-
-} // namespace
-
-std::string sourceTable(ProfileResolution const& resolution) {
-    std::map<std::string, SourceCount> directories;
-    SourceCount total;
-    for (SourceResolution const& source : resolution.sources) {
-        std::size_t const slash = source.name.rfind('/');
-        directories[slash == std::string::npos ? "." : source.name.substr(0, slash)].add(
-            source.file);
-        total.add(source.file);
-    }
-    if (total.all == 0)
-        return {};
-    std::string const title = textOf(Text::title_sources);
-    std::size_t width = std::max(lengthOf(title), lengthOf(total.text()));
-    for (auto const& [directory, count] : directories)
-        width = std::max(width, lengthOf(count.text()));
-    std::string text = padded(title, width) + "  " + textOf(Text::title_directory) + "\n";
-    for (auto const& [directory, count] : directories)
-        text += padded(count.text(), width) + "  " + displayName(directory) + "\n";
-    return text + padded(total.text(), width) + "  " + textOf(Text::in_all) + "\n";
 }
 
 } // namespace lokata::cli

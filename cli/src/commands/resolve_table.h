@@ -25,9 +25,6 @@ struct TableStyle {
 bool writeModuleTable(std::ostream& out, profile::ProfileResolution const& resolution,
                       TableStyle const& style);
 
-/// How many of the source files of each directory were found; empty if none were looked for.
-std::string sourceTable(profile::ProfileResolution const& resolution);
-
 /// The word for what led to a file: the place that suggested it, or the name of the step.
 std::string originOf(profile::FileResolution const& file);
 

@@ -31,6 +31,7 @@ constexpr char const* c_programCatalog = "lokata_program";
     TEXT(symfs_form, "SymfsForm", 1)                                                               \
     TEXT(substitution_form, "SubstitutionForm", 1)                                                 \
     TEXT(nothing_to_explain, "NothingToExplain", 2)                                                \
+    TEXT(no_such_module, "NoSuchModule", 2)                                                        \
     TEXT(unknown_step, "UnknownStep", 1)                                                           \
     TEXT(expected_form, "ExpectedForm", 1)                                                         \
     TEXT(only_sources_have_time, "OnlySourcesHaveTime", 0)                                         \
@@ -96,10 +97,18 @@ constexpr char const* c_programCatalog = "lokata_program";
     TEXT(unlisted_module, "UnlistedModule", 1)                                                     \
     TEXT(unlisted_modules, "UnlistedModules", 1)                                                   \
     TEXT(learned, "Learned", 2)                                                                    \
-    TEXT(title_sources, "TitleSources", 0)                                                         \
-    TEXT(title_directory, "TitleDirectory", 0)                                                     \
-    TEXT(proven_counted, "ProvenCounted", 1)                                                       \
+    TEXT(title_sources_found, "TitleSourcesFound", 0)                                              \
+    TEXT(title_sources_proven, "TitleSourcesProven", 0)                                            \
+    TEXT(title_sources_refused, "TitleSourcesRefused", 0)                                          \
+    TEXT(title_sources_missing, "TitleSourcesMissing", 0)                                          \
+    TEXT(title_sources_in, "TitleSourcesIn", 0)                                                    \
     TEXT(in_all, "InAll", 0)                                                                       \
+    TEXT(newer_sources, "NewerSources", 1)                                                         \
+    TEXT(sources_of_module, "SourcesOfModule", 5)                                                  \
+    TEXT(source_proven, "SourceProven", 0)                                                         \
+    TEXT(source_unproven, "SourceUnproven", 0)                                                     \
+    TEXT(source_refused, "SourceRefused", 0)                                                       \
+    TEXT(source_missing, "SourceMissing", 0)                                                       \
     TEXT(module_facts, "ModuleFacts", 5)                                                           \
     TEXT(build_id, "BuildId", 1)                                                                   \
     TEXT(no_build_id, "NoBuildId", 0)                                                              \

@@ -247,5 +247,26 @@ TEST_F(ResolveProgram, ProfileAndArchiveAreEnoughOnAnotherMachine) {
         EXPECT_THAT(there.out, HasSubstr(path("kept/archive/") + copy));
 }
 
+TEST_F(ResolveProgram, SourcesAreCountedByDirectoryAndListedByModule) {
+    std::string const input = file("profile.pb.gz", pprof());
+    std::string const source = file("src/main.cc");
+    fs::last_write_time(path("moved/deep/app"),
+                        fs::last_write_time(source) - std::chrono::hours(1));
+    auto const sources = [&](std::string const& option) {
+        return resolve({option, input, "-d", moved(), "--substitute-path", "/build=" + path("src")})
+            .out;
+    };
+    EXPECT_THAT(sources("--sources"), AllOf(HasSubstr("    1       0        0        0  /build\n"),
+                                            HasSubstr("Newer than a binary that names them: 1,")));
+    EXPECT_THAT(sources("--sources=app"),
+                HasSubstr("/gone/app\n1 of 1 source files found, 0 proven; 0 refused, 0 missing\n"
+                          "unproven  /build/main.cc\n          " +
+                          source + "\n          \"" + source + "\" was changed after "));
+    fs::remove(source);
+    dir("src/main.cc");
+    EXPECT_THAT(sources("--sources"), HasSubstr("    0       0        0        1  in all\n"));
+    EXPECT_EQ(resolve({"--sources=libnone", input, "-d", moved()}).status, 2);
+}
+
 } // namespace
 } // namespace lokata::cli::test

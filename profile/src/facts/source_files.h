@@ -26,6 +26,13 @@ struct SourceFile {
     SourceIdentity identity;
 };
 
+/// What a search for a source goes by.
+struct WantedSource {
+    SourceFile file;
+    std::string binary;        ///< Of a module that names it; empty if none was found.
+    std::string oldest_binary; ///< Of all that name it, the one written first; empty for none.
+};
+
 struct SourceFiles {
     std::vector<SourceFile> files; ///< By name; one entry a name.
     std::string error;             ///< Why nothing, or not all, could be read.

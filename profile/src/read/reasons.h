@@ -58,6 +58,7 @@ enum class ReasonKey {
     source_md5_mismatch,  ///< Found, recorded.
     source_time_mismatch, ///< Found, recorded, in seconds since the epoch.
     source_size_mismatch, ///< Found, recorded, in bytes.
+    source_newer,         ///< The binary.
     addresses_hidden,
     foreign_owner,
     copy_damaged, ///< The MD5 found, the one in the path.
@@ -136,6 +137,7 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::source_md5_mismatch, "SourceMd5Mismatch", 3},
     {ReasonKey::source_time_mismatch, "SourceTimeMismatch", 3},
     {ReasonKey::source_size_mismatch, "SourceSizeMismatch", 3},
+    {ReasonKey::source_newer, "SourceNewer", 2},
     {ReasonKey::addresses_hidden, "AddressesHidden", 1},
     {ReasonKey::foreign_owner, "ForeignOwner", 1},
     {ReasonKey::copy_damaged, "CopyDamaged", 3},

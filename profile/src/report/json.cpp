@@ -68,6 +68,7 @@ ordered_json fileJson(FileResolution const& file) {
     object["place"] = file.found() ? ordered_json(wordOf(c_places, file.place)) : nullptr;
     putIdentity(object["identity"], file.identity);
     object["reason"] = printable(missingReason(file));
+    object["warning"] = words(file.warning ? *file.warning : "");
     auto& rejected = object["rejected"] = ordered_json::array();
     for (JudgedCandidate const& candidate : file.rejected)
         rejected.push_back(rejectedJson(candidate));
@@ -150,6 +151,8 @@ ordered_json sourceJson(SourceResolution const& source) {
     ordered_json object;
     putBytes(object, "name", source.name);
     putBytes(object, "module", source.module);
+    object["modules"] = source.modules;
+    object["status"] = wordOf(c_sourceStatuses, statusOf(source));
     object["file"] = fileJson(source.file);
     return object;
 }

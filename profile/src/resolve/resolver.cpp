@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <iterator>
 #include <map>
 #include <utility>
 
@@ -100,7 +101,7 @@ public:
         return m_search.archivedSources(name);
     }
     FileResolution findSource(SourceQuestion const& source) {
-        return m_search.findSource(source.file, source.binary, source.build_ids.front());
+        return m_search.findSource(source.source, source.build_ids.front());
     }
     void learn(SourceResolution const& source);
     void tryLearned(SourceQuestion const& source, FileResolution& file);
@@ -342,9 +343,9 @@ void ProfileSearch::learn(SourceResolution const& source) {
 
 void ProfileSearch::tryLearned(SourceQuestion const& source, FileResolution& file) {
     if (!file.found())
-        m_search.trySource(source.file, source.binary,
-                           asCandidates(m_learned.candidates(searchableName(source.file.name))),
-                           file);
+        m_search.trySource(
+            source.source,
+            asCandidates(m_learned.candidates(searchableName(source.source.file.name))), file);
 }
 
 /// Puts together what is one file for several questions about one name.
@@ -361,6 +362,10 @@ void mergeEqual(std::vector<SourceQuestion> const& questions,
                 auto& ids = merged[equal->second].module_build_ids;
                 ids.insert(ids.end(), answer.module_build_ids.begin(),
                            answer.module_build_ids.end());
+                auto& modules = merged[equal->second].modules;
+                std::vector<std::uint32_t> const former = std::exchange(modules, {});
+                std::set_union(former.begin(), former.end(), answer.modules.begin(),
+                               answer.modules.end(), std::back_inserter(modules));
                 continue;
             }
         }
@@ -449,8 +454,9 @@ void Resolver::Impl::findSources(ProfileResolution& resolution, Progress const& 
         list.questions([&](std::string const& name) { return search.archivedSources(name); });
     resolution.sources.clear();
     for (SourceQuestion const& question : questions) {
-        resolution.sources.push_back(
-            {question.file.name, question.module, search.findSource(question), question.build_ids});
+        resolution.sources.push_back({question.source.file.name, question.module,
+                                      search.findSource(question), question.build_ids,
+                                      question.modules});
         if (progress && !progress(resolution.sources.size(), questions.size())) {
             resolution.cancelled = true;
             break;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include <sys/stat.h>
+
 namespace lokata::profile {
 
 namespace {
@@ -32,8 +34,13 @@ SourceList::SourceList(ProfileResolution const& resolution, ElfFactsCache& cache
 void SourceList::readSymbols(ModuleResolution const& module, std::size_t asker) {
     bool const hasLines =
         module.level == SymbolLevel::lines || module.level == SymbolLevel::incomplete_lines;
-    if (!hasLines || m_errors.count(module.symbols->path) != 0)
+    if (!hasLines)
         return;
+    auto const [reader, isFirst] = m_readers.emplace(module.symbols->path, asker);
+    if (!isFirst) {
+        m_askers[reader->second].sharers.push_back(asker);
+        return;
+    }
     SourceFiles sources = readSourceFiles(module.symbols->path,
                                           module.supplementary ? module.supplementary->path : "");
     for (SourceFile& file : sources.files)
@@ -50,8 +57,11 @@ Boxed<std::string> SourceList::errorOf(ModuleResolution const& module) const {
 
 void SourceList::addAsker(ModuleResolution const& module, BuildId const& buildId) {
     std::size_t const equal = m_firstAskers.emplace(buildId, m_askers.size()).first->second;
-    m_askers.push_back(
-        {module.module.name, module.binary ? module.binary->path : "", buildId, equal});
+    std::string const binary = module.binary ? module.binary->path : "";
+    struct stat status {};
+    std::int64_t const written =
+        !binary.empty() && ::stat(binary.c_str(), &status) == 0 ? status.st_mtim.tv_sec : 0;
+    m_askers.push_back({module.module.name, binary, written, buildId, equal, {}});
 }
 
 void SourceList::add(SourceFile file, std::size_t asker) {
@@ -61,9 +71,10 @@ void SourceList::add(SourceFile file, std::size_t asker) {
         m_entries.size());
     if (isNew) {
         m_names.insert(file.name);
-        m_entries.push_back({std::move(file), {asker}});
+        m_entries.push_back({std::move(file), {asker}, {asker}});
         return;
     }
+    m_entries[known->second].namers.push_back(asker);
     auto& askers = m_entries[known->second].askers;
     bool const isAsked =
         identity.md5 || std::any_of(askers.begin(), askers.end(), [&](std::size_t each) {
@@ -103,12 +114,42 @@ std::vector<std::vector<std::size_t>> SourceList::groupsOf(Entry const& entry,
     return groups;
 }
 
+std::vector<std::uint32_t> SourceList::modulesOf(Entry const& entry,
+                                                 std::vector<std::size_t> const& askers) const {
+    std::vector<std::uint32_t> result;
+    auto const add = [&](std::size_t module) {
+        bool const isAsked = entry.askers.size() == askers.size() ||
+                             std::any_of(askers.begin(), askers.end(), [&](std::size_t each) {
+                                 return m_askers[each].equal == m_askers[module].equal;
+                             });
+        if (isAsked)
+            result.push_back(static_cast<std::uint32_t>(module));
+    };
+    for (std::size_t const namer : entry.namers) {
+        add(namer);
+        for (std::size_t const sharer : m_askers[namer].sharers)
+            add(sharer);
+    }
+    std::sort(result.begin(), result.end());
+    result.erase(std::unique(result.begin(), result.end()), result.end());
+    return result;
+}
+
 SourceQuestion SourceList::questionOf(std::size_t entry,
                                       std::vector<std::size_t> const& askers) const {
     Asker const& first = m_askers[askers.front()];
-    SourceQuestion result{m_entries[entry].file, first.module, first.binary, {}, entry};
-    for (std::size_t const asker : askers)
-        result.build_ids.push_back(m_askers[asker].build_id);
+    SourceQuestion result{
+        {m_entries[entry].file, first.binary, first.binary}, first.module, {}, entry, {}};
+    std::int64_t oldest = first.written;
+    for (std::size_t const asker : askers) {
+        Asker const& each = m_askers[asker];
+        result.build_ids.push_back(each.build_id);
+        if (each.written != 0 && (oldest == 0 || each.written < oldest)) {
+            oldest = each.written;
+            result.source.oldest_binary = each.binary;
+        }
+    }
+    result.modules = modulesOf(m_entries[entry], askers);
     return result;
 }
 

@@ -6,6 +6,7 @@
 
 #include <lokata/profile/resolution.h>
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <set>
@@ -17,11 +18,12 @@ namespace lokata::profile {
 
 /// What is to be looked for, for all modules that share the answer.
 struct SourceQuestion {
-    SourceFile file;
+    WantedSource source;            ///< Its binary is that of the first of them.
     std::string module;             ///< The first of them.
-    std::string binary;             ///< Of that one; empty if none was found.
     std::vector<BuildId> build_ids; ///< Of all of them; empty where none is known.
     std::size_t entry;              ///< Questions of one entry are about one name and identity.
+    /// All modules that name it, by their place in the resolution.
+    std::vector<std::uint32_t> modules;
 };
 
 /// The source files that a run has yet to look for, each once, with the modules that name it.
@@ -45,12 +47,16 @@ private:
     struct Entry {
         SourceFile file;
         std::vector<std::size_t> askers; ///< No two of one build-id, and one if it has an MD5.
+        std::vector<std::size_t> namers; ///< All of them, but each symbol file once.
     };
     struct Asker {
         std::string module;
         std::string binary;
+        std::int64_t written = 0; ///< The binary, in seconds since the epoch.
         BuildId build_id;
         std::size_t equal; ///< The first one of that build-id.
+        /// The others that the names of this one were read for, from the same symbol file.
+        std::vector<std::size_t> sharers;
     };
 
     void readSymbols(ModuleResolution const& module, std::size_t asker);
@@ -58,6 +64,8 @@ private:
     void add(SourceFile file, std::size_t asker);
     void addName(std::string const& name, std::size_t asker);
     SourceQuestion questionOf(std::size_t entry, std::vector<std::size_t> const& askers) const;
+    std::vector<std::uint32_t> modulesOf(Entry const& entry,
+                                         std::vector<std::size_t> const& askers) const;
     std::vector<std::vector<std::size_t>> groupsOf(Entry const& entry,
                                                    CopiesOf const& copiesOf) const;
 
@@ -68,7 +76,8 @@ private:
              std::size_t>
         m_known;
     std::set<std::string> m_names;
-    std::map<std::string, std::string> m_errors; ///< By the symbol files that were read.
+    std::map<std::string, std::string> m_errors;  ///< By the symbol files that were read.
+    std::map<std::string, std::size_t> m_readers; ///< By them, too; for which module.
 };
 
 } // namespace lokata::profile

@@ -92,22 +92,18 @@ JudgedCandidate const* mostTellingRejection(FileResolution const& file) {
     return best == file.rejected.end() ? nullptr : &*best;
 }
 
-namespace {
-
-std::string reasonOf(JudgedCandidate const& rejection) {
+std::string rejectionReason(JudgedCandidate const& rejection) {
     if (rejection.message.empty())
         return displayName(reasonText(ReasonKey::rejected, {rejection.path}));
     bool const named = rejection.message.find(rejection.path) != std::string::npos;
     return displayName(named ? rejection.message : rejection.path + ": " + rejection.message);
 }
 
-} // namespace
-
 std::string missingReason(FileResolution const& file) {
     if (file.found())
         return {};
     JudgedCandidate const* const rejection = mostTellingRejection(file);
-    return rejection == nullptr ? reasonText(ReasonKey::no_such_file) : reasonOf(*rejection);
+    return rejection == nullptr ? reasonText(ReasonKey::no_such_file) : rejectionReason(*rejection);
 }
 
 namespace {
@@ -118,7 +114,7 @@ std::string foreignSymbolsReason(FileResolution const& symbols) {
         symbols.rejected.begin(), symbols.rejected.end(), [](JudgedCandidate const& each) {
             return tellingRank(each) == 3 && each.identity.expected != each.identity.actual;
         });
-    return foreign == symbols.rejected.end() ? "" : reasonOf(*foreign);
+    return foreign == symbols.rejected.end() ? "" : rejectionReason(*foreign);
 }
 
 std::string splitReason(SplitResolution const& split) {
@@ -156,6 +152,14 @@ std::string symbolsReason(ModuleResolution const& module) {
                            {displayName(module.split_dwarf->error)}));
     }
     return text;
+}
+
+SourceStatus statusOf(SourceResolution const& source) {
+    FileResolution const& file = source.file;
+    if (file.found())
+        return file.confidence == LK_2_13::cfValidated ? SourceStatus::proven
+                                                       : SourceStatus::unproven;
+    return file.rejected.empty() ? SourceStatus::missing : SourceStatus::refused;
 }
 
 std::string statusReason(ModuleResolution const& module) {

@@ -84,7 +84,7 @@ validation_result_t IdentityValidator::validate(char const* fileName,
         if (m_copies != nullptr)
             m_copies->check(fileName, m_own, candidate);
     }
-    if (candidate.result == vrInvalid) {
+    if (candidate.result == vrInvalid || !candidate.message.empty()) {
         errorInfo.setSeverity(candidate.severity);
         errorInfo.setErrorMessage(candidate.message.c_str());
     }
@@ -338,6 +338,22 @@ private:
     SourceIdentity const& m_actual;
 };
 
+/// The library's comparison of times, with both files in its text.
+class ExplainedUpToDate final : public SourceFileUpToDateCheckValidator {
+public:
+    ExplainedUpToDate(std::string const& path, std::string const& binary)
+        : SourceFileUpToDateCheckValidator(binary.c_str(), false), m_path(path), m_binary(binary) {}
+
+    void fillUpToDateErrorMessage(ISourceFileUpToDateMessage& /*message*/,
+                                  IMsgContainer& text) override {
+        text.put(reasonText(ReasonKey::source_newer, {m_path, m_binary}).c_str());
+    }
+
+private:
+    std::string const& m_path;
+    std::string const& m_binary;
+};
+
 /// Only of what was recorded.
 std::string timeAndSizeText(SourceIdentity const& recorded, SourceIdentity const& values) {
     std::string text;
@@ -350,7 +366,8 @@ std::string timeAndSizeText(SourceIdentity const& recorded, SourceIdentity const
 
 } // namespace
 
-SourceValidator::SourceValidator(SourceIdentity expected) : m_expected(expected) {}
+SourceValidator::SourceValidator(SourceIdentity expected, std::string binary)
+    : m_expected(expected), m_binary(std::move(binary)) {}
 
 void SourceValidator::judge(std::string const& path, JudgedCandidate& candidate) {
     if (std::string const obstacle = obstacleToReading(path, c_maxSource); !obstacle.empty())
@@ -359,6 +376,19 @@ void SourceValidator::judge(std::string const& path, JudgedCandidate& candidate)
         judgeByMd5(path, candidate);
     else if (m_expected.modification_time != 0 || m_expected.size != 0)
         judgeByTimeAndSize(path, candidate);
+    if (!m_expected.md5 && !m_binary.empty() && candidate.result != vrInvalid)
+        warnOfNewer(path, candidate);
+}
+
+/// What was written later cannot be what the compiler read, but may be a fresh copy of it.
+void SourceValidator::warnOfNewer(std::string const& path, JudgedCandidate& candidate) const {
+    ErrorInfoContainer reason;
+    ExplainedUpToDate check(path, m_binary);
+    if (check.validate(path.c_str(), reason) != vrInvalid)
+        return;
+    candidate.result = vrUndecided;
+    candidate.severity = reason.severity();
+    candidate.message = reason.errorMessage();
 }
 
 void SourceValidator::judgeByMd5(std::string const& path, JudgedCandidate& candidate) const {

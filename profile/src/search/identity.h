@@ -158,17 +158,20 @@ private:
 };
 
 /// Source files: by the MD5 that the compiler wrote, else by time and size, both of them; else
-/// undecided.
+/// undecided. Without an MD5, one that is newer than `binary` is undecided with a warning.
 class SourceValidator final : public IdentityValidator {
 public:
-    explicit SourceValidator(SourceIdentity expected);
+    /// Without a `binary` no file is newer.
+    explicit SourceValidator(SourceIdentity expected, std::string binary = {});
 
 private:
     void judge(std::string const& path, JudgedCandidate& candidate) override;
     void judgeByMd5(std::string const& path, JudgedCandidate& candidate) const;
     void judgeByTimeAndSize(std::string const& path, JudgedCandidate& candidate) const;
+    void warnOfNewer(std::string const& path, JudgedCandidate& candidate) const;
 
     SourceIdentity m_expected;
+    std::string m_binary;
 };
 
 } // namespace lokata::profile

@@ -147,6 +147,8 @@ void accept(IValidFile const& file, IdentityValidator const& validator,
         result.stamp = *verdict->stamp;
     if (copy != nullptr)
         takeCopy(*copy, result);
+    if (verdict != nullptr && !verdict->message.empty())
+        result.warning = verdict->message;
     LOKATA_PROFILE_LOG(displayName(result.path)
                        << " [" << placeOrStep(result.path, result.step, suggestions) << "] "
                        << (result.confidence == cfValidated
@@ -447,35 +449,35 @@ void ModuleSearch::tryPart(std::string const& name, std::string const& owner,
     run(result, std::move(candidates), validator, find, false);
 }
 
-FileResolution ModuleSearch::findSource(SourceFile const& source, std::string const& binaryPath,
-                                        BuildId const& module) {
+FileResolution ModuleSearch::findSource(WantedSource const& source, BuildId const& module) {
     FileResolution result;
-    result.identity = expectedIdentity(source.identity);
-    std::string const searched = searchableName(source.name);
+    result.identity = expectedIdentity(source.file.identity);
+    std::string const searched = searchableName(source.file.name);
     if (searched.empty())
         return result;
-    SourceValidator validator(source.identity);
+    SourceValidator validator(source.file.identity, source.oldest_binary);
     std::vector<Candidate> const archived =
-        findInArchives(scSourceFiles, source.name, module, {searched}, validator);
+        findInArchives(scSourceFiles, source.file.name, module, {searched}, validator);
     run(result, joined(m_support.places.source(searched), archived), validator, [&] {
-        return m_search->findSrcFile(searched.c_str(), textOrNull(binaryPath),
+        return m_search->findSrcFile(searched.c_str(), textOrNull(source.binary),
                                      textOrNull(result.identity.expected), &validator, nullptr);
     });
     if (!result.found())
-        trySource(source, binaryPath, m_support.places.storedSource(searched, module), result);
+        trySource(source, m_support.places.storedSource(searched, module), result);
     return result;
 }
 
-void ModuleSearch::trySource(SourceFile const& source, std::string const& binaryPath,
-                             std::vector<Candidate> candidates, FileResolution& result) {
+void ModuleSearch::trySource(WantedSource const& source, std::vector<Candidate> candidates,
+                             FileResolution& result) {
     candidates = unjudged(std::move(candidates), result);
     if (candidates.empty())
         return;
-    std::string const checksum = expectedIdentity(source.identity).expected;
-    SourceValidator validator(source.identity);
+    std::string const checksum = expectedIdentity(source.file.identity).expected;
+    SourceValidator validator(source.file.identity, source.oldest_binary);
     auto const find = [&] {
-        return m_search->findSrcFile(searchableName(source.name).c_str(), textOrNull(binaryPath),
-                                     textOrNull(checksum), &validator, nullptr);
+        return m_search->findSrcFile(searchableName(source.file.name).c_str(),
+                                     textOrNull(source.binary), textOrNull(checksum), &validator,
+                                     nullptr);
     };
     run(result, std::move(candidates), validator, find, false);
 }

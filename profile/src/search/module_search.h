@@ -85,8 +85,7 @@ public:
                             std::vector<Candidate> candidates, Identity expected,
                             IdentityValidator& validator);
     /// `module` is the build-id of the module that names the source; empty if it has none.
-    FileResolution findSource(SourceFile const& source, std::string const& binaryPath,
-                              BuildId const& module = {});
+    FileResolution findSource(WantedSource const& source, BuildId const& module = {});
     CopiesByModule archivedSources(std::string const& name) {
         return m_names.copiesByModule(LK_2_13::scSourceFiles, name,
                                       bareNames({searchableName(name)}));
@@ -102,8 +101,8 @@ public:
     void tryPart(std::string const& name, std::string const& owner,
                  std::vector<Candidate> candidates, IdentityValidator& validator,
                  FileResolution& result);
-    void trySource(SourceFile const& source, std::string const& binaryPath,
-                   std::vector<Candidate> candidates, FileResolution& result);
+    void trySource(WantedSource const& source, std::vector<Candidate> candidates,
+                   FileResolution& result);
 
 private:
     class Environment;

@@ -89,6 +89,7 @@ ProfileResolution everything() {
         SplitResolution{3, 1, found(c_hostile), {{c_hostile, {1, 2}, rejected({})}}, c_hostile};
     all.modules[0].sources_error = c_hostile;
     all.modules[1].binary = found("/usr/lib/a.so");
+    all.modules[0].binary->warning = c_hostile;
     all.modules[1].binary->confidence = cfPolicyLow;
     all.modules[2].binary = FileResolution{};
     all.modules[4].module.mount_namespace = 4026531840;
@@ -195,12 +196,13 @@ TEST(JsonReport, TellsWhatWasFoundAndWhatWasRejectedWithExpectedAndActual) {
               json::parse(R"({"path": "/usr/lib/a.so", "unpacked_from": "/usr/lib/a.so.xz",
                   "confidence": "cfPolicyLow",
                   "step": "ssHighPrioritySearchDirs", "place": "search-step", "reason": null,
+                  "warning": null,
                   "identity": {"kind": "build-id", "expected": "00ff", "actual": "00ff"},
                   "rejected": [], "elapsed_us": 0})"));
     EXPECT_EQ(document["modules"][2]["binary"],
               json::parse(R"({"path": null, "unpacked_from": null, "confidence": null,
                   "step": null, "place": null,
-                  "reason": "/opt/m: rebuilt",
+                  "reason": "/opt/m: rebuilt", "warning": null,
                   "identity": {"kind": "build-id", "expected": "00ff", "actual": null},
                   "rejected": [{"path": "/opt/m", "severity": "svError", "message": "rebuilt",
                                 "step": "ssArchiveSearchDirs", "kind": "build-id",

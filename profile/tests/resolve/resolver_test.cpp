@@ -409,8 +409,12 @@ TEST_F(NamesakesInArchives, ASourceIsAskedForEachBuildOfItsModuleInWhateverOrder
     std::vector<BuildId> builds{c_id, third, unknown, c_otherId};
     do {
         std::vector<std::string> found;
-        for (SourceResolution const& each : resolve(recordedOf(builds)).sources)
+        std::vector<std::uint32_t> modules;
+        for (SourceResolution const& each : resolve(recordedOf(builds)).sources) {
             found.push_back(each.file.found() ? contentOf(each.file.path) : "");
+            modules.insert(modules.end(), each.modules.begin(), each.modules.end());
+        }
+        EXPECT_THAT(modules, UnorderedElementsAre(0, 1, 2, 3));
         EXPECT_THAT(found, UnorderedElementsAre("first", "second", "")) << "one for each answer";
     } while (std::next_permutation(builds.begin(), builds.end()));
 }

@@ -18,7 +18,7 @@ protected:
         validation_result_t const result = validator.validate(path.c_str(), reason);
         m_identity = validator.verdictOn(path)->identity;
         if (result != vrInvalid)
-            return result == vrValid ? "valid" : "undecided";
+            return result == vrValid ? "valid" : std::string("undecided") + reason.errorMessage();
         return (reason.severity() == svError ? "error: " : "warning: ") + reason.errorMessage();
     }
 
@@ -187,6 +187,30 @@ TEST_F(IdentityTest, ASourceIsJudgedByMd5ThenByTimeAndSize) {
     EXPECT_EQ(judged({std::nullopt, static_cast<std::uint64_t>(status.st_mtim.tv_sec), 0}),
               "undecided");
     EXPECT_EQ(judged({}), "undecided");
+}
+
+TEST_F(IdentityTest, ASourceThatIsNewerThanItsBinaryIsProvenByItsMd5Only) {
+    std::string const source = m_tree.file("a.c", "abc");
+    std::string const program = binary("program", c_id);
+    auto const written = std::filesystem::last_write_time(source);
+    SourceIdentity recorded;
+    struct stat status {};
+    ASSERT_EQ(::stat(source.c_str(), &status), 0);
+    recorded.modification_time = static_cast<std::uint64_t>(status.st_mtim.tv_sec);
+    recorded.size = 3;
+    SourceIdentity byMd5;
+    byMd5.md5 = {0x90, 0x01, 0x50, 0x98, 0x3c, 0xd2, 0x4f, 0xb0,
+                 0xd6, 0x96, 0x3f, 0x7d, 0x28, 0xe1, 0x7f, 0x72};
+    for (int const hours : {-1, 1}) {
+        std::filesystem::last_write_time(program, written + std::chrono::hours(hours));
+        SourceValidator same(recorded, program);
+        SourceValidator unknown({}, program);
+        SourceValidator whole(byMd5, program);
+        std::string const warning = "undecided\"" + source + "\" was changed after \"" + program;
+        EXPECT_THAT(verdict(same, source), StartsWith(hours < 0 ? warning : "valid"));
+        EXPECT_THAT(verdict(unknown, source), StartsWith(hours < 0 ? warning : "undecided"));
+        EXPECT_EQ(verdict(whole, source), "valid");
+    }
 }
 
 } // namespace

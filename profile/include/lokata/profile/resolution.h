@@ -109,6 +109,9 @@ struct FileResolution {
     /// The packed kernel or module that the search met, where the accepted file is an unpacked copy
     /// of it in the kernel cache; canonical.
     Boxed<std::string> unpacked_from{};
+    /// What speaks against the accepted file though nothing refutes it, for a person; empty if
+    /// nothing does.
+    Boxed<std::string> warning{};
 
     bool found() const { return !path.empty(); }
 };
@@ -187,6 +190,23 @@ struct SourceResolution {
     /// Of that module, as recorded or else as its files have it; empty if neither tells one. Behind
     /// it those of the other modules with this answer, if no MD5 was recorded.
     std::vector<BuildId> module_build_ids{};
+    /// All modules that name it, by their places in the resolution, in order.
+    std::vector<std::uint32_t> modules{};
+};
+
+/// What became of a source file.
+enum class SourceStatus : std::uint8_t {
+    proven,   ///< Found; what the compiler recorded of its content agrees.
+    unproven, ///< Found, but nothing recorded could prove it; there may be a warning.
+    refused,  ///< Not found; candidates were met, and none was accepted.
+    missing,  ///< Not met anywhere.
+};
+
+constexpr Word<SourceStatus> c_sourceStatuses[]{
+    {SourceStatus::proven, "proven"},
+    {SourceStatus::unproven, "unproven"},
+    {SourceStatus::refused, "refused"},
+    {SourceStatus::missing, "missing"},
 };
 
 struct ProfileResolution {
@@ -239,6 +259,11 @@ LOKATA_PROFILE_EXPORT std::string missingReason(FileResolution const& file);
 /// What of the debug information is missing though symbols were found, or which debug information
 /// of another build was met instead; for a person and printable. Empty if neither.
 LOKATA_PROFILE_EXPORT std::string symbolsReason(ModuleResolution const& module);
+
+/// Why a candidate was rejected, for a person and printable. It names the candidate.
+LOKATA_PROFILE_EXPORT std::string rejectionReason(JudgedCandidate const& rejection);
+
+LOKATA_PROFILE_EXPORT SourceStatus statusOf(SourceResolution const& source);
 
 /// Why a module is not resolved, for a person and printable; empty if it is.
 LOKATA_PROFILE_EXPORT std::string statusReason(ModuleResolution const& module);
