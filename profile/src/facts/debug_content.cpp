@@ -211,6 +211,28 @@ bool isAbbreviationTable(std::string_view bytes) {
     return isDeclared && cursor.u8() <= DW_CHILDREN_yes && cursor.ok();
 }
 
+bool hasSkeletons(std::string_view abbreviations) {
+    // No number of those names is written without one of these bytes.
+    if (abbreviations.find(0x76) == std::string_view::npos &&
+        abbreviations.find(static_cast<char>(0xb0)) == std::string_view::npos)
+        return false;
+    for (Cursor cursor(abbreviations, false); cursor.remaining() > 0;) {
+        if (cursor.leb128() == 0)
+            continue;    // the end of those of a unit
+        cursor.leb128(); // the tag
+        cursor.skip(1);  // whether it has children
+        for (std::uint64_t name = 1, form = 1; cursor.ok() && (name != 0 || form != 0);) {
+            name = cursor.leb128();
+            form = cursor.leb128();
+            if (form == DW_FORM_implicit_const)
+                cursor.leb128();
+            if (name == DW_AT_dwo_name || name == DW_AT_GNU_dwo_name)
+                return true;
+        }
+    }
+    return false;
+}
+
 std::string debugDamageOf(ForeignFile const& file, ElfTables const& tables) {
     return DebugContent(file, tables).find();
 }

@@ -32,6 +32,10 @@ std::optional<UnitHeader> readUnitHeader(std::string_view bytes, std::uint64_t r
 /// True for the start of a table of abbreviations with a declaration in it.
 bool isAbbreviationTable(std::string_view bytes);
 
+/// True if a declaration in .debug_abbrev names a .dwo file, as those of skeletons do. Most files
+/// have none, and to see it costs little beside having libdw read all debug information.
+bool hasSkeletons(std::string_view abbreviations);
+
 /// Why the debug information of a file cannot be read, told by the beginnings of its sections;
 /// empty if nothing speaks against it, or if there is none.
 std::string debugDamageOf(ForeignFile const& file, ElfTables const& tables);

@@ -24,8 +24,6 @@ public:
     std::string const& error() const { return m_error; }
     ElfTables const& tables() const { return m_tables; }
     bool has(std::string_view name) const { return indexOf(name).has_value(); }
-    /// Null only if there is an error. Lives as long as this object.
-    Elf* elf() const { return m_elf.get(); }
     /// The content of a section, unpacked; empty if there is none of that name, or if it is larger
     /// than any that is read. Lives as long as this object.
     std::string_view section(std::string_view name) const;
@@ -35,6 +33,8 @@ public:
     std::string part(std::string_view name, std::uint64_t offset, std::uint64_t size) const;
 
 protected:
+    /// Null only if there is an error. Lives as long as this object.
+    Elf* elf() const { return m_elf.get(); }
     std::uint64_t unpackedSize(ElfSection const& section) const;
     std::string_view sectionAt(std::size_t index) const;
 

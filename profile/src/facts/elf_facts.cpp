@@ -36,6 +36,9 @@ public:
         m_facts.machine = m_tables.machine;
         for (ElfSection const& section : m_tables.sections)
             readSection(section);
+        if (!m_facts.has_lines && m_facts.damage.empty())
+            m_facts.symbol_tables = readSymbolTables(m_file, m_tables);
+        m_facts.is_known_unsplit = m_hasAbbreviations && !m_mayBeSplit;
         if (m_facts.has_debug_info)
             m_facts.debug_damage = debugDamageOf(m_file, m_tables);
         // On some machines a linkage table of a whole file is empty, too.
@@ -61,7 +64,7 @@ private:
             return readAltLink(content(section));
         if (section.size == 0)
             return;
-        noteLines(name);
+        noteLines(section, name);
         if (section.type == SHT_NOTE)
             readNotes(section.offset, section.size, section.alignment);
         else if (section.type == SHT_SYMTAB)
@@ -70,17 +73,30 @@ private:
             readDebugLink(content(section));
         else if (isDebugInfo(name))
             m_facts.has_debug_info = true;
+        else if (name == c_packedNames)
+            m_facts.has_packed_table = true;
         else if (name == ".debug_str" || name == ".zdebug_str")
             m_facts.has_debug_strings = true;
     }
 
-    void noteLines(std::string_view name) {
+    void noteLines(ElfSection const& section, std::string_view name) {
         m_hasUnits = m_hasUnits || name == ".debug_info" || name == ".zdebug_info";
-        m_hasAbbreviations =
-            m_hasAbbreviations || name == ".debug_abbrev" || name == ".zdebug_abbrev";
+        if (name == ".debug_abbrev" || name == ".zdebug_abbrev") {
+            m_hasAbbreviations = true;
+            m_mayBeSplit = m_mayBeSplit || isPacked(section, name) || hasSkeletonsOrMany(section);
+        }
         m_hasLineTables = m_hasLineTables || name == ".debug_line" || name == ".zdebug_line";
         m_facts.has_lines = m_facts.has_lines || name == ".stab" ||
                             (m_hasUnits && m_hasAbbreviations && m_hasLineTables);
+    }
+
+    static bool isPacked(ElfSection const& section, std::string_view name) {
+        return (section.flags & SHF_COMPRESSED) != 0 || name == ".zdebug_abbrev";
+    }
+
+    bool hasSkeletonsOrMany(ElfSection const& section) const {
+        std::string const abbreviations = content(section);
+        return abbreviations.empty() || hasSkeletons(abbreviations);
     }
 
     static bool isDebugInfo(std::string_view name) {
@@ -137,6 +153,7 @@ private:
     bool m_isCodeEmptied = false;
     bool m_hasUnits = false;
     bool m_hasAbbreviations = false;
+    bool m_mayBeSplit = false;
     bool m_hasLineTables = false;
     bool m_isEmptied = false;
     std::uint64_t m_notesRead = 0;
@@ -201,9 +218,10 @@ std::optional<std::uint32_t> fileCrc32(std::string const& path) {
     return static_cast<std::uint32_t>(crc);
 }
 
-std::shared_ptr<ElfFacts const> ElfFactsCache::facts(std::string const& path) {
+std::shared_ptr<ElfFacts const> ElfFactsCache::facts(std::string const& path,
+                                                     std::optional<FileStamp> const& stamp) {
     return m_facts.get(
-        path,
+        path, stamp,
         [](std::string const& each) {
             return std::make_shared<ElfFacts const>(readElfFacts(each));
         });

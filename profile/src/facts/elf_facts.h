@@ -7,6 +7,7 @@
 /// and a damaged file gives facts that say so, never an exception.
 
 #include "facts/file_memo.h"
+#include "facts/symbol_tables.h"
 
 #include <lokata/profile/build_id.h>
 
@@ -65,8 +66,15 @@ struct ElfFacts {
     /// Debug information with all that a table of lines takes: units and their abbreviations, and
     /// the lines themselves; or stabs.
     bool has_lines = false;
+    /// The debug information leaves nothing in other files. False where that was not looked at, as
+    /// its declarations are packed or many.
+    bool is_known_unsplit = false;
     /// A full symbol table (.symtab) with content.
     bool has_symbol_table = false;
+    /// Not looked at where there are lines.
+    SymbolTables symbol_tables;
+    /// There is a section for names that are packed; see hasPackedNames().
+    bool has_packed_table = false;
     /// A separate debug file: headers of what is loaded, but no content of the code, nor of
     /// anything where there is no code.
     bool lacks_code = false;
@@ -84,7 +92,12 @@ std::optional<std::uint32_t> fileCrc32(std::string const& path);
 class ElfFactsCache {
 public:
     /// Never null.
-    std::shared_ptr<ElfFacts const> facts(std::string const& path);
+    std::shared_ptr<ElfFacts const> facts(std::string const& path) {
+        return facts(path, stampOf(path));
+    }
+    /// `stamp` is that of the file, as it was just now; empty if there is none.
+    std::shared_ptr<ElfFacts const> facts(std::string const& path,
+                                          std::optional<FileStamp> const& stamp);
     std::optional<std::uint32_t> crc32(std::string const& path);
 
 private:

@@ -19,7 +19,13 @@ public:
     /// What is remembered of the file, else what `compute(path)` gives.
     template <class Compute>
     Value get(std::string const& path, Compute const& compute) {
-        std::optional<FileStamp> const key = stampOf(path);
+        return get(path, stampOf(path), compute);
+    }
+
+    /// The same with the stamp `key` of the file, as it was just now; empty if there is none.
+    template <class Compute>
+    Value get(std::string const& path, std::optional<FileStamp> const& key,
+              Compute const& compute) {
         if (key) {
             toolbelt2::mutex_guard_t const guard(m_mutex);
             if (auto const known = m_values.find(*key); known != m_values.end())

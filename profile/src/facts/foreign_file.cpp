@@ -17,7 +17,8 @@ namespace lokata::profile {
 
 namespace {
 
-constexpr std::uint64_t c_start = 4096;
+/// Small files have all that is asked of them in it.
+constexpr std::uint64_t c_start = 16384;
 
 /// File systems whose files the kernel makes up while they are read. They pass as regular files,
 /// and reading some of them waits for news (/proc/kmsg) or takes it from others (trace_pipe).
@@ -60,28 +61,37 @@ ForeignFile::ForeignFile(std::string const& path) {
     m_size = static_cast<std::uint64_t>(status.st_size);
 }
 
+ForeignFile ForeignFile::ofContent(std::string_view content) {
+    ForeignFile file;
+    file.m_size = content.size();
+    file.m_startSize = content.size();
+    file.m_start.reset(new char[content.size()]);
+    content.copy(file.m_start.get(), content.size());
+    return file;
+}
+
 bool ForeignFile::read(std::uint64_t offset, std::uint64_t size, std::string& content) const {
     content.clear();
     if (!holds(offset, size))
         return false;
-    if (offset + size <= c_start) {
-        if (m_start.empty())
-            readRange(0, std::min(m_size, c_start), m_start);
-        if (offset + size <= m_start.size()) {
-            content.assign(m_start, static_cast<std::size_t>(offset),
-                           static_cast<std::size_t>(size));
-            return true;
-        }
+    if (!m_start && offset + size <= c_start)
+        readStart();
+    if (offset + size <= m_startSize) {
+        content.assign(m_start.get() + offset, static_cast<std::size_t>(size));
+        return true;
     }
-    return readRange(offset, size, content);
-}
-
-bool ForeignFile::readRange(std::uint64_t offset, std::uint64_t size, std::string& content) const {
     content.resize(static_cast<std::size_t>(size));
     std::error_code error;
     content.resize(
         toolbelt2::read_at(m_descriptor.get(), offset, content.data(), content.size(), error));
     return content.size() == size;
+}
+
+void ForeignFile::readStart() const {
+    auto const wanted = static_cast<std::size_t>(std::min(m_size, c_start));
+    m_start.reset(new char[wanted]);
+    std::error_code error;
+    m_startSize = toolbelt2::read_at(m_descriptor.get(), 0, m_start.get(), wanted, error);
 }
 
 std::uint64_t ForeignFile::nextStored(std::uint64_t offset) const {

@@ -5,6 +5,7 @@
 #include <toolbelt2/descriptor.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,8 @@ namespace lokata::profile {
 class ForeignFile {
 public:
     explicit ForeignFile(std::string const& path);
+    /// What another file held, packed. It has no descriptor.
+    static ForeignFile ofContent(std::string_view content);
 
     /// Why there is nothing to read; empty if there is.
     std::string const& error() const { return m_error; }
@@ -38,13 +41,16 @@ public:
     bool read(std::uint64_t offset, std::uint64_t size, std::string& content) const;
 
 private:
-    bool readRange(std::uint64_t offset, std::uint64_t size, std::string& content) const;
+    ForeignFile() = default;
+    void readStart() const;
 
     toolbelt2::descriptor_t m_descriptor;
     std::string m_error;
     std::uint64_t m_size = 0;
-    /// Headers and notes mostly lie at the start; one reading serves them all.
-    mutable std::string m_start;
+    /// Headers and notes mostly lie at the start; one reading serves them all. All of it where
+    /// there is no descriptor.
+    mutable std::unique_ptr<char[]> m_start;
+    mutable std::uint64_t m_startSize = 0;
 };
 
 /// Why a file is not to be read to its end: what it is, or that it has more than `most` bytes.

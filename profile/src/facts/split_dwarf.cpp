@@ -28,26 +28,6 @@ std::string textOf(Dwarf_Die& die, unsigned name) {
     return isUsable ? text : "";
 }
 
-/// True if a declaration in .debug_abbrev names a .dwo file, as those of skeletons do. Most files
-/// have none, and to see it costs little beside having libdw read all debug information.
-bool hasSkeletons(std::string_view abbreviations) {
-    for (Cursor cursor(abbreviations, false); cursor.remaining() > 0;) {
-        if (cursor.leb128() == 0)
-            continue;    // the end of those of a unit
-        cursor.leb128(); // the tag
-        cursor.skip(1);  // whether it has children
-        for (std::uint64_t name = 1, form = 1; cursor.ok() && (name != 0 || form != 0);) {
-            name = cursor.leb128();
-            form = cursor.leb128();
-            if (form == DW_FORM_implicit_const)
-                cursor.leb128();
-            if (name == DW_AT_dwo_name || name == DW_AT_GNU_dwo_name)
-                return true;
-        }
-    }
-    return false;
-}
-
 class SkeletonCollector {
 public:
     explicit SkeletonCollector(DwarfFile const& file) : m_file(file) {}

@@ -1,13 +1,12 @@
 #include "facts/symbol_tables.h"
 
-#include "facts/dwarf_file.h"
-#include "read/elf_image.h"
+#include "read/cursor.h"
 
 #include <unpack/packed_file.h>
 
 #include <algorithm>
 
-#include <gelf.h>
+#include <elf.h>
 
 namespace lokata::profile {
 
@@ -16,59 +15,63 @@ namespace {
 /// Of the content of .gnu_debugdata; those of the largest programs take a few MiB.
 constexpr std::uint64_t c_maxPackedNames = 256U << 20;
 
-bool isFunction(GElf_Sym const& symbol) {
-    int const type = GELF_ST_TYPE(symbol.st_info);
-    return symbol.st_shndx != SHN_UNDEF && (type == STT_FUNC || type == STT_GNU_IFUNC);
+/// The next symbol of a table; the words of an entry are ordered by the class of the file.
+bool isFunction(Cursor& symbols, bool wide) {
+    symbols.skip(wide ? 4 : 12); // the name; of 32 bits the value and the size as well
+    std::uint8_t const info = symbols.u8();
+    symbols.skip(1); // the visibility
+    std::uint16_t const section = symbols.u16();
+    symbols.skip(wide ? 16 : 0);               // the value and the size
+    unsigned const type = ELF64_ST_TYPE(info); // The same for both classes.
+    return symbols.ok() && section != SHN_UNDEF && (type == STT_FUNC || type == STT_GNU_IFUNC);
 }
 
-/// Reads no more of the table than up to its first function.
-bool definesFunction(Elf* elf, GElf_Shdr const& table) {
-    constexpr std::size_t c_atOnce = 4096;
-    std::size_t const entry = gelf_fsize(elf, ELF_T_SYM, 1, EV_CURRENT);
-    for (std::uint64_t at = 0; entry != 0 && at + entry <= table.sh_size; at += c_atOnce * entry) {
-        std::size_t const size = std::min<std::uint64_t>(c_atOnce * entry, table.sh_size - at);
-        Elf_Data* const data = elf_getdata_rawchunk(elf, static_cast<int64_t>(table.sh_offset + at),
-                                                    size - size % entry, ELF_T_SYM);
-        GElf_Sym symbol{};
-        for (int i = 0; data != nullptr && gelf_getsym(data, i, &symbol) != nullptr; ++i)
-            if (isFunction(symbol))
-                return true;
-        if (data == nullptr)
+bool definesFunction(ForeignFile const& file, ElfTables const& tables, ElfSection const& table) {
+    constexpr std::uint64_t c_atOnce = 4096;
+    std::uint64_t const entry = tables.wide ? sizeof(Elf64_Sym) : sizeof(Elf32_Sym);
+    std::string block;
+    for (std::uint64_t at = 0; at + entry <= table.size; at += c_atOnce * entry) {
+        std::uint64_t const size = std::min(c_atOnce * entry, table.size - at);
+        if (!file.read(table.offset + at, size, block))
             return false;
+        for (Cursor symbols(block, tables.big_endian); symbols.remaining() >= entry;)
+            if (isFunction(symbols, tables.wide))
+                return true;
     }
     return false;
 }
 
-bool hasFunctions(Elf* elf, std::uint32_t type) {
-    for (Elf_Scn* section = elf_nextscn(elf, nullptr); section != nullptr;
-         section = elf_nextscn(elf, section)) {
-        GElf_Shdr header{};
-        if (gelf_getshdr(section, &header) != nullptr && header.sh_type == type &&
-            definesFunction(elf, header))
-            return true;
+} // namespace
+
+SymbolTables readSymbolTables(ForeignFile const& file, ElfTables const& tables) {
+    SymbolTables result;
+    for (ElfSection const& section : tables.sections) {
+        bool* const found = section.type == SHT_SYMTAB   ? &result.has_names
+                            : section.type == SHT_DYNSYM ? &result.has_exports
+                                                         : nullptr;
+        if (found != nullptr && !*found)
+            *found = definesFunction(file, tables, section);
     }
-    return false;
+    return result;
 }
 
-bool hasPackedNames(std::string_view packed) {
+bool hasPackedNames(std::string const& path) {
+    ForeignFile const file(path);
+    auto const tables = file.error().empty() ? readElfTables(file) : std::nullopt;
+    if (!tables)
+        return false;
+    std::string packed;
+    for (ElfSection const& section : tables->sections)
+        if (tables->nameOf(section) == c_packedNames && section.size <= c_maxPackedNames)
+            file.read(section.offset, section.size, packed);
     if (unpack::packingOf(packed) != unpack::Compression::xz)
         return false;
     unpack::Unpacked const image = unpack::unpackMemory(packed, c_maxPackedNames);
     if (!image.error.empty())
         return false;
-    ElfHandle const elf = openElf(image.content);
-    return elf && elf_kind(elf.get()) == ELF_K_ELF && hasFunctions(elf.get(), SHT_SYMTAB);
-}
-
-} // namespace
-
-SymbolTables readSymbolTables(std::string const& path) {
-    ElfSections const sections(path);
-    if (!sections.error().empty())
-        return {};
-    return {hasFunctions(sections.elf(), SHT_SYMTAB) ||
-                hasPackedNames(sections.section(".gnu_debugdata")),
-            hasFunctions(sections.elf(), SHT_DYNSYM)};
+    ForeignFile const inner = ForeignFile::ofContent(image.content);
+    auto const innerTables = readElfTables(inner);
+    return innerTables && readSymbolTables(inner, *innerTables).has_names;
 }
 
 } // namespace lokata::profile

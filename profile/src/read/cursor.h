@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace lokata::profile {
@@ -16,13 +17,16 @@ public:
     Cursor(std::string_view bytes, bool bigEndian, std::uint64_t base = 0)
         : m_bytes(bytes), m_base(base), m_bigEndian(bigEndian) {}
 
-    std::uint8_t u8() { return static_cast<std::uint8_t>(integer(1)); }
-    std::uint16_t u16() { return static_cast<std::uint16_t>(integer(2)); }
-    std::uint32_t u32() { return static_cast<std::uint32_t>(integer(4)); }
-    std::uint64_t u64() { return integer(8); }
+    std::uint8_t u8() { return integer<std::uint8_t>(); }
+    std::uint16_t u16() { return integer<std::uint16_t>(); }
+    std::uint32_t u32() { return integer<std::uint32_t>(); }
+    std::uint64_t u64() { return integer<std::uint64_t>(); }
 
     /// An unsigned number as DWARF packs them, seven bits a byte; bits beyond 64 are dropped.
     std::uint64_t leb128() {
+        // Most take one byte.
+        if (m_position < m_bytes.size() && (m_bytes[m_position] & 0x80) == 0)
+            return static_cast<unsigned char>(m_bytes[m_position++]);
         std::uint64_t value = 0;
         for (unsigned shift = 0; m_ok; shift += 7) {
             std::uint8_t const byte = u8();
@@ -75,15 +79,24 @@ public:
     bool bigEndian() const { return m_bigEndian; }
 
 private:
-    std::uint64_t integer(unsigned size) {
-        std::uint64_t value = 0;
-        auto const taken = bytes(size);
-        for (std::size_t i = 0; i < taken.size(); ++i) {
-            auto const byte = static_cast<unsigned char>(taken[i]);
-            value |= std::uint64_t{byte} << 8 * (m_bigEndian ? size - 1 - i : i);
+    template <class Integer>
+    Integer integer() {
+        if (sizeof(Integer) > remaining()) {
+            fail();
+            return 0;
         }
-        return value;
+        Integer value = 0;
+        std::memcpy(&value, m_bytes.data() + m_position, sizeof value);
+        m_position += sizeof value;
+        return m_bigEndian == c_isBigEndianHost ? value : reversed(value);
     }
+
+    static std::uint8_t reversed(std::uint8_t value) { return value; }
+    static std::uint16_t reversed(std::uint16_t value) { return __builtin_bswap16(value); }
+    static std::uint32_t reversed(std::uint32_t value) { return __builtin_bswap32(value); }
+    static std::uint64_t reversed(std::uint64_t value) { return __builtin_bswap64(value); }
+
+    static constexpr bool c_isBigEndianHost = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
 
     void fail() {
         m_ok = false;

@@ -328,9 +328,10 @@ void ProfileSearch::takeNameList(ModuleResolution& module) {
 SymbolLevel ProfileSearch::levelOf(ModuleResolution const& module) {
     if (!module.symbols || !module.symbols->found())
         return SymbolLevel::none;
-    if (m_support.elf.facts(module.symbols->path)->has_lines)
+    auto const facts = m_support.elf.facts(module.symbols->path);
+    if (facts->has_lines)
         return symbolsReason(module).empty() ? SymbolLevel::lines : SymbolLevel::incomplete_lines;
-    SymbolTables const tables = m_support.symbolTables(module.symbols->path);
+    SymbolTables const tables = m_support.symbolTables(module.symbols->path, *facts);
     return tables.has_names     ? SymbolLevel::names
            : tables.has_exports ? SymbolLevel::exports
                                 : SymbolLevel::none;

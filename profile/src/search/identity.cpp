@@ -74,6 +74,9 @@ bool sameFile(std::string const& a, std::string const& b) {
 
 validation_result_t IdentityValidator::validate(char const* fileName,
                                                 IErrorInfoContainer& errorInfo) {
+    // Several steps may meet one file, and a verdict does not change within a search.
+    if (JudgedCandidate const* const known = verdictOn(fileName))
+        return tell(*known, errorInfo);
     JudgedCandidate candidate;
     candidate.path = utils::getCanonicalName(fileName, false);
     candidate.stamp = stampOf(std::string(fileName));
@@ -84,15 +87,20 @@ validation_result_t IdentityValidator::validate(char const* fileName,
         if (m_copies != nullptr)
             m_copies->check(fileName, m_own, candidate);
     }
-    if (candidate.result == vrInvalid || !candidate.message.empty()) {
-        errorInfo.setSeverity(candidate.severity);
-        errorInfo.setErrorMessage(candidate.message.c_str());
-    }
     m_judged.push_back(std::move(candidate));
-    return m_judged.back().result;
+    return tell(m_judged.back(), errorInfo);
 }
 
-JudgedCandidate const* IdentityValidator::verdictOn(std::string const& canonicalPath) const {
+validation_result_t IdentityValidator::tell(JudgedCandidate const& verdict,
+                                            IErrorInfoContainer& errorInfo) {
+    if (verdict.result == vrInvalid || !verdict.message.empty()) {
+        errorInfo.setSeverity(verdict.severity);
+        errorInfo.setErrorMessage(verdict.message.c_str());
+    }
+    return verdict.result;
+}
+
+JudgedCandidate const* IdentityValidator::verdictOn(std::string_view canonicalPath) const {
     auto const found =
         std::find_if(m_judged.rbegin(), m_judged.rend(), [&](JudgedCandidate const& candidate) {
             return candidate.path == canonicalPath;
@@ -109,8 +117,9 @@ UnpackedCopy const* IdentityValidator::copyOf(std::string const& canonicalPath) 
 }
 
 IdentityValidator::Content IdentityValidator::contentOf(ElfFactsCache& cache,
-                                                        std::string const& path) {
-    auto facts = cache.facts(path);
+                                                        std::string const& path,
+                                                        std::optional<FileStamp> const& stamp) {
+    auto facts = cache.facts(path, stamp);
     if (!isPackedKernel(path, *facts))
         return {path, std::move(facts), ""};
     UnpackedKernel const copy = unpackedKernel(path);
@@ -138,7 +147,7 @@ void BinaryValidator::judgeAsMapped(std::string const& path, JudgedCandidate& ca
 void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate) {
     if (m_live != nullptr)
         judgeAsMapped(path, candidate);
-    Content const content = contentOf(m_cache, path);
+    Content const content = contentOf(m_cache, path, candidate.stamp);
     ElfFacts const& facts = *content.facts;
     // A file can be written anew under the numbers that the process mapped.
     bool const isAsMapped = candidate.result == vrValid && facts.build_id == m_expected;
@@ -174,7 +183,7 @@ SymbolValidator::SymbolValidator(ElfFactsCache& cache, SymbolOwner owner)
     : m_cache(cache), m_owner(std::move(owner)) {}
 
 void SymbolValidator::judge(std::string const& path, JudgedCandidate& candidate) {
-    judge(contentOf(m_cache, path), path, candidate);
+    judge(contentOf(m_cache, path, candidate.stamp), path, candidate);
 }
 
 void SymbolValidator::judge(Content const& content, std::string const& path,
@@ -240,7 +249,7 @@ SupplementaryValidator::SupplementaryValidator(ElfFactsCache& cache, BuildId exp
     : m_cache(cache), m_expected(std::move(expected)) {}
 
 void SupplementaryValidator::judge(std::string const& path, JudgedCandidate& candidate) {
-    auto const facts = m_cache.facts(path);
+    auto const facts = m_cache.facts(path, candidate.stamp);
     if (!facts->error.empty() || !facts->damage.empty() || !facts->debug_damage.empty())
         return rejectUnusable(candidate, path,
                               facts->error +

@@ -21,6 +21,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace lokata::profile {
@@ -45,10 +46,10 @@ public:
     LK_2_13::validation_result_t validate(char const* fileName,
                                           LK_2_13::IErrorInfoContainer& errorInfo) final;
 
-    /// In the order of judging; a path that came up again stands there again.
+    /// In the order of judging; a canonical path that came up again does not stand there again.
     std::vector<JudgedCandidate> const& judged() const { return m_judged; }
     /// The latest verdict on a file by its canonical path; null if there was none.
-    JudgedCandidate const* verdictOn(std::string const& canonicalPath) const;
+    JudgedCandidate const* verdictOn(std::string_view canonicalPath) const;
     /// The copy that was judged in the place of a packed file, by the path of either, the latest
     /// first; null for what was not packed.
     UnpackedCopy const* copyOf(std::string const& canonicalPath) const;
@@ -61,12 +62,17 @@ protected:
         std::shared_ptr<ElfFacts const> facts;
         std::string error; ///< Why there is no copy; the file then stands for itself.
     };
-    Content contentOf(ElfFactsCache& cache, std::string const& path);
+    /// `stamp` is that of the file, as it was just now.
+    Content contentOf(ElfFactsCache& cache, std::string const& path,
+                      std::optional<FileStamp> const& stamp);
 
     /// `candidate` comes with the path of the candidate and nothing else set.
     virtual void judge(std::string const& path, JudgedCandidate& candidate) = 0;
 
 private:
+    static LK_2_13::validation_result_t tell(JudgedCandidate const& verdict,
+                                             LK_2_13::IErrorInfoContainer& errorInfo);
+
     ArchivedCopies const* m_copies = nullptr;
     CopiedTrees const* m_trees = nullptr;
     OwnCopies m_own;

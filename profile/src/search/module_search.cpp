@@ -48,6 +48,21 @@ public:
     ObjectPtr<ISearchDirIterator> archiveDirs(search_category_t category) override {
         return m_pInner ? m_pInner->archiveDirs(category) : nullptr;
     }
+    /// Whether the client names any place for files of that kind.
+    bool hasDirectories(search_category_t category) {
+        if (!m_pInner)
+            return false;
+        for (search_category_t const each : {category, scAllFiles})
+            for (auto const& directories :
+                 {m_pInner->searchDirs(each), m_pInner->archiveDirs(each)}) {
+                bool isAny = false;
+                forEachDirectory(directories, [&](char const*, bool, bool) { isAny = true; });
+                if (isAny)
+                    return true;
+            }
+        char const* const cache = m_pInner->cacheDir();
+        return cache != nullptr && *cache != '\0';
+    }
     char const* cacheDir() override { return m_pInner ? m_pInner->cacheDir() : ""; }
     CallbackHolder<ISearchStartedCallback>* searchStartedCallback() override {
         return &m_startedHolder;
@@ -254,6 +269,20 @@ std::vector<Candidate> ModuleSearch::findInArchives(search_category_t category,
     return result;
 }
 
+/// Most places hold nothing, and a search asks for each of its suggestions several times.
+std::vector<Candidate> ModuleSearch::present(std::vector<Candidate> candidates,
+                                             FileResolution& result) {
+    std::vector<Candidate> found;
+    for (Candidate const& candidate : candidates)
+        if (m_support.paths.leadsAnywhere(candidate.path))
+            found.push_back(candidate);
+    if (candidates.empty())
+        return found;
+    auto& suggested = result.suggested ? *result.suggested : result.suggested.emplace();
+    std::move(candidates.begin(), candidates.end(), std::back_inserter(suggested));
+    return found;
+}
+
 template <class Find>
 void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestions,
                        IdentityValidator& validator, Find const& find, bool runSteps) {
@@ -274,11 +303,6 @@ void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestion
         logUnchosen(validator.judged(), firstJudged, record.suggestions, result);
     for (search_step_t const step : record.steps)
         result.steps.add(step);
-    if (!record.suggestions.empty()) {
-        auto& suggested = result.suggested ? *result.suggested : result.suggested.emplace();
-        std::move(record.suggestions.begin(), record.suggestions.end(),
-                  std::back_inserter(suggested));
-    }
     result.elapsed_us += microsecondsSince(start);
 }
 
@@ -297,8 +321,8 @@ FileResolution ModuleSearch::findBinary(std::string const& name, BuildId const& 
     std::vector<Candidate> const archived =
         findInArchives(scBinaryFiles, name, buildId, {asked}, validator);
     auto const find = [&] { return m_search->findBinFile(asked.c_str(), &validator, nullptr, 0); };
-    run(result, joined(joined(hints, m_support.places.binary(searched)), archived), validator, find,
-        isNamed);
+    run(result, present(joined(joined(hints, m_support.places.binary(searched)), archived), result),
+        validator, find, isNamed);
     // Copies by build-id come last: a file that lies where somebody put it says more to a person,
     // and a rebuilt namesake shall be met.
     if (!result.found())
@@ -309,7 +333,7 @@ FileResolution ModuleSearch::findBinary(std::string const& name, BuildId const& 
 void ModuleSearch::tryBinary(std::string const& name, BuildId const& buildId,
                              std::vector<Candidate> candidates, FileResolution& result,
                              LiveFile const* live) {
-    candidates = unjudged(std::move(candidates), result);
+    candidates = unjudged(present(std::move(candidates), result), result);
     if (candidates.empty())
         return;
     BinaryValidator validator(m_support.elf, buildId, live);
@@ -332,10 +356,12 @@ FileResolution ModuleSearch::findSymbols(std::string const& name, std::string co
     FileResolution result;
     result.identity = expectedIdentity(buildId);
     SymbolValidator validator(m_support.elf, owner);
-    std::vector<std::string> const names =
-        symbolFileNames(searched, owner.build_id, owner.debug_link);
+    std::vector<std::string> const names = symbolFileNames(
+        searched, m_environment->hasDirectories(scSymbolFiles) ? owner.build_id : BuildId(),
+        owner.debug_link);
     suggestions = joined(std::move(suggestions),
                          findInArchives(scSymbolFiles, name, owner.build_id, names, validator));
+    suggestions = present(std::move(suggestions), result);
     for (std::string const& each : names) {
         run(result, std::exchange(suggestions, {}), validator, [&] {
             return m_search->findSymFile(each.c_str(), textOrNull(binaryPath), textOrNull(checksum),
@@ -352,7 +378,7 @@ FileResolution ModuleSearch::findSymbols(std::string const& name, std::string co
 void ModuleSearch::trySymbols(std::string const& name, std::string const& binaryPath,
                               BuildId const& buildId, std::vector<Candidate> candidates,
                               FileResolution& result) {
-    candidates = unjudged(std::move(candidates), result);
+    candidates = unjudged(present(std::move(candidates), result), result);
     if (candidates.empty())
         return;
     SymbolOwner const owner = symbolOwner(m_support.elf, binaryPath, buildId);
@@ -423,6 +449,7 @@ FileResolution ModuleSearch::findPart(std::vector<std::string> const& names,
                                       Identity expected, IdentityValidator& validator) {
     FileResolution result;
     result.identity = std::move(expected);
+    candidates = present(std::move(candidates), result);
     for (std::string const& name : names) {
         run(result, std::exchange(candidates, {}), validator, [&] {
             return m_search->findSymFile(name.c_str(), owner.c_str(),
@@ -438,7 +465,7 @@ FileResolution ModuleSearch::findPart(std::vector<std::string> const& names,
 void ModuleSearch::tryPart(std::string const& name, std::string const& owner,
                            std::vector<Candidate> candidates, IdentityValidator& validator,
                            FileResolution& result) {
-    candidates = unjudged(std::move(candidates), result);
+    candidates = unjudged(present(std::move(candidates), result), result);
     if (candidates.empty())
         return;
     auto const find = [&] {
@@ -458,7 +485,8 @@ FileResolution ModuleSearch::findSource(WantedSource const& source, BuildId cons
     SourceValidator validator(source.file.identity, source.oldest_binary);
     std::vector<Candidate> const archived =
         findInArchives(scSourceFiles, source.file.name, module, {searched}, validator);
-    run(result, joined(m_support.places.source(searched), archived), validator, [&] {
+    auto const suggestions = present(joined(m_support.places.source(searched), archived), result);
+    run(result, suggestions, validator, [&] {
         return m_search->findSrcFile(searched.c_str(), textOrNull(source.binary),
                                      textOrNull(result.identity.expected), &validator, nullptr);
     });
@@ -469,7 +497,7 @@ FileResolution ModuleSearch::findSource(WantedSource const& source, BuildId cons
 
 void ModuleSearch::trySource(WantedSource const& source, std::vector<Candidate> candidates,
                              FileResolution& result) {
-    candidates = unjudged(std::move(candidates), result);
+    candidates = unjudged(present(std::move(candidates), result), result);
     if (candidates.empty())
         return;
     std::string const checksum = expectedIdentity(source.file.identity).expected;

@@ -7,6 +7,7 @@
 #include "search/directory_index.h"
 #include "search/file_places.h"
 #include "search/identity.h"
+#include "search/present_paths.h"
 
 #include <lokata/profile/resolution.h>
 
@@ -28,13 +29,20 @@ struct SearchSupport {
     ContentDigests digests;
     FilePlaces places;
     DirectoryIndex directories;
+    PresentPaths paths;
 
     SymbolTables symbolTables(std::string const& path) {
-        return m_tables.get(path, readSymbolTables);
+        return symbolTables(path, *elf.facts(path));
+    }
+    SymbolTables symbolTables(std::string const& path, ElfFacts const& facts) {
+        SymbolTables tables = facts.symbol_tables;
+        if (!tables.has_names && facts.has_packed_table)
+            tables.has_names = m_packedNames.get(path, hasPackedNames);
+        return tables;
     }
 
 private:
-    FileMemo<SymbolTables> m_tables;
+    FileMemo<bool> m_packedNames;
 };
 
 struct SearchSettings {
@@ -107,6 +115,10 @@ public:
 private:
     class Environment;
 
+    /// Takes them down in `result` as tried, and gives those that lead to anything.
+    std::vector<Candidate> present(std::vector<Candidate> candidates, FileResolution& result);
+
+    /// `suggestions` are present.
     template <class Find>
     void run(FileResolution& result, std::vector<Candidate> suggestions,
              IdentityValidator& validator, Find const& find, bool runSteps = true);

@@ -95,6 +95,8 @@ FileResolution findPackage(ModuleSearch& search, SearchSupport& support, SplitOw
 
 Boxed<SplitResolution> findSplitDwarf(ModuleSearch& search, SearchSupport& support,
                                       SplitOwner const& owner) {
+    if (support.elf.facts(owner.symbols)->is_known_unsplit)
+        return std::nullopt;
     SplitDwarf split = readSplitDwarf(owner.symbols);
     if (split.units.empty() && split.error.empty())
         return std::nullopt;
