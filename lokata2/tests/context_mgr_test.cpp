@@ -181,6 +181,7 @@ TEST_F(Contexts, InheritSingleValuesFromTheNearestThatHasOne) {
               anyInfo.get());
     EXPECT_EQ(env("other")->environmentInfo().get(), anyInfo.get());
     EXPECT_EQ(anyInfo->osType(), osUnknown);
+    EXPECT_EQ(IEditableEnvironmentInfo::create()->architecture(), arUnknown);
     EXPECT_EQ(anyInfo->architecture(), arArm64);
 }
 

@@ -126,6 +126,7 @@ TEST_P(SearchBehavior, TakesItsCapturesAndCallbacksAwayWhenItGoes) {
                                    m_manipulator->setOwnNoFilesFoundCallback(client, nullptr),
                                    m_manipulator->setSearchDirsBehavior(client, sdbRelease)})
             EXPECT_EQ(isTaken, client != nullptr);
+    m_manipulator->setFilesFoundBehavior("client", ffbUpdateHistory);
     m_manipulator->setSearchDirsBehavior("client", sdbCapture);
     m_manipulator->setSearchDirsBehavior("kept", static_cast<search_dirs_behavior_t>(2));
     m_manager->captureSearchDirs(*m_context, "kept");
@@ -134,8 +135,14 @@ TEST_P(SearchBehavior, TakesItsCapturesAndCallbacksAwayWhenItGoes) {
     m_tree.file("late/fresh", "content");
     m_dirs->addDirectory(GetParam(), m_tree.path("late").c_str(), false, true);
     EXPECT_EQ(find("fresh"), "");
-    m_manipulator = nullptr;
+    m_manipulator->setSearchDirsBehavior("client", sdbRelease);
     EXPECT_EQ(find("fresh"), m_tree.path("late/fresh"));
+    m_manipulator->setSearchDirsBehavior("client", sdbCapture);
+    m_tree.file("later/newest", "content");
+    m_dirs->addDirectory(GetParam(), m_tree.path("later").c_str(), false, true);
+    EXPECT_EQ(find("newest"), "");
+    m_manipulator = nullptr;
+    EXPECT_EQ(find("newest"), m_tree.path("later/newest"));
     EXPECT_EQ(find("fresh", "kept"), "") << "a capture of somebody else stays";
     EXPECT_FALSE(env->filesFoundCallback()->hasCallback());
 }

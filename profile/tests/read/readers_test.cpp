@@ -50,6 +50,7 @@ TEST(Detection, TakesATextForTheListThatMostOfItsLinesCanBe) {
              {"abcdef01 /bin/x\n" + std::string(41, ' ') + "/bin/none\n", "buildid-list"},
              {"0x10+0x20 " + id.substr(1) + "@0x10 /bin/x - x\n", "unstrip", 1},
              {"10-20 r-xp 0 fe:zz 12 /bin/x\n", "maps", 1},
+             {"10-20 mist 0 fe:00 12 /bin/x\n", "maps", 1},
              {"\n\n/usr/bin/app\n", "paths"},
              {".\n./my app\n[\nlibx.so\nabcdef01 /x\n", "paths"},
              {"/opt/an app/x\n/a\x1b\tb:c{}\n", "paths"},

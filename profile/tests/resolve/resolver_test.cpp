@@ -82,6 +82,7 @@ TEST_F(ResolverTest, WhatGivesMostNamesIsTakenOnlyWhereNoDebugInformationIs) {
     };
     exporting(c_id).write(m_tree.path("tree/tool"));
     EXPECT_EQ(answer(), "exports tree/tool");
+    EXPECT_EQ(resolveOne(module("/gone/tool", c_id)).symbols->place, Place::binary_itself);
     ElfBuilder().buildId(c_otherId).symbolTable().write(m_tree.file("tree/a/tool"));
     EXPECT_EQ(answer(), "exports tree/tool") << "names of another build are none";
     ElfBuilder().buildId(c_id).symbolTable().write(m_tree.file("tree/b/tool"));

@@ -183,6 +183,7 @@ TEST_F(IdentityTest, ASourceIsJudgedByMd5ThenByTimeAndSize) {
     ASSERT_EQ(::stat(path.c_str(), &status), 0);
     EXPECT_EQ(judged({std::nullopt, static_cast<std::uint64_t>(status.st_mtim.tv_sec), 3}),
               "valid");
+    EXPECT_EQ(m_identity.expected, std::to_string(status.st_mtim.tv_sec) + " s, 3 bytes");
     EXPECT_EQ(judged({std::nullopt, 0, 3}), "undecided") << "many versions are of one size";
     EXPECT_EQ(judged({std::nullopt, static_cast<std::uint64_t>(status.st_mtim.tv_sec), 0}),
               "undecided");

@@ -156,7 +156,10 @@ TEST_F(ModuleSearchTest, TheCallbacksOfTheEnvironmentComeFirst) {
     };
     m_environment->setSearchStartedCallback(CallbackHolder<ISearchStartedCallback>(&client));
 
+    LK_2_13::test::Found chooser;
+    m_environment->setFilesFoundCallback(CallbackHolder<IFilesFoundCallback>(&chooser));
     EXPECT_EQ(search().findBinary("/bin/tool", c_id).path, suggested);
+    EXPECT_EQ(chooser.asked, std::to_string(scBinaryFiles) + " /bin/tool  ");
     goOn = false;
     EXPECT_FALSE(search().findSymbols("/bin/tool", "", c_id).found()) << "no step may run";
 }
