@@ -10,6 +10,7 @@
 #include <valijson/schema_parser.hpp>
 #include <valijson/validator.hpp>
 
+#include <clocale>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -274,6 +275,28 @@ TEST(HtmlReport, HoldsTheDocumentsUnchangedWhateverTheyName) {
     EXPECT_EQ(json::parse(data),
               json({json::parse(toJson(resolutions[0])), json::parse(toJson(resolutions[1]))}));
     EXPECT_EQ(json::parse(between(page({}), "id=\"documents\">", "</script>")), json::array());
+}
+
+TEST(HtmlReport, HasEveryTextThatItAsksForAndNoWordOfTheCode) {
+    for (char const* const language : {"C", "de_DE.UTF-8"}) {
+        if (std::setlocale(LC_MESSAGES, language) == nullptr)
+            GTEST_SKIP() << language << " is not installed";
+        std::string const text = page({});
+        std::setlocale(LC_MESSAGES, "C");
+        bool const isGerman = std::string(language) != "C";
+        EXPECT_THAT(text, HasSubstr(isGerman ? "<html lang=\"de\">" : "<html lang=\"en\">"));
+        EXPECT_THAT(text, HasSubstr(isGerman ? ">Quelldateien</h2>" : ">Source files</h2>"));
+        json const texts = json::parse(between(text, "id=\"texts\">", "</script>"));
+        for (json const& each : texts)
+            EXPECT_FALSE(std::regex_search(each.get<std::string>(),
+                                           std::regex("\\b(ss|cf|sv)[A-Z]|^%|\\[\\[")))
+                << each;
+        std::regex const asked("\\bT\\(\"(\\w+)\"[,)]");
+        for (std::sregex_iterator each(text.begin(), text.end(), asked), end; each != end; ++each)
+            EXPECT_TRUE(texts.contains((*each)[1].str())) << (*each)[1];
+        for (auto const& step : c_searchSteps)
+            EXPECT_TRUE(texts.contains("Step" + std::string(step.text.substr(2)))) << step.text;
+    }
 }
 
 TEST(HtmlReport, NeedsNothingButItselfAndTakesNoForeignTag) {

@@ -2,26 +2,31 @@
 (() => {
   const documents = JSON.parse(document.getElementById("documents").textContent);
   const byId = (id) => document.getElementById(id);
+  const texts = JSON.parse(byId("texts").textContent);
+  const language = document.documentElement.lang;
+  // A text of the catalogue with its arguments filled in.
+  const T = (key, ...values) => texts[key].replace(/\{arg(\d)\}/g, (mark, at) => (values[at - 1] === undefined ? mark : values[at - 1]));
 
   // In the order in which a reader cares when there are no samples to go by.
   const statuses = {
-    missing: { mark: "\u2715", word: "Missing" },
-    unproven: { mark: "?", word: "Unproven" },
-    unsupported: { mark: "\u2298", word: "Unsupported" },
-    resolved: { mark: "\u2713", word: "Resolved" },
-    "not-a-file": { mark: "\u2013", word: "Not a file" },
+    missing: { mark: "\u2715", word: T("StatusMissing") },
+    unproven: { mark: "?", word: T("StatusUnproven") },
+    unsupported: { mark: "\u2298", word: T("StatusUnsupported") },
+    resolved: { mark: "\u2713", word: T("StatusResolved") },
+    "not-a-file": { mark: "\u2013", word: T("StatusNotAFile") },
   };
   // What a viewer can show of a module, most first.
   const levels = {
-    lines: { mark: "\u2261", word: "Lines" },
-    "incomplete-lines": { mark: "\u2248", word: "Some lines" },
-    names: { mark: "ƒ", word: "Names" },
-    exports: { mark: "\u21E2", word: "Exports" },
-    none: { mark: "\u2205", word: "Nothing" },
+    lines: { mark: "\u2261", word: T("LevelLines") },
+    "incomplete-lines": { mark: "\u2248", word: T("LevelSomeLines") },
+    names: { mark: "ƒ", word: T("LevelNames") },
+    exports: { mark: "\u21E2", word: T("LevelExports") },
+    none: { mark: "\u2205", word: T("LevelNothing") },
   };
   const barOrder = [...Object.keys(levels), "unattributed"];
+  const barWord = (level) => (levels[level] ? levels[level].word : T("OutsideModules"));
   const rank = Object.keys(statuses);
-  const roles = { binary: "Binary", symbols: "Symbols", supplementary: "Supplementary symbols" };
+  const roles = { binary: T("RoleBinary"), symbols: T("RoleSymbols"), supplementary: T("RoleSupplementary") };
 
   // Texts of the recording enter the page as text nodes and attributes only, never as markup.
   function make(tag, properties, ...children) {
@@ -34,22 +39,24 @@
     return element;
   }
 
-  const grouped = new Intl.NumberFormat("en");
+  const grouped = new Intl.NumberFormat(language);
   const count = (n) => grouped.format(n);
-  const plural = (n, one, many) => `${count(n)} ${n === 1 ? one : many || one + "s"}`;
+  const decimal = (value) => value.toFixed(1).replace(".", T("DecimalPoint"));
+  // Of a key with the ending One or Many.
+  const plural = (n, key) => T(key + (n === 1 ? "One" : "Many"), count(n));
 
   // Never rounds up to all or down to nothing.
   function percent(part, whole) {
     if (!whole || !part) return "0 %";
     if (part === whole) return "100 %";
     const value = (100 * part) / whole;
-    if (value < 0.1) return "<0.1 %";
-    return `${Math.min(value, 99.9).toFixed(1)} %`;
+    if (value < 0.1) return `<${decimal(0.1)} %`;
+    return `${decimal(Math.min(value, 99.9))} %`;
   }
 
   function duration(us) {
     if (us < 1000) return `${us} \u00b5s`;
-    return us < 1e6 ? `${(us / 1000).toFixed(1)} ms` : `${(us / 1e6).toFixed(1)} s`;
+    return us < 1e6 ? `${decimal(us / 1000)} ms` : `${decimal(us / 1e6)} s`;
   }
 
   // Names such as "//anon" and "[heap]" are no paths and stay whole.
@@ -59,14 +66,15 @@
   }
 
   const readable = (word) => word.replace(/-/g, " ").replace("build id", "build-id");
-  const stepWords = (step) =>
-    step.replace(/^ss/, "").replace(/([a-z])([A-Z])/g, "$1 $2").toLowerCase();
+  const camel = (word) => word.replace(/(^|-)(.)/g, (all, hyphen, letter) => letter.toUpperCase());
+  const identityWords = (kind) => texts["Identity" + camel(kind)] || readable(kind);
+  const stepWords = (step) => texts["Step" + step.replace(/^ss/, "")] || readable(camel(step).replace(/^Ss/, ""));
   const wayTo = (file) => (file.place === "search-step" ? stepWords(file.step) : readable(file.place));
 
   function proof(file) {
     if (!file || !file.path) return "";
-    if (file.confidence !== "cfValidated") return "accepted by policy";
-    return file.identity.kind === "none" ? "validated" : readable(file.identity.kind);
+    if (file.confidence !== "cfValidated") return T("AcceptedByPolicy");
+    return file.identity.kind === "none" ? T("Validated") : identityWords(file.identity.kind);
   }
 
   function state(status, word) {
@@ -76,13 +84,13 @@
 
   function fileState(file) {
     if (!file.path) return state("missing");
-    return file.confidence === "cfValidated" ? state("resolved", "Proven") : state("unproven");
+    return file.confidence === "cfValidated" ? state("resolved", T("Proven")) : state("unproven");
   }
 
   function levelState(module) {
     const look = levels[module.level];
     return make("span", { class: "state", "data-status": module.level }, `${look.mark} ${look.word}`,
-      module.level !== "none" && !module.level_proven ? make("small", null, "unproven") : null);
+      module.level !== "none" && !module.level_proven ? make("small", null, T("UnprovenLevel")) : null);
   }
 
   function facts(pairs) {
@@ -97,9 +105,9 @@
   function identityFacts(identity) {
     const differs = identity.expected !== null && identity.actual !== null && identity.expected !== identity.actual;
     return [
-      ["Judged by", identity.kind === "none" ? null : readable(identity.kind)],
-      ["Expected", identity.expected, "mono"],
-      ["Actual", identity.actual, differs ? "mono differs" : "mono"],
+      [T("JudgedBy"), identity.kind === "none" ? null : identityWords(identity.kind)],
+      [T("Expected"), identity.expected, "mono"],
+      [T("Actual"), identity.actual, differs ? "mono differs" : "mono"],
     ];
   }
 
@@ -107,13 +115,13 @@
     if (!file.rejected.length) return null;
     const items = file.rejected.map((candidate) => make("li", null,
       make("div", { class: "path" }, candidate.path),
-      make("div", { class: "dim" }, candidate.message || "Refused without a word."),
+      make("div", { class: "dim" }, candidate.message || T("RefusedWithoutReason")),
       facts([...identityFacts(candidate),
-        ["Step", `${stepWords(candidate.step)} (${candidate.step}), ${candidate.severity}`]])));
+        [T("Step"), stepWords(candidate.step)]])));
     const properties = { class: "refused" };
     if (!file.path) properties.open = "";
     return make("details", properties,
-      make("summary", null, plural(file.rejected.length, "refused candidate")), make("ul", null, ...items));
+      make("summary", null, plural(file.rejected.length, "Refused")), make("ul", null, ...items));
   }
 
   function fileCard(title, file) {
@@ -121,11 +129,12 @@
     return make("div", { class: "file", "data-status": status },
       make("h3", null, title, fileState(file)),
       facts([
-        ["File", file.path, "path"],
-        ["Why", file.reason],
+        [T("File"), file.path, "path"],
+        [T("Warning"), file.warning],
+        [T("Why"), file.reason],
         ...identityFacts(file.identity),
-        ["Way", file.path ? `${wayTo(file)} (${file.step}, ${file.confidence})` : null],
-        ["Time", duration(file.elapsed_us)],
+        [T("Step"), file.path ? wayTo(file) : null],
+        [T("Time"), duration(file.elapsed_us)],
       ]),
       refusedList(file));
   }
@@ -135,33 +144,33 @@
       .map(([role, title]) => fileCard(title, module[role]));
     const split = module.split_dwarf;
     if (split) {
-      cards.push(fileCard("Package of split DWARF", split.package),
+      cards.push(fileCard(T("SplitPackage"), split.package),
         ...split.files.map(({ name, file }) => fileCard(splitPath(name)[1], file)));
     }
     return [
       facts([
-        ["Recorded as", module.name, "path"],
-        ["Build-id", module.build_id || "none recorded", module.build_id ? "mono" : "dim"],
-        ["Kind", readable(module.kind)],
-        ["Why", module.binary ? null : module.reason],
-        ["Symbols", module.symbols_reason],
-        ["Sources", module.sources_reason],
-        ["Split DWARF", split && `${count(split.found_units)} of ${plural(split.units, "unit")} found`],
-        ["Samples", module.samples === null ? null : `${count(module.samples)}, and ${count(module.caller_samples)} as a caller`],
-        ["Process", module.pid],
-        ["Mount namespace", module.mount_namespace],
+        [T("RecordedAs"), module.name, "path"],
+        [T("BuildId"), module.build_id || T("NoneRecorded"), module.build_id ? "mono" : "dim"],
+        [T("Kind"), readable(module.kind)],
+        [T("Why"), module.binary ? null : module.reason],
+        [T("RoleSymbols"), module.symbols_reason],
+        [T("Sources"), module.sources_reason],
+        [T("SplitDwarf"), split && T("FoundOf", count(split.found_units), plural(split.units, "Unit"))],
+        [T("Samples"), module.samples === null ? null : T("SamplesAndCalls", count(module.samples), count(module.caller_samples))],
+        [T("Process"), module.pid],
+        [T("MountNamespace"), module.mount_namespace],
       ]),
       make("div", { class: "files" }, ...cards),
     ];
   }
 
   const columns = [
-    { key: "samples", title: "Samples", down: true, value: (entry) => weight(entry.module) },
-    { key: "name", title: "Module", value: (entry) => splitPath(entry.module.name)[1].toLowerCase() },
-    { key: "status", title: "Status", value: (entry) => rank.indexOf(entry.module.status) },
-    { key: "file", title: "File found, or why not", value: (entry) => entry.fileText },
-    { key: "proof", title: "Proof", value: (entry) => proof(entry.module.binary) },
-    { key: "symbols", title: "Shows", value: (entry) => Object.keys(levels).indexOf(entry.module.level) },
+    { key: "samples", title: T("Samples"), down: true, value: (entry) => weight(entry.module) },
+    { key: "name", title: T("Module"), value: (entry) => splitPath(entry.module.name)[1].toLowerCase() },
+    { key: "status", title: T("Status"), value: (entry) => rank.indexOf(entry.module.status) },
+    { key: "file", title: T("FileOrReason"), value: (entry) => entry.fileText },
+    { key: "proof", title: T("Proof"), value: (entry) => proof(entry.module.binary) },
+    { key: "symbols", title: T("Shows"), value: (entry) => Object.keys(levels).indexOf(entry.module.level) },
   ];
 
   // The event whose shares are shown; null where the recording tells no periods.
@@ -182,7 +191,7 @@
     const width = total ? Math.max(weight(module) ? 2 : 0, (100 * weight(module)) / total) : 0;
     const fill = make("i", null);
     fill.style.width = `${width}%`;
-    return cell("samples", { title: plural(module.samples, "sample") },
+    return cell("samples", { title: plural(module.samples, "Sample") },
       percent(weight(module), total), make("span", { class: "share", "data-status": module.level }, fill));
   }
 
@@ -191,7 +200,7 @@
     if (!file || !file.path) {
       return cell("file", { "aria-colspan": 2 }, make("span", { class: "why", title: module.reason }, module.reason || ""));
     }
-    if (file.path === module.name) return cell("file", null, make("span", { class: "dim" }, "at its recorded path"));
+    if (file.path === module.name) return cell("file", null, make("span", { class: "dim" }, T("AtRecordedPath")));
     const [directory, name] = splitPath(file.path);
     return cell("file", null, make("span", { class: "path" }, name),
       directory ? make("small", { class: "path" }, directory) : null);
@@ -206,7 +215,7 @@
   function moduleRow(entry, total) {
     const { module } = entry;
     const [directory, name] = splitPath(module.name);
-    entry.button = make("button", { type: "button", class: "name path", "aria-expanded": "false" }, name || "(no name)");
+    entry.button = make("button", { type: "button", class: "name path", "aria-expanded": "false" }, name || T("NoName"));
     return make("tr", { role: "row", class: "module" },
       samplesCell(module, total),
       cell("name", null, entry.button, directory ? make("small", { class: "path" }, directory) : null),
@@ -253,7 +262,7 @@
       if (entry.detail) entry.detail.hidden = !fits;
       shown += fits ? 1 : 0;
     }
-    byId("shown").textContent = shown === entries.length ? count(shown) : `${count(shown)} of ${count(entries.length)}`;
+    byId("shown").textContent = shown === entries.length ? count(shown) : T("CountOf", count(shown), count(entries.length));
     byId("none").hidden = shown > 0 || !entries.length;
     byId("modules").hidden = !shown;
     for (const chip of byId("chips").querySelectorAll("button")) {
@@ -266,6 +275,20 @@
     if (status) pressed.add(status);
     byId("filter").value = "";
     applyFilter();
+  }
+
+  // A part of the bar for each module of the level that can be seen in it, and one for the others.
+  function barParts(modules, level, amount, whole, bySamples) {
+    const large = !bySamples ? [] : modules.filter((module) => module.level === level && weight(module) > whole / 100)
+      .sort((a, b) => weight(b) - weight(a));
+    const rest = amount - large.reduce((all, module) => all + weight(module), 0);
+    const parts = large.map((module) => [`${splitPath(module.name)[1]}: ${barWord(level)}`, weight(module)]);
+    if (rest > 0) parts.push([barWord(level), rest]);
+    return parts.map(([title, share]) => {
+      const part = make("i", { "data-status": level, title: `${title}, ${percent(share, whole)}` });
+      part.style.flex = `${share / whole} 0 0`;
+      return part;
+    });
   }
 
   // Modules without a file of their own can never be found, so they do not count against the share
@@ -281,21 +304,19 @@
     const present = barOrder.filter((level) => amount(level) > 0);
     const whole = present.reduce((all, level) => all + amount(level), 0);
     const share = (level) => percent(amount(level), whole);
-    byId("share").textContent = whole ? share("lines") : "\u2013";
-    const samples = event ? `the samples${event.name ? ` of ${event.name}` : ""}` : plural(whole, "sample");
-    const less = ["incomplete-lines", "names", "exports"].filter((level) => amount(level))
-      .map((level) => `, ${share(level)} with ${levels[level].word.toLowerCase()}`).join("");
+    // The same sentence as the summary of the table.
     const proven = percent(sum((module) => module.status === "resolved"), whole);
-    byId("share-words").textContent = whole
-      ? `of ${bySamples ? samples : plural(whole, "module")} can be shown with lines${less}; ${proven} ${bySamples ? "lie in files that are" : "have a file that is"} found and proven`
-      : "no module to look for";
-    byId("bar").replaceChildren(...present.map((level) => {
-      const part = make("i", { "data-status": level, title: `${level}: ${share(level)}` });
-      part.style.flex = `${amount(level) / whole} 0 0`;
-      return part;
-    }));
+    const said = (n) => (bySamples ? percent(n, whole) : count(n));
+    const less = [["incomplete-lines", "ShownInPart"], ["names", "ShownByNames"], ["exports", "ShownByExports"]]
+      .filter(([level]) => amount(level)).map(([level, key]) => `, ${T(key, said(amount(level)))}`).join("");
+    const unproven = sum((module) => module.level !== "none" && !module.level_proven);
+    byId("share").textContent = whole ? said(amount("lines")) : "\u2013";
+    byId("share-words").textContent = !whole ? T("NoModules")
+      : (bySamples ? T("VerdictOfSamples", proven, said(amount("lines"))) : T("VerdictOfModules", said(amount("lines")), count(whole)))
+        + less + (unproven ? `; ${T(bySamples ? "SamplesUnproven" : "ModulesUnproven", said(unproven))}` : "");
+    byId("bar").replaceChildren(...present.flatMap((level) => barParts(counted, level, amount(level), whole, bySamples)));
     byId("bar").hidden = !whole;
-    byId("bar").setAttribute("aria-label", present.map((level) => `${level} ${share(level)}`).join(", "));
+    byId("bar").setAttribute("aria-label", present.map((level) => `${barWord(level)} ${share(level)}`).join(", "));
 
     const label = (level, look, modules) => [
       make("b", { "aria-hidden": "true" }, look.mark), make("span", null, look.word),
@@ -305,10 +326,10 @@
       make("button", {
         type: "button", class: "chip", "data-status": level, "aria-pressed": "false",
         on: () => { if (!pressed.delete(level)) pressed.add(level); applyFilter(); },
-      }, ...label(level, levels[level], plural(summary.levels[level].modules, "module"))));
+      }, ...label(level, levels[level], plural(summary.levels[level].modules, "Module"))));
     if (amount("unattributed")) {
       chips.push(make("span", { class: "chip", "data-status": "unattributed" },
-        ...label("unattributed", { mark: "\u2591", word: "Outside any module" }, plural(summary.unattributed_samples, "sample"))));
+        ...label("unattributed", { mark: "\u2591", word: barWord("unattributed") }, plural(summary.unattributed_samples, "Sample"))));
     }
     byId("chips").replaceChildren(...chips);
     return bySamples ? whole : 0;
@@ -320,8 +341,8 @@
     const first = gaps.length > 6 ? 5 : gaps.length;
     const lost = gaps.reduce((all, entry) => all + weight(entry.module), 0);
     byId("gaps-title").textContent = gaps.length
-      ? `What is missing: ${plural(gaps.length, "module")}${total ? `, ${percent(lost, total)} of the samples` : ""}`
-      : "No file is missing";
+      ? T("WhatIsMissing", plural(gaps.length, "Module")) + (total ? T("OfTheSamples", percent(lost, total)) : "")
+      : T("NoFileMissing");
     byId("gaps").querySelector("ol").replaceChildren(...gaps.slice(0, first).map((entry) => make("li", null,
       make("span", null, total ? percent(weight(entry.module), total) : statuses.missing.mark),
       make("button", {
@@ -330,7 +351,7 @@
       }, entry.module.name),
       make("span", { class: "why" }, entry.module.reason))));
     byId("all-gaps").hidden = gaps.length === first;
-    byId("all-gaps").textContent = `Show all ${count(gaps.length)}`;
+    byId("all-gaps").textContent = T("ShowAll", count(gaps.length));
     byId("gaps").hidden = byId("list").hidden = !entries.length;
   }
 
@@ -342,17 +363,23 @@
       if (!directories.has(directory)) directories.set(directory, []);
       directories.get(directory).push(source);
     }
-    const found = (list) => list.filter((source) => source.file.path).length;
-    byId("sources").querySelector("p").textContent =
-      `${count(found(report.sources))} of ${plural(report.sources.length, "file")} found, in ${plural(directories.size, "directory", "directories")}.`;
+    const counts = (list) => {
+      const of = (...statuses) => count(list.filter((source) => statuses.includes(source.status)).length);
+      return T("SourceCounts", of("proven", "unproven"), of("proven"), of("refused"), of("missing"));
+    };
+    byId("sources").querySelector("p").textContent = counts(report.sources);
+    const looks = { proven: "resolved", unproven: "unproven", refused: "missing", missing: "not-a-file" };
+    const sourceWords = { proven: T("Proven"), unproven: T("StatusUnproven"), refused: T("SourceRefused"), missing: T("StatusMissing") };
+    const sourceItem = ({ name, module, status, file }) => make("li", { title: module },
+      make("span", { class: "state", "data-status": looks[status] }, sourceWords[status]),
+      make("span", { class: "path" }, splitPath(name)[1]),
+      make("div", { class: "path dim" }, file.path === name ? null : file.path || file.reason,
+        file.warning ? make("p", null, file.warning) : null, refusedList(file)));
     const sorted = [...directories].sort(([a], [b]) => (a < b ? -1 : 1));
     byId("sources").querySelector(".directories").replaceChildren(...sorted.map(([directory, list]) => {
-      const box = make("details", null, make("summary", null, make("span", { class: "path" }, directory || "(no directory)"),
-        make("span", { class: "dim" }, `${count(found(list))} of ${count(list.length)}`)));
-      box.addEventListener("toggle", () => box.append(make("ul", null, ...list.map((source) => make("li", { title: source.module },
-        make("span", { class: "state", "data-status": source.file.path ? "resolved" : "missing" }, statuses[source.file.path ? "resolved" : "missing"].mark),
-        make("span", { class: "path" }, splitPath(source.name)[1]),
-        make("span", { class: "path dim" }, source.file.path || source.file.reason))))), { once: true });
+      const box = make("details", null, make("summary", null, make("span", { class: "path" }, directory || T("NoDirectory")),
+        make("span", { class: "dim" }, counts(list))));
+      box.addEventListener("toggle", () => box.append(make("ul", null, ...list.map(sourceItem))), { once: true });
       return box;
     }));
   }
@@ -361,7 +388,7 @@
     byId("events").hidden = report.events.length < 2;
     byId("events").replaceChildren(...report.events.map((each, index) => make("button", {
       type: "button", class: "quiet", "aria-pressed": String(index === eventIndex), on: () => show(report, index),
-    }, each.name || `event ${index + 1}`)));
+    }, each.name || T("EventNumber", index + 1))));
   }
 
   function show(report, shown = 0) {
@@ -369,17 +396,17 @@
     event = report.events[shown] || null;
     showEvents(report);
     document.title = `${report.input} \u2013 lokata resolve`;
-    byId("input").textContent = report.input === "-" ? "standard input" : report.input;
+    byId("input").textContent = report.input === "-" ? T("StandardInput") : report.input;
     byId("facts").textContent = [
-      report.format, plural(report.modules.length, "module"),
-      report.summary.samples === null ? "no samples recorded" : plural(report.summary.samples, "sample"),
-      report.host_name, report.architecture, report.kernel_release && `kernel ${report.kernel_release}`,
-      `looked for in ${duration(report.elapsed_us)}`,
+      report.format, plural(report.modules.length, "Module"),
+      report.summary.samples === null ? T("NoSamples") : plural(report.summary.samples, "Sample"),
+      report.host_name, report.architecture, report.kernel_release && T("Kernel", report.kernel_release),
+      T("LookedForIn", duration(report.elapsed_us)),
     ].filter(Boolean).join(" \u00b7 ");
 
     byId("errors").hidden = !report.errors.length;
     byId("errors").querySelector("ul").replaceChildren(...report.errors.map((error) =>
-      make("li", null, error.offset ? make("span", { class: "mono" }, `byte ${count(error.offset)}: `) : null, error.message)));
+      make("li", null, error.offset ? make("span", { class: "mono" }, `${T("AtByte", count(error.offset))} `) : null, error.message)));
 
     pressed.clear();
     const total = showShare(report);
@@ -425,7 +452,7 @@
     const apply = () => {
       if (theme) document.documentElement.dataset.theme = theme;
       else delete document.documentElement.dataset.theme;
-      byId("theme").textContent = `Theme: ${theme || "auto"}`;
+      byId("theme").textContent = T("Theme" + camel(theme || "auto"));
     };
     byId("theme").addEventListener("click", () => {
       theme = themes[(themes.indexOf(theme) + 1) % themes.length];
@@ -444,7 +471,7 @@
           sortEntries();
         },
       }, column.title))));
-    byId("order").append(...columns.map((column) => make("option", { value: column.key }, `Sort by ${column.title.split(",")[0].toLowerCase()}`)));
+    byId("order").append(...columns.map((column) => make("option", { value: column.key }, T("SortBy", column.title.split(",")[0]))));
     byId("order").addEventListener("change", (event) => {
       const column = columns.find((one) => one.key === event.target.value);
       order = { key: column.key, down: !!column.down };
