@@ -69,7 +69,7 @@
   const camel = (word) => word.replace(/(^|-)(.)/g, (all, hyphen, letter) => letter.toUpperCase());
   const identityWords = (kind) => texts["Identity" + camel(kind)] || readable(kind);
   const stepWords = (step) => texts["Step" + step.replace(/^ss/, "")] || readable(camel(step).replace(/^Ss/, ""));
-  const wayTo = (file) => (file.place === "search-step" ? stepWords(file.step) : readable(file.place));
+  const wayTo = (file) => (file.place === "search-step" ? stepWords(file.step) : texts["Place" + camel(file.place)] || readable(file.place));
 
   function proof(file) {
     if (!file || !file.path) return "";
@@ -151,7 +151,7 @@
       facts([
         [T("RecordedAs"), module.name, "path"],
         [T("BuildId"), module.build_id || T("NoneRecorded"), module.build_id ? "mono" : "dim"],
-        [T("Kind"), readable(module.kind)],
+        [T("Kind"), texts["Kind" + camel(module.kind)] || readable(module.kind)],
         [T("Why"), module.binary ? null : module.reason],
         [T("RoleSymbols"), module.symbols_reason],
         [T("Sources"), module.sources_reason],
@@ -227,6 +227,7 @@
 
   function toggle(entry, open) {
     if (entry.open === open) return;
+    while (!rowOf(entry).isConnected && drawn < matching.length) drawMore();
     entry.open = open;
     entry.button.setAttribute("aria-expanded", String(open));
     entry.row.classList.toggle("open", open);
@@ -237,6 +238,33 @@
     else entry.detail.remove();
   }
 
+  // Rows are made when they come near the window, as there may be very many.
+  const batch = 100;
+  let matching = [];
+  let drawn = 0;
+  let sampleTotal = 0;
+
+  function rowOf(entry) {
+    if (!entry.row) {
+      entry.row = moduleRow(entry, sampleTotal);
+      entry.row.addEventListener("click", () => { if (getSelection().isCollapsed) toggle(entry, !entry.open); });
+    }
+    return entry.row;
+  }
+
+  function drawMore(amount = batch) {
+    const added = matching.slice(drawn, drawn + amount);
+    drawn += added.length;
+    byId("modules").tBodies[0].append(...added.flatMap((entry) => (entry.open ? [rowOf(entry), entry.detail] : [rowOf(entry)])));
+  }
+
+  const nearEnd = new IntersectionObserver((changes) => {
+    if (!changes.some((each) => each.isIntersecting) || drawn === matching.length) return;
+    drawMore();
+    nearEnd.unobserve(byId("more"));
+    nearEnd.observe(byId("more"));
+  }, { rootMargin: "2000px" });
+
   function sortEntries() {
     const column = columns.find((one) => one.key === order.key);
     const keyed = entries.map((entry) => [column.value(entry), entry]);
@@ -244,8 +272,7 @@
     keyed.sort(([a, first], [b, second]) =>
       (a < b ? -sign : a > b ? sign : 0) || weight(second.module) - weight(first.module) || first.index - second.index);
     entries = keyed.map(([, entry]) => entry);
-    const rows = entries.flatMap((entry) => (entry.open ? [entry.row, entry.detail] : [entry.row]));
-    byId("modules").tBodies[0].replaceChildren(...rows);
+    applyFilter();
     for (const header of byId("modules").tHead.rows[0].cells) {
       if (header.dataset.key === order.key) header.setAttribute("aria-sort", order.down ? "descending" : "ascending");
       else header.removeAttribute("aria-sort");
@@ -255,13 +282,12 @@
 
   function applyFilter() {
     const words = byId("filter").value.toLowerCase().split(/\s+/).filter(Boolean);
-    let shown = 0;
-    for (const entry of entries) {
-      const fits = (!pressed.size || pressed.has(entry.module.level) || pressed.has(entry.module.status)) && words.every((word) => entry.text.includes(word));
-      entry.row.hidden = !fits;
-      if (entry.detail) entry.detail.hidden = !fits;
-      shown += fits ? 1 : 0;
-    }
+    matching = entries.filter((entry) => (!pressed.size || pressed.has(entry.module.level) || pressed.has(entry.module.status)) &&
+      words.every((word) => entry.text.includes(word)));
+    const shown = matching.length;
+    drawn = 0;
+    byId("modules").tBodies[0].replaceChildren();
+    drawMore();
     byId("shown").textContent = shown === entries.length ? count(shown) : T("CountOf", count(shown), count(entries.length));
     byId("none").hidden = shown > 0 || !entries.length;
     byId("modules").hidden = !shown;
@@ -410,20 +436,18 @@
 
     pressed.clear();
     const total = showShare(report);
+    sampleTotal = total;
     entries = report.modules.map((module, index) => {
       const entry = { module, index, open: false, detail: null };
       const paths = Object.keys(roles).map((role) => module[role] && module[role].path);
       entry.fileText = ((module.binary && module.binary.path) || module.reason || "").toLowerCase();
       entry.text = [module.status, module.level, module.name, module.build_id, module.kind, module.reason, ...paths].filter(Boolean).join("\n").toLowerCase();
-      entry.row = moduleRow(entry, total);
-      entry.row.addEventListener("click", () => { if (getSelection().isCollapsed) toggle(entry, !entry.open); });
       return entry;
     });
     byId("app").classList.toggle("uncounted", !total);
     order = total ? { key: "samples", down: true } : { key: "status", down: false };
     showGaps(total);
     sortEntries();
-    applyFilter();
 
     byId("learned").hidden = !report.learned_paths.length;
     byId("learned").querySelector("ul").replaceChildren(...report.learned_paths.map((path) =>
@@ -478,6 +502,8 @@
       sortEntries();
     });
     byId("filter").addEventListener("input", applyFilter);
+    nearEnd.observe(byId("more"));
+    addEventListener("beforeprint", () => drawMore(matching.length));
     byId("clear").addEventListener("click", () => showOnly(null));
     byId("all-gaps").addEventListener("click", () => { showOnly("missing"); byId("modules").scrollIntoView(); });
     document.addEventListener("keydown", (event) => {
