@@ -9,7 +9,7 @@ namespace lokata::cli {
 std::size_t candidateLabelWidth() {
     std::size_t width = 0;
     for (Text const fate :
-         {Text::found, Text::rejected, Text::nothing, Text::no_file, Text::unneeded})
+         {Text::found, Text::rejected, Text::nothing, Text::no_file, Text::unneeded, Text::unread})
         width = std::max(width, lengthOf(textOf(fate)) + 1);
     return width;
 }

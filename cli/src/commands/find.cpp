@@ -43,8 +43,11 @@ ExitStatus find(FindOptions& options) {
     SearchRecord const record =
         session.find(request, validators.empty() ? nullptr : &validators, options.all);
     if (options.explain) {
-        std::string const text = explanation(record, wantsColour(STDERR_FILENO));
+        std::string const text =
+            explanation(record, session.places(request), wantsColour(STDERR_FILENO));
         std::fwrite(text.data(), 1, text.size(), stderr);
+    } else if (record.found.empty()) {
+        reportError(whereItLooked(record, session.places(request)));
     }
     if (options.json)
         writeOutput(jsonLine(record));

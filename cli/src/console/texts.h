@@ -64,6 +64,11 @@ constexpr char const* c_programCatalog = "lokata_program";
     TEXT(rejected, "Rejected", 0)                                                                  \
     TEXT(nothing, "Nothing", 0)                                                                    \
     TEXT(no_file, "NoFile", 0)                                                                     \
+    TEXT(unread, "Unread", 0)                                                                      \
+    TEXT(nowhere_searched, "NowhereSearched", 1)                                                   \
+    TEXT(none_found_in, "NoneFoundIn", 2)                                                          \
+    TEXT(none_passed_in, "NonePassedIn", 3)                                                        \
+    TEXT(unread_places, "UnreadPlaces", 1)                                                         \
     TEXT(unneeded, "Unneeded", 0)                                                                  \
     TEXT(at_byte, "AtByte", 2)                                                                     \
     TEXT(unknown_format, "UnknownFormat", 1)                                                       \

@@ -6,8 +6,11 @@
 #include "search/choice.h"
 #include "search/enumerator_names.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
+
+#include <unistd.h>
 
 namespace lokata::cli {
 namespace {
@@ -18,8 +21,11 @@ CLI::Validator const c_notEmpty(
 
 std::string missingDirectory(char const* option, std::string const& directory) {
     std::error_code error;
-    if (std::filesystem::is_directory(directory, error))
-        return {};
+    if (std::filesystem::is_directory(directory, error)) {
+        if (::euidaccess(directory.c_str(), X_OK) == 0)
+            return {};
+        error = {errno, std::generic_category()};
+    }
     return std::string(option) + ": \"" + directory +
            "\": " + (error ? error : make_error_code(std::errc::not_a_directory)).message();
 }

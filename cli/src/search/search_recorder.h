@@ -1,5 +1,6 @@
 #pragma once
 
+#include "search/every_file.h"
 #include "search/search_record.h"
 
 #include <lokata2/callbacks.h>
@@ -13,9 +14,9 @@ public:
     LK_2_13::IFilesFoundCallback& filesFoundCallback() { return m_filesFound; }
     LK_2_13::INoFilesFoundCallback& noFilesFoundCallback() { return m_noFilesFound; }
 
-    /// Begins a new record. With `all` the search runs all of its steps, otherwise it ends with the
-    /// first valid file.
-    void start(SearchRequest const& request, bool all);
+    /// Begins a new record. With `every`, which the search must have as its validator, it runs all
+    /// of its steps and meets every file; otherwise, with null, it ends with the first valid file.
+    void start(SearchRequest const& request, EveryFile const* every);
     SearchRecord take() { return std::move(m_record); }
 
 private:
@@ -38,7 +39,7 @@ private:
     LK_2_13::ObjectPtr<LK_2_13::IValidFile> record(LK_2_13::IInvalidFileIterator& invalidFiles,
                                                    LK_2_13::IValidFileIterator& validFiles);
 
-    bool m_all = false;
+    EveryFile const* m_pEvery = nullptr;
     SearchRecord m_record;
     LK_2_13::TakeNoFile m_filesFound;
     /// Last, so that it goes first: it writes to the record, and waits for a call to end.

@@ -28,12 +28,13 @@ std::string withoutStepsUp(std::string const& name) {
 
 } // namespace
 
-SearchSession::SearchSession(SearchOptions const& options, History history) : m_setup(options) {
+SearchSession::SearchSession(SearchOptions const& options, History history)
+    : m_setup(options), m_every(m_validator, options.policy) {
     registerCallbacks(history);
-    auto const environment = m_setup.environment(options.kernel_release);
-    m_pCopies = std::make_unique<profile::ArchivedCopyValidator>(environment);
+    m_pEnvironment = m_setup.environment(options.kernel_release);
+    m_pCopies = std::make_unique<profile::ArchivedCopyValidator>(m_pEnvironment);
     m_validator.setInner(m_pCopies.get());
-    m_pSearch = IFileSearch::create(environment);
+    m_pSearch = IFileSearch::create(m_pEnvironment);
 }
 
 /// With a history every answer goes through the no-files-found callback, which takes the valid
@@ -60,24 +61,34 @@ void SearchSession::registerCallbacks(History history) {
 
 SearchRecord SearchSession::find(SearchRequest const& request, IValidatorCallback* validator,
                                  bool all) {
-    m_recorder.start(request, all);
+    m_every.start();
+    m_recorder.start(request, all ? &m_every : nullptr);
     std::string const searched = withoutStepsUp(request.name);
     if (searched.empty())
         return m_recorder.take();
     if (m_pHistories)
         m_pHistories->select(request.checksum);
     m_pCopies->setInner(validator);
+    IValidatorCallback* const judge =
+        all ? static_cast<IValidatorCallback*>(&m_every) : &m_validator;
     char const* const name = searched.c_str();
     char const* const binary = orNull(request.binary);
     char const* const checksum = orNull(request.checksum);
     char const* const suggestion = orNull(request.suggestion);
     if (request.category == scBinaryFiles)
-        m_pSearch->findBinFile(name, &m_validator, suggestion, 0);
+        m_pSearch->findBinFile(name, judge, suggestion, 0);
     else if (request.category == scSymbolFiles)
-        m_pSearch->findSymFile(name, binary, checksum, &m_validator, suggestion, nullptr);
+        m_pSearch->findSymFile(name, binary, checksum, judge, suggestion, nullptr);
     else
-        m_pSearch->findSrcFile(name, binary, checksum, &m_validator, suggestion);
+        m_pSearch->findSrcFile(name, binary, checksum, judge, suggestion);
     return m_recorder.take();
+}
+
+std::vector<SearchedPlace> SearchSession::places(SearchRequest const& request) const {
+    std::string const searched = withoutStepsUp(request.name);
+    if (searched.empty())
+        return {};
+    return searchedPlaces(*m_pEnvironment, request.category, searched, request.binary);
 }
 
 } // namespace lokata::cli

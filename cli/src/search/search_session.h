@@ -1,10 +1,12 @@
 #pragma once
 
 #include "search/checksum_histories.h"
+#include "search/every_file.h"
 #include "search/kernel_copies.h"
 #include "search/search_record.h"
 #include "search/search_recorder.h"
 #include "search/search_setup.h"
+#include "search/searched_places.h"
 
 #include <lokata/profile/archived_copy_validator.h>
 
@@ -45,6 +47,9 @@ public:
     SearchRecord find(SearchRequest const& request, LK_2_13::IValidatorCallback* validator,
                       bool all);
 
+    /// Where the search for it looks, but for suggestions.
+    std::vector<SearchedPlace> places(SearchRequest const& request) const;
+
 private:
     void registerCallbacks(History history);
 
@@ -55,6 +60,8 @@ private:
     LK_2_13::ObjectPtr<LK_2_13::ISearchManipulator> m_pManipulator;
     std::unique_ptr<profile::ArchivedCopyValidator> m_pCopies;
     KernelCopies m_validator; ///< The outermost of them, over `m_pCopies`.
+    EveryFile m_every;        ///< Over `m_validator`.
+    LK_2_13::ObjectPtr<LK_2_13::ISearchEnv> m_pEnvironment;
     LK_2_13::ObjectPtr<LK_2_13::IFileSearch> m_pSearch;
 };
 
