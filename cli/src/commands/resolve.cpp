@@ -129,7 +129,8 @@ void printTables(std::ostream& out, profile::ProfileResolution const& resolution
         out << wrapped(line, 0, style.width) << "\n";
 }
 
-void print(profile::ProfileResolution const& resolution, ResolveOptions const& options) {
+void print(profile::ProfileResolution const& resolution, ResolveOptions const& options,
+           LK_2_13::ISearchEnv& environment) {
     if (options.json)
         return toolbelt2::write_in_blocks(writeOutput, [&](std::ostream& out) {
             profile::writeJson(out, resolution);
@@ -144,7 +145,7 @@ void print(profile::ProfileResolution const& resolution, ResolveOptions const& o
         });
     std::string text = title;
     for (std::string const& each : options.explain) {
-        std::string const part = explanation(resolution, each, colour);
+        std::string const part = explanation(resolution, each, environment, colour);
         if (part.empty())
             throw Failure(textOf(Text::nothing_to_explain, {resolution.input, each}));
         text += (text == title ? "" : "\n") + part;
@@ -204,7 +205,8 @@ ExitStatus resolve(ResolveOptions& options) {
     if (options.inputs.empty())
         options.inputs.emplace_back(c_defaultInput);
     SearchSetup const setup(options.search);
-    profile::Resolver resolver(setup.environment(options.search.kernel_release), placesOf(options));
+    auto const environment = setup.environment(options.search.kernel_release);
+    profile::Resolver resolver(environment, placesOf(options));
 
     ExitStatus status = ExitStatus::done;
     std::vector<profile::ProfileResolution> resolutions;
@@ -219,7 +221,7 @@ ExitStatus resolve(ResolveOptions& options) {
             resolve(resolver, std::move(profile), input, !options.sources.empty());
         if (!isComplete(resolution, options.scope))
             status = std::max(status, ExitStatus::not_found);
-        print(resolution, options);
+        print(resolution, options, *environment);
         if (resolution.profile.format.empty())
             continue;
         if (!options.archive_into.empty() && !archive(resolution, options.archive_into))

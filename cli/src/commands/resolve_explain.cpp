@@ -3,12 +3,17 @@
 #include "commands/candidate_label.h"
 #include "commands/resolve_summary.h"
 #include "commands/resolve_table.h"
+#include "search/searched_places.h"
 
 #include <lokata2/utils.h>
+#include <toolbelt2/path.h>
 #include <toolbelt2/text.h>
 
+#include <algorithm>
+#include <iterator>
 #include <map>
 #include <set>
+#include <utility>
 
 namespace lokata::cli {
 
@@ -78,80 +83,169 @@ std::string const& metAt(FileResolution const& file) {
     return file.unpacked_from ? *file.unpacked_from : file.path;
 }
 
-/// Suggestions come first, in their order, then each step that ran with what it met. A search ends
-/// with the file that it finds.
-std::string candidatesText(FileResolution const& file, bool colour) {
-    std::vector<Candidate> const noCandidates;
-    std::map<std::string, JudgedCandidate const*> rejections;
-    for (JudgedCandidate const& rejected : file.rejected)
-        rejections.emplace(rejected.path, &rejected);
-    bool isFoundShown = false;
-    std::set<std::string> shown;
-    std::string text;
-    for (Candidate const& candidate : file.suggested ? *file.suggested : noCandidates) {
-        std::string const path = LK_2_13::utils::getCanonicalName(candidate.path.c_str(), false);
-        if (!shown.insert(path).second)
-            continue;
-        std::string const origin(wordOf(c_places, candidate.place));
-        if (file.found() && path == metAt(file) && file.step == LK_2_13::ssAskUser) {
-            text += foundText(file, colour);
-            isFoundShown = true;
-        } else if (auto const rejected = rejections.find(path); rejected != rejections.end()) {
-            text += rejectionText(*rejected->second, origin, colour);
-        } else {
-            text += "  " +
-                    candidateLabel(isFoundShown ? Text::unneeded : Text::no_file, TextStyle::faint,
-                                   colour) +
-                    displayName(path) + "  [" + origin + "]\n";
-        }
-    }
-    for (LK_2_13::search_step_t const step : file.steps.list()) {
-        std::string const origin(stepName(step));
-        std::string met;
+/// What came of one search, in the order in which it tried things.
+class SearchText {
+public:
+    /// `places` are those of the steps. `endsAtFound` is false for a search that went on behind the
+    /// file and came back to it.
+    SearchText(FileResolution const& file, std::vector<SearchedPlace> places, bool endsAtFound,
+               bool colour)
+        : m_file(file), m_places(std::move(places)), m_endsAtFound(endsAtFound), m_colour(colour) {
         for (JudgedCandidate const& rejected : file.rejected)
-            if (rejected.step == step && shown.insert(rejected.path).second)
-                met += rejectionText(rejected, origin, colour);
-        bool const isFinder = file.found() && !isFoundShown && file.step == step;
-        if (met.empty() && !isFinder)
-            met = "  " + candidateLabel(Text::nothing, TextStyle::faint, colour) + "[" + origin +
-                  "]\n";
-        text += met;
+            m_rejections.emplace(rejected.path, &rejected);
     }
-    for (JudgedCandidate const& rejected : file.rejected)
-        if (shown.insert(rejected.path).second)
-            text += rejectionText(rejected, std::string(stepName(rejected.step)), colour);
-    if (file.found() && !isFoundShown)
-        text += foundText(file, colour);
+
+    std::string candidates();
+
+private:
+    std::string suggestions(std::size_t begin, std::size_t end);
+    std::string suggestion(std::string const& path, std::string const& origin);
+    std::string step(LK_2_13::search_step_t step);
+    std::string unread(std::string const& path, std::string const& origin,
+                       std::error_code const& error) const;
+    std::string found();
+
+    FileResolution const& m_file;
+    std::vector<SearchedPlace> m_places;
+    bool m_endsAtFound;
+    bool m_colour;
+    std::map<std::string, JudgedCandidate const*> m_rejections;
+    std::set<std::string> m_shown;
+    bool m_isFoundShown = false;
+};
+
+std::string SearchText::found() {
+    m_isFoundShown = true;
+    return foundText(m_file, m_colour);
+}
+
+std::string SearchText::unread(std::string const& path, std::string const& origin,
+                               std::error_code const& error) const {
+    return "  " + candidateLabel(Text::unread, TextStyle::yellow, m_colour) + displayName(path) +
+           "  [" + origin + "]\n" + margin() + error.message() + "\n";
+}
+
+std::string SearchText::suggestion(std::string const& path, std::string const& origin) {
+    if (m_file.found() && path == metAt(m_file) && m_file.step == LK_2_13::ssAskUser)
+        return found();
+    if (auto const rejected = m_rejections.find(path); rejected != m_rejections.end())
+        return rejectionText(*rejected->second, origin, m_colour);
+    Text const fate = m_isFoundShown && m_endsAtFound ? Text::unneeded : Text::no_file;
+    return "  " + candidateLabel(fate, TextStyle::faint, m_colour) + displayName(path) + "  [" +
+           origin + "]\n";
+}
+
+std::string SearchText::suggestions(std::size_t begin, std::size_t end) {
+    std::string text;
+    for (std::size_t i = begin; i < end; ++i) {
+        Candidate const& candidate = (*m_file.suggested)[i];
+        std::string const path = LK_2_13::utils::getCanonicalName(candidate.path.c_str(), false);
+        if (m_shown.insert(path).second)
+            text += suggestion(path, std::string(wordOf(c_places, candidate.place)));
+    }
     return text;
 }
 
-std::string fileText(std::string const& title, FileResolution const& file, bool colour) {
-    std::string text =
-        textOf(file.found() ? Text::file_found : Text::file_missing,
-               {title, identityText(file.identity), std::to_string(file.elapsed_us)}) +
-        "\n" + candidatesText(file, colour);
-    if (!file.found())
-        text += "  " + missingReason(file) + "\n";
-    return text;
+std::string SearchText::step(LK_2_13::search_step_t step) {
+    std::string const origin(stepName(step));
+    std::string met;
+    for (JudgedCandidate const& rejected : m_file.rejected)
+        if (rejected.step == step && m_shown.insert(rejected.path).second)
+            met += rejectionText(rejected, origin, m_colour);
+    std::vector<SearchedPlace> places;
+    std::copy_if(m_places.begin(), m_places.end(), std::back_inserter(places),
+                 [step](SearchedPlace const& place) { return place.step == step; });
+    for (UnreadPlace const& place : unreadPlaces(places))
+        met += unread(place.path, origin, place.error);
+    if (m_file.found() && !m_isFoundShown && m_file.step == step)
+        return met + found();
+    return met.empty() && !places.empty()
+               ? "  " + candidateLabel(Text::nothing, TextStyle::faint, m_colour) + "[" + origin +
+                     "]\n"
+               : met;
 }
 
-std::string fileText(std::string const& title, Boxed<FileResolution> const& file, bool colour) {
-    return file ? fileText(title, *file, colour) : textOf(Text::not_looked_for, {title}) + "\n";
+std::string SearchText::candidates() {
+    std::size_t const count = m_file.suggested ? m_file.suggested->size() : 0;
+    std::size_t const first = std::min<std::size_t>(m_file.suggested_before_steps, count);
+    std::string text = suggestions(0, first);
+    for (LK_2_13::search_step_t const each : m_file.steps.list())
+        text += step(each);
+    text += suggestions(first, count);
+    for (JudgedCandidate const& rejected : m_file.rejected)
+        if (m_shown.insert(rejected.path).second)
+            text += rejectionText(rejected, std::string(stepName(rejected.step)), m_colour);
+    return text + (m_file.found() && !m_isFoundShown ? found() : "");
 }
 
-std::string splitText(SplitResolution const& split, bool colour) {
+/// Writes modules and sources of one resolution.
+class Explainer {
+public:
+    Explainer(LK_2_13::ISearchEnv& environment, bool colour)
+        : m_environment(environment), m_colour(colour) {}
+
+    std::string moduleText(ModuleResolution const& resolution) const;
+    std::string sourceText(SourceResolution const& source) const;
+
+private:
+    /// What a search was asked.
+    struct Question {
+        LK_2_13::search_category_t category;
+        std::string name;
+        std::string binary{};
+        bool ends_at_found = true;
+    };
+
+    std::string fileText(Text title, FileResolution const& file, Question const& question) const {
+        return fileText(textOf(title), file, question);
+    }
+    std::string fileText(std::string const& title, FileResolution const& file,
+                         Question const& question) const;
+    std::string symbolsText(ModuleResolution const& resolution) const;
+    std::string splitText(ModuleResolution const& resolution) const;
+
+    LK_2_13::ISearchEnv& m_environment;
+    bool m_colour;
+};
+
+std::string Explainer::fileText(std::string const& title, FileResolution const& file,
+                                Question const& question) const {
+    auto places = searchedPlaces(m_environment, question.category, question.name, question.binary);
+    SearchText search(file, std::move(places), question.ends_at_found, m_colour);
+    return textOf(file.found() ? Text::file_found : Text::file_missing,
+                  {title, identityText(file.identity), std::to_string(file.elapsed_us)}) +
+           "\n" + search.candidates() + (file.found() ? "" : "  " + missingReason(file) + "\n");
+}
+
+/// Where none with debug information was found, the search has come to its end.
+std::string Explainer::symbolsText(ModuleResolution const& resolution) const {
+    if (!resolution.symbols)
+        return textOf(Text::not_looked_for, {textOf(Text::symbols)}) + "\n";
+    bool const isDebugInfo =
+        resolution.level == SymbolLevel::lines || resolution.level == SymbolLevel::incomplete_lines;
+    return fileText(Text::symbols, *resolution.symbols,
+                    {LK_2_13::scSymbolFiles, resolution.module.name,
+                     resolution.binary ? resolution.binary->path : "", isDebugInfo});
+}
+
+std::string Explainer::splitText(ModuleResolution const& resolution) const {
+    SplitResolution const& split = *resolution.split_dwarf;
+    std::string const& symbols = resolution.symbols->path;
     std::string text = textOf(Text::split_units,
                               {std::to_string(split.found_units), std::to_string(split.units)}) +
-                       "\n" + fileText(textOf(Text::package), split.package, colour);
+                       "\n" +
+                       fileText(Text::package, split.package,
+                                {LK_2_13::scSymbolFiles, resolution.module.name, symbols});
     for (SplitFile const& each : split.files)
-        text += fileText(displayName(each.name), each.file, colour);
+        text += fileText(displayName(each.name), each.file,
+                         {LK_2_13::scSymbolFiles, toolbelt2::join_path("/", each.name), symbols});
     return text;
 }
 
-std::string moduleText(ModuleResolution const& resolution, bool colour) {
+std::string Explainer::moduleText(ModuleResolution const& resolution) const {
     Module const& module = resolution.module;
     std::string text =
-        painted(displayName(module.name), TextStyle::bold, colour) + "\n" +
+        painted(displayName(module.name), TextStyle::bold, m_colour) + "\n" +
         textOf(Text::module_facts,
                {wordOf(c_moduleKinds, module.kind),
                 module.build_id.empty() ? textOf(Text::no_build_id)
@@ -161,14 +255,14 @@ std::string moduleText(ModuleResolution const& resolution, bool colour) {
         "\n";
     if (!resolution.binary)
         return text + statusReason(resolution) + "\n" +
-               (resolution.symbols ? fileText(textOf(Text::symbols), resolution.symbols, colour)
-                                   : "");
-    text += fileText(textOf(Text::binary), resolution.binary, colour);
-    text += fileText(textOf(Text::symbols), resolution.symbols, colour);
+               (resolution.symbols ? symbolsText(resolution) : "");
+    text += fileText(Text::binary, *resolution.binary, {LK_2_13::scBinaryFiles, module.name});
+    text += symbolsText(resolution);
     if (resolution.supplementary)
-        text += fileText(textOf(Text::supplementary), resolution.supplementary, colour);
+        text += fileText(Text::supplementary, *resolution.supplementary,
+                         {LK_2_13::scSymbolFiles, "", resolution.symbols->path});
     if (resolution.split_dwarf)
-        text += splitText(*resolution.split_dwarf, colour);
+        text += splitText(resolution);
     if (std::string const reason = symbolsReason(resolution); !reason.empty())
         text += reason + "\n";
     if (resolution.sources_error)
@@ -176,15 +270,17 @@ std::string moduleText(ModuleResolution const& resolution, bool colour) {
     return text;
 }
 
-std::string sourceText(SourceResolution const& source, bool colour) {
-    return painted(displayName(source.name), TextStyle::bold, colour) + "\n" +
+std::string Explainer::sourceText(SourceResolution const& source) const {
+    return painted(displayName(source.name), TextStyle::bold, m_colour) + "\n" +
            textOf(Text::source_of, {displayName(source.module)}) + "\n" +
-           fileText(textOf(Text::file), source.file, colour);
+           fileText(Text::file, source.file, {LK_2_13::scSourceFiles, source.name});
 }
 
 } // namespace
 
-std::string explanation(ProfileResolution const& resolution, std::string const& text, bool colour) {
+std::string explanation(ProfileResolution const& resolution, std::string const& text,
+                        LK_2_13::ISearchEnv& environment, bool colour) {
+    Explainer const explainer(environment, colour);
     for (bool const isWhole : {true, false}) {
         std::string result;
         auto const add = [&](std::string const& part) {
@@ -192,10 +288,10 @@ std::string explanation(ProfileResolution const& resolution, std::string const& 
         };
         for (ModuleResolution const& each : resolution.modules)
             if (isWhole ? isNamed(each.module, text) : isPartOf(each.module, text))
-                add(moduleText(each, colour));
+                add(explainer.moduleText(each));
         for (SourceResolution const& each : resolution.sources)
             if (isWhole ? isNamed(each.name, text) : isPartOf(each.name, text))
-                add(sourceText(each, colour));
+                add(explainer.sourceText(each));
         if (!result.empty())
             return result;
     }

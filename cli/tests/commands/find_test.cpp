@@ -41,7 +41,9 @@ TEST_F(FindProgram, PrintsThePathAloneAndNothingWhenThereIsNone) {
     file("lib/deep/libz.so.1");
     EXPECT_EQ(run({"find", "bin", "libz.so.1", "-d", "bin:r=lib"}).text(),
               "0\nlib/deep/libz.so.1\n");
-    EXPECT_EQ(run({"find", "bin", "no-such", "-d", "bin:r=lib"}).text(), "1\n");
+    EXPECT_EQ(run({"find", "bin", "no-such", "-d", "bin:r=lib"}).text(),
+              "1\nlokata: no file \"no-such\" was found in: LowPrioritySearchDirs (lib), "
+              "SystemDirs\n");
     EXPECT_FALSE(fs::exists(path("config"))) << "a search makes no store";
 }
 
@@ -82,8 +84,9 @@ TEST_F(FindProgram, NamesTheArgumentAtFaultInOneLine) {
 TEST_F(FindProgram, WarnsOfListedDirectoriesThatAreNotThere) {
     for (std::string const option : {"--search-dir", "--archive", "--context", "--except-dir"}) {
         std::string const value = option == "--search-dir" ? "bin=nowhere" : "nowhere";
-        EXPECT_EQ(find({"bin", "x", option, value}).text(),
-                  "1\nlokata: warning: " + option + ": \"nowhere\": No such file or directory\n");
+        EXPECT_THAT(find({"bin", "x", option, value}).text(),
+                    StartsWith("1\nlokata: warning: " + option +
+                               ": \"nowhere\": No such file or directory\n"));
     }
 }
 
@@ -92,12 +95,12 @@ TEST_F(FindProgram, StepsUpInANameLeadNowhere) {
     dir("lib/deep");
     file("lib/a/secret");
     auto const search = [this](char const* name) {
-        return find({"bin", name, "-d", "bin=lib/deep", "-d", "bin=lib"}).text();
+        return find({"bin", name, "-d", "bin=lib/deep", "-d", "bin=lib"}).out;
     };
     for (char const* const name : {"../secret", "../../secret", "a/../../../secret", "..", "../.."})
-        EXPECT_EQ(search(name), "1\n") << name;
+        EXPECT_EQ(search(name), "") << name;
     for (char const* const name : {"../a/secret", "b/../a/secret"})
-        EXPECT_EQ(search(name), "0\nlib/a/secret\n");
+        EXPECT_EQ(search(name), "lib/a/secret\n");
 }
 
 TEST_F(FindProgram, JudgesSymbolsByTheBuildIdOfTheirBinary) {
@@ -127,16 +130,27 @@ TEST_F(FindProgram, JudgesSymbolsByTheBuildIdOfTheirBinary) {
 
 TEST_F(FindProgram, AllPrintsTheFilesOfAllStepsInTheirOrder) {
     file("low/tool");
+    file("low/deep/tool");
     file("high/tool");
-    std::vector<std::string> arguments{"bin", "tool", "-d", "bin=low", "-d", "all:p=high"};
+    std::vector<std::string> arguments{"bin", "tool", "-d", "bin:r=low", "-d", "all:p=high"};
     EXPECT_EQ(find(arguments).out, "high/tool\n");
     EXPECT_EQ(findJson(arguments)["found"].size(), 1U);
 
     arguments.emplace_back("--all");
-    EXPECT_EQ(find(arguments).out, "high/tool\nlow/tool\n");
-    EXPECT_EQ(findJson(arguments)["found"], nlohmann::json::parse(R"([
+    EXPECT_EQ(find(arguments).text(), "0\nhigh/tool\nlow/tool\nlow/deep/tool\n");
+    auto const record = findJson(arguments);
+    EXPECT_TRUE(record["rejected"].empty());
+    EXPECT_EQ(record["found"], nlohmann::json::parse(R"([
         {"path": "high/tool", "confidence": "cfPolicyHigh", "step": "ssHighPrioritySearchDirs"},
-        {"path": "low/tool", "confidence": "cfPolicyHigh", "step": "ssLowPrioritySearchDirs"}])"));
+        {"path": "low/tool", "confidence": "cfPolicyHigh", "step": "ssLowPrioritySearchDirs"},
+        {"path": "low/deep/tool", "confidence": "cfPolicyHigh",
+         "step": "ssLowPrioritySearchDirs"}])"));
+    arguments.insert(arguments.end(), {"--expect", "md5:" + c_md5OfAbc});
+    file("low/deep/tool", "abc");
+    auto const expected = findJson(arguments);
+    EXPECT_EQ(expected["found"].size(), 1U);
+    EXPECT_EQ(expected["found"][0]["confidence"], "cfValidated");
+    EXPECT_EQ(expected["rejected"].size(), 2U);
 }
 
 TEST_F(FindProgram, RejectsPipesAndDirectoriesAndPassesOverDanglingLinks) {
@@ -155,12 +169,19 @@ TEST_F(FindProgram, RejectsAFileThatTheUserMayNotRead) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "needs to be root, to become somebody else";
     fs::permissions(file("lib/tool"), fs::perms::owner_read);
-    auto const outcome =
-        run({"find", "bin", "tool", "--no-user", "--explain", "-d", "bin=lib"}, {}, becomeNobody);
+    fs::permissions(dir("lib/closed"), fs::perms::owner_all);
+    std::vector<std::string> words{"find", "bin", "tool", "--no-user", "-d", "bin:r=lib"};
+    EXPECT_THAT(run(words, {}, becomeNobody).err,
+                AllOf(HasSubstr("rejected: 1, shown with --explain"),
+                      HasSubstr("could not be read: lib/closed (Permission denied)\n")));
+    words.emplace_back("--explain");
+    auto const outcome = run(words, {}, becomeNobody);
     if (outcome.status == 127)
         GTEST_SKIP() << "the program cannot be run by another user from where it was built";
     EXPECT_EQ(outcome.text(), "1\nrejected lib/tool  [LowPrioritySearchDirs]  The file "
-                              "\"lib/tool\" cannot be opened for reading.\n");
+                              "\"lib/tool\" cannot be opened for reading.\n"
+                              "nothing  [SystemDirs]\n"
+                              "unread   lib/closed  [LowPrioritySearchDirs]  Permission denied\n");
 }
 
 TEST_F(FindProgram, FindsAnArchivedFileInTheArchiveStepAndInTheNearestArchiveFirst) {

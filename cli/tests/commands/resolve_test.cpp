@@ -1,9 +1,18 @@
+#include "console/text_layout.h"
 #include "program_harness.h"
 
 #include "support/elf_builder.h"
 #include "support/inputs.h"
 
 #include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 namespace lokata::cli::test {
@@ -110,7 +119,9 @@ TEST_F(ResolveProgram, ARebuiltNamesakeIsRejectedWithBothBuildIds) {
     EXPECT_THAT(explained.out,
                 AllOf(HasSubstr("rejected " + path("moved/deep/app") + "  [LowPrioritySearchDirs]"),
                       HasSubstr("nothing  [AbsoluteNameLookup]"), HasSubstr("no file"),
-                      Not(HasSubstr("libx"))));
+                      Not(HasSubstr("ArchiveSearchDirs")), Not(HasSubstr("libx"))));
+    EXPECT_LT(explained.out.find("[SystemDirs]"), explained.out.find("  [build-id-tree]"))
+        << "in the order in which they are tried";
     std::string const both = resolve({"perf.data", "-d", moved(), "--explain", "ibx.s", "--explain",
                                       profile::toHex(bytes(m_app)).substr(0, 4)})
                                  .out;
@@ -169,6 +180,52 @@ TEST_F(ResolveProgram, SpeaksTheLanguageOfTheUserWhereNoProgramDecidesOnIt) {
     EXPECT_EQ(document["modules"][0]["status"], "missing");
     EXPECT_THAT(document["modules"][0]["reason"].get<std::string>(), StartsWith("Die Build-ID"));
     EXPECT_THAT(run({"archive", "."}, {}, inGerman()).err, HasSubstr("siehe lokata --help"));
+}
+
+/// What the program shows on a terminal of that width, without colours.
+std::string onScreen(Workplace const& workplace, unsigned short columns,
+                     std::vector<std::string> const& words, std::string const& input,
+                     std::function<void()> const& inChild) {
+    int const screen = ::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
+    winsize const size{24, columns, 0, 0};
+    if (::grantpt(screen) != 0 || ::unlockpt(screen) != 0 ||
+        ::ioctl(screen, TIOCSWINSZ, &size) != 0)
+        return "no terminal";
+    int const terminal = ::open(::ptsname(screen), O_RDWR | O_NOCTTY);
+    static_cast<void>(workplace.run(words, input, [&] {
+        ::setenv("NO_COLOR", "1", 1);
+        ::dup2(terminal, STDOUT_FILENO);
+        inChild();
+    }));
+    std::string shown(1 << 16, '\0');
+    shown.resize(
+        static_cast<std::size_t>(std::max<ssize_t>(::read(screen, shown.data(), shown.size()), 0)));
+    ::close(terminal);
+    ::close(screen);
+    shown.erase(std::remove(shown.begin(), shown.end(), '\r'), shown.end());
+    return shown;
+}
+
+TEST_F(ResolveProgram, ATableFitsItsTerminalAndTellsNamesakesApart) {
+    PerfFile perf;
+    perf.attr(PerfFile::c_sampleType).exec(5, 1);
+    perf.mmap2(5, 0x1000, 0x1000, "/gone/one/libx.so", m_app, 0, 2);
+    perf.mmap2(5, 0x3000, 0x1000, "/gone/two/libx.so", m_lib, 0, 2);
+    perf.sample(5, 0x1234, 3).sample(5, 0x3456, 6);
+    elf("moved/a/directory/of/some/length/one/libx.so", m_app, false);
+    elf("moved/deep/libx.so", m_lib, true);
+    std::vector<std::string> const words{"resolve", "--no-user", "-", "-d", moved()};
+    for (int const columns : {40, 60, 80, 200}) {
+        std::string const shown =
+            onScreen(*this, static_cast<unsigned short>(columns), words, perf.file(), inGerman());
+        EXPECT_THAT(shown, AllOf(HasSubstr("one/libx.so "), HasSubstr("two/libx.so "),
+                                 HasSubstr(" 50,0 %"), HasSubstr("lines")));
+        EXPECT_EQ(shown.find("SCHRITT") != std::string::npos, columns == 200) << columns;
+        EXPECT_EQ(shown.find("MODUL ") != std::string::npos, columns != 40) << columns;
+        std::istringstream lines(shown);
+        for (std::string line; std::getline(lines, line);)
+            EXPECT_LE(lengthOf(line), static_cast<std::size_t>(columns)) << line;
+    }
 }
 
 TEST_F(ResolveProgram, WhatIsRequiredDecidesTheExitStatus) {

@@ -68,7 +68,7 @@ TEST_F(RunProgram, ShowsNamesThatControlNeitherTheTerminalNorOtherLines) {
     EXPECT_EQ(run({"dirs", "add", "bin=/\nsrc=\033"}).status, 0);
     EXPECT_EQ(run({"dirs", "list"}).out, "bin=/\\x0asrc=\\x1b\n");
     for (std::vector<std::string> const& words : std::vector<std::vector<std::string>>{
-             {"run", "\033\n"}, {"find", "bin", "\033\n", "--explain"}, {"\033\n"}})
+             {"run", "\033\n"}, {"find", "bin", "\033\n"}, {"\033\n"}})
         EXPECT_THAT(run(words).err, AllOf(HasSubstr("\\x1b\\x0a"), Not(HasSubstr("\033"))));
 }
 

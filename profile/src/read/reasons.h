@@ -66,6 +66,7 @@ enum class ReasonKey {
     copy_ambiguous, ///< How many copies.
     leads_out,
     is_directory,
+    place_unread, ///< What the system says.
     not_proven,
     rejected, ///< For a rejection that came without a reason.
     // Why a module or a source has no file.
@@ -145,6 +146,7 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::copy_ambiguous, "CopyAmbiguous", 2},
     {ReasonKey::leads_out, "LeadsOut", 1},
     {ReasonKey::is_directory, "IsDirectory", 1},
+    {ReasonKey::place_unread, "PlaceUnread", 2},
     {ReasonKey::not_proven, "NotProven", 1},
     {ReasonKey::rejected, "Rejected", 1},
     {ReasonKey::no_such_file, "NoSuchFile", 0},

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <chrono>
 #include <iterator>
+#include <system_error>
 #include <utility>
 
 namespace lokata::profile {
@@ -201,6 +202,23 @@ void addRejected(IInvalidFile const& file, JudgedCandidate const* verdict,
     result.rejected.push_back(std::move(rejected));
 }
 
+/// Candidates of which a search cannot tell whether they are there: it passes over them as over
+/// those that are not.
+void addUnread(std::vector<Candidate> const& suggestions, FileResolution& result) {
+    for (Candidate const& candidate : suggestions) {
+        std::string const path = utils::getCanonicalName(candidate.path.c_str(), false);
+        std::error_code const error = whyUntold(path);
+        if (!error || isRejected(path, result))
+            continue;
+        JudgedCandidate unread;
+        unread.message = reasonText(ReasonKey::place_unread, {path, error.message()});
+        unread.path = path;
+        unread.result = vrInvalid;
+        unread.severity = svError;
+        result.rejected.push_back(std::move(unread));
+    }
+}
+
 /// Those that another candidate was preferred to.
 void logUnchosen(std::vector<JudgedCandidate> const& judged, std::size_t first,
                  std::vector<Candidate> const& suggestions, FileResolution const& result) {
@@ -280,6 +298,8 @@ std::vector<Candidate> ModuleSearch::present(std::vector<Candidate> candidates,
         return found;
     auto& suggested = result.suggested ? *result.suggested : result.suggested.emplace();
     std::move(candidates.begin(), candidates.end(), std::back_inserter(suggested));
+    if (result.steps.list().empty())
+        result.suggested_before_steps = static_cast<std::uint32_t>(suggested.size());
     return found;
 }
 
@@ -299,6 +319,8 @@ void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestion
         addRejected(*rejected, validator.verdictOn(rejected->name()), record.suggestions, result);
     if (file)
         accept(*file, validator, record.suggestions, result);
+    else
+        addUnread(record.suggestions, result);
     if (isLogOn())
         logUnchosen(validator.judged(), firstJudged, record.suggestions, result);
     for (search_step_t const step : record.steps)

@@ -2,18 +2,31 @@
 
 #include <toolbelt2/path.h>
 
+#include <cerrno>
+
 #include <sys/stat.h>
 
 namespace lokata::profile {
 
 namespace {
 
+bool isMissing(int error) {
+    return error == ENOENT || error == ENOTDIR || error == ENAMETOOLONG;
+}
+
 bool isThere(std::string const& path) {
     struct stat status {};
-    return ::stat(path.c_str(), &status) == 0;
+    return ::stat(path.c_str(), &status) == 0 || !isMissing(errno);
 }
 
 } // namespace
+
+std::error_code whyUntold(std::string const& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) == 0 || isMissing(errno))
+        return {};
+    return {errno, std::generic_category()};
+}
 
 bool PresentPaths::leadsAnywhere(std::string const& path) {
     return holds(toolbelt2::parent_of(path)) && isThere(path);

@@ -105,6 +105,8 @@ struct FileResolution {
     /// What was tried beside the steps of the library, in order, also where no such file exists;
     /// empty if nothing was.
     Boxed<std::vector<Candidate>> suggested{};
+    /// How many of `suggested` came before the first step; all of them if no step ran.
+    std::uint32_t suggested_before_steps = 0;
     Boxed<FileStamp> stamp{}; ///< Of the accepted file, before it was judged.
     /// The packed kernel or module that the search met, where the accepted file is an unpacked copy
     /// of it in the kernel cache; canonical.
