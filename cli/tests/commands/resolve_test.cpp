@@ -170,7 +170,7 @@ TEST_F(ResolveProgram, SpeaksTheLanguageOfTheUserWhereNoProgramDecidesOnIt) {
         return run(words, perf().file(), inGerman());
     };
     std::string const table = speak({}).out;
-    EXPECT_THAT(table, AllOf(HasSubstr("  BELEGT DURCH  "), HasSubstr(" 75,0 %  nicht gefunden "),
+    EXPECT_THAT(table, AllOf(HasSubstr("  BELEGT DURCH  "), HasSubstr(" 75,0 %  fehlend "),
                              HasSubstr("Die Build-ID der Datei „"),
                              HasSubstr("\n25,0 % der Samples liegen in Dateien")));
     EXPECT_THAT(speak({"--explain", "app"}).out,
