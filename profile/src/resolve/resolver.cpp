@@ -3,6 +3,7 @@
 #include "read/hashed_indices.h"
 #include "read/names.h"
 #include "read/profile_builder.h"
+#include "resolve/parallel.h"
 #include "resolve/profile_id.h"
 #include "resolve/searched_name.h"
 #include "resolve/source_list.h"
@@ -18,6 +19,7 @@
 #include <chrono>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <utility>
 
 #include <climits>
@@ -83,11 +85,26 @@ class ProfileSearch {
 public:
     ProfileSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
                   ProfileResolution const& resolution)
-        : ProfileSearch(environment, support, releaseOf(environment, resolution.profile),
-                        resolution.profile_id,
-                        isOfThisMachine(resolution.profile, support.places.options())) {
-        m_process = resolution.profile.live_process;
-    }
+        : m_process(resolution.profile.live_process)
+        , m_environment(environment)
+        , m_support(support)
+        , m_settings{true, releaseOf(environment, resolution.profile), resolution.profile_id}
+        , m_search(environment, support, m_settings)
+        , m_kernel(
+              std::make_shared<KernelPlaces>(support.places.options(), m_settings.kernel_release))
+        , m_lists(support.places.options().perf_cache,
+                  isOfThisMachine(resolution.profile, support.places.options())) {}
+    /// Searches as the other does, on a thread of its own, and knows nothing of what that learned.
+    ProfileSearch(ProfileSearch const& other)
+        : m_process(other.m_process)
+        , m_environment(other.m_environment)
+        , m_support(other.m_support)
+        , m_settings(other.m_settings)
+        , m_search(m_environment, m_support, m_settings)
+        , m_kernel(other.m_kernel)
+        , m_lists(other.m_lists) {}
+    ProfileSearch& operator=(ProfileSearch const&) = delete;
+    ~ProfileSearch() = default;
 
     /// Fills the rest of `result`, of which only the module is set.
     void resolve(ModuleResolution& result);
@@ -109,13 +126,6 @@ public:
     LearnedPaths const& learned() const { return m_learned; }
 
 private:
-    ProfileSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
-                  std::string const& release, std::string const& profileId, bool isThisMachine)
-        : m_support(support)
-        , m_search(environment, support, {true, release, profileId})
-        , m_kernel(support.places.options(), release)
-        , m_lists(support.places.options().perf_cache, isThisMachine) {}
-
     /// As far as can be told.
     static bool isOfThisMachine(Profile const& profile, PlaceOptions const& options) {
         std::array<char, HOST_NAME_MAX + 1> name{};
@@ -140,22 +150,24 @@ private:
     void completeSymbols(ModuleResolution& module);
     static SplitOwner splitOwnerOf(ModuleResolution const& module);
 
-    std::uint32_t m_process = 0; ///< Of a recording of a running one.
+    std::uint32_t m_process; ///< Of a recording of a running one.
+    ObjectPtr<ISearchEnv> m_environment;
     SearchSupport& m_support;
+    SearchSettings m_settings;
     ModuleSearch m_search;
-    KernelPlaces m_kernel;
+    std::shared_ptr<KernelPlaces> m_kernel;
     NameLists m_lists;
     LearnedPaths m_learned;
 };
 
 std::vector<Candidate> ProfileSearch::hints(Module const& module, std::string const& name) {
     if (module.kind == ModuleKind::kernel_module)
-        return m_kernel.module(name);
+        return m_kernel->module(name);
     if (module.kind == ModuleKind::vdso)
-        return m_kernel.vdso();
+        return m_kernel->vdso();
     if (module.kind != ModuleKind::kernel)
         return {};
-    std::vector<Candidate> result = m_kernel.image();
+    std::vector<Candidate> result = m_kernel->image();
     // Where the recording knew the image, its name is a path.
     if (isSafeName(module.name) && module.name.front() == '/')
         result.insert(result.begin(), {module.name, Place::kernel_tree});
@@ -199,7 +211,7 @@ void ProfileSearch::resolve(ModuleResolution& result) {
     std::vector<Candidate> const hinted = hints(module, name);
     std::vector<Candidate> binaryHints = hinted;
     if (module.kind == ModuleKind::kernel)
-        for (Candidate& image : m_kernel.packedImage())
+        for (Candidate& image : m_kernel->packedImage())
             binaryHints.push_back(std::move(image));
     result.binary =
         live ? findLive(module, *live) : m_search.findBinary(name, module.build_id, binaryHints);
@@ -382,12 +394,19 @@ public:
     Impl(ObjectPtr<ISearchEnv> const& environment, PlaceOptions places)
         : m_environment(environment), m_support(std::move(places)) {}
 
+    void setThreads(std::size_t threads) { m_threads = threads; }
+
     ProfileResolution resolve(Profile profile, std::string input, Progress const& progress);
     void findSources(ProfileResolution& resolution, Progress const& progress);
 
 private:
+    template <class Work>
+    std::size_t searchAll(std::size_t count, ProfileSearch& search, Progress const& progress,
+                          bool& isCancelled, Work const& work);
+
     ObjectPtr<ISearchEnv> m_environment;
     SearchSupport m_support;
+    std::size_t m_threads = 1;
 };
 
 namespace {
@@ -402,6 +421,24 @@ void takeModules(ProfileResolution& resolution) {
 
 } // namespace
 
+/// Does `work` for each index with a search like `search`. Gives how many from the first on are
+/// done.
+template <class Work>
+std::size_t Resolver::Impl::searchAll(std::size_t count, ProfileSearch& search,
+                                      Progress const& progress, bool& isCancelled,
+                                      Work const& work) {
+    auto const makeWorker = [&]() -> Worker {
+        if (m_threads < 2)
+            return [&](std::size_t i) { work(search, i); };
+        return [&, own = std::make_shared<ProfileSearch>(search)](std::size_t i) { work(*own, i); };
+    };
+    auto const tell = [&](std::size_t done, std::size_t total) {
+        isCancelled = progress && !progress(done, total);
+        return !isCancelled;
+    };
+    return doInParallel(count, m_threads, makeWorker, tell);
+}
+
 ProfileResolution Resolver::Impl::resolve(Profile profile, std::string input,
                                           Progress const& progress) {
     auto const start = std::chrono::steady_clock::now();
@@ -413,16 +450,14 @@ ProfileResolution Resolver::Impl::resolve(Profile profile, std::string input,
     std::vector<Repeat> const repeats = repeatsOf(result.modules);
 
     ProfileSearch search(m_environment, m_support, result);
-    std::size_t done = 0;
-    auto repeat = repeats.begin();
-    while (done < result.modules.size() && !result.cancelled) {
-        if (repeat != repeats.end() && repeat->index == done)
-            ++repeat;
-        else
-            search.resolve(result.modules[done]);
-        ++done;
-        result.cancelled = progress && !progress(done, result.modules.size());
-    }
+    std::vector<bool> isRepeat(result.modules.size());
+    for (Repeat const& each : repeats)
+        isRepeat[each.index] = true;
+    std::size_t const done = searchAll(result.modules.size(), search, progress, result.cancelled,
+                                       [&](ProfileSearch& each, std::size_t i) {
+                                           if (!isRepeat[i])
+                                               each.resolve(result.modules[i]);
+                                       });
     result.modules.resize(done);
     // What was found teaches only when all have been asked, so that no answer depends on the order
     // of the modules.
@@ -434,7 +469,10 @@ ProfileResolution Resolver::Impl::resolve(Profile profile, std::string input,
     }
     for (ModuleResolution& module : result.modules)
         search.conclude(module);
-    std::for_each(repeats.begin(), repeat, [&](Repeat const& each) {
+    auto const end =
+        std::lower_bound(repeats.begin(), repeats.end(), done,
+                         [](Repeat const& each, std::size_t index) { return each.index < index; });
+    std::for_each(repeats.begin(), end, [&](Repeat const& each) {
         ModuleResolution& module = result.modules[each.index];
         Module own = std::move(module.module);
         module = result.modules[each.equal];
@@ -454,15 +492,16 @@ void Resolver::Impl::findSources(ProfileResolution& resolution, Progress const& 
     auto const questions =
         list.questions([&](std::string const& name) { return search.archivedSources(name); });
     resolution.sources.clear();
-    for (SourceQuestion const& question : questions) {
-        resolution.sources.push_back({question.source.file.name, question.module,
-                                      search.findSource(question), question.build_ids,
-                                      question.modules});
-        if (progress && !progress(resolution.sources.size(), questions.size())) {
-            resolution.cancelled = true;
-            break;
-        }
-    }
+    resolution.sources.resize(questions.size());
+    std::size_t const done =
+        searchAll(questions.size(), search, progress, resolution.cancelled,
+                  [&](ProfileSearch& each, std::size_t i) {
+                      SourceQuestion const& question = questions[i];
+                      resolution.sources[i] = {question.source.file.name, question.module,
+                                               each.findSource(question), question.build_ids,
+                                               question.modules};
+                  });
+    resolution.sources.resize(done);
     if (m_support.places.options().learn_paths && !resolution.cancelled) {
         for (ModuleResolution const& module : resolution.modules)
             search.learn(module);
@@ -485,6 +524,10 @@ Resolver& Resolver::operator=(Resolver&& other) noexcept = default;
 
 ProfileResolution Resolver::resolve(Profile profile, std::string input, Progress const& progress) {
     return m_impl->resolve(std::move(profile), std::move(input), progress);
+}
+
+void Resolver::setThreads(std::size_t threads) {
+    m_impl->setThreads(threads);
 }
 
 void Resolver::findSources(ProfileResolution& resolution, Progress const& progress) {

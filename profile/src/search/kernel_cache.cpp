@@ -9,6 +9,7 @@
 #include <lokata2/search_types.h>
 #include <optstore2/product_locations.h>
 #include <toolbelt2/path.h>
+#include <toolbelt2/mutex.h>
 #include <toolbelt2/pending_file.h>
 #include <toolbelt2/text.h>
 #include <unpack/kernel_payload.h>
@@ -136,6 +137,11 @@ bool isPackedKernel(std::string const& path, ElfFacts const& facts) {
 UnpackedKernel unpackedKernel(std::string const& image) {
     UnpackedKernel entry = cacheEntry(image);
     if (entry.path.empty() || isTrusted(entry.path))
+        return entry;
+    // Of several threads that want one copy the first makes it.
+    static toolbelt2::mutex_t filling;
+    toolbelt2::mutex_guard_t const guard(filling);
+    if (isTrusted(entry.path))
         return entry;
     std::string error = fill(image, entry.path);
     return error.empty() ? entry : UnpackedKernel{"", std::move(error)};

@@ -355,7 +355,7 @@ FileResolution ModuleSearch::findBinary(std::string const& name, BuildId const& 
 void ModuleSearch::tryBinary(std::string const& name, BuildId const& buildId,
                              std::vector<Candidate> candidates, FileResolution& result,
                              LiveFile const* live) {
-    candidates = unjudged(present(std::move(candidates), result), result);
+    candidates = present(unjudged(std::move(candidates), result), result);
     if (candidates.empty())
         return;
     BinaryValidator validator(m_support.elf, buildId, live);
@@ -400,7 +400,7 @@ FileResolution ModuleSearch::findSymbols(std::string const& name, std::string co
 void ModuleSearch::trySymbols(std::string const& name, std::string const& binaryPath,
                               BuildId const& buildId, std::vector<Candidate> candidates,
                               FileResolution& result) {
-    candidates = unjudged(present(std::move(candidates), result), result);
+    candidates = present(unjudged(std::move(candidates), result), result);
     if (candidates.empty())
         return;
     SymbolOwner const owner = symbolOwner(m_support.elf, binaryPath, buildId);
@@ -487,7 +487,7 @@ FileResolution ModuleSearch::findPart(std::vector<std::string> const& names,
 void ModuleSearch::tryPart(std::string const& name, std::string const& owner,
                            std::vector<Candidate> candidates, IdentityValidator& validator,
                            FileResolution& result) {
-    candidates = unjudged(present(std::move(candidates), result), result);
+    candidates = present(unjudged(std::move(candidates), result), result);
     if (candidates.empty())
         return;
     auto const find = [&] {
@@ -519,7 +519,7 @@ FileResolution ModuleSearch::findSource(WantedSource const& source, BuildId cons
 
 void ModuleSearch::trySource(WantedSource const& source, std::vector<Candidate> candidates,
                              FileResolution& result) {
-    candidates = unjudged(present(std::move(candidates), result), result);
+    candidates = present(unjudged(std::move(candidates), result), result);
     if (candidates.empty())
         return;
     std::string const checksum = expectedIdentity(source.file.identity).expected;

@@ -4,8 +4,11 @@
 #include "support/inputs.h"
 #include "support/search_fixture.h"
 #include <lokata/profile/archive.h>
+#include <lokata/profile/report.h>
 
 #include <algorithm>
+#include <regex>
+#include <sstream>
 
 namespace lokata::profile::test {
 namespace {
@@ -32,19 +35,34 @@ protected:
         m_environment->setEnvironmentInfo(ObjectPtr<IEnvironmentInfo>(info));
     }
 
-    ProfileResolution resolve(Profile profile) {
-        Resolver resolver(environment(), m_options);
-        ProfileResolution result = resolver.resolve(std::move(profile), "test");
-        resolver.findSources(result);
+    /// Every question of these tests is asked on one thread and on several.
+    ProfileResolution resolve(Profile const& profile) {
+        ProfileResolution result = resolveOn(1, profile);
+        EXPECT_EQ(timeless(resolveOn(3, profile)), timeless(result));
         return result;
     }
     ProfileResolution resolve(std::vector<Module> modules) {
         Profile profile;
         profile.modules = std::move(modules);
-        return resolve(std::move(profile));
+        return resolve(profile);
     }
     ModuleResolution resolveOne(Module single) {
         return resolve(std::vector<Module>{std::move(single)}).modules.at(0);
+    }
+
+private:
+    ProfileResolution resolveOn(std::size_t threads, Profile profile) {
+        Resolver resolver(environment(), m_options);
+        resolver.setThreads(threads);
+        ProfileResolution result = resolver.resolve(std::move(profile), "test");
+        resolver.findSources(result);
+        return result;
+    }
+    /// The document without the times that its searches took.
+    static std::string timeless(ProfileResolution const& resolution) {
+        std::ostringstream document;
+        writeJson(document, resolution);
+        return std::regex_replace(document.str(), std::regex("\"elapsed_us\": *[0-9]+"), "");
     }
 };
 

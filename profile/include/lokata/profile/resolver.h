@@ -14,9 +14,10 @@
 
 namespace lokata::profile {
 
-/// Told on the thread of the call, after each module or source file, how far the work has come.
-/// False ends the run: the result then holds what was done and is marked `cancelled`. What it
-/// throws passes through the resolver, which stays usable.
+/// Told on the thread of the call, after each module or source file, how far the work has come;
+/// with several threads, after some of them. False ends the run: the result then holds what was
+/// done, up to the first that was not, and is marked `cancelled`. What it throws passes through the
+/// resolver, which stays usable.
 using Progress = std::function<bool(std::size_t done, std::size_t total)>;
 
 /// Resolves profiles. Modules are searched in the order of the profile, equal ones once, so that
@@ -45,6 +46,11 @@ public:
     ~Resolver();
     Resolver(Resolver&& other) noexcept;
     Resolver& operator=(Resolver&& other) noexcept;
+
+    /// How many threads search for the files of one profile; 1 at first. The answers are the same
+    /// for any number, but for the times that they took. With more than one, the callbacks of the
+    /// environment and their validators are called on several threads at once.
+    void setThreads(std::size_t threads);
 
     /// `input` is the name of the input as the result shall tell it.
     ProfileResolution resolve(Profile profile, std::string input, Progress const& progress = {});
