@@ -3,11 +3,11 @@
 /// One search for one file of a profile, with the proof of what it is: the library's search over an
 /// environment, with the places of `FilePlaces` as suggestions and the validators of `identity.h`.
 
+#include "facts/present_paths.h"
 #include "facts/symbol_tables.h"
 #include "search/directory_index.h"
 #include "search/file_places.h"
 #include "search/identity.h"
-#include "search/present_paths.h"
 
 #include <lokata/profile/resolution.h>
 

@@ -1,4 +1,4 @@
-#include "search/present_paths.h"
+#include "facts/present_paths.h"
 
 #include <toolbelt2/path.h>
 
