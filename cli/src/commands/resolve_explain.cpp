@@ -263,8 +263,9 @@ std::string Explainer::moduleText(ModuleResolution const& resolution) const {
                          {LK_2_13::scSymbolFiles, "", resolution.symbols->path});
     if (resolution.split_dwarf)
         text += splitText(resolution);
-    if (std::string const reason = symbolsReason(resolution); !reason.empty())
-        text += reason + "\n";
+    for (std::string const& sentence : {symbolsReason(resolution), symbolsHelp(resolution)})
+        if (!sentence.empty())
+            text += sentence + "\n";
     if (resolution.sources_error)
         text += displayName(*resolution.sources_error) + "\n";
     return text;

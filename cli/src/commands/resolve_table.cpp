@@ -301,26 +301,38 @@ bool TableWriter::writeFound(Modules const& modules) const {
 
 void TableWriter::writeReason(ModuleResolution const& module, std::string const& word,
                               TextStyle textStyle, std::string const& reason) const {
+    // Below the name, unless this leaves no room to read.
+    constexpr std::size_t c_leastRoom = 40;
+    constexpr std::size_t c_margin = 2;
+    std::size_t const nameAt = m_shares.width() + m_statusWidth + 2;
+    bool const isNarrow = m_style.width > 0 && m_style.width < nameAt + c_leastRoom;
     m_out << m_shares.of(module.module)
           << painted(padded(word, m_statusWidth), textStyle, m_style.colour) << "  "
           << displayName(module.module.name) << "\n"
-          << wrapped(reason, m_shares.width() + m_statusWidth + 2, m_style.width) << "\n";
+          << wrapped(reason, isNarrow ? c_margin : nameAt, m_style.width) << "\n";
+}
+
+std::string sentences(std::string const& first, std::string const& second) {
+    return first + (first.empty() || second.empty() ? "" : " ") + second;
 }
 
 /// Why something is missing, of the symbols, the names of sources or all; nothing where nothing is.
 void TableWriter::writeReasons(ModuleResolution const& module) const {
-    if (std::string const reason = symbolsReason(module); !reason.empty())
-        writeReason(module, textOf(Text::row_symbols), TextStyle::yellow, reason);
+    std::string const help = symbolsHelp(module);
+    std::string const symbols = sentences(symbolsReason(module), isFound(module) ? help : "");
+    if (!symbols.empty())
+        writeReason(module, textOf(Text::row_symbols), TextStyle::yellow, symbols);
     if (module.sources_error)
         writeReason(module, textOf(Text::row_sources), TextStyle::yellow,
                     displayName(*module.sources_error));
     if (!isFound(module))
-        writeReason(module, statusText(module.status),
-                    module.status == ModuleStatus::missing ? TextStyle::red : TextStyle::yellow,
-                    statusReason(module) + (module.level == SymbolLevel::none
-                                                ? ""
-                                                : " (" + symbolsOf(module) + ": " +
-                                                      displayName(module.symbols->path) + ")"));
+        writeReason(
+            module, statusText(module.status),
+            module.status == ModuleStatus::missing ? TextStyle::red : TextStyle::yellow,
+            sentences(statusReason(module), help) +
+                (module.level == SymbolLevel::none
+                     ? ""
+                     : " (" + symbolsOf(module) + ": " + displayName(module.symbols->path) + ")"));
 }
 
 void TableWriter::writeLearned(std::vector<PathSubstitution> const& learned) const {

@@ -223,8 +223,10 @@ TEST_F(ResolveProgram, ATableFitsItsTerminalAndTellsNamesakesApart) {
         EXPECT_EQ(shown.find("SCHRITT") != std::string::npos, columns == 200) << columns;
         EXPECT_EQ(shown.find("MODUL ") != std::string::npos, columns != 40) << columns;
         std::istringstream lines(shown);
-        for (std::string line; std::getline(lines, line);)
-            EXPECT_LE(lengthOf(line), static_cast<std::size_t>(columns)) << line;
+        for (std::string line; std::getline(lines, line);) {
+            bool const isOneWord = line.find(' ', line.find_first_not_of(' ')) == std::string::npos;
+            EXPECT_LE(lengthOf(line), static_cast<std::size_t>(isOneWord ? 200 : columns)) << line;
+        }
     }
 }
 

@@ -83,6 +83,10 @@ enum class ReasonKey {
     supplementary_unknown,
     split_units_missing, ///< How many, of how many, the name of the first file.
     split_units_unread,  ///< Why.
+    only_exports,        ///< The file.
+    no_names,            ///< The file.
+    help_package,        ///< The package of the file, that with its debug information.
+    help_build_id,       ///< It.
     // Why a file was not archived: its path, then the archive or the place of the copy, then what
     // the system says.
     archive_directory,
@@ -161,6 +165,10 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::supplementary_unknown, "SupplementaryUnknown", 0},
     {ReasonKey::split_units_missing, "SplitUnitsMissing", 3},
     {ReasonKey::split_units_unread, "SplitUnitsUnread", 1},
+    {ReasonKey::only_exports, "OnlyExports", 1},
+    {ReasonKey::no_names, "NoNames", 1},
+    {ReasonKey::help_package, "HelpPackage", 2},
+    {ReasonKey::help_build_id, "HelpBuildId", 1},
     {ReasonKey::archive_directory, "ArchiveDirectory", 3},
     {ReasonKey::archive_unread, "ArchiveUnread", 1},
     {ReasonKey::archive_copy, "ArchiveCopy", 3},

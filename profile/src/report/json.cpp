@@ -102,6 +102,17 @@ ordered_json splitJson(Boxed<SplitResolution> const& split) {
     return object;
 }
 
+ordered_json helpJson(ModuleResolution const& resolution) {
+    std::string message = symbolsHelp(resolution);
+    if (message.empty())
+        return {};
+    auto const& package = resolution.package;
+    ordered_json object{{"message", std::move(message)}};
+    putBytesOrNull(object, "package", package ? package->name : "");
+    putBytesOrNull(object, "debug_package", package ? package->debug_name : "");
+    return object;
+}
+
 ordered_json moduleJson(ModuleResolution const& resolution, bool hasSamples) {
     Module const& module = resolution.module;
     ordered_json object;
@@ -120,6 +131,7 @@ ordered_json moduleJson(ModuleResolution const& resolution, bool hasSamples) {
     object["binary"] = fileJson(resolution.binary);
     object["symbols"] = fileJson(resolution.symbols);
     object["symbols_reason"] = printable(symbolsReason(resolution));
+    object["help"] = helpJson(resolution);
     object["supplementary"] = fileJson(resolution.supplementary);
     object["split_dwarf"] = splitJson(resolution.split_dwarf);
     object["sources_reason"] = words(resolution.sources_error ? *resolution.sources_error : "");

@@ -144,7 +144,9 @@ private:
     std::optional<DebugLink> debugLinkOf(FileResolution const& binary);
     static void judge(ModuleResolution& module);
     SymbolLevel levelOf(ModuleResolution const& module);
+    static bool areSymbolsWhole(ModuleResolution const& module);
     void takeNameList(ModuleResolution& module);
+    Boxed<OwningPackage> packageOf(FileResolution const& binary);
     void findSymbols(ModuleResolution& module, std::vector<Candidate> const& hinted);
     void tryLearnedSymbols(ModuleResolution& module);
     void completeSymbols(ModuleResolution& module);
@@ -320,6 +322,26 @@ void ProfileSearch::conclude(ModuleResolution& module) {
     module.level = levelOf(module);
     if (module.level == SymbolLevel::exports || module.level == SymbolLevel::none)
         takeNameList(module);
+    bool const hasNames = module.level != SymbolLevel::exports && module.level != SymbolLevel::none;
+    if (module.binary && module.binary->found() && !hasNames)
+        module.package = packageOf(*module.binary);
+}
+
+Boxed<OwningPackage> ProfileSearch::packageOf(FileResolution const& binary) {
+    PackageOwners& packages = m_support.packages;
+    std::string name = packages.ownerOf(binary.unpacked_from ? *binary.unpacked_from : binary.path);
+    if (name.empty())
+        return std::nullopt;
+    std::string debugName = packages.debugPackageOf(name);
+    return OwningPackage{std::move(name), std::move(debugName)};
+}
+
+/// Whether all is there that the symbols leave to other files.
+bool ProfileSearch::areSymbolsWhole(ModuleResolution const& module) {
+    bool const isSupplemented = !module.supplementary || module.supplementary->found();
+    auto const& split = module.split_dwarf;
+    return isSupplemented && !module.is_supplementary_unknown &&
+           (!split || (split->found_units == split->units && split->error.empty()));
 }
 
 void ProfileSearch::takeNameList(ModuleResolution& module) {
@@ -342,7 +364,7 @@ SymbolLevel ProfileSearch::levelOf(ModuleResolution const& module) {
         return SymbolLevel::none;
     auto const facts = m_support.elf.facts(module.symbols->path);
     if (facts->has_lines)
-        return symbolsReason(module).empty() ? SymbolLevel::lines : SymbolLevel::incomplete_lines;
+        return areSymbolsWhole(module) ? SymbolLevel::lines : SymbolLevel::incomplete_lines;
     SymbolTables const tables = m_support.symbolTables(module.symbols->path, *facts);
     return tables.has_names     ? SymbolLevel::names
            : tables.has_exports ? SymbolLevel::exports

@@ -117,6 +117,16 @@ std::string foreignSymbolsReason(FileResolution const& symbols) {
     return foreign == symbols.rejected.end() ? "" : rejectionReason(*foreign);
 }
 
+/// Why there are no names, or none but exported ones.
+std::string tableReason(SymbolLevel level, FileResolution const& symbols) {
+    if (level == SymbolLevel::exports)
+        return reasonText(ReasonKey::only_exports, {displayName(symbols.path)});
+    if (level == SymbolLevel::none)
+        return symbols.found() ? reasonText(ReasonKey::no_names, {displayName(symbols.path)})
+                               : missingReason(symbols);
+    return {};
+}
+
 std::string splitReason(SplitResolution const& split) {
     if (split.found_units == split.units)
         return {};
@@ -140,6 +150,8 @@ std::string symbolsReason(ModuleResolution const& module) {
     bool const isBinaryFound = module.binary && module.binary->found();
     if (isBinaryFound && module.symbols && (isTable || !module.symbols->found()))
         add(foreignSymbolsReason(*module.symbols));
+    if (isBinaryFound && module.symbols && text.empty())
+        add(tableReason(module.level, *module.symbols));
     if (module.supplementary && !module.supplementary->found())
         add(reasonText(ReasonKey::supplementary_missing) + " " +
             missingReason(*module.supplementary));
@@ -160,6 +172,20 @@ SourceStatus statusOf(SourceResolution const& source) {
         return file.confidence == LK_2_13::cfValidated ? SourceStatus::proven
                                                        : SourceStatus::unproven;
     return file.rejected.empty() ? SourceStatus::missing : SourceStatus::refused;
+}
+
+std::string symbolsHelp(ModuleResolution const& module) {
+    bool const hasNames = module.level != SymbolLevel::exports && module.level != SymbolLevel::none;
+    bool const isForeign = module.status == ModuleStatus::not_a_file;
+    if (hasNames || isForeign)
+        return {};
+    if (module.package)
+        return reasonText(ReasonKey::help_package, {displayName(module.package->name),
+                                                    displayName(module.package->debug_name)});
+    std::string id = toHex(module.module.build_id);
+    if (id.empty() && module.symbols && module.symbols->identity.kind == IdentityKind::build_id)
+        id = module.symbols->identity.expected;
+    return id.empty() ? "" : reasonText(ReasonKey::help_build_id, {id});
 }
 
 std::string statusReason(ModuleResolution const& module) {

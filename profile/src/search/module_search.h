@@ -3,6 +3,7 @@
 /// One search for one file of a profile, with the proof of what it is: the library's search over an
 /// environment, with the places of `FilePlaces` as suggestions and the validators of `identity.h`.
 
+#include "facts/package_owners.h"
 #include "facts/present_paths.h"
 #include "facts/symbol_tables.h"
 #include "search/directory_index.h"
@@ -22,7 +23,10 @@ namespace lokata::profile {
 
 /// What the searches of one run share. Callable from any thread; must outlive its searches.
 struct SearchSupport {
-    explicit SearchSupport(PlaceOptions options) : places(std::move(options)) {}
+    explicit SearchSupport(PlaceOptions options)
+        : places(std::move(options))
+        , packages(places.options().sysroot,
+                   places.trees().resolve(places.options().sysroot + "/var/lib/dpkg/info")) {}
 
     ElfFactsCache elf;
     SplitContentsCache split;
@@ -30,6 +34,7 @@ struct SearchSupport {
     FilePlaces places;
     DirectoryIndex directories;
     PresentPaths paths;
+    PackageOwners packages;
 
     SymbolTables symbolTables(std::string const& path) {
         return symbolTables(path, *elf.facts(path));

@@ -248,6 +248,31 @@ TEST_F(ResolverTest, TheDebugFileOfAKernelModuleLiesBelowADebugDirectory) {
     EXPECT_EQ(foundAt(*found.symbols), "kernel-tree " + m_tree.path("debug" + file + ".debug"));
 }
 
+TEST_F(ResolverTest, TheOwnerOfAModuleWithoutSymbolsTellsWhereTheyAre) {
+    m_tree.link("root/lib", "usr/lib");
+    std::string const lists = "root/var/lib/dpkg/info/";
+    m_tree.file(lists + "libx1:amd64.list", "/.\n/usr/lib/x.so.1.2\n/usr/bin/x\n");
+    m_tree.file(lists + "liby.list", "/lib/y.so\n");
+    m_tree.file(lists + "liby-dbg.list", "/usr\n");
+    m_tree.file(lists + "linux-image-1-unsigned.list", "/lib/z.ko\n");
+    m_tree.link("root/usr/lib/x.so", "x.so.1.2");
+    for (char const* const file : {"x.so.1.2", "y.so", "z.ko", "own.so"})
+        binary(std::string("root/usr/lib/") + file, c_id);
+    symbols("root/usr/bin/x", c_id);
+    auto const helpFor = [&](char const* name) {
+        ModuleResolution const result = resolveOne(module(name, c_id));
+        return result.package ? result.package->name + " " + result.package->debug_name
+                              : symbolsHelp(result);
+    };
+    EXPECT_EQ(helpFor("/usr/lib/x.so.1.2"), "libx1 libx1-dbgsym");
+    EXPECT_EQ(helpFor("/lib/x.so"), "libx1 libx1-dbgsym") << "by way of two links";
+    EXPECT_EQ(helpFor("/lib/y.so"), "liby liby-dbg");
+    EXPECT_EQ(helpFor("/lib/z.ko"), "linux-image-1-unsigned linux-image-1-dbg");
+    for (char const* const name : {"/lib/own.so", "/gone"})
+        EXPECT_THAT(helpFor(name), HasSubstr("0102030405060708"));
+    EXPECT_EQ(helpFor("/usr/bin/x"), "");
+}
+
 TEST_F(ResolverTest, EqualModulesGetEqualAnswersAndKeepTheirOwnRecord) {
     searchIn("tree");
     binary("tree/tool", c_id);

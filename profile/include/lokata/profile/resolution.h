@@ -166,6 +166,12 @@ constexpr Word<SymbolLevel> c_symbolLevels[]{
     {SymbolLevel::none, "none"},
 };
 
+/// A Debian package with a file whose symbols are missing, and that with the symbols.
+struct OwningPackage {
+    std::string name;
+    std::string debug_name; ///< By the rules for such names; it need not exist.
+};
+
 struct ModuleResolution {
     Module module;
     ModuleStatus status = ModuleStatus::missing;
@@ -178,6 +184,8 @@ struct ModuleResolution {
     Boxed<FileResolution> symbols;
     Boxed<FileResolution> supplementary; ///< Empty without symbols, or if they name none.
     Boxed<SplitResolution> split_dwarf;  ///< Empty if the symbols are not split.
+    /// Of the binary, where the level is below names; empty if no package is known to have it.
+    Boxed<OwningPackage> package;
     /// Why not all source files that the symbols name could be told, for a person; empty if all
     /// could, or if they were not asked for.
     Boxed<std::string> sources_error;
@@ -259,13 +267,19 @@ LOKATA_PROFILE_EXPORT JudgedCandidate const* mostTellingRejection(FileResolution
 LOKATA_PROFILE_EXPORT std::string missingReason(FileResolution const& file);
 
 /// What of the debug information is missing though symbols were found, or which debug information
-/// of another build was met instead; for a person and printable. Empty if neither.
+/// of another build was met instead, or why a binary that was found gives no names; for a person
+/// and printable. Empty if neither.
 LOKATA_PROFILE_EXPORT std::string symbolsReason(ModuleResolution const& module);
 
 /// Why a candidate was rejected, for a person and printable. It names the candidate.
 LOKATA_PROFILE_EXPORT std::string rejectionReason(JudgedCandidate const& rejection);
 
 LOKATA_PROFILE_EXPORT SourceStatus statusOf(SourceResolution const& source);
+
+/// Where to get the symbols of a module that has no more than exported names, or that is missing:
+/// the package with them, or the build-id by which a server knows them; for a person and printable.
+/// Empty if it has names, or if nothing is known.
+LOKATA_PROFILE_EXPORT std::string symbolsHelp(ModuleResolution const& module);
 
 /// Why a module is not resolved, for a person and printable; empty if it is.
 LOKATA_PROFILE_EXPORT std::string statusReason(ModuleResolution const& module);
