@@ -25,6 +25,7 @@
 #include <memory>
 #include <ostream>
 #include <sstream>
+#include <thread>
 #include <utility>
 
 #include <unistd.h>
@@ -51,6 +52,7 @@ struct ResolveOptions {
     std::vector<std::string> explain;
     VerdictScope scope;
     bool all = false;
+    std::size_t jobs = std::max(1U, std::thread::hardware_concurrency());
 };
 
 profile::PlaceOptions placesOf(ResolveOptions const& options) {
@@ -207,6 +209,7 @@ ExitStatus resolve(ResolveOptions& options) {
     SearchSetup const setup(options.search);
     auto const environment = setup.environment(options.search.kernel_release);
     profile::Resolver resolver(environment, placesOf(options));
+    resolver.setThreads(options.jobs);
 
     ExitStatus status = ExitStatus::done;
     std::vector<profile::ProfileResolution> resolutions;
@@ -298,6 +301,12 @@ void addResolveCommand(CLI::App& program, ExitStatus& exitStatus) {
     command.add_flag("--user-only", options->scope.user_only,
                      "Leave the kernel and its modules out of the count");
     command.add_flag("--all", options->all, "List modules without samples, too")->excludes(json);
+    constexpr std::size_t c_mostJobs = 256;
+    command
+        .add_option("--jobs", options->jobs,
+                    "How many threads search, else one for each core; the answers are the same")
+        ->type_name("N")
+        ->check(CLI::Range(std::size_t{1}, c_mostJobs).description(""));
     addSearchOptions(command, options->search);
     command.callback([options, &exitStatus] { exitStatus = resolve(*options); });
 }
