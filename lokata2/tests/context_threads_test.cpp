@@ -28,6 +28,13 @@ TEST(Guards, OfMetadataStandAroundEachSlot) {
     test::Found found;
     test::NotFound notFound;
     test::Policy policy;
+    // A new key is put into a map by code of the C++ library, which ThreadSanitizer does not see.
+    metadata.setSearchDirs(dirs, "key");
+    metadata.setCapturedSearchDirs("key", nullptr);
+    metadata.registerFileRetriever("key", nullptr);
+    metadata.registerSearchStepsConfigurator("key", nullptr);
+    metadata.registerMessenger("key", nullptr);
+    metadata.registerEnvironmentInfo("key", nullptr);
     atOnce({[&] { metadata.setSearchDirs(dirs, "key"); },
             [&] { metadata.getSearchDirs("key"); },
             [&] { metadata.searchDirsKeyIterator(); },

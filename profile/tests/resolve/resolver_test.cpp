@@ -426,7 +426,7 @@ TEST_F(NamesakesInArchives, EachRecordedNameOfEachProfileGetsItsOwnCopy) {
     Profile turned = recorded("west");
     std::swap(turned.modules[0].name, turned.modules[1].name);
     std::swap(turned.source_files[0], turned.source_files[1]);
-    EXPECT_EQ(answers(resolve(std::move(turned)))[1], west[0]) << "in whatever order";
+    EXPECT_EQ(answers(resolve(turned))[1], west[0]) << "in whatever order";
 }
 
 TEST_F(NamesakesInArchives, ASourceIsAskedForEachBuildOfItsModuleInWhateverOrder) {
@@ -486,7 +486,7 @@ TEST_F(ResolverTest, SourcesThatTheProfileNamesAreLookedFor) {
     profile.source_files = {"/build/sub/../a.cc", "/build/b.cc"};
     profile.modules = {module("/gone/tool", c_id)};
     profile.modules[0].source_files = {0, 1};
-    ProfileResolution const result = resolve(std::move(profile));
+    ProfileResolution const result = resolve(profile);
     ASSERT_THAT(result.sources, SizeIs(2));
     EXPECT_EQ(foundAt(result.sources[0].file), "substitute-path " + source);
     EXPECT_FALSE(result.sources[1].file.found());
