@@ -34,14 +34,13 @@ bool isPartOf(std::string const& name, std::string const& text) {
 } // namespace
 
 bool isNamed(Module const& module, std::string const& text) {
-    return isNamed(module.name, text) ||
-           (!module.build_id.empty() && toHex(module.build_id) == text);
+    return isNamed(module.name, text) || (!text.empty() && buildIdDigits(module) == text);
 }
 
 bool isPartOf(Module const& module, std::string const& text) {
     constexpr std::size_t c_leastDigits = 4;
     return isPartOf(module.name, text) ||
-           (text.size() >= c_leastDigits && toolbelt2::starts_with(toHex(module.build_id), text));
+           (text.size() >= c_leastDigits && toolbelt2::starts_with(buildIdDigits(module), text));
 }
 
 namespace {
@@ -242,16 +241,20 @@ std::string Explainer::splitText(ModuleResolution const& resolution) const {
     return text;
 }
 
+std::string buildIdText(Module const& module) {
+    std::string const digits = buildIdDigits(module);
+    if (digits.empty())
+        return textOf(Text::no_build_id);
+    return textOf(module.debug_id ? Text::debug_id : Text::build_id, {digits});
+}
+
 std::string Explainer::moduleText(ModuleResolution const& resolution) const {
     Module const& module = resolution.module;
     std::string text =
         painted(displayName(module.name), TextStyle::bold, m_colour) + "\n" +
-        textOf(Text::module_facts,
-               {wordOf(c_moduleKinds, module.kind),
-                module.build_id.empty() ? textOf(Text::no_build_id)
-                                        : textOf(Text::build_id, {toHex(module.build_id)}),
-                std::to_string(module.samples), statusText(resolution.status),
-                wordOf(c_symbolLevels, resolution.level)}) +
+        textOf(Text::module_facts, {wordOf(c_moduleKinds, module.kind), buildIdText(module),
+                                    std::to_string(module.samples), statusText(resolution.status),
+                                    wordOf(c_symbolLevels, resolution.level)}) +
         "\n";
     if (!resolution.binary)
         return text + statusReason(resolution) + "\n" +

@@ -97,10 +97,9 @@ public:
                                     return each->name == name;
                                 }) > 1;
         constexpr std::size_t c_digits = 8;
+        std::string const id = isRepeated ? buildIdDigits(module).substr(0, c_digits) : "";
         return displayName(name.substr(isRepeated && start == 1 ? 0 : start)) +
-               (isRepeated && !module.build_id.empty()
-                    ? " (" + toHex(module.build_id).substr(0, c_digits) + ")"
-                    : "");
+               (id.empty() ? "" : " (" + id + ")");
     }
 
 private:

@@ -116,6 +116,7 @@ constexpr char const* c_programCatalog = "lokata_program";
     TEXT(source_missing, "SourceMissing", 0)                                                       \
     TEXT(module_facts, "ModuleFacts", 5)                                                           \
     TEXT(build_id, "BuildId", 1)                                                                   \
+    TEXT(debug_id, "DebugId", 1)                                                                   \
     TEXT(no_build_id, "NoBuildId", 0)                                                              \
     TEXT(file_found, "FileFound", 3)                                                               \
     TEXT(file_missing, "FileMissing", 3)                                                           \

@@ -77,6 +77,7 @@ TEST_F(ResolveProgram, EveryKindOfInputNamesTheMovedFiles) {
         {"buildid-list", app + " /gone/app\n"},
         {"unstrip", "0x1000+0x2000 " + app + "@0x1290 /gone/app - /gone/app\n"},
         {"core", CoreFile{true, false, {{"/gone/app", m_app}}}.content()},
+        {"firefox", R"({"libs":[{"path":"/gone/app","codeId":")" + app + R"("}],"threads":[]})"},
         {"pprof", pprof()}};
     for (auto const& [format, content] : inputs) {
         Outcome const outcome = resolve({"-", "--json", "-d", moved()}, content);

@@ -2,6 +2,8 @@
 
 #include <toolbelt2/hex.h>
 
+#include <algorithm>
+
 namespace lokata::profile {
 
 bool isBuildId(std::string_view bytes) {
@@ -13,8 +15,18 @@ BuildId buildIdOf(std::string_view bytes) {
     return isBuildId(bytes) ? BuildId(bytes.begin(), bytes.end()) : BuildId();
 }
 
+DebugId debugIdOf(BuildId const& buildId) {
+    DebugId result{};
+    std::copy_n(buildId.begin(), std::min(buildId.size(), result.size()), result.begin());
+    return result;
+}
+
 std::string toHex(BuildId const& buildId) {
     return toolbelt2::to_hex(buildId);
+}
+
+std::string toHex(DebugId const& debugId) {
+    return toolbelt2::to_hex(debugId);
 }
 
 BuildId buildIdFromHex(std::string_view text) {

@@ -12,6 +12,7 @@ namespace lokata::profile {
     READER(c_perfData)                                                                             \
     READER(c_core)                                                                                 \
     READER(c_gperftools)                                                                           \
+    READER(c_firefox)                                                                              \
     READER(c_maps)                                                                                 \
     READER(c_unstripList)                                                                          \
     READER(c_buildIdList)                                                                          \

@@ -91,6 +91,10 @@ bool isSafeBareName(std::string_view name) {
     return isSafeName(name) && name != "." && name.find('/') == std::string_view::npos;
 }
 
+std::string buildIdDigits(Module const& module) {
+    return module.debug_id ? toHex(*module.debug_id) : toHex(module.build_id);
+}
+
 std::string displayName(std::string_view name) {
     std::string shown;
     shown.reserve(name.size());

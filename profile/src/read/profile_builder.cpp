@@ -34,6 +34,8 @@ std::size_t hashOf(ModuleKey const& key) {
         hash.add(key.mapped_file->device_major)
             .add(key.mapped_file->device_minor)
             .add(key.mapped_file->inode);
+    if (key.debug_id)
+        hash.add({reinterpret_cast<char const*>(key.debug_id->data()), key.debug_id->size()});
     return hash.value();
 }
 
@@ -45,7 +47,7 @@ bool operator==(ModuleKey const& left, ModuleKey const& right) {
     };
     return left.kind == right.kind && left.mount_namespace == right.mount_namespace &&
            left.name == right.name && usableBuildId(left) == usableBuildId(right) &&
-           numbersOf(left) == numbersOf(right);
+           numbersOf(left) == numbersOf(right) && left.debug_id == right.debug_id;
 }
 
 std::uint64_t unpackLimit(ReadOptions const& options, std::uint64_t most, std::size_t packedSize) {
@@ -94,6 +96,7 @@ std::uint32_t ProfileBuilder::module(ModuleKey const& key) {
     added.kind = key.kind;
     added.mount_namespace = key.mount_namespace;
     added.build_id = buildIdOf(key.build_id);
+    added.debug_id = key.debug_id;
     added.mapped_file = key.mapped_file;
     auto const index = static_cast<std::uint32_t>(m_profile.modules.size());
     m_profile.modules.push_back(std::move(added));

@@ -20,6 +20,7 @@ struct ModuleKey {
     std::string_view build_id; ///< Raw bytes; those that cannot be a build-id are left out.
     std::uint64_t mount_namespace = 0;
     std::optional<MappedFile> mapped_file{}; ///< Where files of one name are told apart by it.
+    std::optional<DebugId> debug_id{};
 };
 
 /// The raw bytes of a build-id, good for as long as that lives.
@@ -29,7 +30,7 @@ inline std::string_view bytesOf(BuildId const& buildId) {
 
 inline ModuleKey keyOf(Module const& module) {
     return {module.name, module.kind, bytesOf(module.build_id), module.mount_namespace,
-            module.mapped_file};
+            module.mapped_file, module.debug_id};
 }
 
 std::size_t hashOf(ModuleKey const& key);

@@ -44,6 +44,8 @@ enum class ReasonKey {
     only_symbol_table,
     build_id_mismatch,               ///< Found, recorded.
     build_id_missing,                ///< Recorded.
+    debug_id_mismatch,               ///< The first 16 bytes of the build-id found, recorded.
+    debug_id_missing,                ///< Recorded.
     mapped_file_mismatch,            ///< Device and inode found, and those of the mapping.
     symbol_build_id_mismatch,        ///< Found, that of the binary.
     symbol_build_id_missing,         ///< That of the binary.
@@ -128,6 +130,8 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::only_symbol_table, "OnlySymbolTable", 1},
     {ReasonKey::build_id_mismatch, "BuildIdMismatch", 3},
     {ReasonKey::build_id_missing, "BuildIdMissing", 2},
+    {ReasonKey::debug_id_mismatch, "DebugIdMismatch", 3},
+    {ReasonKey::debug_id_missing, "DebugIdMissing", 2},
     {ReasonKey::mapped_file_mismatch, "MappedFileMismatch", 3},
     {ReasonKey::symbol_build_id_mismatch, "SymbolBuildIdMismatch", 3},
     {ReasonKey::symbol_build_id_missing, "SymbolBuildIdMissing", 2},

@@ -118,6 +118,7 @@ ordered_json moduleJson(ModuleResolution const& resolution, bool hasSamples) {
     ordered_json object;
     putBytes(object, "name", module.name);
     object["build_id"] = printable(toHex(module.build_id));
+    object["debug_id"] = printable(module.debug_id ? toHex(*module.debug_id) : "");
     object["kind"] = wordOf(c_moduleKinds, module.kind);
     object["samples"] = hasSamples ? ordered_json(module.samples) : ordered_json();
     object["caller_samples"] = hasSamples ? ordered_json(module.caller_samples) : ordered_json();

@@ -32,7 +32,8 @@ private:
 /// The same modules in another order are the same profile.
 std::vector<Module const*> distinctModules(Profile const& profile) {
     auto const keyOf = [](Module const* module) {
-        return std::tie(module->kind, module->name, module->build_id, module->mount_namespace);
+        return std::tie(module->kind, module->name, module->build_id, module->debug_id,
+                        module->mount_namespace);
     };
     std::vector<Module const*> result;
     result.reserve(profile.modules.size());
@@ -58,7 +59,7 @@ std::string profileId(Profile const& profile) {
         for (Module const* const module : distinctModules(profile))
             digest.add(wordOf(c_moduleKinds, module->kind))
                 .add(module->name)
-                .add(toHex(module->build_id))
+                .add(buildIdDigits(*module))
                 .add(std::to_string(module->mount_namespace));
         for (std::string_view const source :
              std::set<std::string_view>(profile.source_files.begin(), profile.source_files.end()))

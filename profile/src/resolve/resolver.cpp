@@ -190,7 +190,7 @@ FileResolution ProfileSearch::findLive(Module const& module, LiveFile const& liv
     std::vector<Candidate> hints = live.seenByProcess(names);
     if (auto reached = live.reached(names))
         hints.insert(hints.begin(), std::move(*reached));
-    return m_search.findBinary(name, live.buildIdInMemory(), hints, &live);
+    return m_search.findBinary(name, live.buildIdInMemory(), hints, {&live});
 }
 
 void ProfileSearch::resolve(ModuleResolution& result) {
@@ -216,7 +216,8 @@ void ProfileSearch::resolve(ModuleResolution& result) {
         for (Candidate& image : m_kernel->packedImage())
             binaryHints.push_back(std::move(image));
     result.binary =
-        live ? findLive(module, *live) : m_search.findBinary(name, module.build_id, binaryHints);
+        live ? findLive(module, *live)
+             : m_search.findBinary(name, module.build_id, binaryHints, {nullptr, module.debug_id});
     judge(result);
     if (isVdso && !result.binary->found()) {
         result.binary.reset();
@@ -290,7 +291,7 @@ void ProfileSearch::tryLearned(ModuleResolution& module) {
     if (!module.binary->found()) {
         auto const live = liveFileOf(module.module);
         m_search.tryBinary(name, buildId, asCandidates(m_learned.candidates(searched)),
-                           *module.binary, live ? &*live : nullptr);
+                           *module.binary, {live ? &*live : nullptr, module.module.debug_id});
         judge(module);
         if (module.binary->found())
             findSymbols(module, {});

@@ -130,12 +130,19 @@ IdentityValidator::Content IdentityValidator::contentOf(ElfFactsCache& cache,
     return {copy.path, cache.facts(copy.path), ""};
 }
 
-BinaryValidator::BinaryValidator(ElfFactsCache& cache, BuildId expected, LiveFile const* live)
-    : m_cache(cache), m_expected(std::move(expected)), m_live(live) {}
+BinaryValidator::BinaryValidator(ElfFactsCache& cache, BuildId expected, BinaryClues const& clues)
+    : m_cache(cache), m_expected(std::move(expected)), m_clues(clues) {}
+
+Identity BinaryValidator::identityOf(BuildId const& actual) const {
+    if (!isByDebugId())
+        return {IdentityKind::build_id, toHex(m_expected), toHex(actual)};
+    return {IdentityKind::debug_id, toHex(*m_clues.debug_id),
+            actual.empty() ? "" : toHex(debugIdOf(actual))};
+}
 
 /// A copy of the mapped file lies elsewhere and has its build-id, where that is known.
 void BinaryValidator::judgeAsMapped(std::string const& path, JudgedCandidate& candidate) const {
-    auto const match = m_live->compare(path, candidate.identity);
+    auto const match = m_clues.live->compare(path, candidate.identity);
     if (match == LiveFile::Match::same)
         candidate.result = vrValid;
     else if (match == LiveFile::Match::other && m_expected.empty())
@@ -145,23 +152,25 @@ void BinaryValidator::judgeAsMapped(std::string const& path, JudgedCandidate& ca
 }
 
 void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate) {
-    if (m_live != nullptr)
+    if (m_clues.live != nullptr)
         judgeAsMapped(path, candidate);
     Content const content = contentOf(m_cache, path, candidate.stamp);
     ElfFacts const& facts = *content.facts;
     // A file can be written anew under the numbers that the process mapped.
     bool const isAsMapped = candidate.result == vrValid && facts.build_id == m_expected;
-    if (m_expected.empty() || isAsMapped) {
+    bool const isIdKnown = !m_expected.empty() || m_clues.debug_id;
+    if (!isIdKnown || isAsMapped) {
         if (candidate.result != vrInvalid && (!facts.is_file || !facts.damage.empty()))
             rejectUnusable(candidate, path, facts.error + facts.damage);
         return;
     }
-    candidate.identity = {IdentityKind::build_id, toHex(m_expected), toHex(facts.build_id)};
+    candidate.identity = identityOf(facts.build_id);
     std::string const fault = content.error.empty() ? facts.error + facts.damage : content.error;
     if (!fault.empty())
         return rejectUnusable(candidate, path, fault);
-    compare(candidate, candidate.identity, ReasonKey::build_id_mismatch,
-            ReasonKey::build_id_missing, path);
+    compare(candidate, candidate.identity,
+            isByDebugId() ? ReasonKey::debug_id_mismatch : ReasonKey::build_id_mismatch,
+            isByDebugId() ? ReasonKey::debug_id_missing : ReasonKey::build_id_missing, path);
     if (candidate.result == vrValid && facts.lacks_code)
         reject(candidate, svError, reasonText(ReasonKey::code_missing, {path}));
 }

@@ -80,20 +80,29 @@ private:
     std::vector<UnpackedCopy> m_copiesMade;
 };
 
-/// Binaries: as the file that a running process has mapped, if `live` is one and the build-id is no
-/// other, else by build-id; a separate debug file of the same build-id is rejected. Without an
-/// expected build-id a file that is neither damaged nor another one than the mapped is undecided.
+/// What may be known of a binary beside its build-id.
+struct BinaryClues {
+    LiveFile const* live = nullptr;    ///< It must outlive the validator.
+    std::optional<DebugId> debug_id{}; ///< Counts without a build-id.
+};
+
+/// Binaries: as the file that a running process has mapped, if `live` is set and the build-id is no
+/// other, else by build-id, or by as much of it as the debug id is; a separate debug file of the
+/// same build-id is rejected. Without either a file that is neither damaged nor another one than
+/// the mapped is undecided.
 class BinaryValidator final : public IdentityValidator {
 public:
-    BinaryValidator(ElfFactsCache& cache, BuildId expected, LiveFile const* live = nullptr);
+    BinaryValidator(ElfFactsCache& cache, BuildId expected, BinaryClues const& clues = {});
 
 private:
+    bool isByDebugId() const { return m_expected.empty() && m_clues.debug_id; }
+    Identity identityOf(BuildId const& actual) const;
     void judge(std::string const& path, JudgedCandidate& candidate) override;
     void judgeAsMapped(std::string const& path, JudgedCandidate& candidate) const;
 
     ElfFactsCache& m_cache;
     BuildId m_expected;
-    LiveFile const* m_live;
+    BinaryClues m_clues;
 };
 
 /// What is known of the binary whose symbols are wanted.

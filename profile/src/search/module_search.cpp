@@ -241,6 +241,12 @@ Identity expectedIdentity(BuildId const& buildId) {
     return {IdentityKind::build_id, toHex(buildId), ""};
 }
 
+Identity expectedIdentity(BuildId const& buildId, BinaryClues const& clues) {
+    if (!buildId.empty() || !clues.debug_id)
+        return expectedIdentity(buildId);
+    return {IdentityKind::debug_id, toHex(*clues.debug_id), ""};
+}
+
 Identity expectedIdentity(SourceIdentity const& source) {
     if (!source.md5)
         return {};
@@ -329,9 +335,10 @@ void ModuleSearch::run(FileResolution& result, std::vector<Candidate> suggestion
 }
 
 FileResolution ModuleSearch::findBinary(std::string const& name, BuildId const& buildId,
-                                        std::vector<Candidate> const& hints, LiveFile const* live) {
+                                        std::vector<Candidate> const& hints,
+                                        BinaryClues const& clues) {
     FileResolution result;
-    result.identity = expectedIdentity(buildId);
+    result.identity = expectedIdentity(buildId, clues);
     std::string const searched = searchableName(name);
     bool const isNamed = !searched.empty() || !buildId.empty();
     if (!isNamed && hints.empty())
@@ -339,7 +346,7 @@ FileResolution ModuleSearch::findBinary(std::string const& name, BuildId const& 
     // Without anything to ask for, the hints alone are worth a look.
     std::string const asked =
         isNamed ? askedName(searched, buildId) : utils::getFileNameOnly(hints.front().path.c_str());
-    BinaryValidator validator(m_support.elf, buildId, live);
+    BinaryValidator validator(m_support.elf, buildId, clues);
     std::vector<Candidate> const archived =
         findInArchives(scBinaryFiles, name, buildId, {asked}, validator);
     auto const find = [&] { return m_search->findBinFile(asked.c_str(), &validator, nullptr, 0); };
@@ -348,17 +355,17 @@ FileResolution ModuleSearch::findBinary(std::string const& name, BuildId const& 
     // Copies by build-id come last: a file that lies where somebody put it says more to a person,
     // and a rebuilt namesake shall be met.
     if (!result.found())
-        tryBinary(name, buildId, m_support.places.storedBinary(searched, buildId), result, live);
+        tryBinary(name, buildId, m_support.places.storedBinary(searched, buildId), result, clues);
     return result;
 }
 
 void ModuleSearch::tryBinary(std::string const& name, BuildId const& buildId,
                              std::vector<Candidate> candidates, FileResolution& result,
-                             LiveFile const* live) {
+                             BinaryClues const& clues) {
     candidates = present(unjudged(std::move(candidates), result), result);
     if (candidates.empty())
         return;
-    BinaryValidator validator(m_support.elf, buildId, live);
+    BinaryValidator validator(m_support.elf, buildId, clues);
     auto const find = [&] {
         return m_search->findBinFile(askedName(searchableName(name), buildId).c_str(), &validator,
                                      nullptr, 0);

@@ -74,10 +74,10 @@ public:
     ModuleSearch(ModuleSearch const&) = delete;
     ModuleSearch& operator=(ModuleSearch const&) = delete;
 
-    /// `hints` are tried before all other places. `live` may be null.
+    /// `hints` are tried before all other places.
     FileResolution findBinary(std::string const& name, BuildId const& buildId,
                               std::vector<Candidate> const& hints = {},
-                              LiveFile const* live = nullptr);
+                              BinaryClues const& clues = {});
     /// `binaryPath` is the binary that was found, empty if none; then the recorded `buildId`
     /// stands in for what the binary would tell.
     FileResolution findSymbols(std::string const& name, std::string const& binaryPath,
@@ -108,7 +108,7 @@ public:
     /// search that found nothing.
     void tryBinary(std::string const& name, BuildId const& buildId,
                    std::vector<Candidate> candidates, FileResolution& result,
-                   LiveFile const* live = nullptr);
+                   BinaryClues const& clues = {});
     void trySymbols(std::string const& name, std::string const& binaryPath, BuildId const& buildId,
                     std::vector<Candidate> candidates, FileResolution& result);
     void tryPart(std::string const& name, std::string const& owner,

@@ -6,6 +6,8 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
+
 namespace lokata::profile::test {
 
 namespace {
@@ -190,6 +192,83 @@ TEST(Gperftools, CountsSamplesAndCallersByTheMappingsBehindThem) {
         EXPECT_THAT(summary(profile), ElementsAre("/opt/b/app file 3", "/lib/libx.so file 2+3"))
             << "it returns to its very end";
         EXPECT_EQ(profile.unattributed_samples, 1U);
+    }
+}
+
+TEST(Firefox, CountsSamplesOfEachVersionByTheLibrariesOfTheirStacks) {
+    struct Counted {
+        std::vector<std::string> modules;
+        std::vector<std::string> sources;
+        std::uint64_t unattributed;
+        std::string id; ///< Of the first module.
+    };
+    std::map<std::string, Counted> const expected{
+        {"processed",
+         {{"/bin/app file 3", "/lib/libx.so file 0+4 abcd", "[kernel.kallsyms] kernel 1"},
+          {"src/main.cc"},
+          1,
+          "000102030405060708090a0b0c0d0e0f"}},
+        {"shared",
+         {{"/bin/app file 1+3 0011", "/lib/libx.so file 3"},
+          {"/src/a.c"},
+          0,
+          "00112233445566778899aabbccddeeff01"}},
+        {"raw",
+         {{"/bin/app file 0+3 abcd", "/lib/libx.so file 2+1", "/bin/child file 1"},
+          {},
+          1,
+          "abcdef"}},
+    };
+    for (auto const& input : inputs()) {
+        if (input.format != "firefox")
+            continue;
+        SCOPED_TRACE(input.name);
+        auto const profile = readProfile(input.content);
+        auto const& [modules, sources, unattributed, id] = expected.at(input.name);
+        EXPECT_EQ(summary(profile), modules);
+        EXPECT_EQ(profile.source_files, sources);
+        EXPECT_EQ(profile.unattributed_samples, unattributed);
+        EXPECT_EQ(buildIdDigits(profile.modules.at(0)), id);
+        EXPECT_EQ(profile.modules[0].debug_id.has_value(), input.name == "processed");
+    }
+}
+
+/// Else a profile of some hundred megabytes would hold a machine for hours, or crash it.
+TEST(Firefox, IsReadInTimeAndMemoryThatItsSizeBounds) {
+    std::string prefixes = "null";
+    std::string frames = "0";
+    std::string samples = "0";
+    for (int i = 0; i < 100000; ++i) {
+        prefixes += "," + std::to_string(i);
+        frames += ",0";
+        samples += ",100000";
+    }
+    auto const deep = readProfile(
+        R"({"libs":[{"path":"/a"}],"threads":[{"samples":{"stack":[)" + samples +
+        R"(]},"stackTable":{"prefix":[)" + prefixes + R"(],"frame":[)" + frames +
+        R"(]},"frameTable":{"func":[0]},"funcTable":{"resource":[0]},"resourceTable":{"lib":[0]}}]})");
+    EXPECT_THAT(summary(deep), ElementsAre("/a file 100001"));
+    for (auto const& [content, error] : std::vector<std::pair<std::string, std::string>>{
+             {R"({"meta":{"version":1},"a":)" + std::string(1000000, '['),
+              "the profile ends early"},
+             {R"({"libs":[{"path":"/a","start":1e99,"end":-1e99}],"threads":[NaN]})",
+              "no valid JSON from here on"},
+             {R"({"libs":[{}],"a":1e999})", "no valid JSON from here on"},
+             {R"({"libs":[{}],"a":")"
+              "\xff"
+              R"("})",
+              "no valid JSON from here on"},
+             {R"({"meta":{"version":1}})", "neither threads nor libraries are in it"},
+             {R"({"libs":[{"path":"/b"}],"libs":[{"path":"/a"}],"threads":[{"samples":{"stack":
+[0,1,-7,9e9,"x",{},[]],"stack":[0,1,2,3,77],"weight":[1,18446744073709551615,-5]},"stackTable":
+{"prefix":[2,1,0,-9],"frame":[0,5,-1,0]},"frameTable":{"func":[0]},"funcTable":{"resource":[0]},
+"resourceTable":{"lib":[0,7,-4]}}],"processes":)" +
+                  std::string(30, '[') + std::string(30, ']') + "}",
+              ""},
+         }) {
+        auto const profile = readProfile(content);
+        EXPECT_EQ(profile.format, "firefox") << content;
+        EXPECT_EQ(profile.errors.empty() ? "" : profile.errors[0].message, error) << content;
     }
 }
 

@@ -50,6 +50,23 @@ TEST_F(IdentityTest, ABinaryIsProvenOrRejectedByItsBuildId) {
     EXPECT_EQ(verdict(nothingRecorded, m_tree.path("text")), "undecided");
 }
 
+TEST_F(IdentityTest, ADebugIdProvesTheBuildIdsThatBeginWithIt) {
+    BuildId longer{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20};
+    BinaryValidator validator(m_cache, {}, {nullptr, debugIdOf(longer)});
+    EXPECT_EQ(verdict(validator, binary("right", longer)), "valid");
+    EXPECT_EQ(m_identity.kind, IdentityKind::debug_id);
+    EXPECT_EQ(m_identity.actual, "0102030405060708090a0b0c0d0e0f10");
+    EXPECT_THAT(verdict(validator, binary("shorter", c_id)),
+                MatchesRegex("error: .*begins with 01020304050607080+, not .*"));
+    EXPECT_THAT(verdict(validator, ElfBuilder().write(m_tree.path("none"))),
+                MatchesRegex("error: .*has no build-id.*"));
+
+    BinaryValidator padded(m_cache, {}, {nullptr, debugIdOf(c_id)});
+    EXPECT_EQ(verdict(padded, m_tree.path("shorter")), "valid");
+    BinaryValidator known(m_cache, c_id, {nullptr, debugIdOf(longer)});
+    EXPECT_EQ(verdict(known, m_tree.path("shorter")), "valid") << "the whole build-id counts";
+}
+
 TEST_F(IdentityTest, ADamagedFileOfTheRightBuildIdIsRejectedByEveryJudge) {
     std::string const whole = symbols("whole", c_id);
     std::string const damaged = m_tree.file("damaged", contentOf(whole));

@@ -41,9 +41,42 @@ std::string pprof() {
     return file.content();
 }
 
-} // namespace
+/// A thread with libraries of its own: a library that calls the program and is called by it, and
+/// code of a script.
+constexpr char c_processedFirefox[] =
+    R"({"meta":{"version":19,"preprocessedProfileVersion":36},"threads":[{
+"libs":[{"name":"app","path":"/bin/app","breakpadId":"030201000504070608090A0B0C0D0E0F0"},
+{"path":"/lib/libx.so","codeId":"abcdef0123"},{"path":"[kernel.kallsyms]","breakpadId":""}],
+"samples":{"stack":[3,1,1,null,5,6],"weight":null,"length":6},
+"stackTable":{"prefix":[null,0,1,2,null,4,0],"frame":[1,0,1,0,2,3,4],"length":7},
+"frameTable":{"func":[0,1,2,3,4],"implementation":[null,null,"ion",null,null]},
+"funcTable":{"resource":[0,1,-1,2,null],"fileName":[1,2,3,null,null]},
+"resourceTable":{"lib":[0,1,2],"type":[1,1,1]},
+"stringTable":["main","src/main.cc","hg:host:path:1","http://host/a.js"]}]})";
 
-namespace {
+/// Tables that two threads share, before these in the text; a frame knows its library by a symbol.
+constexpr char c_sharedFirefox[] =
+    R"({"threads":[{"samples":{"stack":[1],"weight":[2.0],"weightType":"samples"}},
+{"samples":{"stack":[1,0],"weight":[4096,1],"weightType":"bytes"}}],
+"shared":{"stackTable":{"frame":[0,1],"prefix":[null,0]},"frameTable":{"func":[0,1],
+"nativeSymbol":[null,0]},"nativeSymbols":{"libIndex":[1]},"funcTable":{"resource":[0,-1],
+"source":[0,null]},"resourceTable":{"lib":[0]},"sources":{"filename":[0]},
+"stringArray":["/src/a.c"]},"libs":[{"name":"app","path":"/bin/app",
+"breakpadId":"33221100554477668899AABBCCDDEEFF0","codeId":"00112233445566778899aabbccddeeff01"},
+{"name":"libx.so","path":"/lib/libx.so","codeId":null}]})";
+
+/// A process inside another.
+constexpr char c_rawFirefox[] =
+    R"({"meta":{"version":27},"libs":[{"start":4096,"end":8192,"path":"/bin/app",
+"codeId":"abcdef"},{"start":8192,"end":12288,"path":"/lib/libx.so"}],"threads":[{
+"samples":{"schema":{"stack":0,"time":1},"data":[[1,0.5],[1,2,[3]],[2]]},
+"stackTable":{"schema":{"prefix":0,"frame":1},"data":[[null,0],[0,1],[1,2]]},
+"frameTable":{"schema":{"line":0,"location":1},"data":[[1,0],[2,1],[null,2]]},
+"stringTable":["0x1fff","0x2000","root"]
+}],"processes":[{"libs":[{"start":4096,"end":8192,
+"path":"/bin/child"}],"threads":[{"samples":{"data":[[0]]},"stackTable":{"data":[[null,0]]},
+"frameTable":{"data":[[0]]},"stringTable":["0x1000"]}]}]
+})";
 
 /// Two stacks, one of them 3 times, and a sample outside of all mappings.
 std::string gperftools(unsigned word, bool bigEndian) {
@@ -131,6 +164,9 @@ std::vector<Input> const& inputs() {
         {"core", "narrow", CoreFile{false, true, {{"/bin/app", buildId('c')}}}.content()},
         {"gperftools", "wide", gperftools(8, false)},
         {"gperftools", "narrow", gperftools(4, true)},
+        {"firefox", "processed", c_processedFirefox},
+        {"firefox", "shared", c_sharedFirefox},
+        {"firefox", "raw", c_rawFirefox},
         {"pprof", "plain", pprof()},
         {"pprof", "gzipped", gzip(pprof())},
     };

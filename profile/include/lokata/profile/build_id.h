@@ -5,6 +5,7 @@
 
 #include <lokata/profile/export.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -21,6 +22,12 @@ using BuildId = std::vector<std::uint8_t>;
 constexpr std::size_t c_minBuildId = 3;
 constexpr std::size_t c_maxBuildId = 64;
 
+/// All that some recorders keep of a build-id: its first 16 bytes, with zeros behind a shorter one.
+using DebugId = std::array<std::uint8_t, 16>;
+
+/// Of a build-id that is not empty.
+LOKATA_PROFILE_EXPORT DebugId debugIdOf(BuildId const& buildId);
+
 /// True for bytes that can be a build-id: of a length within the limits, and not all zero.
 LOKATA_PROFILE_EXPORT bool isBuildId(std::string_view bytes);
 
@@ -29,6 +36,7 @@ LOKATA_PROFILE_EXPORT BuildId buildIdOf(std::string_view bytes);
 
 /// Lower-case hexadecimal, two digits a byte; empty for none.
 LOKATA_PROFILE_EXPORT std::string toHex(BuildId const& buildId);
+LOKATA_PROFILE_EXPORT std::string toHex(DebugId const& debugId);
 
 /// Reads hexadecimal digits of either case. Empty if the text is no build-id.
 LOKATA_PROFILE_EXPORT BuildId buildIdFromHex(std::string_view text);

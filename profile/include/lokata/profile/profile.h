@@ -57,6 +57,8 @@ struct MappedFile {
 struct Module {
     std::string name; ///< As recorded, in bytes.
     BuildId build_id; ///< Empty when none is recorded.
+    /// Where no more of the build-id is recorded.
+    std::optional<DebugId> debug_id{};
     ModuleKind kind = ModuleKind::file;
     /// A process (for guests: the host's process of the machine) that mapped it; 0 when unknown,
     /// and for memory without a file in which several processes were sampled.
@@ -118,6 +120,9 @@ struct Profile {
 /// True when the name may be tried as a path: not empty, at most 4096 bytes, without a control
 /// byte and without a ".." component.
 LOKATA_PROFILE_EXPORT bool isSafeName(std::string_view name);
+
+/// The hexadecimal digits of the build-id, as far as they are recorded; empty if none are.
+LOKATA_PROFILE_EXPORT std::string buildIdDigits(Module const& module);
 
 /// The name for a terminal or a page: backslashes, control characters, bytes that are not UTF-8,
 /// and characters that change the direction of writing come as \xNN, all else unchanged.

@@ -26,6 +26,7 @@ namespace lokata::profile {
 enum class IdentityKind {
     none,             ///< Nothing to go by.
     build_id,         ///< Hexadecimal digits.
+    debug_id,         ///< 32 hexadecimal digits: the first 16 bytes of the build-id.
     debug_link_crc,   ///< Eight hexadecimal digits.
     same_file,        ///< The symbols stand in the binary itself; values are its path.
     source_md5,       ///< Hexadecimal digits; of a source, or of a damaged copy in an archive.
@@ -38,6 +39,7 @@ enum class IdentityKind {
 constexpr Word<IdentityKind> c_identityKinds[]{
     {IdentityKind::none, "none"},
     {IdentityKind::build_id, "build-id"},
+    {IdentityKind::debug_id, "debug-id"},
     {IdentityKind::debug_link_crc, "debuglink-crc"},
     {IdentityKind::same_file, "same-file"},
     {IdentityKind::source_md5, "md5"},

@@ -150,7 +150,7 @@
     return [
       facts([
         [T("RecordedAs"), module.name, "path"],
-        [T("BuildId"), module.build_id || T("NoneRecorded"), module.build_id ? "mono" : "dim"],
+        [T("BuildId"), module.build_id || (module.debug_id ? module.debug_id + "\u2026" : T("NoneRecorded")), module.build_id || module.debug_id ? "mono" : "dim"],
         [T("Kind"), texts["Kind" + camel(module.kind)] || readable(module.kind)],
         [T("Why"), module.binary ? null : module.reason],
         [T("RoleSymbols"), module.symbols_reason],
