@@ -15,6 +15,7 @@
 #include "search/tool_caches.h"
 
 #include <lokata/profile/archive.h>
+#include <lokata/profile/process.h>
 #include <lokata/profile/read.h>
 #include <lokata/profile/report.h>
 #include <lokata/profile/resolver.h>
@@ -37,6 +38,7 @@ constexpr char c_defaultInput[] = "perf.data";
 
 struct ResolveOptions {
     std::vector<std::string> inputs;
+    std::vector<std::uint32_t> processes;
     std::string format;
     SearchOptions search;
     std::vector<std::string> debug_dirs;
@@ -82,12 +84,29 @@ profile::PlaceOptions placesOf(ResolveOptions const& options) {
     return places;
 }
 
+struct Input {
+    std::string name;
+    std::uint32_t process = 0; ///< 0 for a file.
+};
+
+std::vector<Input> inputsOf(ResolveOptions const& options) {
+    std::vector<Input> inputs;
+    for (std::string const& file : options.inputs)
+        inputs.push_back({file});
+    for (std::uint32_t const process : options.processes)
+        inputs.push_back({"/proc/" + std::to_string(process) + "/maps", process});
+    if (inputs.empty())
+        inputs.push_back({c_defaultInput});
+    return inputs;
+}
+
 /// What can be read of an input. Damage is reported and leaves the rest.
-profile::Profile read(std::string const& input, std::string const& format) {
+profile::Profile read(Input const& input, std::string const& format) {
     profile::ReadOptions options;
     options.format = format;
-    profile::Profile profile = profile::readProfileFile(input, options);
-    std::string const name = input == "-" ? textOf(Text::standard_input) : input;
+    profile::Profile profile = input.process == 0 ? profile::readProfileFile(input.name, options)
+                                                  : profile::readProcess(input.process);
+    std::string const name = input.name == "-" ? textOf(Text::standard_input) : input.name;
     for (profile::ReadError const& error : profile.errors)
         reportError((error.offset == 0
                          ? name
@@ -131,28 +150,45 @@ void printTables(std::ostream& out, profile::ProfileResolution const& resolution
         out << wrapped(line, 0, style.width) << "\n";
 }
 
-void print(profile::ProfileResolution const& resolution, ResolveOptions const& options,
+/// False if something that is to be explained is not there.
+bool explain(profile::ProfileResolution const& resolution, std::string const& title,
+             std::vector<std::string> const& wanted, LK_2_13::ISearchEnv& environment,
+             bool colour) {
+    std::string text = title;
+    std::vector<std::string> missing;
+    for (std::string const& each : wanted) {
+        std::string const part = explanation(resolution, each, environment, colour);
+        if (part.empty())
+            missing.push_back(each);
+        else
+            text += (text == title ? "" : "\n") + part;
+    }
+    if (missing.size() < wanted.size())
+        writeOutput(text);
+    for (std::string const& each : missing)
+        reportError(textOf(Text::nothing_to_explain, {resolution.input, each}));
+    return missing.empty();
+}
+
+/// False if not all that was asked for is there to be printed.
+bool print(profile::ProfileResolution const& resolution, ResolveOptions const& options,
            LK_2_13::ISearchEnv& environment) {
-    if (options.json)
-        return toolbelt2::write_in_blocks(writeOutput, [&](std::ostream& out) {
+    if (options.json) {
+        toolbelt2::write_in_blocks(writeOutput, [&](std::ostream& out) {
             profile::writeJson(out, resolution);
             out << "\n";
         });
-    bool const colour = wantsColour(STDOUT_FILENO);
-    std::string const title =
-        options.inputs.size() > 1 ? profile::displayName(resolution.input) + ":\n" : "";
-    if (options.explain.empty())
-        return toolbelt2::write_in_blocks(writeOutput, [&](std::ostream& out) {
-            printTables(out, resolution, title, options, colour);
-        });
-    std::string text = title;
-    for (std::string const& each : options.explain) {
-        std::string const part = explanation(resolution, each, environment, colour);
-        if (part.empty())
-            throw Failure(textOf(Text::nothing_to_explain, {resolution.input, each}));
-        text += (text == title ? "" : "\n") + part;
+        return true;
     }
-    writeOutput(text);
+    bool const colour = wantsColour(STDOUT_FILENO);
+    bool const isOneOfSeveral = options.inputs.size() + options.processes.size() > 1;
+    std::string const title = isOneOfSeveral ? profile::displayName(resolution.input) + ":\n" : "";
+    if (!options.explain.empty())
+        return explain(resolution, title, options.explain, environment, colour);
+    toolbelt2::write_in_blocks(writeOutput, [&](std::ostream& out) {
+        printTables(out, resolution, title, options, colour);
+    });
+    return true;
 }
 
 /// False if a file could not be kept. The inputs behind this one are resolved all the same.
@@ -203,9 +239,7 @@ std::vector<std::string> formatWords() {
     return words;
 }
 
-ExitStatus resolve(ResolveOptions& options) {
-    if (options.inputs.empty())
-        options.inputs.emplace_back(c_defaultInput);
+ExitStatus resolve(ResolveOptions const& options) {
     SearchSetup const setup(options.search);
     auto const environment = setup.environment(options.search.kernel_release);
     profile::Resolver resolver(environment, placesOf(options));
@@ -213,7 +247,7 @@ ExitStatus resolve(ResolveOptions& options) {
 
     ExitStatus status = ExitStatus::done;
     std::vector<profile::ProfileResolution> resolutions;
-    for (std::string const& input : options.inputs) {
+    for (Input const& input : inputsOf(options)) {
         profile::Profile profile = read(input, options.format);
         bool const isUnreadable = profile.modules.empty() && !profile.errors.empty();
         if (profile.format.empty() || isUnreadable)
@@ -221,10 +255,11 @@ ExitStatus resolve(ResolveOptions& options) {
         if (profile.format.empty() && !options.json)
             continue;
         profile::ProfileResolution resolution =
-            resolve(resolver, std::move(profile), input, !options.sources.empty());
+            resolve(resolver, std::move(profile), input.name, !options.sources.empty());
         if (!isComplete(resolution, options.scope))
             status = std::max(status, ExitStatus::not_found);
-        print(resolution, options, *environment);
+        if (!print(resolution, options, *environment))
+            status = ExitStatus::failed;
         if (resolution.profile.format.empty())
             continue;
         if (!options.archive_into.empty() && !archive(resolution, options.archive_into))
@@ -272,10 +307,18 @@ void addResolveCommand(CLI::App& program, ExitStatus& exitStatus) {
     auto const options = std::make_shared<ResolveOptions>();
     CLI::App& command = *program.add_subcommand(
         "resolve", "Find the files of the modules in recorded profiles, and prove them");
-    addRepeatable(command, "INPUT", options->inputs, helpOfInput())
-        ->allow_extra_args()
-        ->type_name("")
-        ->default_str(c_defaultInput);
+    CLI::Option* const input = addRepeatable(command, "INPUT", options->inputs, helpOfInput())
+                                   ->allow_extra_args()
+                                   ->type_name("")
+                                   ->default_str(c_defaultInput);
+    command
+        .add_option("--pid", options->processes,
+                    "A running process instead of an input: what it has mapped, with the build-ids "
+                    "of these very files")
+        ->allow_extra_args(false)
+        ->type_name("PID")
+        ->check(positiveNumber())
+        ->excludes(input);
     command
         .add_option("--format", options->format,
                     "What the inputs are, instead of what their content says")

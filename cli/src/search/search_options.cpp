@@ -50,6 +50,15 @@ CLI::Option* addRepeatable(CLI::App& command, std::string const& name,
         ->check(c_notEmpty);
 }
 
+CLI::Validator positiveNumber() {
+    return {[](std::string& text) {
+                bool const isPositive = text.find_first_not_of("0123456789") == std::string::npos &&
+                                        text.find_first_not_of('0') != std::string::npos;
+                return isPositive ? std::string() : textOf(Text::not_positive, {text});
+            },
+            "", ""};
+}
+
 CLI::Option* addText(CLI::App& command, std::string const& name, std::string& value,
                      std::string const& description) {
     return command.add_option(name, value, description)->check(c_notEmpty);

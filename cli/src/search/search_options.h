@@ -48,6 +48,10 @@ CLI::Option* addRepeatable(CLI::App& command, std::string const& name,
 CLI::Option* addText(CLI::App& command, std::string const& name, std::string& value,
                      std::string const& description);
 
+/// Takes digits alone: the conversion of CLI11 takes a minus sign for a very large number. 0 stands
+/// for a value that is not known.
+CLI::Validator positiveNumber();
+
 /// For an option that names one directory: it must be there. Throws `Failure`; an empty text stands
 /// for an option that was not given.
 void requireDirectory(char const* option, std::string const& directory);

@@ -41,16 +41,6 @@ ObjectPtr<IChecksum> parseChecksum(std::string_view text) {
     return nullptr;
 }
 
-/// The conversion of CLI11 takes a minus sign for a very large number. 0 stands for a value that is
-/// not known.
-CLI::Validator const c_positiveNumber(
-    [](std::string& text) {
-        bool const isPositive = text.find_first_not_of("0123456789") == std::string::npos &&
-                                text.find_first_not_of('0') != std::string::npos;
-        return isPositive ? std::string() : textOf(Text::not_positive, {text});
-    },
-    "", "");
-
 template <class Validator>
 std::unique_ptr<Validator> withExceptions(std::unique_ptr<Validator> validator,
                                           std::vector<std::string> dirs) {
@@ -69,10 +59,10 @@ void addValidationOptions(CLI::App& command, ValidationOptions& options) {
         .add_option("--expect-mtime", options.modification_time,
                     "The modification time of the wanted file")
         ->type_name("SECONDS")
-        ->check(c_positiveNumber);
+        ->check(positiveNumber());
     command.add_option("--expect-size", options.size, "The size of the wanted file")
         ->type_name("BYTES")
-        ->check(c_positiveNumber);
+        ->check(positiveNumber());
     addText(command, "--not-newer-than", options.not_newer_than,
             "Reject a source file that is newer than FILE")
         ->type_name("FILE")

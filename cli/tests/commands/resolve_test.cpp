@@ -90,6 +90,20 @@ TEST_F(ResolveProgram, EveryKindOfInputNamesTheMovedFiles) {
     }
 }
 
+TEST_F(ResolveProgram, ARunningProcessStandsInForAnInput) {
+    std::string const self = std::to_string(::getpid());
+    json const document = json::parse(resolve({"--json", "--pid", self}).out);
+    EXPECT_EQ(document["format"], "maps");
+    EXPECT_EQ(document["input"], "/proc/" + self + "/maps");
+    EXPECT_EQ(document["modules"][0]["status"], "resolved");
+    Outcome const gone = resolve({"--pid", "2147483647"});
+    EXPECT_EQ(gone.status, 2);
+    EXPECT_THAT(gone.err, HasSubstr("no such process"));
+    for (auto const& wrong : std::vector<std::vector<std::string>>{
+             {"--pid", self, "perf.data"}, {"--pid", "-1"}, {"--pid", "99999999999"}})
+        EXPECT_EQ(resolve(wrong).status, 2);
+}
+
 TEST_F(ResolveProgram, NamesWithoutBuildIdAreAcceptedAsThePolicySays) {
     std::string const maps = "1000-2000 r-xp 00000000 08:01 7   /gone/app\n"
                              "3000-4000 r-xp 00000000 00:00 0   [vdso]\n";
@@ -127,7 +141,10 @@ TEST_F(ResolveProgram, ARebuiltNamesakeIsRejectedWithBothBuildIds) {
                                       profile::toHex(bytes(m_app)).substr(0, 4)})
                                  .out;
     EXPECT_THAT(both, AllOf(StartsWith("/gone/libx.so\n"), HasSubstr("\n\n/gone/app\n")));
-    EXPECT_EQ(resolve({"perf.data", "--explain", "nothing"}).status, 2);
+    Outcome const partly = resolve({"perf.data", "--explain", "nothing", "--explain", "app"});
+    EXPECT_EQ(partly.status, 2);
+    EXPECT_THAT(partly.err, HasSubstr("nothing"));
+    EXPECT_THAT(partly.out, HasSubstr("/gone/app"));
 
     std::string const logged = resolve({"perf.data", "-v", "-d", moved()}).err;
     std::string const step = " [LowPrioritySearchDirs] ";

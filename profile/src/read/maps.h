@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace lokata::profile {
@@ -22,5 +23,12 @@ struct MapsLine {
 
 /// Empty for a line of another form.
 std::optional<MapsLine> parseMapsLine(std::string_view line);
+
+/// "START-END", as the kernel names the mapping in the directory map_files of a process.
+std::string rangeOf(MapsLine const& mapping);
+
+/// Out of the first pages of a mapping in which a file begins, of the process whose directory
+/// below /proc that is. Empty if there is none or the memory may not be read.
+BuildId buildIdInMemory(std::string const& directory, MapsLine const& mapping);
 
 } // namespace lokata::profile

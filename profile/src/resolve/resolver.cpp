@@ -177,7 +177,7 @@ std::vector<Candidate> ProfileSearch::hints(Module const& module, std::string co
 }
 
 std::optional<LiveFile> ProfileSearch::liveFileOf(Module const& module) const {
-    if (m_process == 0 || !module.mapped_file || !module.build_id.empty())
+    if (m_process == 0 || !module.mapped_file)
         return std::nullopt;
     return LiveFile(m_process, *module.mapped_file);
 }
@@ -190,7 +190,8 @@ FileResolution ProfileSearch::findLive(Module const& module, LiveFile const& liv
     std::vector<Candidate> hints = live.seenByProcess(names);
     if (auto reached = live.reached(names))
         hints.insert(hints.begin(), std::move(*reached));
-    return m_search.findBinary(name, live.buildIdInMemory(), hints, {&live});
+    BuildId const id = module.build_id.empty() ? live.buildIdInMemory() : module.build_id;
+    return m_search.findBinary(name, id, hints, {&live});
 }
 
 void ProfileSearch::resolve(ModuleResolution& result) {

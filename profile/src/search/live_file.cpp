@@ -1,20 +1,12 @@
 #include "search/live_file.h"
 
-#include "read/elf_image.h"
 #include "read/maps.h"
 #include "read/names.h"
 #include "read/text_lines.h"
 
-#include <toolbelt2/descriptor.h>
-
-#include <algorithm>
-#include <cinttypes>
-#include <cstdio>
 #include <fstream>
 #include <iterator>
-#include <system_error>
 
-#include <fcntl.h>
 #include <linux/magic.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -63,12 +55,6 @@ std::optional<MapsLine> findMapping(std::string const& process, MappedFile const
 std::optional<MapsLine> findMapping(std::string const& process, MappedFile const& file) {
     return findMapping(
         process, file, [](MapsLine const&) { return true; });
-}
-
-std::string rangeOf(MapsLine const& mapping) {
-    char text[40];
-    std::snprintf(text, sizeof text, "%" PRIx64 "-%" PRIx64, mapping.start, mapping.end);
-    return text;
 }
 
 } // namespace
@@ -139,14 +125,7 @@ LiveFile::Match LiveFile::compare(std::string const& path, Identity& identity) c
 BuildId LiveFile::buildIdInMemory() const {
     auto const mapping =
         findMapping(m_directory, m_recorded, [](MapsLine const& line) { return line.offset == 0; });
-    auto const memory = toolbelt2::descriptor_t::open(below("/mem").c_str(), O_RDONLY);
-    if (!mapping || !memory)
-        return {};
-    std::string image(std::min(mapping->end - mapping->start, c_noteWindow), '\0');
-    std::error_code error;
-    image.resize(
-        toolbelt2::read_at(memory.get(), mapping->start, image.data(), image.size(), error));
-    return image.empty() ? BuildId() : buildIdOf(buildIdInImage(image));
+    return mapping ? profile::buildIdInMemory(m_directory, *mapping) : BuildId();
 }
 
 } // namespace lokata::profile

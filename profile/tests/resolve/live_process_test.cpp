@@ -3,6 +3,7 @@
 #include "child_process.h"
 #include "search/live_file.h"
 #include "support/search_fixture.h"
+#include <lokata/profile/process.h>
 #include <lokata/profile/read.h>
 
 #include <algorithm>
@@ -11,6 +12,7 @@
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
+#include <sys/wait.h>
 
 namespace lokata::profile::test {
 namespace {
@@ -110,6 +112,59 @@ TEST_F(LiveProcess, TakesNoFileOfAnotherBuildIdForTheMappedOne) {
     ::munmap(memory, c_size);
 }
 
+/// What is mapped is another file than that of its name, or than any.
+TEST_F(LiveProcess, TellsTheBuildIdsOfTheVeryFilesThatItHasMapped) {
+    Profile const libc = recorded("/libc.so");
+    if (libc.modules.empty())
+        GTEST_SKIP() << "no shared libc";
+    std::string const content = contentOf(libc.modules[0].name);
+    BuildId const id = readElfFacts(libc.modules[0].name).build_id;
+    std::string const path = m_tree.file("bin/replaced", content);
+    void* const memory = map(path);
+    ASSERT_NE(memory, MAP_FAILED);
+    std::filesystem::remove(path);
+    binary("bin/replaced", c_otherId);
+    std::string const copy = m_tree.file("moved/replaced", content);
+    searchIn("moved");
+
+    auto const process = static_cast<std::uint32_t>(::getpid());
+    Profile const profile = recorded("/bin/replaced", readProcess(process));
+    EXPECT_EQ(profile.modules.at(0).build_id, id);
+    ModuleResolution const found = resolve(profile);
+    EXPECT_EQ(found.status, ModuleStatus::resolved);
+    EXPECT_EQ(found.symbols->identity.expected, toHex(id));
+    Profile elsewhere = profile;
+    elsewhere.live_process = 0;
+    EXPECT_EQ(resolve(elsewhere).binary->path, copy);
+    ::munmap(memory, c_size);
+    EXPECT_FALSE(recorded("[vdso]", readProcess(process)).modules.at(0).build_id.empty());
+}
+
+TEST_F(LiveProcess, IsToldWhereItHasEndedOrMayNotBeLookedAt) {
+    ChildProcess const stranger([](ChildProcess::report_t const& report) {
+        auto const parent = static_cast<std::uint32_t>(::getppid());
+        if (::setgid(65534) != 0 || ::setuid(65534) != 0)
+            return report(2);
+        Profile const denied = readProcess(parent);
+        report(denied.errors.at(0).message.find("Permission denied") != std::string::npos);
+        report(readProcess(0x7fffffff).errors.at(0).message.find("no such process") == 0);
+    });
+    std::uint64_t isTold = 0;
+    ASSERT_TRUE(stranger.nextReport(isTold));
+    if (isTold == 2)
+        GTEST_SKIP() << "privileges cannot be dropped";
+    EXPECT_EQ(isTold, 1U);
+    ASSERT_TRUE(stranger.nextReport(isTold));
+    EXPECT_EQ(isTold, 1U);
+    while (stranger.nextReport(isTold))
+        ;
+    auto const child = static_cast<std::uint32_t>(stranger.pid());
+    siginfo_t info{};
+    ASSERT_EQ(::waitid(P_PID, child, &info, WEXITED | WNOWAIT), 0);
+    EXPECT_EQ(readProcess(child).errors.at(0).message, "the process has ended");
+    stranger.wait();
+}
+
 /// The child sees another file under the name, and runs until it is killed.
 TEST_F(LiveProcess, LeadsIntoItsMountNamespace) {
     std::string const directory = m_tree.dir("mounted");
@@ -131,6 +186,8 @@ TEST_F(LiveProcess, LeadsIntoItsMountNamespace) {
         ModuleResolution const found = resolve(maps);
         EXPECT_EQ(found.status, ModuleStatus::resolved);
         EXPECT_EQ(found.binary->path, process + "/root" + here);
+        Profile const asked = readProcess(static_cast<std::uint32_t>(child.pid()));
+        EXPECT_EQ(resolve(recorded("/mounted/tool", asked)).binary->path, found.binary->path);
     }
     child.kill();
     if (isApart == 0)
