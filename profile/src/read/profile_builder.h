@@ -29,7 +29,7 @@ inline std::string_view bytesOf(BuildId const& buildId) {
 }
 
 inline ModuleKey keyOf(Module const& module) {
-    return {module.name, module.kind, bytesOf(module.build_id), module.mount_namespace,
+    return {module.name,        module.kind,    bytesOf(module.build_id), module.mount_namespace,
             module.mapped_file, module.debug_id};
 }
 
