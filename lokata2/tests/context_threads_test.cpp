@@ -29,7 +29,7 @@ TEST(Guards, OfMetadataStandAroundEachSlot) {
     test::NotFound notFound;
     test::Policy policy;
     // A new key is put into a map by code of the C++ library, which ThreadSanitizer does not see.
-    metadata.setSearchDirs(dirs, "key");
+    metadata.setSearchDirs(nullptr, "key");
     metadata.setCapturedSearchDirs("key", nullptr);
     metadata.registerFileRetriever("key", nullptr);
     metadata.registerSearchStepsConfigurator("key", nullptr);
@@ -49,11 +49,13 @@ TEST(Guards, OfMetadataStandAroundEachSlot) {
             [&] { metadata.getCapturedSearchDirs("key"); },
             [&] { metadata.registerFileRetriever("key", nullptr); },
             [&] { metadata.getFileRetriever("key"); },
-            [&] { metadata.registerSearchStepsConfigurator("key", nullptr); },
+            [&] {
+                metadata.registerSearchStepsConfigurator("key", ISearchStepsConfigurator::create());
+            },
             [&] { metadata.getSearchStepsConfigurator("key"); },
             [&] { metadata.registerMessenger("key", nullptr); },
             [&] { metadata.getMessenger("key"); },
-            [&] { metadata.registerEnvironmentInfo("key", nullptr); },
+            [&] { metadata.registerEnvironmentInfo("key", IEditableEnvironmentInfo::create()); },
             [&] { metadata.getEnvironmentInfo("key"); }});
     metadata.setSearchDirs(nullptr, "free");
     char const* key = nullptr;
