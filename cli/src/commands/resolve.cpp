@@ -46,6 +46,8 @@ struct ResolveOptions {
     std::string symfs;
     std::vector<std::string> substitutions;
     bool no_learned_paths = false;
+    std::vector<std::string> scan_dirs;
+    bool no_scan = false;
     /// Empty without --sources; one that is empty itself stands for all of them.
     std::vector<std::string> sources;
     std::string archive_into;
@@ -79,6 +81,10 @@ profile::PlaceOptions placesOf(ResolveOptions const& options) {
         warnOfMissingDirectory("--substitute-path", substitution->to);
         places.substitutions.push_back(*substitution);
     }
+    for (std::string const& directory : options.scan_dirs)
+        warnOfMissingDirectory("--scan", directory);
+    places.scan.dirs = options.scan_dirs;
+    places.scan.is_on = !options.no_scan;
     places.perf_cache = perfCacheDirectory();
     places.debuginfod_cache = debuginfodCacheDirectory();
     return places;
@@ -287,6 +293,14 @@ void addPlaceOptions(CLI::App& command, ResolveOptions& options) {
         ->type_name("FROM=TO");
     command.add_flag("--no-learned-paths", options.no_learned_paths,
                      "Do not apply renamed prefixes that proven files teach to what is missing");
+    CLI::Option* const scan =
+        addRepeatable(command, "--scan", options.scan_dirs,
+                      "Look into all files of this tree, too, for what only its build-id tells")
+            ->type_name("DIR");
+    command
+        .add_flag("--no-scan", options.no_scan,
+                  "Do not look into the files of recursive search directories")
+        ->excludes(scan);
 }
 
 /// A value stands behind an equals sign only, so that an input may follow.

@@ -160,7 +160,7 @@ TEST_F(ResolveProgram, SymbolsThatLackAFileOrTheNamesOfSourcesAreToldWithTheReas
     // Its line table is cut off in the header.
     std::string const withoutLines = Bytes().u32(12).u16(4).u32(0).u8(8).u8(1).u32(0).content();
     for (auto const& [link, reason] :
-         {std::pair("none" + std::string(1, '\0') + m_lib,
+         {std::pair("none" + std::string(1, '\0') + buildId('s'),
                     "symbols      /gone/app\n             The supplementary file that the "),
           std::pair(std::string(),
                     "symbols      /gone/app\n             Which supplementary file the ")}) {
@@ -250,7 +250,8 @@ TEST_F(ResolveProgram, ATableFitsItsTerminalAndTellsNamesakesApart) {
 
 TEST_F(ResolveProgram, WhatIsRequiredDecidesTheExitStatus) {
     ElfBuilder().buildId(bytes(m_app)).symbolTable().write(path("moved/deep/app"));
-    ElfBuilder().buildId(bytes(m_lib)).symbols(SHT_DYNSYM, STT_FUNC, 1).write(path("moved/x.so"));
+    std::string const id = buildId('e');
+    ElfBuilder().buildId(bytes(id)).symbols(SHT_DYNSYM, STT_FUNC, 1).write(path("moved/x.so"));
     std::string const app = profile::toHex(bytes(m_app)) + " /gone/app\n";
     std::string const kernel = std::string(40, 'c') + " [kernel.kallsyms]\n";
     auto const status = [&](std::string const& input, std::vector<std::string> words) {
@@ -260,7 +261,7 @@ TEST_F(ResolveProgram, WhatIsRequiredDecidesTheExitStatus) {
     EXPECT_EQ(status(app, {}), 0);
     EXPECT_EQ(status(app, {"--require", "names"}), 0);
     EXPECT_EQ(status(app, {"--require", "lines"}), 1);
-    std::string const exporting = profile::toHex(bytes(m_lib)) + " /gone/x.so\n";
+    std::string const exporting = profile::toHex(bytes(id)) + " /gone/x.so\n";
     EXPECT_EQ(status(exporting, {"--require", "names"}), 1);
     EXPECT_EQ(status(app + kernel, {}), 1);
     EXPECT_EQ(status(app + kernel, {"--user-only"}), 0);

@@ -31,19 +31,23 @@ public:
     FactsReader(ForeignFile const& file, ElfTables const& tables, ElfFacts& facts)
         : m_file(file), m_tables(tables), m_facts(facts) {}
 
-    void read() {
+    void lookIntoContents() {
         m_facts.damage = damageOf(m_file, m_tables);
+        if (!m_facts.has_lines && m_facts.damage.empty())
+            m_facts.symbol_tables = readSymbolTables(m_file, m_tables);
+        if (m_facts.has_debug_info)
+            m_facts.debug_damage = debugDamageOf(m_file, m_tables);
+    }
+
+    void read() {
         m_facts.machine = m_tables.machine;
         for (ElfSection const& section : m_tables.sections)
             readSection(section);
-        if (!m_facts.has_lines && m_facts.damage.empty())
-            m_facts.symbol_tables = readSymbolTables(m_file, m_tables);
         m_facts.is_known_unsplit = m_hasAbbreviations && !m_mayBeSplit;
-        if (m_facts.has_debug_info)
-            m_facts.debug_damage = debugDamageOf(m_file, m_tables);
+        m_facts.has_contents = m_tables.holdsContents();
         // On some machines a linkage table of a whole file is empty, too.
         m_facts.lacks_code =
-            (m_isCodeEmptied && !m_hasCode) || (m_isEmptied && !m_tables.holdsContents());
+            (m_isCodeEmptied && !m_hasCode) || (m_isEmptied && !m_facts.has_contents);
         // Files without section headers keep their notes reachable through the program headers.
         for (ElfSegment const& segment : m_tables.segments)
             if (segment.type == PT_NOTE)
@@ -193,10 +197,23 @@ ElfFacts readElfFacts(std::string const& path) {
     facts.is_file = facts.error.empty();
     if (!facts.is_file)
         return facts;
-    if (std::optional<ElfTables> const tables = readElfTables(file))
-        FactsReader(file, *tables, facts).read();
-    else
+    if (std::optional<ElfTables> const tables = readElfTables(file)) {
+        FactsReader reader(file, *tables, facts);
+        reader.read();
+        reader.lookIntoContents();
+    } else {
         describeOther(file, facts);
+    }
+    return facts;
+}
+
+std::optional<ElfFacts> readElfMarks(ForeignFile const& file) {
+    std::optional<ElfTables> const tables = readElfTables(file);
+    if (!tables)
+        return std::nullopt;
+    ElfFacts facts;
+    facts.is_file = true;
+    FactsReader(file, *tables, facts).read();
     return facts;
 }
 

@@ -7,6 +7,7 @@
 /// and a damaged file gives facts that say so, never an exception.
 
 #include "facts/file_memo.h"
+#include "facts/foreign_file.h"
 #include "facts/symbol_tables.h"
 
 #include <lokata/profile/build_id.h>
@@ -78,11 +79,18 @@ struct ElfFacts {
     /// A separate debug file: headers of what is loaded, but no content of the code, nor of
     /// anything where there is no code.
     bool lacks_code = false;
+    /// Something that is loaded has content.
+    bool has_contents = false;
     std::uint16_t machine = 0; ///< EM_...
 };
 
 /// Opens the file once, reads headers, notes and link sections.
 ElfFacts readElfFacts(std::string const& path);
+
+/// The same of an open file, without a look into its contents, which takes readings all over it: of
+/// damage and of symbol tables nothing is told. Empty if the file does not begin as an ELF file
+/// does.
+std::optional<ElfFacts> readElfMarks(ForeignFile const& file);
 
 /// The CRC-32 of a whole file, as .gnu_debuglink records it; empty if it cannot be read.
 std::optional<std::uint32_t> fileCrc32(std::string const& path);

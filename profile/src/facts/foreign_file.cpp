@@ -19,6 +19,14 @@ namespace {
 
 /// Small files have all that is asked of them in it.
 constexpr std::uint64_t c_start = 16384;
+/// Of the end of a file, in bytes.
+constexpr std::uint64_t c_end = 4096;
+
+std::string lastError() {
+    return std::generic_category().message(errno);
+}
+
+} // namespace
 
 /// File systems whose files the kernel makes up while they are read. They pass as regular files,
 /// and reading some of them waits for news (/proc/kmsg) or takes it from others (trace_pipe).
@@ -31,12 +39,6 @@ bool isMadeUp(int descriptor) {
            std::find(c_kinds.begin(), c_kinds.end(), static_cast<std::uint32_t>(status.f_type)) !=
                c_kinds.end();
 }
-
-std::string lastError() {
-    return std::generic_category().message(errno);
-}
-
-} // namespace
 
 ForeignFile::ForeignFile(std::string const& path) {
     struct stat status {};
@@ -80,6 +82,18 @@ bool ForeignFile::read(std::uint64_t offset, std::uint64_t size, std::string& co
         content.assign(m_start.get() + offset, static_cast<std::size_t>(size));
         return true;
     }
+    std::uint64_t const endAt = m_size - std::min(m_size, c_end);
+    if (offset < endAt)
+        return readRange(offset, size, content);
+    if (m_end.empty())
+        readRange(endAt, m_size - endAt, m_end);
+    if (offset - endAt + size > m_end.size())
+        return readRange(offset, size, content);
+    content.assign(m_end, static_cast<std::size_t>(offset - endAt), static_cast<std::size_t>(size));
+    return true;
+}
+
+bool ForeignFile::readRange(std::uint64_t offset, std::uint64_t size, std::string& content) const {
     content.resize(static_cast<std::size_t>(size));
     std::error_code error;
     content.resize(

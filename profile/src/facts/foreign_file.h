@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace lokata::profile {
 
@@ -18,6 +19,9 @@ namespace lokata::profile {
 class ForeignFile {
 public:
     explicit ForeignFile(std::string const& path);
+    /// Takes over a descriptor of a stored file of `size` bytes; none for a negative one.
+    ForeignFile(toolbelt2::descriptor_t descriptor, std::uint64_t size)
+        : m_descriptor(std::move(descriptor)), m_size(size) {}
     /// What another file held, packed. It has no descriptor.
     static ForeignFile ofContent(std::string_view content);
 
@@ -43,6 +47,7 @@ public:
 private:
     ForeignFile() = default;
     void readStart() const;
+    bool readRange(std::uint64_t offset, std::uint64_t size, std::string& content) const;
 
     toolbelt2::descriptor_t m_descriptor;
     std::string m_error;
@@ -51,7 +56,12 @@ private:
     /// there is no descriptor.
     mutable std::unique_ptr<char[]> m_start;
     mutable std::uint64_t m_startSize = 0;
+    /// The tables of sections mostly lie at the end.
+    mutable std::string m_end;
 };
+
+/// True for a file, or a directory, that the kernel makes up while it is read.
+bool isMadeUp(int descriptor);
 
 /// Why a file is not to be read to its end: what it is, or that it has more than `most` bytes.
 /// Empty if nothing is in the way.

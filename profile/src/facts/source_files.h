@@ -20,6 +20,9 @@ struct SourceIdentity {
     std::uint64_t size = 0;              ///< In bytes.
 };
 
+/// Of a source file that is looked at, in bytes; compilers are long out of memory by then.
+constexpr std::uint64_t c_maxSource = 256U << 20;
+
 struct SourceFile {
     /// In bytes from the file. Absolute where the compiler recorded its directory.
     std::string name;

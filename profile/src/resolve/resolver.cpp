@@ -35,6 +35,11 @@ bool isForeignName(Module const& module) {
     return isGuest(module.kind) || module.mount_namespace != 0;
 }
 
+bool isOfKernel(ModuleKind kind) {
+    return kind == ModuleKind::kernel || kind == ModuleKind::kernel_module ||
+           kind == ModuleKind::guest_kernel || kind == ModuleKind::guest_module;
+}
+
 /// A module that is the same file as one before it, whatever else was recorded of the two.
 struct Repeat {
     std::size_t index;
@@ -111,6 +116,8 @@ public:
     void learn(ModuleResolution const& module);
     /// Tries what was learned on what is missing.
     void tryLearned(ModuleResolution& module);
+    /// Looks for what is still missing into all files of the search trees.
+    void scan(ModuleResolution& module);
     /// When all has been tried: takes what is left for symbols, and tells how far they reach.
     void conclude(ModuleResolution& module);
 
@@ -122,6 +129,7 @@ public:
     }
     void learn(SourceResolution const& source);
     void tryLearned(SourceQuestion const& source, FileResolution& file);
+    void scan(SourceQuestion const& source, FileResolution& file);
 
     LearnedPaths const& learned() const { return m_learned; }
 
@@ -150,6 +158,8 @@ private:
     void findSymbols(ModuleResolution& module, std::vector<Candidate> const& hinted);
     void tryLearnedSymbols(ModuleResolution& module);
     void completeSymbols(ModuleResolution& module);
+    void scanForBinary(ModuleResolution& module);
+    void scanForSymbols(ModuleResolution& module);
     static SplitOwner splitOwnerOf(ModuleResolution const& module);
 
     std::uint32_t m_process; ///< Of a recording of a running one.
@@ -318,6 +328,42 @@ void ProfileSearch::tryLearnedSymbols(ModuleResolution& module) {
     completeSymbols(module);
 }
 
+void ProfileSearch::scanForBinary(ModuleResolution& module) {
+    BuildId const buildId = expectedBuildId(module);
+    auto const live = liveFileOf(module.module);
+    m_search.tryBinary(searchedName(module.module), buildId,
+                       m_search.scannedFiles(buildId, isOfKernel(module.module.kind)),
+                       *module.binary, {live ? &*live : nullptr, {}});
+    judge(module);
+    if (module.binary->found())
+        findSymbols(module, {});
+}
+
+/// Symbols by the build-id of the binary, also where none was recorded.
+void ProfileSearch::scanForSymbols(ModuleResolution& module) {
+    FileResolution const& binary = *module.binary;
+    BuildId const buildId =
+        binary.found() ? m_support.elf.facts(binary.path)->build_id : expectedBuildId(module);
+    m_search.trySymbols(searchedName(module.module), binary.path, expectedBuildId(module),
+                        m_search.scannedFiles(buildId, isOfKernel(module.module.kind)),
+                        *module.symbols);
+    completeSymbols(module);
+}
+
+void ProfileSearch::scan(ModuleResolution& module) {
+    if (!module.binary)
+        return;
+    if (!module.binary->found())
+        scanForBinary(module);
+    if (module.symbols && !module.symbols->found())
+        scanForSymbols(module);
+    if (module.supplementary && !module.supplementary->found()) {
+        BuildId const shared = buildIdFromHex(module.supplementary->identity.expected);
+        m_search.trySupplementary(module.symbols->path, m_search.scannedFiles(shared, false),
+                                  *module.supplementary);
+    }
+}
+
 void ProfileSearch::conclude(ModuleResolution& module) {
     if (module.symbols && !module.symbols->found())
         m_search.takeSymbolTable(*module.symbols);
@@ -376,6 +422,11 @@ SymbolLevel ProfileSearch::levelOf(ModuleResolution const& module) {
 void ProfileSearch::learn(SourceResolution const& source) {
     if (teaches(source.file))
         m_learned.learn(searchableName(source.name), source.file.path);
+}
+
+void ProfileSearch::scan(SourceQuestion const& source, FileResolution& file) {
+    if (!file.found())
+        m_search.trySource(source.source, m_search.scannedSources(source.source.file), file);
 }
 
 void ProfileSearch::tryLearned(SourceQuestion const& source, FileResolution& file) {
@@ -491,8 +542,11 @@ ProfileResolution Resolver::Impl::resolve(Profile profile, std::string input,
         for (ModuleResolution& module : result.modules)
             search.tryLearned(module);
     }
-    for (ModuleResolution& module : result.modules)
+    for (ModuleResolution& module : result.modules) {
+        if (!result.cancelled)
+            search.scan(module);
         search.conclude(module);
+    }
     auto const end =
         std::lower_bound(repeats.begin(), repeats.end(), done,
                          [](Repeat const& each, std::size_t index) { return each.index < index; });
@@ -535,6 +589,8 @@ void Resolver::Impl::findSources(ProfileResolution& resolution, Progress const& 
             search.tryLearned(questions[i], resolution.sources[i].file);
         resolution.learned = search.learned().substitutions();
     }
+    for (std::size_t i = 0; i < resolution.sources.size() && !resolution.cancelled; ++i)
+        search.scan(questions[i], resolution.sources[i].file);
     mergeEqual(questions, resolution.sources);
     resolution.elapsed_us += microsecondsSince(start);
 }

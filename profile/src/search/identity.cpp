@@ -322,9 +322,6 @@ void SplitValidator::judge(std::string const& path, JudgedCandidate& candidate) 
 
 namespace {
 
-/// In bytes; compilers are long out of memory by then.
-constexpr std::uint64_t c_maxSource = 256U << 20;
-
 /// The library's comparison of time and size, with both values in its texts.
 class ExplainedTimeAndSize final : public SourceFileTimeAndSizeMatchValidator {
 public:

@@ -40,6 +40,12 @@ bool isNamedImage(std::string_view path) {
     return toolbelt2::starts_with(toolbelt2::last_component(path), LK_2_13::VMLINUZ);
 }
 
+/// Behind an ending for packing, if there is one.
+bool isNamedKernel(std::string_view path) {
+    std::string_view const name = unpackedName(path);
+    return toolbelt2::ends_with(name, c_moduleEnding) || toolbelt2::starts_with(name, c_image);
+}
+
 /// "vmlinux_cache/MD5/vmlinux" below the private directory: the library looks there for the
 /// unpacked copy of an image that it meets. A module keeps its name, by which tools know it.
 UnpackedKernel cacheEntry(std::string const& image) {
@@ -127,11 +133,13 @@ std::string fill(std::string const& image, std::string const& copy) {
 bool isPackedKernel(std::string const& path, ElfFacts const& facts) {
     if (!facts.is_file || facts.error.empty())
         return false;
-    if (isNamedImage(path) || facts.packing == Packing::kernel_image)
-        return true;
-    std::string_view const name = unpackedName(path);
-    return facts.packing == Packing::whole_file &&
-           (toolbelt2::ends_with(name, c_moduleEnding) || toolbelt2::starts_with(name, c_image));
+    return isNamedImage(path) || facts.packing == Packing::kernel_image ||
+           (facts.packing == Packing::whole_file && isNamedKernel(path));
+}
+
+bool isPackedKernelName(std::string_view path) {
+    bool const hasEnding = unpackedName(path).size() < toolbelt2::last_component(path).size();
+    return isNamedImage(path) || (hasEnding && isNamedKernel(path));
 }
 
 UnpackedKernel unpackedKernel(std::string const& image) {

@@ -270,6 +270,7 @@ std::vector<Candidate> unjudged(std::vector<Candidate> candidates, FileResolutio
 ModuleSearch::ModuleSearch(ObjectPtr<ISearchEnv> const& environment, SearchSupport& support,
                            SearchSettings const& settings)
     : m_support(support)
+    , m_client(environment)
     , m_profile(settings.profile)
     , m_copies(environment.get(), support.digests)
     , m_names(environment.get())
@@ -473,6 +474,16 @@ Boxed<FileResolution> ModuleSearch::findSupplementary(std::string const& symbolP
                     expectedIdentity(link.build_id), validator);
 }
 
+void ModuleSearch::trySupplementary(std::string const& symbolPath,
+                                    std::vector<Candidate> candidates, FileResolution& result) {
+    auto const facts = m_support.elf.facts(symbolPath);
+    if (!facts->alt_link)
+        return;
+    SupplementaryValidator validator(m_support.elf, facts->alt_link->build_id);
+    tryPart(supplementaryFileName(*facts->alt_link), symbolPath, std::move(candidates), validator,
+            result);
+}
+
 FileResolution ModuleSearch::findPart(std::vector<std::string> const& names,
                                       std::string const& owner, std::vector<Candidate> candidates,
                                       Identity expected, IdentityValidator& validator) {
@@ -537,6 +548,20 @@ void ModuleSearch::trySource(WantedSource const& source, std::vector<Candidate> 
                                      nullptr);
     };
     run(result, std::move(candidates), validator, find, false);
+}
+
+std::vector<Candidate> ModuleSearch::scannedFiles(BuildId const& buildId, bool withPacked) {
+    TreeRoots const trees = elfTrees(m_client.get(), m_support.scan.options());
+    return m_support.scan.files(trees, buildId, withPacked);
+}
+
+std::vector<Candidate> ModuleSearch::scannedSources(SourceFile const& source) {
+    if (!source.identity.md5)
+        return {};
+    auto const& md5 = *source.identity.md5;
+    return m_support.scan.sources(sourceTrees(m_client.get()),
+                                  utils::getFileNameOnly(source.name.c_str()),
+                                  {reinterpret_cast<char const*>(md5.data()), md5.size()});
 }
 
 std::string kernelReleaseOf(ISearchEnv* environment) {

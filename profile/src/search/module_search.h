@@ -9,6 +9,7 @@
 #include "search/directory_index.h"
 #include "search/file_places.h"
 #include "search/identity.h"
+#include "search/scan/content_scan.h"
 
 #include <lokata/profile/resolution.h>
 
@@ -26,7 +27,8 @@ struct SearchSupport {
     explicit SearchSupport(PlaceOptions options)
         : places(std::move(options))
         , packages(places.options().sysroot,
-                   places.trees().resolve(places.options().sysroot + "/var/lib/dpkg/info")) {}
+                   places.trees().resolve(places.options().sysroot + "/var/lib/dpkg/info"))
+        , scan(places.options().scan) {}
 
     ElfFactsCache elf;
     SplitContentsCache split;
@@ -35,6 +37,7 @@ struct SearchSupport {
     DirectoryIndex directories;
     PresentPaths paths;
     PackageOwners packages;
+    ContentScan scan;
 
     SymbolTables symbolTables(std::string const& path) {
         return symbolTables(path, *elf.facts(path));
@@ -104,6 +107,11 @@ public:
                                       bareNames({searchableName(name)}));
     }
 
+    /// What the search trees hold of a build-id, or of the MD5 of a source. `withPacked`: kernels
+    /// and modules too that are packed.
+    std::vector<Candidate> scannedFiles(BuildId const& buildId, bool withPacked);
+    std::vector<Candidate> scannedSources(SourceFile const& source);
+
     /// Looks at nothing but `candidates`, and puts what came of it behind what `result` says of the
     /// search that found nothing.
     void tryBinary(std::string const& name, BuildId const& buildId,
@@ -111,6 +119,9 @@ public:
                    BinaryClues const& clues = {});
     void trySymbols(std::string const& name, std::string const& binaryPath, BuildId const& buildId,
                     std::vector<Candidate> candidates, FileResolution& result);
+    /// `result` is what findSupplementary() gave for that file.
+    void trySupplementary(std::string const& symbolPath, std::vector<Candidate> candidates,
+                          FileResolution& result);
     void tryPart(std::string const& name, std::string const& owner,
                  std::vector<Candidate> candidates, IdentityValidator& validator,
                  FileResolution& result);
@@ -134,6 +145,7 @@ private:
                                           IdentityValidator& validator);
 
     SearchSupport& m_support;
+    LK_2_13::ObjectPtr<LK_2_13::ISearchEnv> m_client; ///< May be null.
     std::string m_profile;
     ArchivedCopies m_copies;
     ArchiveNames m_names;

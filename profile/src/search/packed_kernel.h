@@ -6,6 +6,7 @@
 #include "facts/elf_facts.h"
 
 #include <string>
+#include <string_view>
 
 namespace lokata::profile {
 
@@ -13,5 +14,8 @@ namespace lokata::profile {
 /// by the name of a module or of an image: others may be anything, and are not unpacked. Callable
 /// from any thread.
 bool isPackedKernel(std::string const& path, ElfFacts const& facts);
+
+/// Whether the name alone tells a packed kernel or module.
+bool isPackedKernelName(std::string_view path);
 
 } // namespace lokata::profile

@@ -67,6 +67,7 @@ private:
 };
 
 TEST_F(ResolverTest, EachKindOfModuleGetsItsTreatment) {
+    m_options.scan.is_on = false;
     searchIn("tree");
     std::string const tool = binary("tree/tool", c_id);
     EXPECT_EQ(resolveOne(module("[vdso]", c_id, ModuleKind::vdso)).status,

@@ -27,6 +27,9 @@ public:
     /// True if the directory could be opened and no entry has failed to come since.
     explicit operator bool() const { return m_error == 0; }
 
+    /// The open directory, still owned; negative if there is none.
+    int descriptor() const { return m_pHandle ? ::dirfd(m_pHandle) : -1; }
+
     /// The next entry but "." and "..", good until the next call; null at the end and on a failure.
     dirent const* next();
 

@@ -31,6 +31,8 @@ enum class Place {
     kallsyms,         ///< The names that the running kernel tells.
     perf_map,         ///< The names that a compiler left for perf in /tmp.
     debuginfod_cache, ///< What a client of debuginfod servers fetched before.
+    build_id_scan,    ///< A look into all files of the search trees, for their build-ids.
+    md5_scan,         ///< The same for the MD5 of source files.
 };
 
 constexpr Word<Place> c_places[]{
@@ -51,6 +53,8 @@ constexpr Word<Place> c_places[]{
     {Place::kallsyms, "kallsyms"},
     {Place::perf_map, "perf-map"},
     {Place::debuginfod_cache, "debuginfod-cache"},
+    {Place::build_id_scan, "build-id-scan"},
+    {Place::md5_scan, "md5-scan"},
 };
 
 /// A path that is worth a look. Nothing is proven by it, and no file need be there.
@@ -73,6 +77,14 @@ struct LOKATA_PROFILE_EXPORT PathSubstitution {
 /// Reads "FROM=TO", split at the first "=". Empty without it, or if FROM is empty.
 LOKATA_PROFILE_EXPORT std::optional<PathSubstitution> parsePathSubstitution(std::string_view text);
 
+/// The look into the files of whole trees for what nothing else has found.
+struct ScanOptions {
+    bool is_on = true;
+    /// Trees of binaries and symbols to read beside the recursive directories of the environment,
+    /// and after them.
+    std::vector<std::string> dirs{};
+};
+
 struct PlaceOptions {
     /// Trees of separate debug files, in order.
     std::vector<std::string> debug_dirs{"/usr/lib/debug"};
@@ -90,6 +102,7 @@ struct PlaceOptions {
     /// Applies the renamed prefixes that proven files teach to what is still missing after all
     /// names have been tried.
     bool learn_paths = true;
+    ScanOptions scan{};
 };
 
 /// Adds the directories of a list with colons; empty parts are skipped.
