@@ -1,4 +1,4 @@
-#include "sqlite_connection.h"
+#include <optstore2/sqlite_connection.h>
 
 #include <optstore2/storage_error.h>
 
@@ -50,6 +50,11 @@ void sqlite_connection_t::fail() const {
 void sqlite_connection_t::make_durable() {
     sqlite_statement_t(*this, "PRAGMA journal_mode = TRUNCATE").step();
     execute("PRAGMA synchronous = FULL");
+}
+
+void sqlite_connection_t::make_crash_safe() {
+    sqlite_statement_t(*this, "PRAGMA journal_mode = TRUNCATE").step();
+    execute("PRAGMA synchronous = OFF");
 }
 
 bool sqlite_connection_t::has_moved() const {
@@ -105,6 +110,21 @@ void sqlite_statement_t::bind(int parameter, std::string const& text) {
         m_connection.fail();
 }
 
+void sqlite_statement_t::bind(int parameter, std::int64_t number) {
+    if (sqlite3_bind_int64(m_pStatement.get(), parameter, number) != SQLITE_OK)
+        m_connection.fail();
+}
+
+void sqlite_statement_t::bind_bytes(int parameter, std::string_view bytes) {
+    if (sqlite3_bind_blob64(m_pStatement.get(), parameter, bytes.data(), bytes.size(),
+                            SQLITE_STATIC) != SQLITE_OK)
+        m_connection.fail();
+}
+
+void sqlite_statement_t::reset() {
+    sqlite3_reset(m_pStatement.get());
+}
+
 bool sqlite_statement_t::step() {
     int const result = sqlite3_step(m_pStatement.get());
     if (result != SQLITE_ROW && result != SQLITE_DONE)
@@ -116,13 +136,21 @@ std::int64_t sqlite_statement_t::number(int column) const {
     return sqlite3_column_int64(m_pStatement.get(), column);
 }
 
-std::string_view sqlite_statement_t::text(int column) const {
-    if (sqlite3_column_type(m_pStatement.get(), column) != SQLITE_TEXT)
+std::string_view sqlite_statement_t::value(int column, int type) const {
+    if (sqlite3_column_type(m_pStatement.get(), column) != type)
         return {};
     auto const* const bytes =
         static_cast<char const*>(sqlite3_column_blob(m_pStatement.get(), column));
     auto const size = sqlite3_column_bytes(m_pStatement.get(), column);
     return bytes ? std::string_view(bytes, static_cast<std::size_t>(size)) : std::string_view();
+}
+
+std::string_view sqlite_statement_t::text(int column) const {
+    return value(column, SQLITE_TEXT);
+}
+
+std::string_view sqlite_statement_t::bytes(int column) const {
+    return value(column, SQLITE_BLOB);
 }
 
 sqlite_transaction_t::sqlite_transaction_t(sqlite_connection_t& connection, bool forWriting)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sqlite_connection.h"
+#include <optstore2/sqlite_connection.h>
 
 #include <optstore2/property_storage.h>
 #include <toolbelt2/mutex.h>

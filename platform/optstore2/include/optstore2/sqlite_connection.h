@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optstore2/export.h>
+
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -13,7 +15,7 @@ namespace optstore2 {
 
 /// An open SQLite file. For one thread at a time. Every operation throws storage_error with
 /// SQLite's reason.
-class sqlite_connection_t {
+class OPTSTORE2_EXPORT sqlite_connection_t {
 public:
     /// Opens a file that is there, by its absolute name.
     sqlite_connection_t(std::string const& file, std::chrono::milliseconds busyTimeout);
@@ -29,6 +31,10 @@ public:
 
     /// True if the name no longer leads to the file that is open: it was removed or replaced.
     bool has_moved() const;
+
+    /// Makes a commit survive the end of the process at any moment, and no more: for what can be
+    /// made anew. Waits like the above.
+    void make_crash_safe();
 
     /// Runs a statement that gives no rows.
     void execute(char const* sql);
@@ -60,12 +66,19 @@ private:
 };
 
 /// A prepared statement with its parameters. What is bound must outlive it.
-class sqlite_statement_t {
+class OPTSTORE2_EXPORT sqlite_statement_t {
 public:
     sqlite_statement_t(sqlite_connection_t& connection, char const* sql);
 
     /// Binds a text to the parameter of that number, counted from 1.
     void bind(int parameter, std::string const& text);
+    void bind(int parameter, std::int64_t number);
+
+    /// Binds bytes.
+    void bind_bytes(int parameter, std::string_view bytes);
+
+    /// Goes back before the first row, for other parameters; those bound stay.
+    void reset();
 
     /// Goes to the next row; false behind the last one.
     bool step();
@@ -76,17 +89,22 @@ public:
     /// The bytes of a text, alive until the next step; empty for a value of another kind.
     std::string_view text(int column) const;
 
+    /// The same for bytes.
+    std::string_view bytes(int column) const;
+
 private:
     struct finalizer_t {
         void operator()(sqlite3_stmt* statement) const;
     };
+
+    std::string_view value(int column, int type) const;
 
     sqlite_connection_t& m_connection;
     std::unique_ptr<sqlite3_stmt, finalizer_t> m_pStatement;
 };
 
 /// A transaction, rolled back unless it was committed.
-class sqlite_transaction_t {
+class OPTSTORE2_EXPORT sqlite_transaction_t {
 public:
     /// `forWriting` takes the right to write at once, so that the transaction cannot fail
     /// half-way because another writer came first.
