@@ -32,6 +32,11 @@ ROWS = [
     ("resolving 2,000 moved modules below 50,000 directories, and looking for their symbols",
      "ten runs of `find`, one for a name", "resolve/indexed/2000", "findNames/10", ""),
     ("the same for 2 modules", "without the index", "resolve/indexed/2", "resolve/plain/2", ""),
+    ("scan of 50,000 ELF files for one build-id, for the first time",
+     "a loop that opens each, and reads its header and note",
+     "scanFirst", "readAllNotes", "at most 2.5"),
+    ("the same for the second time", "`find TREE -type f -printf '%i %s %T@'` as a process",
+     "scanAgain", "findStamps", "at most 1.5"),
 ]
 
 

@@ -4,6 +4,7 @@
 #include "commands/checksum.h"
 #include "commands/dirs.h"
 #include "commands/find.h"
+#include "commands/index.h"
 #include "commands/resolve.h"
 #include "commands/run.h"
 #include "commands/unpack_kernel.h"
@@ -58,6 +59,7 @@ ExitStatus runCommandLine(int argc, char const* const* argv) {
     addArchiveCommand(program, exitStatus);
     addChecksumCommand(program, exitStatus);
     addDirsCommand(program, exitStatus);
+    addIndexCommand(program, exitStatus);
     addUnpackKernelCommand(program, exitStatus);
 
     try {

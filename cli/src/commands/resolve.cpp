@@ -15,6 +15,7 @@
 #include "search/tool_caches.h"
 
 #include <lokata/profile/archive.h>
+#include <lokata/profile/file_index.h>
 #include <lokata/profile/process.h>
 #include <lokata/profile/read.h>
 #include <lokata/profile/report.h>
@@ -85,6 +86,9 @@ profile::PlaceOptions placesOf(ResolveOptions const& options) {
         warnOfMissingDirectory("--scan", directory);
     places.scan.dirs = options.scan_dirs;
     places.scan.is_on = !options.no_scan;
+    if (places.scan.is_on)
+        places.scan.index = profile::defaultFileIndex();
+    places.scan.warn = reportWarning;
     places.perf_cache = perfCacheDirectory();
     places.debuginfod_cache = debuginfodCacheDirectory();
     return places;

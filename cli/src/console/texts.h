@@ -131,6 +131,9 @@ constexpr char const* c_programCatalog = "lokata_program";
     TEXT(unproven, "Unproven", 0)                                                                  \
     TEXT(unpacked_from, "UnpackedFrom", 1)                                                         \
     TEXT(split_units, "SplitUnits", 2)                                                             \
+    TEXT(files_indexed, "FilesIndexed", 3)                                                         \
+    TEXT(index_status, "IndexStatus", 3)                                                           \
+    TEXT(index_missing, "IndexMissing", 0)                                                         \
     TEXT(source_of, "SourceOf", 1)
 
 enum class Text {

@@ -22,6 +22,7 @@ Outcome Workplace::run(std::vector<std::string> words, std::string const& input,
             if (::dup2(::open(ends.at(static_cast<std::size_t>(i)).c_str(), O_RDWR), i) < 0)
                 ::_exit(126);
         ::setenv("XDG_CONFIG_HOME", path("config").c_str(), 1);
+        ::setenv("XDG_CACHE_HOME", path("cache-home").c_str(), 1);
         ::setenv("LC_ALL", "C", 1);
         ::unsetenv("LANGUAGE");
         if (::chdir(root().c_str()) != 0)

@@ -32,6 +32,7 @@ enum class ReasonKey {
     module_signature_cut, ///< Where it starts, where the file ends.
     kernel_cache_missing, ///< What stands against the directory for them.
     kernel_image_unread,
+    index_dropped, ///< What is wrong with it; a sentence of its own.
     no_name_list,
     // Why the sources of a file cannot be told.
     sources_unusable, ///< Why.
@@ -119,6 +120,7 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::elf_segment_damaged, "ElfSegmentDamaged", 1},
     {ReasonKey::module_signature_cut, "ModuleSignatureCut", 2},
     {ReasonKey::kernel_cache_missing, "KernelCacheMissing", 1},
+    {ReasonKey::index_dropped, "IndexDropped", 1},
     {ReasonKey::kernel_image_unread, "KernelImageUnread", 0},
     {ReasonKey::no_name_list, "NoNameList", 0},
     {ReasonKey::sources_unusable, "SourcesUnusable", 1},

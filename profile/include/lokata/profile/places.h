@@ -5,6 +5,7 @@
 
 #include <lokata/profile/words.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -83,6 +84,11 @@ struct ScanOptions {
     /// Trees of binaries and symbols to read beside the recursive directories of the environment,
     /// and after them.
     std::vector<std::string> dirs{};
+    /// The index of <lokata/profile/file_index.h> that spares the reading of known files; empty for
+    /// none. Its directory must be there.
+    std::string index{};
+    /// Told for a person of an index that was dropped, on the thread of the search; may be empty.
+    std::function<void(std::string const& text)> warn{};
 };
 
 struct PlaceOptions {

@@ -102,7 +102,7 @@ TreeRoots sourceTrees(ISearchEnv* environment) {
 
 class ContentScan::ElfTrees {
 public:
-    explicit ElfTrees(TreeRoots const& roots) {
+    ElfTrees(TreeRoots const& roots, FileIndex& index) : m_index(index) {
         m_listing.emplace(roots);
         std::vector<FileNumber> files;
         for (FileNumber file = 0; file < m_listing->size(); ++file)
@@ -122,14 +122,17 @@ public:
 
 private:
     void read(std::vector<FileNumber> const& files, Reading reading) {
-        readMarks(*m_listing, files, reading, [this](FileNumber file, FileMarks const& marks) {
-            m_files.add(*m_listing, file, marks);
+        m_index.marks(*m_listing, files, reading, [this](FileNumber file, FileMarks const& marks) {
+            if (marks.kind != FileKind::source)
+                m_files.add(*m_listing, file, marks);
         });
+        m_index.flush();
         m_files.sort();
         if (m_packed.empty())
             m_listing.reset();
     }
 
+    FileIndex& m_index;
     std::optional<TreeListing> m_listing; ///< As long as something of it is unread.
     std::vector<FileNumber> m_packed;     ///< Unread.
     FilesById m_files;
@@ -137,7 +140,8 @@ private:
 
 class ContentScan::SourceTrees {
 public:
-    explicit SourceTrees(TreeRoots const& roots) : m_listing(roots), m_byName(m_listing.size()) {
+    SourceTrees(TreeRoots const& roots, FileIndex& index)
+        : m_index(index), m_listing(roots), m_byName(m_listing.size()) {
         std::iota(m_byName.begin(), m_byName.end(), FileNumber{0});
         std::sort(m_byName.begin(), m_byName.end(), [this](FileNumber a, FileNumber b) {
             return m_listing.name(a) < m_listing.name(b);
@@ -160,6 +164,7 @@ public:
         std::copy_if(m_byName.begin(), m_byName.end(), std::back_inserter(sources),
                      [this](FileNumber file) { return isSourceName(m_listing.name(file)); });
         read(sources);
+        m_index.flush();
         return known(md5, [](FileNumber) { return true; });
     }
 
@@ -170,11 +175,11 @@ private:
                     files.end());
         m_isRead.insert(files.begin(), files.end());
         std::sort(files.begin(), files.end());
-        readMarks(m_listing, files, Reading::source,
-                  [this](FileNumber file, FileMarks const& marks) {
-                      if (marks.kind == FileKind::source)
-                          m_byDigest.emplace(marks.id, file);
-                  });
+        m_index.marks(m_listing, files, Reading::source,
+                      [this](FileNumber file, FileMarks const& marks) {
+                          if (marks.kind == FileKind::source)
+                              m_byDigest.emplace(marks.id, file);
+                      });
     }
 
     /// Those of that digest that are meant.
@@ -194,13 +199,15 @@ private:
         return result;
     }
 
+    FileIndex& m_index;
     TreeListing m_listing;
     std::vector<FileNumber> m_byName;
     std::unordered_set<FileNumber> m_isRead;
     std::multimap<std::string, FileNumber, std::less<>> m_byDigest;
 };
 
-ContentScan::ContentScan(ScanOptions options) : m_options(std::move(options)) {}
+ContentScan::ContentScan(ScanOptions options)
+    : m_options(std::move(options)), m_index(m_options.index, m_options.warn) {}
 ContentScan::~ContentScan() = default;
 
 std::vector<Candidate> ContentScan::files(TreeRoots const& roots, BuildId const& buildId,
@@ -210,7 +217,7 @@ std::vector<Candidate> ContentScan::files(TreeRoots const& roots, BuildId const&
     toolbelt2::mutex_guard_t const guard(m_mutex);
     auto& trees = m_elf[roots];
     if (!trees)
-        trees = std::make_unique<ElfTrees>(roots);
+        trees = std::make_unique<ElfTrees>(roots, m_index);
     return trees->candidates(buildId, withPacked);
 }
 
@@ -221,7 +228,7 @@ std::vector<Candidate> ContentScan::sources(TreeRoots const& roots, std::string_
     toolbelt2::mutex_guard_t const guard(m_mutex);
     auto& trees = m_sources[roots];
     if (!trees)
-        trees = std::make_unique<SourceTrees>(roots);
+        trees = std::make_unique<SourceTrees>(roots, m_index);
     return trees->candidates(bareName, md5);
 }
 

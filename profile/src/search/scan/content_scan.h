@@ -4,7 +4,7 @@
 /// called.
 
 #include "search/file_places.h"
-#include "search/scan/file_marks.h"
+#include "search/scan/file_index.h"
 
 #include <lokata2/search_env.h>
 #include <toolbelt2/mutex.h>
@@ -52,6 +52,7 @@ private:
 
     ScanOptions m_options;
     toolbelt2::mutex_t m_mutex;
+    FileIndex m_index TOOLBELT2_GUARDED_BY(m_mutex);
     std::map<TreeRoots, std::unique_ptr<ElfTrees>> m_elf TOOLBELT2_GUARDED_BY(m_mutex);
     std::map<TreeRoots, std::unique_ptr<SourceTrees>> m_sources TOOLBELT2_GUARDED_BY(m_mutex);
 };

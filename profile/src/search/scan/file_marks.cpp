@@ -132,6 +132,17 @@ private:
 
 } // namespace
 
+bool isAnswerTo(Reading reading, FileKind kind) {
+    switch (reading) {
+    case Reading::packed:
+        return kind == FileKind::packed;
+    case Reading::source:
+        return kind == FileKind::source;
+    default:
+        return kind != FileKind::packed;
+    }
+}
+
 bool isSourceName(std::string_view name) {
     constexpr std::array<std::string_view, 40> c_extensions{
         "C",   "H",   "S",   "adb", "ads", "asm", "c",   "c++",   "cc",  "cl",

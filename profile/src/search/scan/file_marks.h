@@ -20,7 +20,7 @@ enum class FileKind : std::uint8_t {
     debug,         ///< A separate debug file.
     supplementary, ///< Nothing to load at all: parts of debug information of several others.
     packed,        ///< A packed kernel or module; its marks are those of what it unpacks to.
-    source,        ///< By its extension.
+    source,        ///< By its extension; no ELF file.
 };
 
 struct FileMarks {
@@ -31,6 +31,9 @@ struct FileMarks {
 
 /// Which marks of a file are wanted.
 enum class Reading { elf, packed, source };
+
+/// Whether marks of that kind tell all that such a reading gives.
+bool isAnswerTo(Reading reading, FileKind kind);
 
 /// By the extension.
 bool isSourceName(std::string_view name);
