@@ -1,6 +1,6 @@
 #include "commands/find_output.h"
 
-#include "commands/candidate_label.h"
+#include "console/candidate_label.h"
 #include "console/output.h"
 #include "search/enumerator_names.h"
 

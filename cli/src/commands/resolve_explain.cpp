@@ -1,8 +1,8 @@
 #include "commands/resolve_explain.h"
 
-#include "commands/candidate_label.h"
 #include "commands/resolve_summary.h"
 #include "commands/resolve_table.h"
+#include "console/candidate_label.h"
 #include "search/searched_places.h"
 
 #include <lokata2/utils.h>

@@ -1,4 +1,4 @@
-#include "commands/candidate_label.h"
+#include "console/candidate_label.h"
 
 #include "console/text_layout.h"
 
