@@ -8,8 +8,8 @@
 
 #include <lokata2/search_types.h>
 #include <optstore2/product_locations.h>
-#include <toolbelt2/path.h>
 #include <toolbelt2/mutex.h>
+#include <toolbelt2/path.h>
 #include <toolbelt2/pending_file.h>
 #include <toolbelt2/text.h>
 #include <unpack/kernel_payload.h>
