@@ -2,6 +2,7 @@
 
 #include "read/names.h"
 #include "resolve/searched_name.h"
+#include "search/search_overlay.h"
 
 #include <algorithm>
 #include <array>

@@ -19,98 +19,6 @@ namespace lokata::profile {
 
 using namespace LK_2_13;
 
-/// The client's environment with our callbacks in front of its own, and with search directories
-/// that the index has thinned out for the name of the running search.
-class ModuleSearch::Environment final : public RefCountImpl<ISearchEnv> {
-public:
-    Environment(ObjectPtr<ISearchEnv> const& inner, DirectoryIndex* index,
-                std::string const& kernelRelease)
-        : m_pInner(inner)
-        , m_pIndex(index)
-        , m_started(inner.get(), record)
-        , m_found(inner.get(), record)
-        , m_notFound(inner.get(), record)
-        , m_startedHolder(&m_started)
-        , m_foundHolder(&m_found)
-        , m_notFoundHolder(&m_notFound) {
-        if (m_pInner && m_pInner->searchStepsConfigurator())
-            m_pSteps = new RecordingSteps(m_pInner->searchStepsConfigurator(), record);
-        m_pInfo = m_pInner ? m_pInner->environmentInfo() : nullptr;
-        if (!kernelRelease.empty() && kernelReleaseOf(m_pInner.get()).empty())
-            m_pInfo = withKernelRelease(m_pInfo, kernelRelease);
-    }
-
-    ObjectPtr<ISearchDirIterator> searchDirs(search_category_t category) override {
-        if (!m_pInner)
-            return nullptr;
-        ObjectPtr<ISearchDirIterator> const all = m_pInner->searchDirs(category);
-        return m_pIndex == nullptr || record.name.empty() ? all : m_pIndex->prune(all, record.name);
-    }
-    ObjectPtr<ISearchDirIterator> archiveDirs(search_category_t category) override {
-        return m_pInner ? m_pInner->archiveDirs(category) : nullptr;
-    }
-    /// Whether the client names any place for files of that kind.
-    bool hasDirectories(search_category_t category) {
-        if (!m_pInner)
-            return false;
-        for (search_category_t const each : {category, scAllFiles})
-            for (auto const& directories :
-                 {m_pInner->searchDirs(each), m_pInner->archiveDirs(each)}) {
-                bool isAny = false;
-                forEachDirectory(directories, [&](char const*, bool, bool) { isAny = true; });
-                if (isAny)
-                    return true;
-            }
-        char const* const cache = m_pInner->cacheDir();
-        return cache != nullptr && *cache != '\0';
-    }
-    char const* cacheDir() override { return m_pInner ? m_pInner->cacheDir() : ""; }
-    CallbackHolder<ISearchStartedCallback>* searchStartedCallback() override {
-        return &m_startedHolder;
-    }
-    CallbackHolder<IFilesFoundCallback>* filesFoundCallback() override { return &m_foundHolder; }
-    CallbackHolder<INoFilesFoundCallback>* noFilesFoundCallback() override {
-        return &m_notFoundHolder;
-    }
-    CallbackHolder<IConfidenceLevelPolicyCallback>* confidenceLevelPolicyCallback() override {
-        return m_pInner ? m_pInner->confidenceLevelPolicyCallback() : &m_noPolicy;
-    }
-    ObjectPtr<IEnvironmentInfo> environmentInfo() override { return m_pInfo; }
-    IFileRetriever* fileRetriever() override {
-        return m_pInner ? m_pInner->fileRetriever() : nullptr;
-    }
-    ObjectPtr<ISearchStepsConfigurator> searchStepsConfigurator() const override {
-        return m_pSteps;
-    }
-    herald2::IMessenger* messenger() override { return m_pInner ? m_pInner->messenger() : nullptr; }
-
-    CallbackRecord record;
-
-private:
-    static ObjectPtr<IEnvironmentInfo> withKernelRelease(ObjectPtr<IEnvironmentInfo> const& info,
-                                                         std::string const& release) {
-        auto const result = IEditableEnvironmentInfo::create();
-        if (info) {
-            result->setOsType(info->osType());
-            result->setArchitecture(info->architecture());
-        }
-        result->setKernelRelease(release.c_str());
-        return ObjectPtr<IEnvironmentInfo>(result);
-    }
-
-    ObjectPtr<ISearchEnv> m_pInner;
-    DirectoryIndex* m_pIndex;
-    ObjectPtr<ISearchStepsConfigurator> m_pSteps;
-    ObjectPtr<IEnvironmentInfo> m_pInfo;
-    SuggestingCallback m_started;
-    RememberingCallback m_found;
-    RecordingCallback m_notFound;
-    CallbackHolder<ISearchStartedCallback> m_startedHolder;
-    CallbackHolder<IFilesFoundCallback> m_foundHolder;
-    CallbackHolder<INoFilesFoundCallback> m_notFoundHolder;
-    CallbackHolder<IConfidenceLevelPolicyCallback> m_noPolicy;
-};
-
 namespace {
 
 char const* textOrNull(std::string const& text) {
@@ -274,9 +182,9 @@ ModuleSearch::ModuleSearch(ObjectPtr<ISearchEnv> const& environment, SearchSuppo
     , m_profile(settings.profile)
     , m_copies(environment.get(), support.digests)
     , m_names(environment.get())
-    , m_environment(new Environment(environment,
-                                    settings.use_index ? &support.directories : nullptr,
-                                    settings.kernel_release))
+    , m_environment(new OverlaidEnvironment(environment,
+                                            settings.use_index ? &support.directories : nullptr,
+                                            settings.kernel_release))
     , m_search(IFileSearch::create(ObjectPtr<ISearchEnv>(m_environment))) {}
 
 ModuleSearch::~ModuleSearch() = default;
@@ -562,13 +470,6 @@ std::vector<Candidate> ModuleSearch::scannedSources(SourceFile const& source) {
     return m_support.scan.sources(sourceTrees(m_client.get()),
                                   utils::getFileNameOnly(source.name.c_str()),
                                   {reinterpret_cast<char const*>(md5.data()), md5.size()});
-}
-
-std::string kernelReleaseOf(ISearchEnv* environment) {
-    if (environment == nullptr)
-        return {};
-    ObjectPtr<IEnvironmentInfo> const info = environment->environmentInfo();
-    return info ? info->kernelRelease() : "";
 }
 
 } // namespace lokata::profile

@@ -62,6 +62,8 @@ struct SearchSettings {
     std::string profile{}; ///< See `RecordedName::profile`.
 };
 
+class OverlaidEnvironment;
+
 /// Runs searches, one at a time; threads have one each. The callbacks, steps and directories of the
 /// environment keep their meaning: its callbacks are asked first.
 ///
@@ -129,8 +131,6 @@ public:
                    FileResolution& result);
 
 private:
-    class Environment;
-
     /// Takes them down in `result` as tried, and gives those that lead to anything.
     std::vector<Candidate> present(std::vector<Candidate> candidates, FileResolution& result);
 
@@ -149,11 +149,8 @@ private:
     std::string m_profile;
     ArchivedCopies m_copies;
     ArchiveNames m_names;
-    LK_2_13::ObjectPtr<Environment> m_environment;
+    LK_2_13::ObjectPtr<OverlaidEnvironment> m_environment;
     LK_2_13::ObjectPtr<LK_2_13::IFileSearch> m_search;
 };
-
-/// The kernel release that an environment tells; empty for a null environment or an unknown one.
-std::string kernelReleaseOf(LK_2_13::ISearchEnv* environment);
 
 } // namespace lokata::profile

@@ -123,4 +123,64 @@ ObjectPtr<IValidFile> RecordingCallback::noFilesFound(RequestedFile const& file,
                    });
 }
 
+namespace {
+
+ObjectPtr<IEnvironmentInfo> withKernelRelease(ObjectPtr<IEnvironmentInfo> const& info,
+                                              std::string const& release) {
+    auto const result = IEditableEnvironmentInfo::create();
+    if (info) {
+        result->setOsType(info->osType());
+        result->setArchitecture(info->architecture());
+    }
+    result->setKernelRelease(release.c_str());
+    return ObjectPtr<IEnvironmentInfo>(result);
+}
+
+} // namespace
+
+OverlaidEnvironment::OverlaidEnvironment(ObjectPtr<ISearchEnv> const& inner, DirectoryIndex* index,
+                                         std::string const& kernelRelease)
+    : m_pInner(inner)
+    , m_pIndex(index)
+    , m_started(inner.get(), record)
+    , m_found(inner.get(), record)
+    , m_notFound(inner.get(), record)
+    , m_startedHolder(&m_started)
+    , m_foundHolder(&m_found)
+    , m_notFoundHolder(&m_notFound) {
+    if (m_pInner && m_pInner->searchStepsConfigurator())
+        m_pSteps = new RecordingSteps(m_pInner->searchStepsConfigurator(), record);
+    m_pInfo = m_pInner ? m_pInner->environmentInfo() : nullptr;
+    if (!kernelRelease.empty() && kernelReleaseOf(m_pInner.get()).empty())
+        m_pInfo = withKernelRelease(m_pInfo, kernelRelease);
+}
+
+ObjectPtr<ISearchDirIterator> OverlaidEnvironment::searchDirs(search_category_t category) {
+    if (!m_pInner)
+        return nullptr;
+    ObjectPtr<ISearchDirIterator> const all = m_pInner->searchDirs(category);
+    return m_pIndex == nullptr || record.name.empty() ? all : m_pIndex->prune(all, record.name);
+}
+
+bool OverlaidEnvironment::hasDirectories(search_category_t category) {
+    if (!m_pInner)
+        return false;
+    for (search_category_t const each : {category, scAllFiles})
+        for (auto const& directories : {m_pInner->searchDirs(each), m_pInner->archiveDirs(each)}) {
+            bool isAny = false;
+            forEachDirectory(directories, [&](char const*, bool, bool) { isAny = true; });
+            if (isAny)
+                return true;
+        }
+    char const* const cache = m_pInner->cacheDir();
+    return cache != nullptr && *cache != '\0';
+}
+
+std::string kernelReleaseOf(ISearchEnv* environment) {
+    if (environment == nullptr)
+        return {};
+    ObjectPtr<IEnvironmentInfo> const info = environment->environmentInfo();
+    return info ? info->kernelRelease() : "";
+}
+
 } // namespace lokata::profile

@@ -91,4 +91,62 @@ private:
     CallbackRecord& m_record;
 };
 
+/// The client's environment with our callbacks in front of its own, and with search directories
+/// that the index has thinned out for the name of the running search.
+class OverlaidEnvironment final : public LK_2_13::RefCountImpl<LK_2_13::ISearchEnv> {
+public:
+    /// Either may be null.
+    OverlaidEnvironment(LK_2_13::ObjectPtr<LK_2_13::ISearchEnv> const& inner, DirectoryIndex* index,
+                        std::string const& kernelRelease);
+
+    LK_2_13::ObjectPtr<LK_2_13::ISearchDirIterator>
+    searchDirs(LK_2_13::search_category_t category) override;
+    LK_2_13::ObjectPtr<LK_2_13::ISearchDirIterator>
+    archiveDirs(LK_2_13::search_category_t category) override {
+        return m_pInner ? m_pInner->archiveDirs(category) : nullptr;
+    }
+    /// Whether the client names any place for files of that kind.
+    bool hasDirectories(LK_2_13::search_category_t category);
+    char const* cacheDir() override { return m_pInner ? m_pInner->cacheDir() : ""; }
+    LK_2_13::CallbackHolder<LK_2_13::ISearchStartedCallback>* searchStartedCallback() override {
+        return &m_startedHolder;
+    }
+    LK_2_13::CallbackHolder<LK_2_13::IFilesFoundCallback>* filesFoundCallback() override {
+        return &m_foundHolder;
+    }
+    LK_2_13::CallbackHolder<LK_2_13::INoFilesFoundCallback>* noFilesFoundCallback() override {
+        return &m_notFoundHolder;
+    }
+    LK_2_13::CallbackHolder<LK_2_13::IConfidenceLevelPolicyCallback>*
+    confidenceLevelPolicyCallback() override {
+        return m_pInner ? m_pInner->confidenceLevelPolicyCallback() : &m_noPolicy;
+    }
+    LK_2_13::ObjectPtr<LK_2_13::IEnvironmentInfo> environmentInfo() override { return m_pInfo; }
+    LK_2_13::IFileRetriever* fileRetriever() override {
+        return m_pInner ? m_pInner->fileRetriever() : nullptr;
+    }
+    LK_2_13::ObjectPtr<LK_2_13::ISearchStepsConfigurator> searchStepsConfigurator() const override {
+        return m_pSteps;
+    }
+    herald2::IMessenger* messenger() override { return m_pInner ? m_pInner->messenger() : nullptr; }
+
+    CallbackRecord record;
+
+private:
+    LK_2_13::ObjectPtr<LK_2_13::ISearchEnv> m_pInner;
+    DirectoryIndex* m_pIndex;
+    LK_2_13::ObjectPtr<LK_2_13::ISearchStepsConfigurator> m_pSteps;
+    LK_2_13::ObjectPtr<LK_2_13::IEnvironmentInfo> m_pInfo;
+    SuggestingCallback m_started;
+    RememberingCallback m_found;
+    RecordingCallback m_notFound;
+    LK_2_13::CallbackHolder<LK_2_13::ISearchStartedCallback> m_startedHolder;
+    LK_2_13::CallbackHolder<LK_2_13::IFilesFoundCallback> m_foundHolder;
+    LK_2_13::CallbackHolder<LK_2_13::INoFilesFoundCallback> m_notFoundHolder;
+    LK_2_13::CallbackHolder<LK_2_13::IConfidenceLevelPolicyCallback> m_noPolicy;
+};
+
+/// The kernel release that an environment tells; empty for a null environment or an unknown one.
+std::string kernelReleaseOf(LK_2_13::ISearchEnv* environment);
+
 } // namespace lokata::profile
