@@ -131,8 +131,9 @@ TEST_F(ModuleSearchTest, AClientOfDebuginfodLeavesFilesAndNotesOfMisses) {
               "debuginfod-cache " + dwz);
 
     std::string const source = m_tree.file(entry + "source##src##a#_b##x y.c", "int x;\n");
-    EXPECT_EQ(foundAt(search().findSource({{"/src/a#b/./x y.c", {}}, "", ""}, c_id)),
-              "debuginfod-cache " + source);
+    WantedSource wanted;
+    wanted.file.name = "/src/a#b/./x y.c";
+    EXPECT_EQ(foundAt(search().findSource(wanted, c_id)), "debuginfod-cache " + source);
 }
 
 TEST_F(ModuleSearchTest, TheBuildIdFindsWhatNoNameLeadsTo) {
