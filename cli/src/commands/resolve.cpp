@@ -27,6 +27,7 @@
 #include <memory>
 #include <ostream>
 #include <sstream>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -110,13 +111,17 @@ std::vector<Input> inputsOf(ResolveOptions const& options) {
     return inputs;
 }
 
+std::string shownInput(std::string const& input) {
+    return input == "-" ? textOf(Text::standard_input) : input;
+}
+
 /// What can be read of an input. Damage is reported and leaves the rest.
 profile::Profile read(Input const& input, std::string const& format) {
     profile::ReadOptions options;
     options.format = format;
     profile::Profile profile = input.process == 0 ? profile::readProfileFile(input.name, options)
                                                   : profile::readProcess(input.process);
-    std::string const name = input.name == "-" ? textOf(Text::standard_input) : input.name;
+    std::string const name = shownInput(input.name);
     for (profile::ReadError const& error : profile.errors)
         reportError((error.offset == 0
                          ? name
@@ -138,7 +143,7 @@ bool writeSources(std::ostream& out, profile::ProfileResolution const& resolutio
         text << (isNamed ? "\n" : "");
         isNamed = true;
         if (!writeSourcesOf(text, resolution, module, style))
-            throw Failure(textOf(Text::no_such_module, {resolution.input, module}));
+            throw Failure(textOf(Text::no_such_module, {shownInput(resolution.input), module}));
     }
     if (!isNamed && !writeSourceTable(text, resolution))
         return false;
@@ -176,7 +181,7 @@ bool explain(profile::ProfileResolution const& resolution, std::string const& ti
     if (missing.size() < wanted.size())
         writeOutput(text);
     for (std::string const& each : missing)
-        reportError(textOf(Text::nothing_to_explain, {resolution.input, each}));
+        reportError(textOf(Text::nothing_to_explain, {shownInput(resolution.input), each}));
     return missing.empty();
 }
 
@@ -192,7 +197,8 @@ bool print(profile::ProfileResolution const& resolution, ResolveOptions const& o
     }
     bool const colour = wantsColour(STDOUT_FILENO);
     bool const isOneOfSeveral = options.inputs.size() + options.processes.size() > 1;
-    std::string const title = isOneOfSeveral ? profile::displayName(resolution.input) + ":\n" : "";
+    std::string const title =
+        isOneOfSeveral ? profile::displayName(shownInput(resolution.input)) + ":\n" : "";
     if (!options.explain.empty())
         return explain(resolution, title, options.explain, environment, colour);
     toolbelt2::write_in_blocks(writeOutput, [&](std::ostream& out) {
@@ -215,11 +221,13 @@ bool archive(profile::ProfileResolution const& resolution, std::string const& di
 }
 
 void writePage(std::vector<profile::ProfileResolution> const& resolutions,
-               std::string const& file) {
+               std::string const& file) try {
     toolbelt2::pending_file_t page(file);
     toolbelt2::write_in_blocks([&page](std::string_view bytes) { page.write(bytes); },
                                [&](std::ostream& out) { profile::writeHtml(out, resolutions); });
     page.commit();
+} catch (std::system_error const& error) {
+    throw Failure(textOf(Text::not_written, {file, error.code().message()}));
 }
 
 profile::ProfileResolution resolve(profile::Resolver& resolver, profile::Profile profile,

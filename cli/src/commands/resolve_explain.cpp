@@ -49,9 +49,9 @@ std::string identityText(Identity const& identity) {
     if (identity.kind == IdentityKind::none)
         return textOf(Text::nothing_recorded);
     std::string text(wordOf(c_identityKinds, identity.kind));
-    if (identity.kind == IdentityKind::same_file)
-        return text;
-    return text + " " + displayName(identity.expected);
+    if (identity.kind != IdentityKind::same_file)
+        text += " " + displayName(identity.expected);
+    return textOf(Text::identity_expected, {text});
 }
 
 /// Of what stands below a candidate.

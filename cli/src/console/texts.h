@@ -42,6 +42,7 @@ constexpr char const* c_programCatalog = "lokata_program";
     TEXT(dir_flags, "DirFlags", 1)                                                                 \
     TEXT(no_home, "NoHome", 0)                                                                     \
     TEXT(store_left_out, "StoreLeftOut", 2)                                                        \
+    TEXT(not_written, "NotWritten", 2)                                                             \
     TEXT(store_directory, "StoreDirectory", 2)                                                     \
     TEXT(not_in_store, "NotInStore", 1)                                                            \
     TEXT(not_one_of, "NotOneOf", 2)                                                                \
@@ -126,6 +127,7 @@ constexpr char const* c_programCatalog = "lokata_program";
     TEXT(supplementary, "Supplementary", 0)                                                        \
     TEXT(package, "Package", 0)                                                                    \
     TEXT(file, "File", 0)                                                                          \
+    TEXT(identity_expected, "IdentityExpected", 1)                                                 \
     TEXT(nothing_recorded, "NothingRecorded", 0)                                                   \
     TEXT(proven_by, "ProvenBy", 1)                                                                 \
     TEXT(unproven, "Unproven", 0)                                                                  \

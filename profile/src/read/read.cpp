@@ -3,6 +3,7 @@
 #include "read/byte_source.h"
 #include "read/profile_builder.h"
 #include "read/readers.h"
+#include "read/reasons.h"
 
 #include <toolbelt2/descriptor.h>
 #include <unpack/packed_file.h>
@@ -85,10 +86,10 @@ FormatReader const* readerOfParts(FileSource const& file, ReadOptions const& opt
 
 Profile readUnwrapped(std::string_view content, ReadOptions const& options) {
     if (content.empty())
-        return failed(0, "the input is empty");
+        return failed(0, reasonText(ReasonKey::input_empty));
     FormatReader const* const reader = readerOf(content, options);
     if (reader == nullptr)
-        return failed(0, options.format.empty() ? "the content is of no known kind of profile"
+        return failed(0, options.format.empty() ? reasonText(ReasonKey::input_unknown)
                                                 : "no reader is called " + options.format);
     Profile profile = reader->read(content, options);
     profile.format = reader->name.word;
@@ -119,7 +120,8 @@ Profile readProfileFile(std::string const& path, ReadOptions const& options) {
     int const file = path == "-" ? STDIN_FILENO : owned.get();
     struct stat status {};
     if (file < 0 || ::fstat(file, &status) != 0)
-        return failed(0, "cannot be opened: " + std::generic_category().message(errno));
+        return failed(
+            0, reasonText(ReasonKey::input_unopened, {std::generic_category().message(errno)}));
     auto const size = static_cast<std::uint64_t>(status.st_size);
     bool const isPlain = S_ISREG(status.st_mode) && size > 0 && ::lseek(file, 0, SEEK_CUR) == 0;
     std::string content;
@@ -134,7 +136,8 @@ Profile readProfileFile(std::string const& path, ReadOptions const& options) {
     }
     auto const error = readStream(file, options.max_stream, content);
     if (error != 0 && content.empty())
-        return failed(0, "cannot be read: " + std::generic_category().message(error));
+        return failed(
+            0, reasonText(ReasonKey::input_unread, {std::generic_category().message(error)}));
     auto profile = readProfile(content, options);
     FormatReader const* const reader = readerOfWord(profile.format);
     if (reader != nullptr && reader->note_file != nullptr)

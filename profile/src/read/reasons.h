@@ -34,6 +34,11 @@ enum class ReasonKey {
     kernel_image_unread,
     index_dropped, ///< What is wrong with it; a sentence of its own.
     no_name_list,
+    // Why an input is no profile.
+    input_unopened, ///< What the system says.
+    input_unread,   ///< What the system says.
+    input_empty,
+    input_unknown,
     // Why the sources of a file cannot be told.
     sources_unusable, ///< Why.
     sources_relocatable,
@@ -123,6 +128,10 @@ constexpr ReasonEntry c_reasons[]{
     {ReasonKey::index_dropped, "IndexDropped", 1},
     {ReasonKey::kernel_image_unread, "KernelImageUnread", 0},
     {ReasonKey::no_name_list, "NoNameList", 0},
+    {ReasonKey::input_unopened, "InputUnopened", 1},
+    {ReasonKey::input_unread, "InputUnread", 1},
+    {ReasonKey::input_empty, "InputEmpty", 0},
+    {ReasonKey::input_unknown, "InputUnknown", 0},
     {ReasonKey::sources_unusable, "SourcesUnusable", 1},
     {ReasonKey::sources_relocatable, "SourcesRelocatable", 0},
     {ReasonKey::sources_damaged, "SourcesDamaged", 1},
