@@ -145,7 +145,7 @@ bool writeSources(std::ostream& out, profile::ProfileResolution const& resolutio
         if (!writeSourcesOf(text, resolution, module, style))
             throw Failure(textOf(Text::no_such_module, {shownInput(resolution.input), module}));
     }
-    if (!isNamed && !writeSourceTable(text, resolution))
+    if (!isNamed && !writeSourceTable(text, resolution, style))
         return false;
     out << "\n" << text.str();
     return true;

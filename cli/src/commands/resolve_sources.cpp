@@ -134,7 +134,8 @@ void writeSourcesOf(std::ostream& out, ProfileResolution const& resolution, std:
 
 } // namespace
 
-bool writeSourceTable(std::ostream& out, ProfileResolution const& resolution) {
+bool writeSourceTable(std::ostream& out, ProfileResolution const& resolution,
+                      TableStyle const& style) {
     std::map<std::string, SourceCount> directories;
     SourceCount total;
     for (SourceResolution const& source : resolution.sources) {
@@ -152,7 +153,8 @@ bool writeSourceTable(std::ostream& out, ProfileResolution const& resolution) {
         writeLine(out, count, columns, displayName(directory));
     writeLine(out, total, columns, textOf(Text::in_all));
     if (total.warned > 0)
-        out << textOf(Text::newer_sources, {std::to_string(total.warned)}) << "\n";
+        out << wrapped(textOf(Text::newer_sources, {std::to_string(total.warned)}), 0, style.width)
+            << "\n";
     return true;
 }
 

@@ -12,7 +12,8 @@ namespace lokata::cli {
 
 /// How many of the source files of each directory were found, proven, refused and not met. False if
 /// none were looked for; then nothing was written.
-bool writeSourceTable(std::ostream& out, profile::ProfileResolution const& resolution);
+bool writeSourceTable(std::ostream& out, profile::ProfileResolution const& resolution,
+                      TableStyle const& style);
 
 /// Each source file that the modules name which `text` names, with what became of it and why; the
 /// modules as for --explain. False if it names none; then nothing was written.

@@ -137,6 +137,7 @@ using Widths = std::array<std::size_t, 5>;
 bool fit(Widths& widths, std::size_t shares, std::size_t width) {
     constexpr std::size_t c_module = 20;
     constexpr std::size_t c_file = 36;
+    constexpr std::size_t c_leastNames = 30; ///< Shares of many events can leave less.
     auto const roomForNames = [&] {
         std::size_t others = shares + 2;
         for (std::size_t i = c_fileCell + 1; i < widths.size(); ++i)
@@ -149,7 +150,7 @@ bool fit(Widths& widths, std::size_t shares, std::size_t width) {
         if (roomForNames() < wanted)
             widths[dispensable] = 0;
     std::size_t const room = roomForNames();
-    if (width < c_leastTable)
+    if (width < c_leastTable || room < std::min(wanted, c_leastNames))
         return false;
     std::size_t const spare = room - std::min(room, widths[c_fileCell]);
     widths[c_moduleCell] = std::min(widths[c_moduleCell], std::max(room / 3, spare));
