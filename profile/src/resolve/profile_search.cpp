@@ -1,5 +1,6 @@
 #include "resolve/profile_search.h"
 
+#include "facts/running_vdso.h"
 #include "read/names.h"
 #include "resolve/searched_name.h"
 #include "search/search_overlay.h"
@@ -86,8 +87,12 @@ ProfileSearch::ProfileSearch(ProfileSearch const& other)
 std::vector<Candidate> ProfileSearch::hints(Module const& module, std::string const& name) {
     if (module.kind == ModuleKind::kernel_module)
         return m_kernel->module(name);
-    if (module.kind == ModuleKind::vdso)
-        return m_kernel->vdso();
+    if (module.kind == ModuleKind::vdso) {
+        std::vector<Candidate> copies = m_kernel->vdso();
+        if (std::string running = copyOfRunningVdso(module.build_id); !running.empty())
+            copies.push_back({std::move(running), Place::kernel_tree});
+        return copies;
+    }
     if (module.kind != ModuleKind::kernel)
         return {};
     std::vector<Candidate> result = m_kernel->image();

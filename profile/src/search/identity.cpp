@@ -162,6 +162,8 @@ void BinaryValidator::judge(std::string const& path, JudgedCandidate& candidate)
     if (!isIdKnown || isAsMapped) {
         if (candidate.result != vrInvalid && (!facts.is_file || !facts.damage.empty()))
             rejectUnusable(candidate, path, facts.error + facts.damage);
+        else if (candidate.result != vrValid && facts.lacks_code)
+            reject(candidate, svError, reasonText(ReasonKey::code_missing, {path}));
         return;
     }
     candidate.identity = identityOf(facts.build_id);

@@ -4,6 +4,7 @@
 #include "support/inputs.h"
 #include "support/search_fixture.h"
 #include <lokata/profile/archive.h>
+#include <lokata/profile/process.h>
 #include <lokata/profile/report.h>
 
 #include <algorithm>
@@ -138,6 +139,16 @@ TEST_F(ResolverTest, ACopyOfTheVdsoIsTakenByItsBuildId) {
     EXPECT_EQ(vdso.binary->path, copy);
     EXPECT_EQ(resolveOne(module("[vdso]", c_otherId, ModuleKind::vdso)).status,
               ModuleStatus::not_a_file);
+
+    LK_2_13::test::PrivateDir const privateDir(m_tree.path("private"));
+    for (Module const& mapped : readProcess(static_cast<std::uint32_t>(::getpid())).modules)
+        if (mapped.kind == ModuleKind::vdso) {
+            ASSERT_FALSE(mapped.build_id.empty());
+            ModuleResolution const running = resolveOne(mapped);
+            EXPECT_EQ(running.status, ModuleStatus::resolved) << "the running kernel has it";
+            std::ofstream(running.binary->path) << "cut";
+            EXPECT_EQ(resolveOne(mapped).status, ModuleStatus::resolved) << "and gives it again";
+        }
 }
 
 TEST_F(ResolverTest, TheKernelIsThatOfTheRecordedRelease) {

@@ -47,6 +47,8 @@ TEST_F(IdentityTest, ABinaryIsProvenOrRejectedByItsBuildId) {
 
     BinaryValidator nothingRecorded(m_cache, {});
     EXPECT_EQ(verdict(nothingRecorded, m_tree.path("right")), "undecided");
+    EXPECT_THAT(verdict(nothingRecorded, m_tree.path("right.debug")),
+                MatchesRegex("error: .*without the code.*"));
     EXPECT_EQ(verdict(nothingRecorded, m_tree.path("text")), "undecided");
 }
 
