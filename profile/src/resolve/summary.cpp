@@ -176,8 +176,10 @@ SourceStatus statusOf(SourceResolution const& source) {
 
 std::string symbolsHelp(ModuleResolution const& module) {
     bool const hasNames = module.level != SymbolLevel::exports && module.level != SymbolLevel::none;
-    bool const isForeign = module.status == ModuleStatus::not_a_file;
-    if (hasNames || isForeign)
+    // Nobody keeps files of what a kernel maps into its processes.
+    bool const isKept =
+        module.status != ModuleStatus::not_a_file && module.module.kind != ModuleKind::vdso;
+    if (hasNames || !isKept)
         return {};
     if (module.package)
         return reasonText(ReasonKey::help_package, {displayName(module.package->name),

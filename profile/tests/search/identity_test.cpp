@@ -221,12 +221,12 @@ TEST_F(IdentityTest, ASourceThatIsNewerThanItsBinaryIsProvenByItsMd5Only) {
     SourceIdentity byMd5;
     byMd5.md5 = {0x90, 0x01, 0x50, 0x98, 0x3c, 0xd2, 0x4f, 0xb0,
                  0xd6, 0x96, 0x3f, 0x7d, 0x28, 0xe1, 0x7f, 0x72};
+    std::string const warning = "undecided\"" + source + "\" was changed after \"" + program;
     for (int const hours : {-1, 1}) {
         std::filesystem::last_write_time(program, written + std::chrono::hours(hours));
         SourceValidator same(recorded, program);
         SourceValidator unknown({}, program);
         SourceValidator whole(byMd5, program);
-        std::string const warning = "undecided\"" + source + "\" was changed after \"" + program;
         EXPECT_THAT(verdict(same, source), StartsWith(hours < 0 ? warning : "valid"));
         EXPECT_THAT(verdict(unknown, source), StartsWith(hours < 0 ? warning : "undecided"));
         EXPECT_EQ(verdict(whole, source), "valid");
