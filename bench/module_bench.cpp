@@ -135,13 +135,15 @@ profile::Profile recordedProfile() {
 }
 
 /// With debug files for half of the modules, or without a place where such may lie but the usual.
-void resolveModules(benchmark::State& state, bool hasSymbols) {
+void resolveModules(benchmark::State& state, bool hasSymbols, std::size_t threads = 1) {
     profile::PlaceOptions places;
     if (hasSymbols)
         places.debug_dirs = {Machine::get().debugDirectory()};
     profile::Profile const recorded = recordedProfile();
     for ([[maybe_unused]] auto _ : state) {
-        auto const resolution = profile::Resolver(nullptr, places).resolve(recorded, "list");
+        profile::Resolver resolver(nullptr, places);
+        resolver.setThreads(threads);
+        auto const resolution = resolver.resolve(recorded, "list");
         for (std::size_t i = 0; i < c_moduleCount; ++i) {
             profile::ModuleResolution const& module = resolution.modules[i];
             require(module.status == profile::ModuleStatus::resolved, "lost a module");
@@ -149,6 +151,11 @@ void resolveModules(benchmark::State& state, bool hasSymbols) {
                     "lost the symbols of a module");
         }
     }
+}
+
+/// By the wall clock, as processor time does not tell what several threads gain.
+void resolveOnThreads(benchmark::State& state) {
+    resolveModules(state, true, static_cast<std::size_t>(state.range(0)));
 }
 
 bool holdsId(std::string const& path, profile::BuildId const& id) {
@@ -174,7 +181,7 @@ bool holdsId(std::string const& path, profile::BuildId const& id) {
 
 /// What no search can do without: opening each module and reading its note, and a look at each of
 /// the paths at which its symbols may lie.
-void bareCalls(benchmark::State& state) {
+void bareModuleCalls(benchmark::State& state) {
     constexpr int c_absentPaths = 22;
     Machine const& machine = Machine::get();
     for ([[maybe_unused]] auto _ : state)
@@ -211,7 +218,8 @@ void libdwfl(benchmark::State& state) {
 
 BENCHMARK_CAPTURE(resolveModules, alone, false)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(resolveModules, symbols, true)->Unit(benchmark::kMillisecond);
-BENCHMARK(bareCalls)->Unit(benchmark::kMillisecond);
+BENCHMARK(resolveOnThreads)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(bareModuleCalls)->Unit(benchmark::kMillisecond);
 BENCHMARK(libdwfl)->Unit(benchmark::kMillisecond);
 
 } // namespace
