@@ -45,15 +45,19 @@ Titles titles() {
             textOf(Text::title_sources_refused), textOf(Text::title_sources_missing)};
 }
 
+/// `screen` in columns, 0 for any number.
 void writeLine(std::ostream& out, SourceCount const& count, Titles const& titles,
-               std::string const& what) {
+               std::string const& what, std::size_t screen) {
+    constexpr std::size_t c_leastRoom = 8;
     auto const cells = count.cells();
+    std::size_t used = 0;
     for (std::size_t i = 0; i < cells.size(); ++i) {
         std::string const cell = std::to_string(cells[i]);
         std::size_t const width = lengthOf(titles.at(i));
         out << std::string(width - std::min(width, cell.size()), ' ') << cell << "  ";
+        used += width + 2;
     }
-    out << what << "\n";
+    out << (screen < used + c_leastRoom ? what : cutAtFront(what, screen - used)) << "\n";
 }
 
 TextStyle styleOf(SourceStatus status) {
@@ -150,8 +154,8 @@ bool writeSourceTable(std::ostream& out, ProfileResolution const& resolution,
         out << title << "  ";
     out << textOf(Text::title_sources_in) << "\n";
     for (auto const& [directory, count] : directories)
-        writeLine(out, count, columns, displayName(directory));
-    writeLine(out, total, columns, textOf(Text::in_all));
+        writeLine(out, count, columns, displayName(directory), style.width);
+    writeLine(out, total, columns, textOf(Text::in_all), style.width);
     if (total.warned > 0)
         out << wrapped(textOf(Text::newer_sources, {std::to_string(total.warned)}), 0, style.width)
             << "\n";

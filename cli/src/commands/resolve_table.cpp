@@ -308,7 +308,10 @@ void TableWriter::writeReason(ModuleResolution const& module, std::string const&
     bool const isNarrow = m_style.width > 0 && m_style.width < nameAt + c_leastRoom;
     m_out << m_shares.of(module.module)
           << painted(padded(word, m_statusWidth), textStyle, m_style.colour) << "  "
-          << displayName(module.module.name) << "\n"
+          << (m_style.width > nameAt + c_margin
+                  ? cutAtFront(displayName(module.module.name), m_style.width - nameAt)
+                  : displayName(module.module.name))
+          << "\n"
           << wrapped(reason, isNarrow ? c_margin : nameAt, m_style.width) << "\n";
 }
 
