@@ -30,6 +30,16 @@ std::uint64_t keyOf(std::string_view path) {
     return std::hash<std::string_view>()(path);
 }
 
+/// Where packages put nothing, by the Filesystem Hierarchy Standard and section 9.1.2 of the Debian
+/// Policy Manual; the lists need not be read for what lies there.
+bool isUnpackaged(std::string_view directory) {
+    for (std::string_view const top : {"/home", "/root", "/tmp", "/usr/local", "/var/tmp"})
+        if (toolbelt2::starts_with(directory, top) &&
+            (directory.size() == top.size() || directory[top.size()] == '/'))
+            return true;
+    return false;
+}
+
 std::vector<std::string> listFiles(std::string const& directory) {
     std::vector<std::string> result;
     std::error_code error;
@@ -76,25 +86,35 @@ PackageOwners::Lists const& PackageOwners::lists() {
     return *m_read;
 }
 
-std::vector<std::string> PackageOwners::namesInRoot(std::string const& path) const {
+std::vector<std::string> PackageOwners::namesInRoot(std::string const& directory) const {
     std::error_code error;
     std::vector<std::string> result;
     std::string const root(toolbelt2::without_slashes_at_end(m_root));
-    if (toolbelt2::starts_with(path, root + "/"))
-        result.push_back(path.substr(root.size()));
-    std::string realRoot = root.empty() ? "" : fs::canonical(root, error).string();
-    std::string const real = fs::canonical(path, error).string();
+    if (toolbelt2::starts_with(directory, root + "/"))
+        result.push_back(directory.substr(root.size()));
+    std::string const realRoot = root.empty() ? "" : fs::canonical(root, error).string();
+    std::string const real = fs::canonical(directory, error).string();
     if (!error && toolbelt2::starts_with(real, realRoot + "/"))
         result.push_back(real.substr(realRoot.size()));
     return result;
 }
 
+/// Many files lie in few directories, whose links are followed once.
+std::vector<std::string> const& PackageOwners::knownNames(std::string const& directory) {
+    auto const known = m_directories.find(directory);
+    return known != m_directories.end()
+               ? known->second
+               : m_directories.emplace(directory, namesInRoot(directory)).first->second;
+}
+
 std::string PackageOwners::ownerOf(std::string const& path) {
-    std::vector<std::string> const names = namesInRoot(path);
     toolbelt2::mutex_guard_t const guard(m_mutex);
-    Lists const& all = lists();
-    for (std::string const& name : names) {
-        std::uint64_t const key = keyOf(name);
+    for (std::string const& directory : knownNames(toolbelt2::parent_of(path))) {
+        if (isUnpackaged(directory))
+            continue;
+        Lists const& all = lists();
+        std::uint64_t const key =
+            keyOf(toolbelt2::join_path(directory, toolbelt2::last_component(path)));
         auto const found =
             std::lower_bound(all.files.begin(), all.files.end(), std::pair(key, std::uint32_t{0}));
         if (found != all.files.end() && found->first == key)

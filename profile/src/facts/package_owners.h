@@ -8,6 +8,7 @@
 #include <toolbelt2/mutex.h>
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -39,12 +40,16 @@ private:
 
     Lists const& lists() TOOLBELT2_REQUIRES(m_mutex);
     void readInto(Lists& lists) const;
-    std::vector<std::string> namesInRoot(std::string const& path) const;
+    std::vector<std::string> const& knownNames(std::string const& directory)
+        TOOLBELT2_REQUIRES(m_mutex);
+    /// Those of a directory in that system, as it is called and with its links followed.
+    std::vector<std::string> namesInRoot(std::string const& directory) const;
 
     std::string m_root;
     std::string m_lists;
     toolbelt2::mutex_t m_mutex;
     std::optional<Lists> m_read TOOLBELT2_GUARDED_BY(m_mutex);
+    std::map<std::string, std::vector<std::string>> m_directories TOOLBELT2_GUARDED_BY(m_mutex);
 };
 
 } // namespace lokata::profile

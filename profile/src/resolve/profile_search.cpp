@@ -196,12 +196,12 @@ std::optional<DebugLink> ProfileSearch::debugLinkOf(FileResolution const& binary
 void ProfileSearch::learn(ModuleResolution const& module) {
     if (!module.binary)
         return;
-    std::string const name = searchableName(searchedName(module.module));
+    auto const name = [&] { return searchableName(searchedName(module.module)); };
     if (teaches(*module.binary))
-        m_learned.learn(name, module.binary->path);
+        m_learned.learn(name(), module.binary->path);
     if (module.symbols && teaches(*module.symbols))
         for (std::string const& recorded :
-             m_support.places.recordedSymbolPaths(name, debugLinkOf(*module.binary)))
+             m_support.places.recordedSymbolPaths(name(), debugLinkOf(*module.binary)))
             m_learned.learn(recorded, module.symbols->path);
     if (module.split_dwarf)
         for (SplitFile const& split : module.split_dwarf->files)

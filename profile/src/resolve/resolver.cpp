@@ -146,8 +146,11 @@ ProfileResolution Resolver::Impl::resolve(Profile profile, std::string input,
     if (m_support.places.options().learn_paths && !result.cancelled) {
         for (ModuleResolution const& module : result.modules)
             search.learn(module);
-        for (ModuleResolution& module : result.modules)
+        for (ModuleResolution& module : result.modules) {
+            if (search.learned().empty())
+                break;
             search.tryLearned(module);
+        }
     }
     for (ModuleResolution& module : result.modules) {
         if (!result.cancelled)

@@ -145,9 +145,12 @@ ArchiveNames::Notes const& ArchiveNames::notes(std::string const& archive,
 OwnCopies ArchiveNames::ownCopies(RecordedName const& asked,
                                   std::vector<std::string> const& files) {
     OwnCopies result;
+    std::vector<std::string> const& archives = m_archives[asked.category];
+    if (archives.empty())
+        return result;
     std::string const name = displayName(asked.name);
     std::string_view const category = wordOf(c_archiveCategories, asked.category);
-    for (std::string const& archive : m_archives[asked.category])
+    for (std::string const& archive : archives)
         for (std::string const& file : files) {
             toolbelt2::read_directory(join_path(archive, {category, file}).c_str(), false,
                                       [&](char const* md5) {

@@ -26,6 +26,7 @@ public:
     /// The names that the learned prefixes make of one, the longest prefix first, and for one
     /// prefix the target first that more files speak for.
     std::vector<std::string> candidates(std::string_view name) const;
+    bool empty() const { return m_targets.empty(); }
     /// By prefix, then in the order of `candidates`.
     std::vector<PathSubstitution> substitutions() const;
 
