@@ -45,13 +45,18 @@ bool isPartOf(Module const& module, std::string const& text) {
 
 namespace {
 
-std::string identityText(Identity const& identity) {
-    if (identity.kind == IdentityKind::none)
-        return textOf(Text::nothing_recorded);
+/// What was compared, or is to be.
+std::string markText(Identity const& identity) {
     std::string text(wordOf(c_identityKinds, identity.kind));
     if (identity.kind != IdentityKind::same_file)
         text += " " + displayName(identity.expected);
-    return textOf(Text::identity_expected, {text});
+    return text;
+}
+
+std::string identityText(Identity const& identity) {
+    return identity.kind == IdentityKind::none
+               ? textOf(Text::nothing_recorded)
+               : textOf(Text::identity_expected, {markText(identity)});
 }
 
 /// Of what stands below a candidate.
@@ -69,7 +74,7 @@ std::string foundText(FileResolution const& file, bool colour) {
     bool const isProven = file.confidence == LK_2_13::cfValidated;
     return "  " + candidateLabel(Text::found, TextStyle::green, colour) + displayName(file.path) +
            "  [" + originOf(file) + "]\n" + margin() +
-           (isProven ? textOf(Text::proven_by, {identityText(file.identity)})
+           (isProven ? textOf(Text::proven_by, {markText(file.identity)})
                      : textOf(Text::unproven)) +
            (file.unpacked_from
                 ? ", " + textOf(Text::unpacked_from, {displayName(*file.unpacked_from)})
