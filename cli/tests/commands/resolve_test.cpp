@@ -315,6 +315,12 @@ TEST_F(ResolveProgram, ProfileAndArchiveAreEnoughOnAnotherMachine) {
                  "--archive-into", path("kept/archive"), "--html", path("page.html")});
     ASSERT_EQ(here.status, 0) << here.err;
     EXPECT_THAT(contentOf(path("page.html")), HasSubstr("/gone/app"));
+    EXPECT_EQ(resolve({input, "-d", moved(), "--archive-into", input + "/archive"}).status, 2);
+    EXPECT_THAT(
+        resolve({input, "-d", moved(), "--substitute-path", "/build=" + path("src"), "--sources",
+                 "--explain", "main.cc"})
+            .out,
+        AllOf(HasSubstr("main.cc"), HasSubstr(path("src/main.cc") + "  [substitute-path]")));
 
     for (char const* const gone : {"moved", "debug", "src"})
         fs::remove_all(path(gone));
